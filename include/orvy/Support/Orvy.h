@@ -10,7 +10,12 @@
 #ifndef ORVY_SUPPORT_ORVY_H
 #define ORVY_SUPPORT_ORVY_H
 
+#include "orvy/Support/Containers.h"
 #include "orvy/Support/Export.h"
+#include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Objsys.h"
+#include "orvy/Support/Properties.h"
+#include "orvy/Support/Propval.h"
 #include "orvy/Support/Types.h"
 
 #endif
