@@ -10,13 +10,14 @@
 
 namespace orvy {
 
-/// The one mutex under which every managed singleton is built. It is not recursive: the constructor of
-/// a managed singleton must not be the first user of another one.
+/// The one mutex under which every managed singleton is built. It is not recursive: the constructor
+/// of a managed singleton must not be the first user of another one.
 ORVY_API std::mutex &getManagedStaticLock();
 
-/// Holds a singleton of type T. Zero-initialised data, so that it works before the initialisers of its
-/// own source file have run; the object dies with the holder, in the reverse order of the source files.
-/// Any thread may dereference; the first to do so builds the object while the others wait.
+/// Holds a singleton of type T. Zero-initialised data, so that it works before the initialisers of
+/// its own source file have run; the object dies with the holder, in the reverse order of the
+/// source files. Any thread may dereference; the first to do so builds the object while the others
+/// wait.
 template <typename T> class ManagedStatic {
 public:
   constexpr ManagedStatic() = default;

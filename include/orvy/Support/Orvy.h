@@ -1,21 +1,29 @@
 /* Orvy.h - umbrella of the flat interface: what a model or a host program includes.
  *
  * Compiles as C11 and as C++20. Conventions that hold for all of it:
- * - Handles are opaque. What the library returns as text stays the library's, unless said otherwise.
- * - Failure is a null pointer, -1, a quiet NaN, or a value of tag ovTY_Invalid, with a message in the
- *   log; asking for something that may be absent is silent.
+ * - Handles are opaque. What the library returns as text stays the library's, unless said
+ * otherwise.
+ * - Failure is a null pointer, -1, a quiet NaN, or a value of tag ovTY_Invalid, with a message in
+ * the log; asking for something that may be absent is silent.
  * - A breach of a stated precondition ends the process with an internal error.
  * - Everything belongs to the thread that runs the simulation, unless a function says otherwise. */
 
 #ifndef ORVY_SUPPORT_ORVY_H
 #define ORVY_SUPPORT_ORVY_H
 
+#include "orvy/Support/Clock.h"
 #include "orvy/Support/Containers.h"
+#include "orvy/Support/Events.h"
 #include "orvy/Support/Export.h"
 #include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Memory.h"
 #include "orvy/Support/Objsys.h"
+#include "orvy/Support/Processor.h"
 #include "orvy/Support/Properties.h"
 #include "orvy/Support/Propval.h"
+#include "orvy/Support/Simulator.h"
+#include "orvy/Support/Targets.h"
+#include "orvy/Support/Time.h"
 #include "orvy/Support/Types.h"
 
 #endif

@@ -1,7 +1,7 @@
 /* Types.h - the records of the object system that cross the plug-in boundary by value.
  *
- * Tag values, field order and sizes are fixed: models compiled elsewhere pass these records by value.
- * The functions on them are in Propval.h, Containers.h, Objsys.h and Interfaces.h. */
+ * Tag values, field order and sizes are fixed: models compiled elsewhere pass these records by
+ * value. The functions on them are in Propval.h, Containers.h, Objsys.h and Interfaces.h. */
 
 #ifndef ORVY_SUPPORT_TYPES_H
 #define ORVY_SUPPORT_TYPES_H
@@ -11,29 +11,30 @@
 ORVY_BEGIN_C
 
 /** Tag of a value, and type of a property. */
-typedef ORVY_ENUM(orvy_Type) {
-  ovTY_Invalid = 0,        /**< no value; the universal mark of failure */
-  ovTY_Intptr = 1,         /**< IntPtr */
-  ovTY_Uintptr = 2,        /**< UIntPtr */
-  ovTY_Float = 3,          /**< f */
-  ovTY_Double = 4,         /**< d */
-  ovTY_U8 = 5,             /**< u8 */
-  ovTY_U16 = 6,            /**< u16 */
-  ovTY_U32 = 7,            /**< u32 */
-  ovTY_U64 = 8,            /**< u64 */
-  ovTY_I8 = 9,             /**< i8 */
-  ovTY_I16 = 10,           /**< i16 */
-  ovTY_I32 = 11,           /**< i32 */
-  ovTY_I64 = 12,           /**< i64 */
-  ovTY_Obj = 13,           /**< Obj: a model object */
-  ovTY_InternalPtr = 14,   /**< InternalPtr: a pointer without meaning outside its object */
-  ovTY_IfaceRef = 15,      /**< IfaceRef */
-  ovTY_IfaceRefArray = 16, /**< a growing array of IfaceRef; its elements travel as ovTY_IfaceRef */
-  ovTY_String = 17,        /**< String */
-  ovTY_Buffer = 18,        /**< Buffer */
-  ovTY_Dict = 19,          /**< Dict */
-  ovTY_Vector = 20,        /**< Vector */
-  ovTY_List = 21           /**< List */
+typedef ORVY_ENUM(orvy_Type){
+    ovTY_Invalid = 0,      /**< no value; the universal mark of failure */
+    ovTY_Intptr = 1,       /**< IntPtr */
+    ovTY_Uintptr = 2,      /**< UIntPtr */
+    ovTY_Float = 3,        /**< f */
+    ovTY_Double = 4,       /**< d */
+    ovTY_U8 = 5,           /**< u8 */
+    ovTY_U16 = 6,          /**< u16 */
+    ovTY_U32 = 7,          /**< u32 */
+    ovTY_U64 = 8,          /**< u64 */
+    ovTY_I8 = 9,           /**< i8 */
+    ovTY_I16 = 10,         /**< i16 */
+    ovTY_I32 = 11,         /**< i32 */
+    ovTY_I64 = 12,         /**< i64 */
+    ovTY_Obj = 13,         /**< Obj: a model object */
+    ovTY_InternalPtr = 14, /**< InternalPtr: a pointer without meaning outside its object */
+    ovTY_IfaceRef = 15,    /**< IfaceRef */
+    ovTY_IfaceRefArray =
+        16,           /**< a growing array of IfaceRef; its elements travel as ovTY_IfaceRef */
+    ovTY_String = 17, /**< String */
+    ovTY_Buffer = 18, /**< Buffer */
+    ovTY_Dict = 19,   /**< Dict */
+    ovTY_Vector = 20, /**< Vector */
+    ovTY_List = 21    /**< List */
 } orvy_Type;
 
 /** Opaque handle of a class record. */
@@ -48,7 +49,8 @@ typedef struct orvy_IfaceRef {
   void *Iface; /**< the function table */
 } orvy_IfaceRef;
 
-/** A growing array of references; made with orvy_ifaceRefArrayAlloc, never all zero while in use. */
+/** A growing array of references; made with orvy_ifaceRefArrayAlloc, never all zero while in use.
+ */
 typedef struct orvy_IfaceRefArray {
   uint32_t Size;         /**< elements in use */
   uint32_t Reserved;     /**< elements allocated */
@@ -89,9 +91,9 @@ typedef struct orvy_Buff {
 } orvy_Buff;
 
 /**
- * A tagged value, passed by value everywhere. Only the member that belongs to Typ means anything. It
- * owns nothing: strings and containers in it are views of what their holder owns, unless an operation
- * says that it takes the value over.
+ * A tagged value, passed by value everywhere. Only the member that belongs to Typ means anything.
+ * It owns nothing: strings and containers in it are views of what their holder owns, unless an
+ * operation says that it takes the value over.
  */
 typedef struct orvy_Propval {
   orvy_Type Typ;
@@ -125,7 +127,8 @@ struct orvy_ListNode {
   orvy_Propval Val;
 };
 
-/** Direct reference to a property's storage; Typ ovTY_Invalid and a null Ptr mean no such property. */
+/** Direct reference to a property's storage; Typ ovTY_Invalid and a null Ptr mean no such property.
+ */
 typedef struct orvy_Propref {
   orvy_Type Typ;
   void *Ptr;
@@ -144,8 +147,8 @@ typedef struct orvy_CreateArg {
 } orvy_CreateArg;
 
 /**
- * Standard header at the start of every model object of a class that is not external. The system fills
- * it after the class's create function has returned; a model reads it and never writes it.
+ * Standard header at the start of every model object of a class that is not external. The system
+ * fills it after the class's create function has returned; a model reads it and never writes it.
  */
 typedef struct orvy_Object {
   orvy_Class *Class;         /**< null once disposal has begun */

@@ -1,0 +1,67 @@
+/* Simulator.h - runs all processors of the process in turns of a fixed length, the quanta.
+ *
+ * The simulator is the object "sim" of class "Simulator". Its time is nanoseconds. A run takes
+ * place on the calling thread; within a quantum each processor runs in turn to the same point of
+ * time, and only then do the simulator's own events fire. Set "quanta" with orvy_simSetQuanta
+ * before the first run. */
+
+#ifndef ORVY_SUPPORT_SIMULATOR_H
+#define ORVY_SUPPORT_SIMULATOR_H
+
+#include "orvy/Support/Processor.h"
+
+ORVY_BEGIN_C
+
+/** Runs for a time in nanoseconds. @return why the run ended */
+ORVY_API orvy_CpuExitReason orvy_simRunNanos(uint64_t Nanos);
+
+/** Runs for a time in seconds. @return why the run ended */
+ORVY_API orvy_CpuExitReason orvy_simRunSecs(double Secs);
+
+/** Runs for the time that these cycles take on a processor. @return 0 at once if there is no such
+ * one */
+ORVY_API orvy_CpuExitReason orvy_simRunCycles(int32_t Cpu, uint64_t Cycles);
+
+/** Steps one processor, the others following in time; the index must be below the count. */
+ORVY_API orvy_CpuExitReason orvy_simStep(int32_t Cpu, uint64_t Steps);
+
+/** Stops a run and waits for its end. Any thread but the one that runs. */
+ORVY_API void orvy_simStop(void);
+
+/** Runs a function at a safe moment: at the end of a quantum, or at once if there is no run. Any
+ * thread. */
+ORVY_API void orvy_simRunCallback(orvy_ThreadSafeCb Cb, void *Arg);
+
+/** 1 while a run is in progress. Any thread. */
+ORVY_API uint8_t orvy_simIsRunning(void);
+
+/** Reason of the last run or step. Any thread. */
+ORVY_API orvy_CpuExitReason orvy_simGetExitReason(void);
+
+/** Start of the present quantum, in nanoseconds. Any thread. */
+ORVY_API uint64_t orvy_simGetTime(void);
+
+/** Index of the processor whose turn it is. */
+ORVY_API uint32_t orvy_simGetCurrentCpu(void);
+
+/** Number of processors. */
+ORVY_API uint32_t orvy_simGetCpuCount(void);
+
+/** Sets the length of a quantum in nanoseconds. */
+ORVY_API void orvy_simSetQuanta(uint64_t Nanos);
+
+ORVY_END_C
+
+#ifdef __cplusplus
+
+namespace orvy::sim {
+
+/// A handler of SIGINT for a front end to install: asks the simulator to stop. Safe in a signal
+/// handler.
+ORVY_API void simSigIntHandler(int Signal);
+
+} // namespace orvy::sim
+
+#endif
+
+#endif
