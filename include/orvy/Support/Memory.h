@@ -17,7 +17,9 @@ ORVY_BEGIN_C
 typedef ORVY_ENUM(orvy_MemFlag){
     ovMF_Failed = 8, /**< set by the memory model: the access failed and had no effect */
     ovMF_Stop =
-        16 /**< set by a memory space: the processor is to stop before the access has effect */
+        16, /**< set by a memory space: the processor is to stop before the access has effect */
+    ovMF_Resume =
+        32 /**< set by a processor: goes on behind a stop, which is not to stop it again */
 } orvy_MemFlag;
 
 /** Attributes of memory, as a memory space keeps them. */

@@ -16,6 +16,7 @@
 #include "orvy/Support/Events.h"
 #include "orvy/Support/Export.h"
 #include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Interrupts.h"
 #include "orvy/Support/Memory.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/Processor.h"
