@@ -1,0 +1,47 @@
+// ObjsysValue.h - widths and texts of values, and the grammar of names.
+
+#ifndef ORVY_LIB_OBJSYSVALUE_H
+#define ORVY_LIB_OBJSYSVALUE_H
+
+#include "orvy/Support/Types.h"
+
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+namespace orvy::objsys {
+
+/// The bytes of one element of a property of that type inside a model object; 0 for no type.
+inline size_t typeToSize(orvy_Type Typ) {
+  constexpr uint8_t Sizes[] = {0, 8, 8, 4, 8,  1,  2, 4,  8, 1,  2,
+                               4, 8, 8, 8, 16, 16, 8, 16, 8, 16, 24};
+  return Typ < sizeof(Sizes) ? Sizes[Typ] : 0;
+}
+
+/// Writes the value as the user reads it.
+std::ostream &operator<<(std::ostream &Os, const orvy_Propval &Pv);
+
+/// The same text as a string.
+std::string propAsString(const orvy_Propval &Pv);
+
+/// A text that may be null, as one that is not.
+inline const char *orEmpty(const char *Text) {
+  return Text ? Text : "";
+}
+
+/// The name without its bracket part.
+inline std::string_view baseName(std::string_view Name) {
+  return Name.substr(0, Name.find('['));
+}
+
+/// The index in the first bracket part of a name, or Default if there is none. Throws
+/// std::invalid_argument for a bracket part without digits, std::out_of_range beyond 32 bits.
+int getIndex(const char *Name, unsigned long Default);
+
+/// Whether a name follows the grammar: letters, digits and "_", with single joiners between parts,
+/// each part beginning with a letter or "_". Null and "" do not.
+bool isValidName(const char *Name, char Joiner);
+
+} // namespace orvy::objsys
+
+#endif
