@@ -61,7 +61,7 @@ private:
   void renderHeader(std::string &Text) const;
   void renderRuler(std::string &Text) const;
   void renderRow(const std::vector<std::string> &Row, std::string &Text) const;
-  void renderCell(std::string_view Cell, size_t Column, int32_t Align, std::string &Text) const;
+  void renderCell(std::string_view Cell, int32_t Column, int32_t Align, std::string &Text) const;
 
   int32_t Columns;
   int32_t NextBase = 0;
