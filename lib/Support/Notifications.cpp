@@ -1,0 +1,157 @@
+#include "orvy/Support/Notifications.h"
+
+#include "NotificationList.h"
+#include "orvy/Support/Objsys.h"
+#include "orvy/Support/OutStream.h"
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+struct NotificationSubscriber {
+  orvy_NotificationFunc Func;
+  void *Arg;
+};
+using Subscribers = std::vector<NotificationSubscriber>;
+
+struct NotificationTableEntry {
+  int64_t GlobalIndex; // in GlobalNotificationTable
+  void *Source;
+  Subscribers Own;
+};
+
+// Orders (name, source) without making a string of a name that is looked up.
+struct ByNameAndSource {
+  using is_transparent = void;
+  template <typename A, typename B> bool operator()(const A &Left, const B &Right) const {
+    const int Order = std::string_view(Left.first).compare(Right.first);
+    return Order < 0 || (Order == 0 && std::less<>()(Left.second, Right.second));
+  }
+};
+
+struct NotificationNames {
+  std::map<std::string, int64_t, std::less<>> GlobalNotificationMap;
+  std::map<std::pair<std::string, void *>, int64_t, ByNameAndSource> NotificationMap;
+};
+
+// What is issued reads the two tables alone.
+constinit std::vector<Subscribers> GlobalNotificationTable;
+constinit std::vector<NotificationTableEntry> NotificationTable;
+
+NotificationNames &names() {
+  static NotificationNames Names;
+  return Names;
+}
+
+int64_t globalIndex(const char *Name) {
+  auto [Found, Added] =
+      names().GlobalNotificationMap.try_emplace(Name, GlobalNotificationTable.size());
+  if (Added)
+    GlobalNotificationTable.emplace_back();
+  return Found->second;
+}
+
+// The subscribers to a name from a source, or from any for a null one; null if not published.
+Subscribers *findSubscribers(const char *Name, void *Source) {
+  if (!Name)
+    return nullptr;
+  if (!Source) {
+    auto Found = names().GlobalNotificationMap.find(Name);
+    return Found == names().GlobalNotificationMap.end() ? nullptr
+                                                        : &GlobalNotificationTable[Found->second];
+  }
+  auto Found = names().NotificationMap.find(std::pair<const char *, void *>(Name, Source));
+  return Found == names().NotificationMap.end() ? nullptr : &NotificationTable[Found->second].Own;
+}
+
+template <typename Predicate> int unsubscribe(const char *Name, void *Source, Predicate IsMeant) {
+  Subscribers *List = findSubscribers(Name, Source);
+  if (!List)
+    return -1;
+  std::erase_if(*List, IsMeant);
+  return 0;
+}
+
+// The elements of an array, which stay in place when the tables around the array grow.
+struct Range {
+  explicit Range(const Subscribers &List) : First(List.data()), Last(List.data() + List.size()) {}
+  void issue(void *Source, void *Info) const {
+    for (const NotificationSubscriber *Next = First; Next != Last; ++Next)
+      Next->Func(Next->Arg, Source, Info);
+  }
+  const NotificationSubscriber *First;
+  const NotificationSubscriber *Last;
+};
+
+} // namespace
+
+void orvy::printNotificationEmitters() {
+  outs() << "List of Registered Notifications and Emitters\n"
+         << "---------------------------------------------";
+  std::string_view Last;
+  bool First = true;
+  for (const auto &[Key, Index] : names().NotificationMap) {
+    if (First || Key.first != Last)
+      outs() << "\n" << Key.first << " : ";
+    else
+      outs() << ", ";
+    const char *Source = orvy_nameForObject(Key.second);
+    outs() << (Source ? Source : "<global>");
+    Last = Key.first;
+    First = false;
+  }
+  outs() << "\n";
+}
+
+int64_t orvy_publishNotification(const char *Name, void *Source) {
+  if (!Name)
+    return 0;
+  auto &Map = names().NotificationMap;
+  if (auto Found = Map.find(std::pair<const char *, void *>(Name, Source)); Found != Map.end())
+    return Found->second + 1;
+  const int64_t Index = static_cast<int64_t>(NotificationTable.size());
+  NotificationTable.push_back({globalIndex(Name), Source, {}});
+  Map.emplace(std::pair<std::string, void *>(Name, Source), Index);
+  return Index + 1;
+}
+
+int orvy_subscribeNotification(const char *Name, void *Source, void *Arg,
+                               orvy_NotificationFunc Func) {
+  Subscribers *List = findSubscribers(Name, Source);
+  if (!List)
+    return -1;
+  List->push_back({Func, Arg});
+  return 0;
+}
+
+int orvy_unsubscribeNotification(const char *Name, void *Source, orvy_NotificationFunc Func) {
+  return unsubscribe(Name, Source,
+                     [&](const NotificationSubscriber &Present) { return Present.Func == Func; });
+}
+
+int orvy_unsubscribeNotificationArg(const char *Name, void *Source, orvy_NotificationFunc Func,
+                                    void *Arg) {
+  return unsubscribe(Name, Source, [&](const NotificationSubscriber &Present) {
+    return Present.Func == Func && Present.Arg == Arg;
+  });
+}
+
+void orvy_notify(int64_t Id, void *NotificationInfo) {
+  const NotificationTableEntry &Entry = NotificationTable[Id - 1];
+  void *Source = Entry.Source;
+  // Taken before the first call: a subscriber may publish, and the tables then move.
+  const Range Global(GlobalNotificationTable[Entry.GlobalIndex]);
+  const Range Own(Entry.Own);
+  Global.issue(Source, NotificationInfo);
+  Own.issue(Source, NotificationInfo);
+}
+
+void orvy_printNotificationList() {
+  orvy::outs() << "List of Registered Notifications\n";
+  for (const auto &[Name, Index] : names().GlobalNotificationMap)
+    orvy::outs() << Name << "\n";
+}
