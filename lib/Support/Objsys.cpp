@@ -2,8 +2,8 @@
 
 #include "InternalError.h"
 #include "ObjsysClass.h"
-#include "ObjsysPending.h"
 #include "ObjsysValue.h"
+#include "orvy/Support/Logging.h"
 
 #include <cerrno>
 #include <climits>

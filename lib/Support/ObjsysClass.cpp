@@ -1,8 +1,11 @@
 #include "ObjsysClass.h"
 
 #include "InternalError.h"
-#include "ObjsysPending.h"
 #include "ObjsysValue.h"
+#include "PluginManager.h"
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/Notifications.h"
+#include "orvy/Support/OutStream.h"
 
 #include <algorithm>
 #include <iterator>
@@ -153,7 +156,6 @@ void Class::disposeObject(void *Obj) {
   const Class *Cls = classForObject(Obj);
   if (!Cls)
     return;
-  orvy_eventEraseAssociatedEvents(Obj);
   ClassRegistry::get().removeObject(Obj);
   if (Cls->External)
     return;
@@ -185,7 +187,6 @@ void Class::clear() {
     return;
   Registry.Classes.insert(std::move(Kept));
   Registry.addObject("sim", Sim, *SimClass);
-  sim::reset();
 }
 
 void Class::clearObjects() {
@@ -196,7 +197,6 @@ void Class::clearObjects() {
   if (!Sim)
     return;
   Registry.addObject("sim", Sim, *SimClass);
-  sim::reset();
 }
 
 Class *Class::classForName(std::string_view Name) {

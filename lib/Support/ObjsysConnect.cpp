@@ -1,9 +1,9 @@
 #include "InternalError.h"
 #include "ObjsysClass.h"
-#include "ObjsysPending.h"
 #include "ObjsysValue.h"
 #include "orvy/Support/Containers.h"
 #include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Logging.h"
 #include "orvy/Support/Propval.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "orvy/Support/Containers.h"
 
 #include "InternalError.h"
-#include "ObjsysPending.h"
 #include "ObjsysValue.h"
+#include "orvy/Support/Logging.h"
 #include "orvy/Support/Propval.h"
 
 #include <cstdio>

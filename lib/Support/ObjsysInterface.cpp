@@ -2,8 +2,9 @@
 
 #include "InternalError.h"
 #include "ObjsysClass.h"
-#include "ObjsysPending.h"
 #include "ObjsysValue.h"
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/OutStream.h"
 
 #include <algorithm>
 #include <stdexcept>

@@ -2,10 +2,10 @@
 
 #include "InternalError.h"
 #include "ObjsysClass.h"
-#include "ObjsysPending.h"
 #include "ObjsysValue.h"
 #include "orvy/Support/Containers.h"
 #include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Logging.h"
 #include "orvy/Support/Propval.h"
 
 #include <algorithm>

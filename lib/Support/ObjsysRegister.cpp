@@ -1,8 +1,8 @@
 #include "InternalError.h"
 #include "ObjsysClass.h"
-#include "ObjsysPending.h"
 #include "ObjsysProperty.h"
 #include "ObjsysValue.h"
+#include "orvy/Support/Logging.h"
 #include "orvy/Support/Propval.h"
 
 #include <algorithm>

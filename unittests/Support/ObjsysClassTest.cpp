@@ -1,0 +1,413 @@
+#include "ObjsysClass.h"
+#include "Testing/LogCapture.h"
+#include "Testing/Model.h"
+#include "orvy/Support/Notifications.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <cstring>
+
+using namespace orvy::testing;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+std::vector<std::string> Calls;
+
+void *create(const char *Name, int Argc, const orvy_CreateArg *) {
+  Calls.push_back("create " + std::string(Name) + " " + std::to_string(Argc));
+  auto *Self = static_cast<orvy_Object *>(std::malloc(sizeof(orvy_Object)));
+  std::memset(Self, 0xee, sizeof(orvy_Object));
+  return Self;
+}
+
+void dispose(void *Obj) {
+  auto *Self = static_cast<orvy_Object *>(Obj);
+  Calls.push_back(Self->Class ? "dispose with a class" : "dispose");
+  std::free(Obj);
+}
+
+std::vector<std::string> takeCalls() {
+  return std::exchange(Calls, {});
+}
+
+// Classes Thing and Cpu, and the external class Other.
+class Objects : public ::testing::Test {
+protected:
+  Objects() {
+    orvy_qualifyAsCpu(Cpu);
+    orvy_qualifyAs(Group, 5);
+    Calls.clear();
+  }
+
+  static void *make(const char *Name, const char *ClsName = "Thing") {
+    return orvy_createObject(ClsName, Name, nullptr);
+  }
+  static std::vector<std::string> names() {
+    std::vector<std::string> Names;
+    orvy_foreachObject(
+        [](void *Obj, void *Arg) {
+          static_cast<std::vector<std::string> *>(Arg)->push_back(orvy_nameForObject(Obj));
+        },
+        &Names);
+    return Names;
+  }
+  // What creating and adding say on the error stream.
+  template <typename Function> static std::string errorsOf(Function Func) {
+    ::testing::internal::CaptureStderr();
+    Func();
+    return ::testing::internal::GetCapturedStderr();
+  }
+
+  CleanSystem System;
+  orvy_Class *Thing = orvy_registerClass("Thing", create, dispose);
+  orvy_Class *Cpu = orvy_registerClass("Cpu", create, dispose);
+  orvy_Class *Group = orvy_registerClass("Group", create, dispose);
+  orvy_Class *Other = orvy_registerExternalClass("Other");
+  LogCapture Log;
+};
+
+TEST_F(Objects, GetAFreshHeader) {
+  auto *Obj = static_cast<orvy_Object *>(make("a"));
+  ASSERT_NE(Obj, nullptr);
+  EXPECT_EQ(Obj->Class, Thing);
+  EXPECT_EQ(Obj->TimeSource, nullptr);
+  EXPECT_EQ(Obj->Component, nullptr);
+  EXPECT_EQ(Obj->LoggingFlags, 0x4444444444444444u);
+  EXPECT_EQ(Obj->WillDisposeNotification,
+            orvy_publishNotification("orvy.objectWillBeDisposed", Obj));
+  EXPECT_EQ(Obj->DisposedNotification, orvy_publishNotification("orvy.objectDisposed", Obj));
+  EXPECT_LT(Obj->WillDisposeNotification, Obj->DisposedNotification);
+}
+
+TEST_F(Objects, AreFoundByNameAndAddress) {
+  void *Obj = make("a");
+  EXPECT_EQ(orvy_objectForName("a"), Obj);
+  EXPECT_STREQ(orvy_nameForObject(Obj), "a");
+  EXPECT_EQ(orvy_classForObject(Obj), Thing);
+  EXPECT_EQ(orvy_classForObjectName("a"), Thing);
+  EXPECT_EQ(orvy_classForName("Thing"), Thing);
+  EXPECT_STREQ(orvy_nameForClass(Thing), "Thing");
+
+  EXPECT_EQ(orvy_objectForName("b"), nullptr);
+  EXPECT_EQ(orvy_objectForName(nullptr), nullptr);
+  EXPECT_EQ(orvy_nameForObject(this), nullptr);
+  EXPECT_EQ(orvy_classForObject(nullptr), nullptr);
+  EXPECT_EQ(orvy_classForObjectName(nullptr), nullptr);
+  EXPECT_EQ(orvy_classForName("Nothing"), nullptr);
+}
+
+TEST_F(Objects, GetTheirArgumentsCounted) {
+  orvy_CreateArg Args[] = {
+      {"size",  u32(4)   },
+      {"name",  text("x")},
+      {nullptr, {}       }
+  };
+  orvy_createObject("Thing", "a", Args);
+  orvy_createObject("Thing", "b", Args + 2);
+  make("c");
+  EXPECT_THAT(takeCalls(), ElementsAre("create a 2", "create b 0", "create c 0"));
+}
+
+TEST_F(Objects, AreRefusedOnTheErrorStream) {
+  make("taken");
+  takeCalls();
+  struct {
+    const char *ClsName, *ObjName, *Error;
+  } Rows[] = {
+      {"Nothing", "a",     "no class found matching 'Nothing'\n"                 },
+      {"Nothing", "taken", "no class found matching 'Nothing'\n"                 },
+      {"Thing",   "taken", "object 'taken' already exists\n"                     },
+      {"Other",   "a",     "cannot create object 'a' of external class 'Other'\n"},
+      {nullptr,   "a",     "no class found matching ''\n"                        },
+  };
+  for (const auto &Row : Rows)
+    EXPECT_EQ(
+        errorsOf([&] { EXPECT_EQ(orvy_createObject(Row.ClsName, Row.ObjName, nullptr), nullptr); }),
+        Row.Error);
+  EXPECT_THAT(takeCalls(), IsEmpty());
+  EXPECT_THAT(names(), ElementsAre("taken"));
+}
+
+TEST_F(Objects, WarnAboutTheirNameAfterCreation) {
+  make("a--b");
+  errorsOf([] { make("1", "Nothing"); });
+  EXPECT_THAT(
+      Log.take(),
+      ElementsAre(
+          ":warning: a--b : Was created with an invalid object name, this will be an error "
+          "in the future.",
+          ":warning:: Was created with an invalid object name, this will be an error in the "
+          "future."));
+  EXPECT_NE(orvy_objectForName("a--b"), nullptr);
+}
+
+TEST_F(Objects, OfExternalClassesOnlyGetAName) {
+  char Elsewhere[64];
+  std::memset(Elsewhere, 0x55, sizeof Elsewhere);
+  EXPECT_EQ(orvy_addObject("Other", "ext", Elsewhere), Elsewhere);
+  EXPECT_EQ(orvy_classForObject(Elsewhere), Other);
+  EXPECT_TRUE(orvy_isExternal(Elsewhere));
+  EXPECT_FALSE(orvy_isMemory(Elsewhere));
+  orvy_disposeObject(Elsewhere);
+  EXPECT_EQ(orvy_objectForName("ext"), nullptr);
+  EXPECT_EQ(std::string(Elsewhere, 64), std::string(64, 0x55));
+  EXPECT_FALSE(orvy::objsys::fromHandle(Other)->getProperty("object.timeSource"));
+}
+
+TEST_F(Objects, AreAddedToExternalClassesOnlyAndOnce) {
+  int A, B;
+  make("taken");
+  EXPECT_EQ(errorsOf([&] { orvy_addObject("Nothing", "a", &A); }),
+            "no class found matching 'Nothing'\n");
+  EXPECT_EQ(errorsOf([&] { orvy_addObject("Other", "taken", &A); }),
+            "object 'taken' already exists\n");
+  EXPECT_EQ(errorsOf([&] { orvy_addObject("Thing", "a", &A); }),
+            "cannot add object 'a' of internal class 'Thing'\n");
+  EXPECT_EQ(orvy_addObject("Other", "a", &A), &A);
+  EXPECT_EQ(orvy_addObject("Other", "b", &B), &B);
+  EXPECT_EQ(errorsOf([&] { EXPECT_EQ(orvy_addObject("Other", "c", &A), nullptr); }),
+            "object 'a' already exists\n");
+  EXPECT_EQ(orvy_addObject("Other", "d", nullptr), nullptr);
+  EXPECT_THAT(names(), ElementsAre("a", "b", "taken"));
+}
+
+TEST_F(Objects, WithoutAnAddressAreNotCreated) {
+  orvy_registerClass(
+      "Failing", [](const char *, int, const orvy_CreateArg *) -> void * { return nullptr; },
+      dispose);
+  EXPECT_EQ(make("a", "Failing"), nullptr);
+  EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(Objects, AreDisposedInASetOrder) {
+  struct Watch {
+    static void will(void *, void *Source, void *Info) {
+      auto *Header = static_cast<orvy_Object *>(Info);
+      Calls.push_back(std::string("will") + (Source == Info ? "" : " of another") +
+                      (Header->Class ? " with header" : "") +
+                      (orvy_nameForObject(Info) ? " with name" : "") +
+                      (orvy_objectForName("a") ? " in registry" : ""));
+    }
+    static void gone(void *Arg, void *, void *Info) {
+      Calls.push_back(Info == Arg ? "disposed" : "disposed another");
+    }
+  };
+  void *Obj = make("a");
+  takeCalls();
+  orvy_subscribeNotification("orvy.objectWillBeDisposed", Obj, nullptr, Watch::will);
+  orvy_subscribeNotification("orvy.objectDisposed", Obj, Obj, Watch::gone);
+  orvy_disposeObject(Obj);
+  orvy_disposeObject(Obj);
+  orvy_disposeObject(nullptr);
+  EXPECT_THAT(takeCalls(), ElementsAre("will with header", "dispose", "disposed"));
+  EXPECT_NE(make("a"), nullptr) << "the name is free again";
+}
+
+TEST_F(Objects, MayBeDisposedFromTheirOwnNotification) {
+  void *Obj = make("a");
+  takeCalls();
+  orvy_subscribeNotification("orvy.objectWillBeDisposed", Obj, nullptr,
+                             [](void *, void *, void *Info) { orvy_disposeObject(Info); });
+  orvy_disposeObject(Obj);
+  EXPECT_THAT(takeCalls(), ElementsAre("dispose"));
+}
+
+TEST_F(Objects, SurviveAClearFromANotification) {
+  void *Obj = make("a");
+  make("b");
+  takeCalls();
+  orvy_subscribeNotification("orvy.objectWillBeDisposed", Obj, nullptr,
+                             [](void *, void *, void *) { orvy_objsysClear(); });
+  orvy_disposeObject(Obj);
+  EXPECT_THAT(takeCalls(), ElementsAre("dispose", "dispose"));
+  EXPECT_EQ(orvy_getObjectCount(), 0u);
+}
+
+TEST_F(Objects, MayDisposeEachOtherDuringAClear) {
+  void *A = make("a");
+  void *B = make("b");
+  takeCalls();
+  orvy_subscribeNotification("orvy.objectWillBeDisposed", A, B,
+                             [](void *Arg, void *, void *) { orvy_disposeObject(Arg); });
+  orvy_objsysClearObjects();
+  EXPECT_THAT(takeCalls(), ElementsAre("dispose", "dispose"));
+  EXPECT_EQ(orvy_classForName("Thing"), Thing);
+  EXPECT_NE(make("a"), nullptr);
+}
+
+TEST_F(Objects, OwnedByAComponentAreLeftToItByAClear) {
+  void *Owner = make("owner", "Group");
+  auto *Inner = static_cast<orvy_Object *>(make("inner"));
+  Inner->Component = static_cast<orvy_Component *>(Owner);
+  takeCalls();
+  orvy_objsysClearObjects();
+  EXPECT_THAT(takeCalls(), ElementsAre("dispose"));
+  EXPECT_EQ(Inner->Class, Thing) << "still whole";
+  EXPECT_EQ(orvy_getObjectCount(), 0u);
+  EXPECT_EQ(orvy_getComponentCount(), 0u);
+  std::free(Inner);
+}
+
+TEST_F(Objects, AndClassesAreForgottenByAClear) {
+  int External;
+  make("a");
+  make("cpu", "Cpu");
+  orvy_addObject("Other", "ext", &External);
+  orvy_objsysClear();
+  EXPECT_EQ(orvy_getObjectCount(), 0u);
+  EXPECT_EQ(orvy_getProcessorCount(), 0u);
+  EXPECT_EQ(orvy_classForName("Thing"), nullptr);
+  EXPECT_EQ(orvy_classForObject(&External), nullptr);
+  EXPECT_NE(orvy_registerClass("Thing", create, dispose), nullptr);
+}
+
+TEST_F(Objects, AreListedInTheirOrders) {
+  void *Z = make("z", "Cpu");
+  void *A = make("a", "Cpu");
+  void *M = make("m");
+  void *G = make("g", "Group");
+  void *Objs[5] = {};
+  EXPECT_EQ(orvy_getObjectCount(), 4u);
+  EXPECT_EQ(orvy_getObjects(0, Objs), 0u);
+  EXPECT_EQ(Objs[0], nullptr);
+  EXPECT_EQ(orvy_getObjects(2, Objs), 2u);
+  EXPECT_THAT(Objs, ElementsAre(A, G, nullptr, nullptr, nullptr));
+  EXPECT_EQ(orvy_getObjects(9, Objs), 4u);
+  EXPECT_THAT(Objs, ElementsAre(A, G, M, Z, nullptr));
+
+  ASSERT_EQ(orvy_getProcessorCount(), 2u);
+  EXPECT_EQ(orvy_getProcessors()[0], Z);
+  EXPECT_EQ(orvy_getProcessors()[1], A);
+  orvy_disposeObject(Z);
+  EXPECT_EQ(orvy_getProcessors()[0], A);
+  orvy_disposeObject(A);
+  EXPECT_EQ(orvy_getProcessors(), nullptr);
+  EXPECT_EQ(orvy_getComponents()[0], G);
+}
+
+TEST_F(Objects, AreEnumerated) {
+  make("z", "Cpu"), make("a", "Cpu");
+  auto *Inner = static_cast<orvy_Object *>(make("inner", "Group"));
+  auto *Root = static_cast<orvy_Component *>(make("root", "Group"));
+  Inner->Component = Root;
+  std::vector<const void *> Seen;
+  auto Note = [](auto *Item, void *Arg) {
+    static_cast<std::vector<const void *> *>(Arg)->push_back(Item);
+  };
+  orvy_foreachProcessor(Note, &Seen);
+  EXPECT_THAT(std::exchange(Seen, {}),
+              ElementsAre(orvy_objectForName("z"), orvy_objectForName("a")));
+  orvy_foreachComponent(Note, &Seen);
+  EXPECT_THAT(std::exchange(Seen, {}), ElementsAre(Inner, Root));
+  orvy_foreachRootComponent(Note, &Seen);
+  EXPECT_THAT(std::exchange(Seen, {}), ElementsAre(Root));
+  orvy_foreachClass(Note, &Seen);
+  EXPECT_THAT(Seen, ElementsAre(Cpu, Group, Other, Thing));
+  Inner->Component = nullptr; // the clear takes both
+}
+
+TEST_F(Objects, AreClassified) {
+  void *Obj = make("a");
+  EXPECT_FALSE(orvy_isCpu(Obj) || orvy_isMachine(Obj) || orvy_isMemory(Obj) ||
+               orvy_isComponent(Obj));
+  EXPECT_TRUE(orvy_isQualifiedAs(Obj, 0));
+  orvy_qualifyAsCpu(Thing);
+  EXPECT_TRUE(orvy_isCpu(Obj));
+  orvy_qualifyAsMachine(Thing);
+  EXPECT_TRUE(orvy_isMachine(Obj));
+  orvy_qualifyAsMemory(Thing);
+  EXPECT_TRUE(orvy_isMemory(Obj));
+  orvy_qualifyAs(Thing, 5);
+  EXPECT_TRUE(orvy_isComponent(Obj));
+  orvy_qualifyAs(Thing, 4711);
+  EXPECT_TRUE(orvy_isQualifiedAs(Obj, 4711));
+  EXPECT_FALSE(orvy_isExternal(Obj));
+  EXPECT_THAT(Log.take(), IsEmpty());
+
+  char Expected[80];
+  std::snprintf(Expected, sizeof Expected, ":error:: isExternal: object %p has no class",
+                static_cast<void *>(this));
+  EXPECT_FALSE(orvy_isExternal(this));
+  EXPECT_THAT(Log.take(), ElementsAre(Expected));
+}
+
+TEST_F(Objects, ShareTheTableOfTheirClass) {
+  int Table;
+  void *Obj = make("a");
+  EXPECT_EQ(orvy_getVTable(Obj), nullptr);
+  EXPECT_EQ(orvy_setVTable(Thing, &Table), 0);
+  EXPECT_EQ(orvy_getVTable(Obj), &Table);
+  EXPECT_EQ(orvy_getVTableForClass(Thing), &Table);
+}
+
+TEST_F(Objects, HaveATimeSourceProperty) {
+  void *Obj = make("a");
+  void *Clock = make("cpu", "Cpu");
+  EXPECT_EQ(orvy_getValue(Obj, "object.timeSource", 0).Typ, ovTY_Obj);
+  orvy_setValue(Obj, "object.timeSource", {.Typ = ovTY_Obj, .Obj = Clock}, 0);
+  EXPECT_EQ(static_cast<orvy_Object *>(Obj)->TimeSource, Clock);
+  EXPECT_EQ(orvy::objsys::fromHandle(Thing)->getProperty("object.timeSource")->Doc,
+            "Time source object (a cpu or machine object)");
+}
+
+TEST_F(Objects, ClassNamesAreUniqueAndChecked) {
+  EXPECT_EQ(orvy_registerClass("Thing", create, std::free), nullptr);
+  EXPECT_EQ(orvy_registerExternalClass("Thing"), nullptr);
+  EXPECT_FALSE(orvy::objsys::fromHandle(Thing)->External);
+  EXPECT_THAT(Log.take(), IsEmpty());
+  EXPECT_NE(orvy_registerClass("1st", create, dispose), nullptr);
+  EXPECT_THAT(Log.take(), ElementsAre(":warning:: Registering class with invalid name '1st'. Note "
+                                      "that this will be an error in future releases."));
+}
+
+TEST_F(Objects, LoggingCategoriesHaveNames) {
+  struct {
+    unsigned Id;
+    const char *Name;
+    int Result;
+  } Rows[] = {
+      {7,  "uart",    -1},
+      {16, "uart",    -1},
+      {8,  "sim",     -1},
+      {8,  "default", -1},
+      {8,  "target",  -1},
+      {8,  "config",  -1},
+      {8,  "",        -1},
+      {8,  nullptr,   -1},
+      {8,  "uart",    0 },
+      {15, "dma",     0 },
+      {15, "dma2",    0 },
+  };
+  for (const auto &Row : Rows)
+    EXPECT_EQ(orvy_addLoggingCategory(Thing, Row.Id, Row.Name), Row.Result) << Row.Id;
+  EXPECT_EQ(orvy_addLoggingCategory(nullptr, 8, "uart"), -1);
+  const char *Names[] = {"",     "sim", "target", "config", "", "", "", "",
+                         "uart", "",    "",       "",       "", "", "", "dma2"};
+  for (unsigned Id = 0; Id < 16; ++Id)
+    EXPECT_STREQ(orvy_getLoggingCategory(Thing, Id), Names[Id]) << Id;
+  EXPECT_EQ(orvy_getLoggingCategory(Thing, 16), nullptr);
+  EXPECT_EQ(orvy_getLoggingCategory(nullptr, 8), nullptr);
+}
+
+TEST_F(Objects, PropertiesAndInterfacesOfAClassAreEnumeratedByName) {
+  orvy_addPseudoProperty(Thing, "z", ovTY_U8, 1, nullptr, nullptr, nullptr, nullptr, "");
+  orvy_addPseudoProperty(Thing, "Z", ovTY_U8, 1, nullptr, nullptr, nullptr, nullptr, "");
+  orvy_addInterface(Thing, "b", "T", &Echo, 0, "");
+  orvy_addInterface(Thing, "a", "T", &Echo, 0, "");
+  std::vector<std::string> Names;
+  auto Note = [](orvy_Class *, const char *Name, void *Arg) {
+    static_cast<std::vector<std::string> *>(Arg)->push_back(Name);
+  };
+  orvy_foreachProperty(Thing, Note, &Names);
+  EXPECT_THAT(std::exchange(Names, {}), ElementsAre("Z", "object.timeSource", "z"));
+  orvy_foreachInterface(Thing, Note, &Names);
+  EXPECT_THAT(std::exchange(Names, {}), ElementsAre("a", "b"));
+  orvy_foreachProperty(nullptr, Note, &Names);
+  orvy_foreachInterface(Thing, nullptr, &Names);
+  EXPECT_THAT(Names, IsEmpty());
+}
+
+} // namespace
