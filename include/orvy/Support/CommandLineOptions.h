@@ -169,6 +169,7 @@ public:
   }
   bool parse(const char *Text) override { return Given = Parser.parse(Text, Value); }
   operator T &() { return Value; }
+  operator const T &() const { return Value; }
   /// Ends a declaration.
   void done() {}
 
@@ -225,6 +226,7 @@ public:
     Positions.clear();
   }
   operator std::vector<T> &() { return Values; }
+  operator const std::vector<T> &() const { return Values; }
 
 private:
   std::vector<T> Values;

@@ -12,6 +12,7 @@
 #define ORVY_SUPPORT_ORVY_H
 
 #include "orvy/Support/Clock.h"
+#include "orvy/Support/CommandLineOptions.h"
 #include "orvy/Support/Containers.h"
 #include "orvy/Support/Events.h"
 #include "orvy/Support/Export.h"
