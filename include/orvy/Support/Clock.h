@@ -36,4 +36,18 @@ ORVY_STATIC_ASSERT(sizeof(ClockIface) == 14 * sizeof(void *), "boundary table");
 
 ORVY_END_C
 
+#ifdef __cplusplus
+
+namespace orvy::clockmodel {
+
+/// Registers the class "Clock". Called once at library start.
+ORVY_API void registerClock();
+/// Kept for models that call it; does nothing, as a Clock paces itself by the wall clock on
+/// request.
+ORVY_API void registerRTClock();
+
+} // namespace orvy::clockmodel
+
+#endif
+
 #endif

@@ -56,6 +56,15 @@ ORVY_END_C
 
 namespace orvy::sim {
 
+/// Registers the class "Simulator" and creates the object "sim", if it does not exist. Called at
+/// start.
+ORVY_API void registerAndCreateSimulatorObject();
+/// Returns the simulator to its state at start: a fresh queue and time 0. Its configuration stays.
+ORVY_API void reset();
+/// Kept for callers of old; the simulator finds components and processors in the object registry.
+ORVY_API void addComponent(void *Component);
+ORVY_API void addCpu(void *Cpu);
+
 /// A handler of SIGINT for a front end to install: asks the simulator to stop. Safe in a signal
 /// handler.
 ORVY_API void simSigIntHandler(int Signal);

@@ -1,0 +1,259 @@
+// The class Clock: a queue and a cycle counter, moved by whoever calls its ClockIface.
+
+#include "orvy/Support/Clock.h"
+
+#include "EventQueue.h"
+#include "ObjectKinds.h"
+
+#include "orvy/Support/Events.h"
+#include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/Objsys.h"
+#include "orvy/Support/Properties.h"
+#include "orvy/Support/Propval.h"
+#include "orvy/Support/Time.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace {
+
+struct Clock {
+  orvy_Object Super;
+  orvy_EventQueue *Queue; // first field of every queue holder; in cycles
+  int64_t Cycles;
+  int64_t Steps;
+  double Freq;         // Hz
+  uint64_t SyncPeriod; // cycles between real-time events, 0 for none
+  int64_t SyncEvent;
+  uint8_t EnableRT;
+};
+
+static_assert(offsetof(Clock, Queue) == sizeof(orvy_Object));
+
+Clock &clockOf(void *Obj) {
+  return *static_cast<Clock *>(Obj);
+}
+
+int64_t firstTime(const Clock &C) {
+  return orvy_eventGetFirstTime(C.Queue);
+}
+
+/// Moves to an event's time, unless it lies in the past, and fires what is due then.
+void moveAndTrigger(Clock &C, int64_t Time) {
+  if (Time > C.Cycles)
+    C.Cycles = Time;
+  orvy_eventTrigger(C.Queue, C.Cycles);
+}
+
+// Time
+
+int step(void *Obj, uint64_t Steps) {
+  Clock &C = clockOf(Obj);
+  for (uint64_t Done = 0; Done < Steps; ++Done) {
+    int64_t First = firstTime(C);
+    if (First < 0)
+      break;
+    ++C.Steps;
+    moveAndTrigger(C, First);
+  }
+  return 0;
+}
+
+int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
+  Clock &C = clockOf(Obj);
+  auto Limit = static_cast<int64_t>(Cycles);
+  if (Steps == 0)
+    return 0;
+  for (uint64_t Done = 0;;) {
+    int64_t First = firstTime(C);
+    ++C.Steps;
+    if (First < 0 || First >= Limit)
+      break;
+    moveAndTrigger(C, First);
+    if (++Done == Steps)
+      return 0;
+  }
+  moveAndTrigger(C, Limit);
+  return 0;
+}
+
+/// Starts pacing by the wall clock, if it is switched on.
+void startSync(Clock &C) {
+  orvy_eventDeschedule(C.SyncEvent);
+  if (!C.EnableRT)
+    return;
+  auto Period = static_cast<int64_t>(C.SyncPeriod);
+  orvy_eventSetPeriodCycles(C.SyncEvent, Period);
+  orvy_eventSetRTPeriodNanos(C.SyncEvent, orvy_cyclesToNanos(Period, orvy::clockFreq(&C)));
+  orvy_eventSetRealTime(C.SyncEvent);
+  orvy_eventPostAbsoluteInQueueInternal(C.Queue, C.SyncEvent, C.Cycles + Period);
+}
+
+int advanceToCycles(void *Obj, uint64_t Cycles) {
+  Clock &C = clockOf(Obj);
+  auto Target = static_cast<int64_t>(Cycles);
+  startSync(C);
+  while (C.Cycles < Target) {
+    int64_t First = firstTime(C);
+    // What is overdue, or on the stack, fires without moving time.
+    moveAndTrigger(C, First < 0 || First >= Target ? Target : First);
+    ++C.Steps;
+  }
+  orvy_eventDeschedule(C.SyncEvent);
+  return 0;
+}
+
+int advanceCycles(void *Obj, uint64_t Cycles) {
+  return advanceToCycles(Obj, static_cast<uint64_t>(clockOf(Obj).Cycles) + Cycles);
+}
+
+// Getters and setters. None looks at the queue: jumping in time fires nothing.
+
+uint64_t getSteps(void *Obj) {
+  return static_cast<uint64_t>(clockOf(Obj).Steps);
+}
+uint64_t getCycles(void *Obj) {
+  return static_cast<uint64_t>(clockOf(Obj).Cycles);
+}
+double getFreq(void *Obj) {
+  return clockOf(Obj).Freq;
+}
+
+uint64_t getNanos(void *Obj) {
+  return static_cast<uint64_t>(orvy_cyclesToNanos(clockOf(Obj).Cycles, orvy::clockFreq(Obj)));
+}
+
+double getSecs(void *Obj) {
+  return orvy_cyclesToSecs(clockOf(Obj).Cycles, orvy::clockFreq(Obj));
+}
+
+void setSteps(void *Obj, uint64_t Steps) {
+  clockOf(Obj).Steps = static_cast<int64_t>(Steps);
+}
+void setCycles(void *Obj, uint64_t Cycles) {
+  clockOf(Obj).Cycles = static_cast<int64_t>(Cycles);
+}
+void setFreq(void *Obj, double Freq) {
+  clockOf(Obj).Freq = Freq;
+}
+
+void setNanos(void *Obj, uint64_t Nanos) {
+  clockOf(Obj).Cycles =
+      orvy_nanosToCycles(static_cast<int64_t>(Nanos), static_cast<uint64_t>(orvy::clockFreq(Obj)));
+}
+
+void setSecs(void *Obj, double Secs) {
+  clockOf(Obj).Cycles = orvy_secsToCycles(orvy::clockFreq(Obj), Secs);
+}
+
+ClockIface ClockTable = {step,      stepUntil, advanceCycles, advanceToCycles, getSteps,
+                         getCycles, getNanos,  getSecs,       setSteps,        setCycles,
+                         setNanos,  setSecs,   getFreq,       setFreq};
+
+// Events
+
+void postCallback(void *Obj, orvy_ThreadSafeCb Cb, void *Arg) {
+  orvy_postCallbackInQueue(clockOf(Obj).Queue, Cb, Arg);
+}
+
+void removeCallback(void *Obj, orvy_ThreadSafeCb Cb, void *Arg) {
+  orvy_removeCallbackInQueue(clockOf(Obj).Queue, Cb, Arg);
+}
+
+void postAbsolute(void *Obj, int64_t EvId, int64_t Time) {
+  const orvy_Event *Event = orvy::event::eventForId(EvId);
+  if (Event && Event->Queue) {
+    orvy_logWarning(Event->Obj, "absolute reposting of scheduled event");
+    orvy_eventDeschedule(EvId);
+  }
+  orvy_eventPostAbsoluteInQueueInternal(clockOf(Obj).Queue, EvId, Time);
+}
+
+void postRelative(void *Obj, int64_t EvId, int64_t Delay) {
+  Clock &C = clockOf(Obj);
+  const orvy_Event *Event = orvy::event::eventForId(EvId);
+  if (Event && Event->Queue) {
+    orvy_logWarning(Event->Obj, "relative reposting of scheduled event %ld",
+                    static_cast<long>(EvId));
+    orvy_eventDeschedule(EvId);
+  }
+  orvy_eventPostAbsoluteInQueueInternal(C.Queue, EvId, Delay + C.Cycles);
+}
+
+void postOnStack(void *Obj, int64_t EvId) {
+  orvy_eventStackPostInternal(clockOf(Obj).Queue, EvId);
+}
+
+EventIface EventTable = {postCallback, removeCallback, postAbsolute, postRelative, postOnStack};
+
+void *ClassTable[] = {&ClockTable, &EventTable};
+
+// Life
+
+/// The pacing lies in the queue's handling of real-time events; the event itself has nothing to do.
+void syncEvent(orvy_Event *) {}
+
+void *create(const char *, int Argc, const orvy_CreateArg *Args) {
+  auto *C = new Clock{};
+  int64_t SyncPeriod = 0;
+  C->Freq = 1000000000.0;
+  for (int Index = 0; Index < Argc; ++Index) {
+    if (!orvy_isNumber(Args[Index].Val))
+      continue;
+    if (std::strcmp(Args[Index].Key, "freq") == 0)
+      C->Freq = orvy_asDouble(Args[Index].Val);
+    else if (std::strcmp(Args[Index].Key, "rtSyncFreq") == 0)
+      SyncPeriod = orvy_asInteger(Args[Index].Val);
+  }
+  C->Queue = orvy_allocateEventQueue();
+  C->SyncEvent = orvy_eventPublish("orvy.clockRTSyncEvent", C, syncEvent);
+  if (SyncPeriod != 0) {
+    C->SyncPeriod = static_cast<uint64_t>(SyncPeriod);
+    orvy_eventSetPeriodCycles(C->SyncEvent, SyncPeriod);
+    orvy_eventSetRealTime(C->SyncEvent);
+    orvy_eventPostAbsoluteInQueueInternal(C->Queue, C->SyncEvent, SyncPeriod);
+  }
+  return C;
+}
+
+void dispose(void *Obj) {
+  Clock &C = clockOf(Obj);
+  orvy_disposeEventQueue(C.Queue);
+  delete &C;
+}
+
+orvy_Propval readEnableRT(void *Obj, int) {
+  orvy_Propval Value{};
+  Value.Typ = ovTY_U8;
+  Value.u8 = clockOf(Obj).EnableRT;
+  return Value;
+}
+
+void writeEnableRT(void *Obj, orvy_Propval Value, int) {
+  clockOf(Obj).EnableRT = Value.u8;
+}
+
+} // namespace
+
+void orvy::clockmodel::registerClock() {
+  orvy_Class *Cls = orvy_registerClass("Clock", create, dispose);
+  if (!Cls)
+    return;
+  orvy_qualifyAs(Cls, ORVY_QUALIFIER_CLOCK);
+  orvy_setVTable(Cls, ClassTable);
+  orvy_addProperty(Cls, "Cycles", offsetof(Clock, Cycles), ovTY_I64, 1, nullptr, nullptr,
+                   "Tick count");
+  orvy_addProperty(Cls, "Steps", offsetof(Clock, Steps), ovTY_I64, 1, nullptr, nullptr,
+                   "Step count");
+  orvy_addProperty(Cls, "config.freq", offsetof(Clock, Freq), ovTY_Double, 1, nullptr, nullptr,
+                   "Frequency in Hz");
+  orvy_addProperty(Cls, "config.syncFreq", offsetof(Clock, SyncPeriod), ovTY_U64, 1, nullptr,
+                   nullptr, "Set frequency for sync event in Hz");
+  orvy_addProperty(Cls, "config.enableRealTime", offsetof(Clock, EnableRT), ovTY_U8, 1,
+                   writeEnableRT, readEnableRT, "Enable real-time syncing event");
+  orvy_addInterface(Cls, "EventIface", "EventIface", &EventTable, 0, "Event interface");
+  orvy_addInterface(Cls, "ClockIface", "ClockIface", &ClockTable, 0, "Clock interface");
+}
+
+void orvy::clockmodel::registerRTClock() {}

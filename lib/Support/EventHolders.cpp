@@ -1,0 +1,230 @@
+// Posting and asking by holder: which queue an event goes to, and in which unit.
+
+#include "EventQueue.h"
+#include "InternalError.h"
+#include "ObjectKinds.h"
+
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/Time.h"
+
+#include <limits>
+#include <optional>
+
+using namespace orvy;
+
+namespace {
+
+constexpr uint64_t NanosPerSec = 1000000000;
+
+/// Machine in whose queue a post on a processor ends, or null for the processor's own.
+void *machineFor(void *Cpu, orvy_SyncEvent Sync) {
+  ORVY_REQUIRE(Sync == ovSE_Cpu || Sync == ovSE_Machine);
+  return Sync == ovSE_Machine ? cpuIface(Cpu).getMachine(Cpu) : nullptr;
+}
+
+/// The holder whose own queue a post means: the object, or the machine of a processor. Null for an
+/// object that holds no queue.
+void *targetHolder(void *Obj, orvy_SyncEvent Sync) {
+  switch (kindOf(Obj)) {
+  case Kind::Processor: {
+    void *Machine = machineFor(Obj, Sync);
+    return Machine ? Machine : Obj;
+  }
+  case Kind::Machine:
+  case Kind::Clock:
+    return Obj;
+  default:
+    return nullptr;
+  }
+}
+
+int64_t cpuCycles(void *Cpu) {
+  return static_cast<int64_t>(cpuIface(Cpu).getCycles(Cpu));
+}
+int64_t cpuFreq(void *Cpu) {
+  return static_cast<int64_t>(cpuIface(Cpu).getFreq(Cpu));
+}
+
+void postRelative(void *Holder, int64_t EvId, int64_t Delay) {
+  eventIface(Holder).postRelative(Holder, EvId, Delay);
+}
+
+} // namespace
+
+void orvy_eventPostCycles(void *Holder, int64_t EvId, int64_t Cycles, orvy_SyncEvent Sync) {
+  switch (kindOf(Holder)) {
+  case Kind::Processor:
+    if (void *Machine = machineFor(Holder, Sync))
+      eventIface(Machine).postAbsolute(
+          Machine, EvId, orvy_cyclesToNanos(Cycles + cpuCycles(Holder), cpuFreq(Holder)));
+    else
+      postRelative(Holder, EvId, Cycles);
+    break;
+  case Kind::Machine:
+    orvy_logError(Holder, "posting cycle event on machine object not supported");
+    break;
+  case Kind::Clock:
+    postRelative(Holder, EvId, Cycles);
+    break;
+  default:
+    break;
+  }
+}
+
+void orvy_eventPostNanos(void *Holder, int64_t EvId, int64_t Nanos, orvy_SyncEvent Sync) {
+  switch (kindOf(Holder)) {
+  case Kind::Processor:
+    if (void *Machine = machineFor(Holder, Sync))
+      eventIface(Machine).postAbsolute(
+          Machine, EvId, Nanos + orvy_cyclesToNanos(cpuCycles(Holder), cpuFreq(Holder)));
+    else
+      postRelative(Holder, EvId, orvy_nanosToCycles(Nanos, static_cast<uint64_t>(cpuFreq(Holder))));
+    break;
+  case Kind::Machine:
+    postRelative(Holder, EvId, Nanos);
+    break;
+  case Kind::Clock:
+    postRelative(Holder, EvId, orvy_nanosToCycles(Nanos, static_cast<uint64_t>(clockFreq(Holder))));
+    break;
+  default:
+    break;
+  }
+}
+
+void orvy_eventPostSecs(void *Holder, int64_t EvId, double Secs, orvy_SyncEvent Sync) {
+  switch (kindOf(Holder)) {
+  case Kind::Processor:
+    if (void *Machine = machineFor(Holder, Sync))
+      postRelative(Machine, EvId, orvy_secsToNanos(Secs));
+    else
+      postRelative(Holder, EvId, orvy_secsToCycles(cpuFreq(Holder), Secs));
+    break;
+  case Kind::Machine:
+    postRelative(Holder, EvId, orvy_secsToNanos(Secs));
+    break;
+  case Kind::Clock:
+    postRelative(Holder, EvId, orvy_secsToCycles(clockFreq(Holder), Secs));
+    break;
+  default:
+    break;
+  }
+}
+
+void orvy_eventPostStack(void *Holder, int64_t EvId, orvy_SyncEvent Sync) {
+  if (void *Target = targetHolder(Holder, Sync))
+    eventIface(Target).postOnStack(Target, EvId);
+}
+
+void orvy_eventPostAsync(void *Holder, orvy_ThreadSafeCb Cb, void *Arg, orvy_SyncEvent Sync) {
+  if (void *Target = targetHolder(Holder, Sync))
+    eventIface(Target).postCallback(Target, Cb, Arg);
+  else
+    orvy_logError(Holder, "unknown queue holder class");
+}
+
+void orvy_eventRemoveAsync(void *Holder, orvy_ThreadSafeCb Cb, void *Arg, orvy_SyncEvent Sync) {
+  if (void *Target = targetHolder(Holder, Sync))
+    eventIface(Target).removeCallback(Target, Cb, Arg);
+  else
+    orvy_logError(Holder, "unknown queue holder class");
+}
+
+namespace {
+
+/// Time left until an event fires, in every unit.
+struct TimeLeft {
+  int64_t Cycles;
+  int64_t Nanos;
+  double Secs;
+};
+
+TimeLeft fromCycles(int64_t Left, int64_t Freq) {
+  return {Left, orvy_cyclesToNanos(Left, Freq), orvy_cyclesToSecs(Left, Freq)};
+}
+
+std::optional<TimeLeft> leftOnCpu(void *Cpu, const orvy_Event *Event) {
+  int64_t Now = cpuCycles(Cpu);
+  int64_t Freq = cpuFreq(Cpu);
+  if (Event->Queue && Event->Queue == queueOf(Cpu))
+    return fromCycles(Event->Time - Now, Freq);
+
+  void *Machine = cpuIface(Cpu).getMachine(Cpu);
+  if (!Event->Queue || !Machine || Event->Queue != queueOf(Machine)) {
+    orvy_logError(Event->Obj, "event %ld not in cpu nor machine queue as expected",
+                  static_cast<long>(Event->EventId));
+    return std::nullopt;
+  }
+  int64_t Nanos = Event->Time - orvy_cyclesToNanos(Now, Freq);
+  return TimeLeft{orvy_nanosToCycles(Event->Time, static_cast<uint64_t>(Freq)) - Now, Nanos,
+                  orvy_nanosToSecs(Nanos)};
+}
+
+std::optional<TimeLeft> leftOnMachine(void *Machine, const orvy_Event *Event) {
+  if (!Event->Queue || Event->Queue != queueOf(Machine)) {
+    orvy_logError(Machine, "event not on the provided machine queue");
+    return std::nullopt;
+  }
+  int64_t Nanos = Event->Time - static_cast<int64_t>(machineIface(Machine).getTime(Machine));
+  return TimeLeft{0, Nanos, orvy_nanosToSecs(Nanos)};
+}
+
+std::optional<TimeLeft> leftOnClock(void *Clock, const orvy_Event *Event) {
+  auto Now = static_cast<int64_t>(clockIface(Clock).getCycles(Clock));
+  return fromCycles(Event->Time - Now, clockFreq(Clock));
+}
+
+/// Time left as seen from a holder; nothing, with an error, where that has no meaning. UnknownText
+/// is what to say of an object that holds no queue, null for nothing.
+std::optional<TimeLeft> timeLeft(void *Holder, int64_t EvId, const char *UnknownText) {
+  const orvy_Event *Event = orvy::event::eventForId(EvId);
+  if (!Event) {
+    orvy_logError(nullptr, "get time on invalid event");
+    return std::nullopt;
+  }
+  switch (kindOf(Holder)) {
+  case Kind::Processor:
+    return leftOnCpu(Holder, Event);
+  case Kind::Machine:
+    return leftOnMachine(Holder, Event);
+  case Kind::Clock:
+    return leftOnClock(Holder, Event);
+  default:
+    if (UnknownText)
+      orvy_logError(Holder, "%s", UnknownText);
+    return std::nullopt;
+  }
+}
+
+} // namespace
+
+int64_t orvy_eventGetCycles(void *Holder, int64_t EvId) {
+  if (kindOf(Holder) == Kind::Machine) {
+    orvy_logError(Holder, "querying cycles for event on machine queue");
+    return -1;
+  }
+  auto Left = timeLeft(Holder, EvId, "unknown class");
+  return Left ? Left->Cycles : -1;
+}
+
+int64_t orvy_eventGetNanos(void *Holder, int64_t EvId) {
+  auto Left = timeLeft(Holder, EvId, nullptr);
+  return Left ? Left->Nanos : -1;
+}
+
+double orvy_eventGetSecs(void *Holder, int64_t EvId) {
+  auto Left = timeLeft(Holder, EvId, "unknown queue holder class");
+  return Left ? Left->Secs : std::numeric_limits<double>::quiet_NaN();
+}
+
+uint64_t orvy_eventQueueGetFreq(void *Holder) {
+  switch (kindOf(Holder)) {
+  case Kind::Processor:
+    return cpuIface(Holder).getFreq(Holder);
+  case Kind::Machine:
+    return NanosPerSec;
+  case Kind::Clock:
+    return static_cast<uint64_t>(clockFreq(Holder));
+  default:
+    orvy_logSimFatal(Holder, "invalid queue object passed to %s", "orvy_eventQueueGetFreq");
+  }
+}

@@ -1,0 +1,112 @@
+// EventQueue.h - a queue of a processor, machine or clock, and the table of published events.
+
+#ifndef ORVY_LIB_EVENTQUEUE_H
+#define ORVY_LIB_EVENTQUEUE_H
+
+#include "EventHeap.h"
+
+#include "orvy/Support/Events.h"
+
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+/// A heap of scheduled events, a stack of immediate ones and a list of callbacks that any thread
+/// may post. Heap and stack belong to the simulation thread. A queue disposed from one of its own
+/// functions lives until the outermost operation on it has ended.
+struct orvy_EventQueue {
+public:
+  orvy_EventQueue();
+  orvy_EventQueue(const orvy_EventQueue &) = delete;
+  orvy_EventQueue &operator=(const orvy_EventQueue &) = delete;
+
+  /// Takes all events off and releases the queue, at once or when the operation in progress ends.
+  void dispose();
+
+  int64_t firstTime() const { return !Stack.empty() ? 0 : Heap.empty() ? -1 : Heap.rootTime(); }
+
+  void schedule(orvy_Event *Event, int64_t Time);
+  void remove(orvy_Event *Event);
+  void push(orvy_Event *Event);
+  int64_t trigger(int64_t Time);
+  int64_t triggerFirst();
+
+  void postCallback(orvy_ThreadSafeCb Cb, void *Arg);
+  void removeCallback(orvy_ThreadSafeCb Cb, void *Arg);
+  void runCallbacks();
+
+  /// Takes an event that goes away off the stacks of all queues.
+  static void purgeFromStacks(const orvy_Event *Event);
+
+  orvy::event::EventHeap Heap{this};
+  std::vector<orvy_Event *> Stack;
+
+private:
+  struct Callback {
+    orvy_ThreadSafeCb Cb;
+    void *Arg;
+  };
+  class Use;
+
+  ~orvy_EventQueue();
+  void drainCallbacks();
+  void fireStacked();
+  void fireFirst(bool DescheduledStops);
+
+  // Queues are chained so that an event that goes away is found on any stack.
+  orvy_EventQueue *PrevQueue = nullptr;
+  orvy_EventQueue *NextQueue = nullptr;
+
+  std::recursive_mutex Mutex; // guards the three below
+  std::vector<Callback> Callbacks;
+  std::vector<Callback> Draining; // being called; a null Cb was taken back
+  size_t DrainPos = 0;
+  bool IsDraining = false;
+  std::atomic<size_t> CallbackCount{0};
+
+  int Uses = 0;
+  bool Disposed = false;
+};
+
+namespace orvy::event {
+
+/// Prepares the event system: publishes "orvy.realtime-slip" and arranges for the release of all
+/// events at process exit. Called once at library start.
+void init();
+
+/// The event behind an id; null for an id that is not valid and for a depublished one.
+orvy_Event *eventForId(int64_t EvId);
+
+/// Issues "orvy.realtime-slip", if it is published.
+void notifyTimeSlip();
+
+/// Releases a record that belongs to the library; any other one stays its owner's.
+void releaseRecord(orvy_Event *Event);
+
+/// A fresh record for a one-shot event.
+orvy_Event *allocateAdHoc();
+
+/// Marks an event whose function is running, so that its end can tell whether the event is still
+/// there.
+class Running {
+public:
+  explicit Running(orvy_Event *Event) : Event(Event), Outer(Innermost) { Innermost = this; }
+  ~Running() { Innermost = Outer; }
+  Running(const Running &) = delete;
+  Running &operator=(const Running &) = delete;
+
+  /// The event, or null if it went away while its function ran.
+  orvy_Event *event() const { return Event; }
+
+  /// Tells all running functions of an event that it has gone.
+  static void forget(const orvy_Event *Event);
+
+private:
+  orvy_Event *Event;
+  Running *Outer;
+  static Running *Innermost;
+};
+
+} // namespace orvy::event
+
+#endif

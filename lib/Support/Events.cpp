@@ -1,0 +1,338 @@
+#include "orvy/Support/Events.h"
+
+#include "EventQueue.h"
+#include "InternalError.h"
+
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/Notifications.h"
+#include "orvy/Support/OutStream.h"
+#include "orvy/Support/Time.h"
+
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace orvy::event {
+
+Running *Running::Innermost = nullptr;
+
+namespace {
+
+using EventKey = std::pair<std::string, void *>;
+
+int64_t g_TimeSlipNotification = 0;
+
+/// Slot id-1 holds the event; a depublished slot stays as a null entry.
+constinit std::vector<orvy_Event *> EventVector;
+std::map<EventKey, int64_t> EventMap;
+std::map<int64_t, EventKey> EventNameMap;
+/// Ids by owner, in the order of publishing, so that disposing an object looks at its own events
+/// only.
+std::unordered_map<void *, std::vector<int64_t>> EventsByOwner;
+
+/// Free records for one-shot events.
+std::vector<std::unique_ptr<orvy_Event>> AdHocPool;
+
+bool isValid(int64_t EvId) {
+  return EvId > 0 && static_cast<uint64_t>(EvId) <= EventVector.size();
+}
+
+orvy_Event *&slot(int64_t EvId) {
+  ORVY_REQUIRE(isValid(EvId));
+  return EventVector[static_cast<size_t>(EvId - 1)];
+}
+
+int64_t publish(const char *Name, orvy_Event *Event, void *Obj, orvy_EventFunc Func,
+                uint32_t Flags) {
+  ORVY_REQUIRE(Name && Event && Func);
+  int64_t EvId = static_cast<int64_t>(EventVector.size()) + 1;
+  *Event = {-1, EvId, Flags, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
+  EventVector.push_back(Event);
+  EventMap.try_emplace({Name, Obj}, EvId);
+  EventNameMap.try_emplace(EvId, Name, Obj);
+  EventsByOwner[Obj].push_back(EvId);
+  return EvId;
+}
+
+void deschedule(orvy_Event *Event) {
+  if (Event->Queue)
+    Event->Queue->remove(Event);
+}
+
+/// Leaves nothing in the system that still points to the event.
+void detach(orvy_Event *Event) {
+  deschedule(Event);
+  orvy_EventQueue::purgeFromStacks(Event);
+  Running::forget(Event);
+}
+
+void withdraw(int64_t EvId) {
+  orvy_Event *Event = std::exchange(slot(EvId), nullptr);
+  if (!Event)
+    return;
+  detach(Event);
+  releaseRecord(Event);
+}
+
+/// The event to post, off its former heap; null, with an error, if there is none.
+orvy_Event *prepare(int64_t EvId, const char *InvalidText, const char *ScheduledText) {
+  orvy_Event *Event = eventForId(EvId);
+  if (!Event) {
+    orvy_logError(nullptr, "%s", InvalidText);
+    return nullptr;
+  }
+  if (Event->Queue) {
+    orvy_logWarning(Event->Obj, "%s", ScheduledText);
+    Event->Queue->remove(Event);
+  }
+  return Event;
+}
+
+} // namespace
+
+void Running::forget(const orvy_Event *Event) {
+  for (Running *Frame = Innermost; Frame; Frame = Frame->Outer)
+    if (Frame->Event == Event)
+      Frame->Event = nullptr;
+}
+
+void init() {
+  static bool Done = false;
+  if (std::exchange(Done, true))
+    return;
+  g_TimeSlipNotification = orvy_publishNotification("orvy.realtime-slip", nullptr);
+  std::atexit(orvy_eventDepublishAll);
+}
+
+orvy_Event *eventForId(int64_t EvId) {
+  return isValid(EvId) ? slot(EvId) : nullptr;
+}
+
+void notifyTimeSlip() {
+  if (g_TimeSlipNotification)
+    orvy_notify(g_TimeSlipNotification, nullptr);
+}
+
+orvy_Event *allocateAdHoc() {
+  if (AdHocPool.empty())
+    return new orvy_Event();
+  orvy_Event *Event = AdHocPool.back().release();
+  AdHocPool.pop_back();
+  return Event;
+}
+
+void releaseRecord(orvy_Event *Event) {
+  if (Event->Flags & ovEF_AdHoc)
+    AdHocPool.emplace_back(Event);
+  else if (Event->Flags & ovEF_LibraryOwned)
+    delete Event;
+}
+
+} // namespace orvy::event
+
+using namespace orvy::event;
+
+int64_t orvy_eventPublish(const char *Name, void *Obj, orvy_EventFunc Func) {
+  return publish(Name, new orvy_Event(), Obj, Func, ovEF_LibraryOwned);
+}
+
+int64_t orvy_eventPublishStruct(const char *Name, orvy_Event *Event, void *Obj,
+                                orvy_EventFunc Func) {
+  return publish(Name, Event, Obj, Func, 0);
+}
+
+void orvy_eventDepublish(int64_t EvId) {
+  if (!isValid(EvId)) {
+    orvy_logError(nullptr, "depublishing invalid event");
+    return;
+  }
+  withdraw(EvId);
+}
+
+void orvy_eventDepublishAll(void) {
+  EventNameMap.clear();
+  EventMap.clear();
+  EventsByOwner.clear();
+  for (size_t Index = 0; Index < EventVector.size(); ++Index)
+    withdraw(static_cast<int64_t>(Index) + 1);
+  EventVector.clear();
+}
+
+void orvy_eventEraseAssociatedEvents(void *Obj) {
+  auto Owned = EventsByOwner.extract(Obj);
+  if (Owned.empty())
+    return;
+  for (int64_t EvId : Owned.mapped()) {
+    if (!slot(EvId))
+      continue;
+    if (auto Named = EventNameMap.find(EvId); Named != EventNameMap.end()) {
+      // A second event under the same key has no entry of its own.
+      if (auto Keyed = EventMap.find(Named->second);
+          Keyed != EventMap.end() && Keyed->second == EvId)
+        EventMap.erase(Keyed);
+      EventNameMap.erase(Named);
+    }
+    withdraw(EvId);
+  }
+}
+
+orvy_Event *orvy_eventPtrNS(int64_t EvId) {
+  return slot(EvId);
+}
+
+void orvy_eventSetPeriodCycles(int64_t EvId, int64_t Cycles) {
+  orvy_Event *Event = slot(EvId);
+  if (!Event)
+    return;
+  Event->PeriodCycles = Cycles < 1 ? 0 : Cycles;
+  if (Cycles < 1)
+    Event->Flags &= ~static_cast<uint32_t>(ovEF_Cyclic);
+  else
+    Event->Flags |= ovEF_Cyclic;
+}
+
+int orvy_eventSetRealTime(int64_t EvId) {
+  orvy_Event *Event = slot(EvId);
+  if (!Event || Event->Queue) {
+    orvy_logError(nullptr, "__func__: event id %ld is already scheduled", static_cast<long>(EvId));
+    return -1;
+  }
+  Event->Flags |= ovEF_RealTime;
+  return 0;
+}
+
+void orvy_eventSetRTPeriodNanos(int64_t EvId, int64_t Nanos) {
+  if (orvy_Event *Event = slot(EvId))
+    Event->RTPeriodNanos = Nanos < 0 ? 0 : static_cast<uint64_t>(Nanos);
+}
+
+void orvy_eventSetRTTime(int64_t EvId, uint64_t Nanos) {
+  if (orvy_Event *Event = slot(EvId))
+    Event->RTTime = Nanos;
+}
+
+orvy_EventQueue *orvy_allocateEventQueue(void) {
+  return new orvy_EventQueue();
+}
+
+void orvy_disposeEventQueue(orvy_EventQueue *Queue) {
+  if (Queue)
+    Queue->dispose();
+}
+
+void orvy_eventPostAbsoluteInQueueInternal(orvy_EventQueue *Queue, int64_t EvId, int64_t Time) {
+  if (orvy_Event *Event =
+          prepare(EvId, "posting absolute invalid event", "event already scheduled when posting"))
+    Queue->schedule(Event, Time);
+}
+
+void orvy_eventPostRelativeInQueueInternal(orvy_EventQueue *Queue, int64_t EvId, int64_t Time,
+                                           int64_t WallDelayNanos) {
+  orvy_Event *Event =
+      prepare(EvId, "posting absolute invalid event", "event already scheduled when posting");
+  if (!Event)
+    return;
+  if (Event->Flags & ovEF_RealTime) {
+    Event->RTTime = orvy_timeGetMonotonicWct() + static_cast<uint64_t>(WallDelayNanos);
+    orvy_logInfo(nullptr, "post relative event %ld %ld", static_cast<long>(Event->RTTime),
+                 static_cast<long>(WallDelayNanos));
+  }
+  Queue->schedule(Event, Time);
+}
+
+void orvy_eventPostOneShotInternal(orvy_EventQueue *Queue, void *Obj, orvy_EventFunc Func,
+                                   int64_t Time) {
+  orvy_Event *Event = allocateAdHoc();
+  *Event = {Time, -1, ovEF_AdHoc, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
+  Queue->Heap.insert(Event);
+}
+
+void orvy_eventStackPostInternal(orvy_EventQueue *Queue, int64_t EvId) {
+  orvy_Event *Event =
+      prepare(EvId, "stack posting invalid event", "event already scheduled when stack posting");
+  if (!Event)
+    return;
+  Event->Flags &= ~static_cast<uint32_t>(ovEF_Descheduled);
+  Queue->push(Event);
+}
+
+void orvy_eventInsertInternal(orvy_EventQueue *Queue, orvy_Event *Event) {
+  Queue->Heap.insert(Event);
+}
+
+void orvy_eventRemoveHeadInternal(orvy_EventQueue *Queue) {
+  ORVY_REQUIRE(!Queue->Heap.empty());
+  Queue->Heap.removeAt(0);
+}
+
+void orvy_eventRemoveIndexInternal(orvy_EventQueue *Queue, int32_t Index) {
+  ORVY_REQUIRE(Index >= 0 && static_cast<size_t>(Index) < Queue->Heap.size());
+  Queue->Heap.removeAt(static_cast<size_t>(Index));
+}
+
+void orvy_postCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
+  Queue->postCallback(Cb, Arg);
+}
+
+void orvy_removeCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
+  Queue->removeCallback(Cb, Arg);
+}
+
+int64_t orvy_eventTrigger(orvy_EventQueue *Queue, int64_t Time) {
+  return Queue->trigger(Time);
+}
+
+int64_t orvy_eventTriggerFirst(orvy_EventQueue *Queue) {
+  return Queue->triggerFirst();
+}
+
+void orvy_eventTriggerThreadSafeCallbacks(orvy_EventQueue *Queue) {
+  Queue->runCallbacks();
+}
+
+int64_t orvy_eventGetFirstTime(const orvy_EventQueue *Queue) {
+  return Queue->firstTime();
+}
+
+int orvy_eventIsScheduled(int64_t EvId) {
+  const orvy_Event *Event = slot(EvId);
+  return Event && Event->Queue;
+}
+
+void orvy_eventDeschedule(int64_t EvId) {
+  if (orvy_Event *Event = slot(EvId))
+    deschedule(Event);
+}
+
+int64_t orvy_eventGetRawTime(int64_t EvId) {
+  if (const orvy_Event *Event = eventForId(EvId))
+    return Event->Time;
+  orvy_logError(nullptr, "get time on invalid event");
+  return -1;
+}
+
+int orvy_verifyHeapOrder(const orvy_EventQueue *Queue) {
+  return Queue->Heap.isOrdered();
+}
+
+void orvy_printHeap(const orvy_EventQueue *Queue) {
+  orvy::OutStream &Out = orvy::outs();
+  auto Pointer = [&Out](const orvy_EventQueue *Value) {
+    Out.setBase(orvy::OutStream::Hexadecimal).setWidth(16).setFill('0');
+    Out << reinterpret_cast<unsigned long>(Value);
+  };
+  for (size_t Index = 0; Index < Queue->Heap.size(); ++Index) {
+    const orvy_Event *Event = Queue->Heap.at(Index);
+    Out << "[" << static_cast<unsigned long>(Index) << " (" << static_cast<long>(Event->QueueIdx)
+        << ") ]: " << static_cast<long>(Event->EventId) << " " << static_cast<long>(Event->Time)
+        << " (";
+    Pointer(Event->Queue);
+    Out << " == ";
+    Pointer(Queue);
+    Out << ")\n";
+  }
+}

@@ -1,0 +1,169 @@
+#include "orvy/Support/Processor.h"
+
+#include "ObjectKinds.h"
+
+#include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/Propval.h"
+
+#include <bit>
+
+using namespace orvy;
+
+namespace {
+
+/// Counter of an instruction class, at the place in the object that the boundary fixes.
+uint64_t &iclassCounter(void *Cpu, uint32_t Class) {
+  return static_cast<uint64_t *>(Cpu)[ORVY_CPU_ICLASS_WORD + Class];
+}
+
+uint64_t quantaStart(void *Machine) {
+  orvy_Propval Value = orvy_getValue(Machine, "quantaStart", -1);
+  return orvy_isNumber(Value) ? orvy_asUnsigned(Value) : 0;
+}
+
+const LineDataLoggerIface *lineData(void *Obj) {
+  return static_cast<const LineDataLoggerIface *>(orvy_getInterface(Obj, "LineDataLoggerIface", 0));
+}
+
+} // namespace
+
+uint64_t orvy_cpuGetFreq(void *Cpu) {
+  return cpuIface(Cpu).getFreq(Cpu);
+}
+
+uint64_t orvy_cpuGetReg(void *Cpu, uint32_t Reg) {
+  return cpuIface(Cpu).getGpr(Cpu, Reg);
+}
+
+void orvy_cpuSetReg(void *Cpu, uint32_t Reg, uint64_t Value) {
+  cpuIface(Cpu).setGpr(Cpu, Reg, Value);
+}
+
+float orvy_cpuGetFpr32(void *Cpu, uint32_t Reg) {
+  return std::bit_cast<float>(orvy_cpuGetFpr32Bits(Cpu, Reg));
+}
+
+uint32_t orvy_cpuGetFpr32Bits(void *Cpu, uint32_t Reg) {
+  return cpuIface(Cpu).getFpr32(Cpu, Reg);
+}
+
+void orvy_cpuSetFpr32(void *Cpu, uint32_t Reg, float Value) {
+  orvy_cpuSetFpr32Bits(Cpu, Reg, std::bit_cast<uint32_t>(Value));
+}
+
+void orvy_cpuSetFpr32Bits(void *Cpu, uint32_t Reg, uint32_t Bits) {
+  cpuIface(Cpu).setFpr32(Cpu, Reg, Bits);
+}
+
+double orvy_cpuGetFpr64(void *Cpu, uint32_t Reg) {
+  return std::bit_cast<double>(orvy_cpuGetFpr64Bits(Cpu, Reg));
+}
+
+uint64_t orvy_cpuGetFpr64Bits(void *Cpu, uint32_t Reg) {
+  return cpuIface(Cpu).getFpr64(Cpu, Reg);
+}
+
+void orvy_cpuSetFpr64(void *Cpu, uint32_t Reg, double Value) {
+  orvy_cpuSetFpr64Bits(Cpu, Reg, std::bit_cast<uint64_t>(Value));
+}
+
+void orvy_cpuSetFpr64Bits(void *Cpu, uint32_t Reg, uint64_t Bits) {
+  cpuIface(Cpu).setFpr64(Cpu, Reg, Bits);
+}
+
+int64_t orvy_cpuRun(void *Cpu, uint64_t Cycles) {
+  const CpuIface &Iface = cpuIface(Cpu);
+  uint64_t End = Iface.getCycles(Cpu) + Cycles;
+  Iface.run(Cpu, Cycles);
+  return static_cast<int64_t>(End - Iface.getCycles(Cpu));
+}
+
+int64_t orvy_cpuStep(void *Cpu, uint64_t Steps) {
+  const CpuIface &Iface = cpuIface(Cpu);
+  uint64_t End = Iface.getSteps(Cpu) + Steps;
+  Iface.step(Cpu, Steps);
+  return static_cast<int64_t>(End - Iface.getSteps(Cpu));
+}
+
+uint32_t orvy_cpuTranslateAddress(void *Cpu, uint64_t Va, uint32_t Flags, uint64_t *Pa) {
+  ORVY_REQUIRE(Pa);
+  *Pa = cpuIface(Cpu).translateAddress(Cpu, Va, &Flags);
+  return Flags;
+}
+
+void orvy_cpuReset(void *Cpu, int Kind) {
+  cpuIface(Cpu).reset(Cpu, Kind);
+}
+
+void orvy_cpuSetPc(void *Cpu, uint64_t Pc) {
+  cpuIface(Cpu).setPc(Cpu, Pc);
+}
+
+uint64_t orvy_cpuGetPc(void *Cpu) {
+  return cpuIface(Cpu).getPc(Cpu);
+}
+
+uint64_t orvy_cpuGetSpr(void *Cpu, uint32_t Reg) {
+  return cpuIface(Cpu).getSpr(Cpu, Reg);
+}
+
+void orvy_cpuSetSpr(void *Cpu, uint32_t Reg, uint64_t Value) {
+  cpuIface(Cpu).setSpr(Cpu, Reg, Value);
+}
+
+void orvy_cpuEnableTraps(void *Cpu) {
+  cpuIface(Cpu).enableTraps(Cpu);
+}
+
+void orvy_cpuDisableTraps(void *Cpu) {
+  cpuIface(Cpu).disableTraps(Cpu);
+}
+
+void *orvy_cpuGetMachine(void *Cpu) {
+  return cpuIface(Cpu).getMachine(Cpu);
+}
+
+void orvy_cpuRaiseTrap(void *Cpu, int Trap, uint32_t Flags) {
+  const CpuIface &Iface = cpuIface(Cpu);
+  if (Flags & ORVY_TRAP_NO_RETURN)
+    Iface.raiseTrapNoReturn(Cpu, Trap);
+  else
+    Iface.raiseTrap(Cpu, Trap);
+}
+
+uint64_t orvy_cpuGetIClassCounter(void *Cpu, uint32_t Class) {
+  return iclassCounter(Cpu, Class);
+}
+
+void orvy_cpuResetIClassCounter(void *Cpu, uint32_t Class) {
+  iclassCounter(Cpu, Class) = 0;
+}
+
+void orvy_machineReset(void *Machine, int Kind) {
+  machineIface(Machine).reset(Machine, Kind);
+}
+
+uint64_t orvy_machineRun(void *Machine, uint64_t Nanos) {
+  const MachineIface &Iface = machineIface(Machine);
+  uint64_t Start = quantaStart(Machine);
+  Iface.run(Machine, Nanos);
+  return quantaStart(Machine) - Start;
+}
+
+void orvy_postCallback(void *Obj, orvy_ThreadSafeCb Cb, void *Arg) {
+  Kind Which = kindOf(Obj);
+  if (Which != Kind::Processor && Which != Kind::Machine)
+    orvy_logFatal(Obj, "is neither machine nor CPU required by orvy_postCallback()");
+  eventIface(Obj).postCallback(Obj, Cb, Arg);
+}
+
+uint64_t orvy_lineDataGetLineCount(void *Obj) {
+  const LineDataLoggerIface *Iface = lineData(Obj);
+  return Iface ? Iface->getLineCount(Obj) : 0;
+}
+
+void *orvy_lineDataGetLine(void *Obj, uint64_t Idx) {
+  const LineDataLoggerIface *Iface = lineData(Obj);
+  return Iface ? Iface->getLine(Obj, Idx) : nullptr;
+}

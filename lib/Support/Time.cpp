@@ -1,0 +1,164 @@
+#include "orvy/Support/Time.h"
+
+#include "ObjectKinds.h"
+
+#include "orvy/Support/Logging.h"
+
+#include <cmath>
+#include <ctime>
+#include <limits>
+
+using namespace orvy;
+
+namespace {
+
+constexpr int64_t NanosPerSec = 1000000000;
+constexpr double NoTime = std::numeric_limits<double>::quiet_NaN();
+
+/// Truncates toward zero; what lies outside goes to the nearest end, what is no number to 0.
+int64_t truncated(double Value) {
+  if (std::isnan(Value))
+    return 0;
+  if (Value >= 9223372036854775808.0)
+    return std::numeric_limits<int64_t>::max();
+  if (Value <= -9223372036854775808.0)
+    return std::numeric_limits<int64_t>::min();
+  return static_cast<int64_t>(Value);
+}
+
+// Products wrap like the unsigned numbers they are; frequencies of the supported range never reach
+// that.
+int64_t product(int64_t A, int64_t B) {
+  return static_cast<int64_t>(static_cast<uint64_t>(A) * static_cast<uint64_t>(B));
+}
+
+int64_t sum(int64_t A, int64_t B) {
+  return static_cast<int64_t>(static_cast<uint64_t>(A) + static_cast<uint64_t>(B));
+}
+
+/// Cycles and frequency of a processor or clock.
+struct CycleTime {
+  int64_t Cycles;
+  int64_t Freq;
+};
+
+CycleTime cycleTime(void *Obj, Kind Which) {
+  if (Which == Kind::Clock)
+    return {static_cast<int64_t>(clockIface(Obj).getCycles(Obj)), clockFreq(Obj)};
+  const CpuIface &Cpu = cpuIface(Obj);
+  return {static_cast<int64_t>(Cpu.getCycles(Obj)), static_cast<int64_t>(Cpu.getFreq(Obj))};
+}
+
+uint64_t readClock(clockid_t Clock) {
+  timespec Now{};
+  clock_gettime(Clock, &Now);
+  return static_cast<uint64_t>(Now.tv_sec) * NanosPerSec + static_cast<uint64_t>(Now.tv_nsec);
+}
+
+} // namespace
+
+// A frequency below 1 has no time: 0 rather than a division fault, as a user can configure it.
+
+int64_t orvy_cyclesToNanos(int64_t Cycles, int64_t Freq) {
+  if (Freq < 1)
+    return 0;
+  return sum(product(Cycles / Freq, NanosPerSec), product(Cycles % Freq, NanosPerSec) / Freq);
+}
+
+int64_t orvy_nanosToCycles(int64_t Nanos, uint64_t Freq) {
+  auto Signed = static_cast<int64_t>(Freq);
+  return sum(product(Signed, Nanos / NanosPerSec),
+             product(Nanos % NanosPerSec, Signed) / NanosPerSec);
+}
+
+double orvy_cyclesToSecs(int64_t Cycles, int64_t Freq) {
+  if (Freq < 1)
+    return 0.0;
+  return static_cast<double>(Cycles / Freq) +
+         static_cast<double>(Cycles % Freq) / static_cast<double>(Freq);
+}
+
+int64_t orvy_secsToCycles(int64_t Freq, double Secs) {
+  int64_t Whole = truncated(Secs);
+  double Fraction = Secs - static_cast<double>(Whole);
+  return sum(product(Freq, Whole), truncated(static_cast<double>(Freq) * Fraction));
+}
+
+double orvy_nanosToSecs(int64_t Nanos) {
+  return static_cast<double>(Nanos) / 1e9;
+}
+
+int64_t orvy_secsToNanos(double Secs) {
+  return truncated(Secs * 1e9);
+}
+
+int64_t orvy_getCycles(void *Obj) {
+  switch (Kind Which = kindOf(Obj)) {
+  case Kind::Processor:
+  case Kind::Clock:
+    return cycleTime(Obj, Which).Cycles;
+  case Kind::Machine:
+    orvy_logError(Obj, "cannot get cycles from machine object");
+    return -1;
+  default:
+    orvy_logError(Obj, "unknown object class");
+    return -1;
+  }
+}
+
+int64_t orvy_getNanos(void *Obj) {
+  switch (Kind Which = kindOf(Obj)) {
+  case Kind::Processor:
+  case Kind::Clock: {
+    CycleTime Now = cycleTime(Obj, Which);
+    return orvy_cyclesToNanos(Now.Cycles, Now.Freq);
+  }
+  case Kind::Machine:
+    return static_cast<int64_t>(machineIface(Obj).getTime(Obj));
+  default:
+    orvy_logError(Obj, "unknown object class");
+    return -1;
+  }
+}
+
+double orvy_getSecs(void *Obj) {
+  switch (Kind Which = kindOf(Obj)) {
+  case Kind::Processor:
+  case Kind::Clock: {
+    CycleTime Now = cycleTime(Obj, Which);
+    return Now.Freq < 1 ? NoTime : orvy_cyclesToSecs(Now.Cycles, Now.Freq);
+  }
+  case Kind::Machine:
+    return orvy_nanosToSecs(static_cast<int64_t>(machineIface(Obj).getTime(Obj)));
+  default:
+    orvy_logError(Obj, "unknown object class");
+    return NoTime;
+  }
+}
+
+uint64_t orvy_timeGetCurrentSrtNanos(void *Obj) {
+  switch (Kind Which = kindOf(Obj)) {
+  case Kind::Processor:
+  case Kind::Clock: {
+    CycleTime Now = cycleTime(Obj, Which);
+    if (Now.Freq < 1)
+      return 0;
+    auto Cycles = static_cast<uint64_t>(Now.Cycles);
+    auto Freq = static_cast<uint64_t>(Now.Freq);
+    return Cycles / Freq * NanosPerSec + Cycles % Freq * NanosPerSec / Freq;
+  }
+  case Kind::Machine:
+    return machineIface(Obj).getTime(Obj);
+  default:
+    orvy_logError(Obj, "not a cpu or machine, cannot get current time");
+    return 0;
+  }
+}
+
+uint64_t orvy_timeGetMonotonicWct(void) {
+  return readClock(CLOCK_MONOTONIC);
+}
+
+uint64_t orvy_timeGetThreadWct(void) {
+  return readClock(CLOCK_THREAD_CPUTIME_ID);
+}
