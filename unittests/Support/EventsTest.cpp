@@ -1,0 +1,552 @@
+#include "EventQueue.h"
+
+#include "Testing/LogCapture.h"
+#include "Testing/ScriptedCpu.h"
+
+#include "orvy/Support/Orvy.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <random>
+#include <thread>
+#include <vector>
+
+using namespace orvy::testing;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+/// A queue whose events note their names as they fire.
+class EventQueue : public ::testing::Test {
+protected:
+  struct Named {
+    EventQueue *Test;
+    std::string Name;
+    std::function<void(orvy_Event *)> Action;
+  };
+
+  ~EventQueue() override {
+    if (Queue)
+      orvy_disposeEventQueue(Queue);
+    orvy_eventDepublishAll();
+  }
+
+  int64_t publish(const std::string &Name, std::function<void(orvy_Event *)> Action = {}) {
+    Names.push_back(std::make_unique<Named>(Named{this, Name, std::move(Action)}));
+    int64_t Id = orvy_eventPublish(Name.c_str(), Names.back().get(), fire);
+    return Id;
+  }
+
+  void post(int64_t Id, int64_t Time) { orvy_eventPostAbsoluteInQueueInternal(Queue, Id, Time); }
+
+  std::vector<std::string> fireUntil(int64_t Time) {
+    Fired.clear();
+    orvy_eventTrigger(Queue, Time);
+    return Fired;
+  }
+
+  static void fire(orvy_Event *Event) {
+    auto *N = static_cast<Named *>(Event->Obj);
+    N->Test->Fired.push_back(N->Name);
+    if (N->Action)
+      N->Action(Event);
+  }
+
+  LogCapture Log;
+  orvy_EventQueue *Queue = orvy_allocateEventQueue();
+  std::vector<std::unique_ptr<Named>> Names;
+  std::vector<std::string> Fired;
+};
+
+/// The heap as a plain array with swaps, the yardstick for the order of equal times.
+struct PlainHeap {
+  std::vector<std::pair<int64_t, int64_t>> Slots; // time, id
+
+  void up(size_t I) {
+    while (I > 0 && Slots[(I - 1) / 2].first > Slots[I].first) {
+      std::swap(Slots[(I - 1) / 2], Slots[I]);
+      I = (I - 1) / 2;
+    }
+  }
+  void down(size_t I) {
+    for (;;) {
+      size_t L = 2 * I + 1, R = L + 1;
+      int64_t Left = L < Slots.size() ? Slots[L].first : INT64_MAX;
+      size_t Next = R < Slots.size() && Left > Slots[R].first ? R : L;
+      if (Next >= Slots.size() || Slots[Next].first >= Slots[I].first)
+        return;
+      std::swap(Slots[I], Slots[Next]);
+      I = Next;
+    }
+  }
+  void insert(int64_t Time, int64_t Id) {
+    Slots.push_back({Time, Id});
+    up(Slots.size() - 1);
+  }
+  void removeAt(size_t I) {
+    Slots[I] = Slots.back();
+    Slots.pop_back();
+    if (I >= Slots.size())
+      return;
+    if (I > 0 && Slots[(I - 1) / 2].first > Slots[I].first)
+      up(I);
+    else
+      down(I);
+  }
+  size_t find(int64_t Id) const {
+    return static_cast<size_t>(
+        std::find_if(Slots.begin(), Slots.end(), [&](auto &S) { return S.second == Id; }) -
+        Slots.begin());
+  }
+};
+
+TEST_F(EventQueue, FiresInOrderOfTimeWhatIsDue) {
+  int64_t A = publish("a"), B = publish("b"), C = publish("c");
+  post(A, 30);
+  post(B, 10);
+  post(C, 20);
+  EXPECT_EQ(orvy_eventGetFirstTime(Queue), 10);
+  EXPECT_THAT(fireUntil(20), ElementsAre("b", "c"));
+  EXPECT_THAT(fireUntil(29), IsEmpty());
+  EXPECT_THAT(fireUntil(30), ElementsAre("a"));
+  EXPECT_EQ(orvy_eventGetFirstTime(Queue), -1);
+}
+
+TEST_F(EventQueue, KeepsTheArrangementOfThePlainHeapForEqualTimes) {
+  const char *Given = std::getenv("ORVY_TEST_SEED");
+  unsigned Seed = Given ? static_cast<unsigned>(std::atoi(Given)) : std::random_device()();
+  SCOPED_TRACE("ORVY_TEST_SEED=" + std::to_string(Seed));
+  std::mt19937 Random(Seed);
+  PlainHeap Plain;
+  std::vector<int64_t> Ids;
+  for (int I = 0; I < 200; ++I)
+    Ids.push_back(publish("e"));
+  for (int Round = 0; Round < 20000; ++Round) {
+    int64_t Id = Ids[Random() % Ids.size()];
+    if (orvy_eventIsScheduled(Id)) {
+      Plain.removeAt(Plain.find(Id));
+      orvy_eventDeschedule(Id);
+    } else {
+      int64_t Time = static_cast<int64_t>(Random() % 16);
+      Plain.insert(Time, Id);
+      post(Id, Time);
+    }
+    if (Random() % 4 == 0 && !Plain.Slots.empty()) {
+      Plain.removeAt(0);
+      orvy_eventRemoveHeadInternal(Queue);
+    }
+    ASSERT_EQ(Queue->Heap.size(), Plain.Slots.size());
+    for (size_t I = 0; I < Plain.Slots.size(); ++I) {
+      ASSERT_EQ(Queue->Heap.at(I)->EventId, Plain.Slots[I].second) << "slot " << I;
+      ASSERT_EQ(Queue->Heap.at(I)->QueueIdx, static_cast<int32_t>(I));
+    }
+  }
+  EXPECT_TRUE(orvy_verifyHeapOrder(Queue));
+}
+
+TEST_F(EventQueue, MovesAScheduledEventAndWarnsOnce) {
+  int64_t A = publish("a");
+  post(A, 10);
+  post(A, 20);
+  EXPECT_EQ(Log.count("event already scheduled when posting"), 1);
+  EXPECT_THAT(fireUntil(10), IsEmpty());
+  EXPECT_THAT(fireUntil(20), ElementsAre("a"));
+}
+
+TEST_F(EventQueue, SaysOfInvalidIdsWhatWasTried) {
+  int64_t Gone = publish("gone");
+  orvy_eventDepublish(Gone);
+  for (int64_t Id : {int64_t(0), int64_t(-5), int64_t(99), Gone}) {
+    Log.clear();
+    post(Id, 1);
+    orvy_eventPostRelativeInQueueInternal(Queue, Id, 1, 1);
+    orvy_eventStackPostInternal(Queue, Id);
+    EXPECT_EQ(orvy_eventGetRawTime(Id), -1);
+    EXPECT_EQ(Log.count("posting absolute invalid event"), 2);
+    EXPECT_EQ(Log.count("stack posting invalid event"), 1);
+    EXPECT_EQ(Log.count("get time on invalid event"), 1);
+  }
+  orvy_eventDepublish(0);
+  EXPECT_EQ(Log.count("depublishing invalid event"), 1);
+  EXPECT_EQ(orvy_eventIsScheduled(Gone), 0);
+  EXPECT_EQ(orvy_eventPtrNS(Gone), nullptr);
+  EXPECT_GT(publish("next"), Gone);
+}
+
+TEST_F(EventQueue, FiresTheStackFirstAndTheNewestOfItFirst) {
+  int64_t A = publish("a"), B = publish("b"), Heap = publish("heap"), Late = publish("late");
+  post(Heap, 1);
+  orvy_eventStackPostInternal(Queue, A);
+  orvy_eventStackPostInternal(Queue, B);
+  EXPECT_EQ(orvy_eventGetFirstTime(Queue), 0);
+  EXPECT_EQ(orvy_eventIsScheduled(A), 0);
+  post(Late, 50);
+  orvy_eventStackPostInternal(Queue, Late);
+  EXPECT_EQ(Log.count("event already scheduled when stack posting"), 1);
+  EXPECT_THAT(fireUntil(5), ElementsAre("late", "b", "a", "heap"));
+}
+
+TEST_F(EventQueue, RepeatsACyclicEventFromItsOwnTimeUntilItHasCaughtUp) {
+  int64_t Tick = publish("tick");
+  orvy_eventSetPeriodCycles(Tick, 10);
+  post(Tick, 5);
+  EXPECT_THAT(fireUntil(27), ElementsAre("tick", "tick", "tick"));
+  EXPECT_EQ(orvy_eventGetRawTime(Tick), 35);
+  orvy_eventSetPeriodCycles(Tick, 0);
+  EXPECT_THAT(fireUntil(100), ElementsAre("tick"));
+  EXPECT_EQ(orvy_eventIsScheduled(Tick), 0);
+}
+
+TEST_F(EventQueue, ACyclicEventThatDeschedulesItselfFiresAgain) {
+  int64_t Tick = publish("tick", [](orvy_Event *E) { orvy_eventDeschedule(E->EventId); });
+  orvy_eventSetPeriodCycles(Tick, 10);
+  post(Tick, 10);
+  fireUntil(10);
+  EXPECT_EQ(orvy_eventGetRawTime(Tick), 20);
+  EXPECT_EQ(orvy_eventIsScheduled(Tick), 1);
+  orvy_eventDeschedule(Tick);
+  EXPECT_TRUE(orvy_eventPtrNS(Tick)->Flags & ovEF_Descheduled);
+  EXPECT_THAT(fireUntil(100), IsEmpty());
+}
+
+TEST_F(EventQueue, ACyclicEventThatPostsItselfStaysInTheHeapOnce) {
+  int64_t Tick = publish("tick", [this](orvy_Event *E) { post(E->EventId, E->Time + 3); });
+  orvy_eventSetPeriodCycles(Tick, 10);
+  post(Tick, 10);
+  fireUntil(10);
+  EXPECT_EQ(Queue->Heap.size(), 1u);
+  EXPECT_EQ(orvy_eventGetRawTime(Tick), 13);
+}
+
+TEST_F(EventQueue, FiresOneAtATime) {
+  int64_t A = publish("a"), B = publish("b");
+  post(A, 7);
+  orvy_eventStackPostInternal(Queue, B);
+  EXPECT_EQ(orvy_eventTriggerFirst(Queue), 7); // what comes next, behind the stack
+  EXPECT_EQ(orvy_eventTriggerFirst(Queue), 7); // the time of what fired
+  EXPECT_EQ(orvy_eventTriggerFirst(Queue), -1);
+  EXPECT_THAT(Fired, ElementsAre("b", "a"));
+}
+
+TEST_F(EventQueue, EventsMayGoAwayWhileTheyRunOrLieOnAStack) {
+  int64_t Self = publish("self", [](orvy_Event *E) { orvy_eventDepublish(E->EventId); });
+  orvy_eventSetPeriodCycles(Self, 5);
+  int64_t Stacked = publish("stacked");
+  int64_t Killer = publish("killer", [&](orvy_Event *) { orvy_eventDepublish(Stacked); });
+  post(Self, 1);
+  orvy_eventStackPostInternal(Queue, Stacked);
+  orvy_eventStackPostInternal(Queue, Killer);
+  EXPECT_THAT(fireUntil(100), ElementsAre("killer", "self"));
+}
+
+TEST_F(EventQueue, AQueueMayBeDisposedByOneOfItsOwnEvents) {
+  int64_t Last = publish(
+      "last", [this](orvy_Event *) { orvy_disposeEventQueue(std::exchange(Queue, nullptr)); });
+  int64_t Never = publish("never");
+  post(Last, 1);
+  post(Never, 1);
+  EXPECT_THAT(fireUntil(5), ElementsAre("last"));
+  EXPECT_EQ(orvy_eventIsScheduled(Never), 0);
+}
+
+TEST_F(EventQueue, OneShotEventsAreFreedWhetherTheyFireOrNot) {
+  static int Count;
+  Count = 0;
+  auto Shot = [](orvy_Event *E) {
+    EXPECT_EQ(E->EventId, -1);
+    ++Count;
+  };
+  orvy_eventPostOneShotInternal(Queue, nullptr, Shot, 10);
+  orvy_eventPostOneShotInternal(Queue, nullptr, Shot, 20);
+  orvy_eventTrigger(Queue, 10);
+  EXPECT_EQ(Count, 1);
+}
+
+TEST_F(EventQueue, PacesByTheWallClockAndReportsASlip) {
+  orvy::event::init();
+  static int Slips;
+  Slips = 0;
+  orvy_subscribeNotification("orvy.realtime-slip", nullptr, nullptr,
+                             [](void *, void *, void *) { ++Slips; });
+  int64_t Tick = publish("tick");
+  ASSERT_EQ(orvy_eventSetRealTime(Tick), 0);
+  orvy_eventSetPeriodCycles(Tick, 100);
+  orvy_eventSetRTPeriodNanos(Tick, 20000000);
+  post(Tick, 100);
+  EXPECT_EQ(orvy_eventSetRealTime(Tick), -1);
+  EXPECT_EQ(Log.count("__func__: event id " + std::to_string(Tick) + " is already scheduled"), 1);
+  uint64_t Start = orvy_timeGetMonotonicWct();
+  fireUntil(300); // a slip that starts the schedule, then two periods of 20 ms
+  EXPECT_GE(orvy_timeGetMonotonicWct() - Start, 40000000u);
+  EXPECT_GE(Slips, 1);
+  orvy_eventSetRTPeriodNanos(Tick, -1);
+  EXPECT_EQ(orvy_eventPtrNS(Tick)->RTPeriodNanos, 0u);
+}
+
+TEST_F(EventQueue, PrintsItsHeap) {
+  post(publish("a"), 42);
+  testing::internal::CaptureStdout();
+  orvy_printHeap(Queue);
+  orvy::outs().flush();
+  std::string Text = testing::internal::GetCapturedStdout();
+  EXPECT_THAT(Text, HasSubstr("[0 (0) ]: "));
+  EXPECT_THAT(Text, HasSubstr(" 42 (0x0000"));
+}
+
+TEST_F(EventQueue, CallbacksRunOnceInOrderAndCanBeTakenBack) {
+  static std::vector<int> Called;
+  Called.clear();
+  auto Note = [](void *Arg) { Called.push_back(*static_cast<int *>(Arg)); };
+  int One = 1, Two = 2, Three = 3;
+  orvy_postCallbackInQueue(Queue, Note, &One);
+  orvy_postCallbackInQueue(Queue, Note, &Two);
+  orvy_postCallbackInQueue(Queue, Note, &One);
+  orvy_postCallbackInQueue(Queue, Note, &Three);
+  orvy_removeCallbackInQueue(Queue, Note, &One);
+  orvy_removeCallbackInQueue(Queue, Note, &Called);
+  orvy_eventTriggerThreadSafeCallbacks(Queue);
+  orvy_eventTrigger(Queue, 0);
+  EXPECT_THAT(Called, ElementsAre(2, 1, 3));
+}
+
+struct Chain {
+  orvy_EventQueue *Queue;
+  int Calls;
+};
+
+void callAgain(void *Arg) {
+  auto *C = static_cast<Chain *>(Arg);
+  ++C->Calls;
+  orvy_postCallbackInQueue(C->Queue, callAgain, C);
+}
+
+void callAndTakeNextBack(void *Arg) {
+  auto *C = static_cast<Chain *>(Arg);
+  ++C->Calls;
+  orvy_removeCallbackInQueue(C->Queue, callAndTakeNextBack, C); // itself, which is running
+  orvy_removeCallbackInQueue(C->Queue, callAndTakeNextBack, C); // the one behind it
+  orvy_eventTriggerThreadSafeCallbacks(C->Queue);               // a drain inside a drain
+}
+
+TEST_F(EventQueue, WhatACallbackPostsWaitsForTheNextDrain) {
+  Chain C{Queue, 0};
+  orvy_postCallbackInQueue(Queue, callAgain, &C);
+  orvy_eventTrigger(Queue, 0);
+  EXPECT_EQ(C.Calls, 1);
+  orvy_eventTrigger(Queue, 0);
+  EXPECT_EQ(C.Calls, 2);
+}
+
+TEST_F(EventQueue, ACallbackMayTakeItselfAndOthersBack) {
+  Chain C{Queue, 0};
+  orvy_postCallbackInQueue(Queue, callAndTakeNextBack, &C);
+  orvy_postCallbackInQueue(Queue, callAndTakeNextBack, &C);
+  orvy_eventTrigger(Queue, 0);
+  orvy_eventTrigger(Queue, 0);
+  EXPECT_EQ(C.Calls, 1);
+}
+
+TEST_F(EventQueue, CallbacksOfFourThreadsAllArriveOnce) {
+  constexpr int PerThread = 5000;
+  static std::vector<int> Seen;
+  Seen.assign(4 * PerThread, 0);
+  static std::vector<int> Values(4 * PerThread);
+  std::atomic<int> Posting{4};
+  std::vector<std::thread> Posters;
+  for (int T = 0; T < 4; ++T)
+    Posters.emplace_back([&, T] {
+      for (int I = T * PerThread; I < (T + 1) * PerThread; ++I) {
+        Values[static_cast<size_t>(I)] = I;
+        orvy_postCallbackInQueue(
+            Queue, [](void *Arg) { ++Seen[static_cast<size_t>(*static_cast<int *>(Arg))]; },
+            &Values[static_cast<size_t>(I)]);
+      }
+      --Posting;
+    });
+  for (int64_t Time = 0; Posting.load() > 0; ++Time)
+    orvy_eventTrigger(Queue, Time);
+  for (std::thread &T : Posters)
+    T.join();
+  orvy_eventTrigger(Queue, 0);
+  EXPECT_THAT(Seen, testing::Each(1));
+}
+
+/// A processor, a machine and clocks that events are posted on.
+class Holders : public EventQueue {
+protected:
+  struct Machine {
+    orvy_Object Super;
+    orvy_EventQueue *Queue;
+    uint64_t Time;
+  };
+
+  Holders() {
+    static MachineIface Run{};
+    Run.getTime = [](void *Obj) { return static_cast<Machine *>(Obj)->Time; };
+    static EventIface Events{};
+    Events.postAbsolute = [](void *Obj, int64_t Id, int64_t Time) {
+      orvy_eventPostAbsoluteInQueueInternal(static_cast<Machine *>(Obj)->Queue, Id, Time);
+    };
+    Events.postRelative = [](void *Obj, int64_t Id, int64_t Delay) {
+      auto *M = static_cast<Machine *>(Obj);
+      orvy_eventPostAbsoluteInQueueInternal(M->Queue, Id, static_cast<int64_t>(M->Time) + Delay);
+    };
+    Events.postOnStack = [](void *Obj, int64_t Id) {
+      orvy_eventStackPostInternal(static_cast<Machine *>(Obj)->Queue, Id);
+    };
+    static void *Table[] = {&Run, &Events};
+    orvy_Class *Cls = orvy_registerClass(
+        "TestMachine",
+        [](const char *, int, const orvy_CreateArg *) -> void * {
+          return new Machine{{}, orvy_allocateEventQueue(), 0};
+        },
+        [](void *Obj) {
+          orvy_disposeEventQueue(static_cast<Machine *>(Obj)->Queue);
+          delete static_cast<Machine *>(Obj);
+        });
+    orvy_qualifyAsMachine(Cls);
+    orvy_setVTable(Cls, Table);
+    orvy::clockmodel::registerClock();
+    orvy_registerClass(
+        "Plain",
+        [](const char *, int, const orvy_CreateArg *) -> void * { return new orvy_Object{}; },
+        [](void *Obj) { delete static_cast<orvy_Object *>(Obj); });
+    Mach = static_cast<Machine *>(orvy_createObject("TestMachine", "machine", nullptr));
+    Cpu = ScriptedCpu::make("cpu", 1000); // 1 cycle is 1 ms
+    orvy_CreateArg Args[] = {
+        {"freq",  {ovTY_Double, {}}},
+        {nullptr, {}               }
+    };
+    Args[0].Val.d = 2000.9; // counts as 2000 Hz
+    Clock = orvy_createObject("Clock", "clock", Args);
+    Plain = orvy_createObject("Plain", "plain", nullptr);
+  }
+  ~Holders() override { orvy_objsysClear(); }
+
+  int64_t Id = publish("event");
+  Machine *Mach = nullptr;
+  ScriptedCpu *Cpu = nullptr;
+  void *Clock = nullptr;
+  void *Plain = nullptr;
+};
+
+TEST_F(Holders, PostInTheUnitOfTheQueueTheEventGoesTo) {
+  Cpu->Cycles = 100;
+  Cpu->Machine = Mach;
+  Mach->Time = 50;
+  struct {
+    void *Holder;
+    orvy_SyncEvent Sync;
+    int64_t Cycles, Nanos, Secs; // raw times after posting 7 cycles, 3e6 ns, 2 s; -1 for none
+  } Cases[] = {
+      {Cpu,     ovSE_Cpu,     107,       103,       2100      },
+      {Cpu,     ovSE_Machine, 107000000, 103000000, 2000000050},
+      {Mach,    ovSE_Cpu,     -1,        3000050,   2000000050},
+      {Clock,   ovSE_Machine, 7,         6,         4000      },
+      {Plain,   ovSE_Cpu,     -1,        -1,        -1        },
+      {nullptr, ovSE_Cpu,     -1,        -1,        -1        },
+  };
+  auto rawTime = [this] {
+    int64_t Time = orvy_eventIsScheduled(Id) ? orvy_eventGetRawTime(Id) : -1;
+    orvy_eventDeschedule(Id);
+    return Time;
+  };
+  for (auto &C : Cases) {
+    SCOPED_TRACE(C.Cycles);
+    orvy_eventPostCycles(C.Holder, Id, 7, C.Sync);
+    EXPECT_EQ(rawTime(), C.Cycles);
+    orvy_eventPostNanos(C.Holder, Id, 3000000, C.Sync);
+    EXPECT_EQ(rawTime(), C.Nanos);
+    orvy_eventPostSecs(C.Holder, Id, 2.0, C.Sync);
+    EXPECT_EQ(rawTime(), C.Secs);
+  }
+  EXPECT_EQ(Log.count("posting cycle event on machine object not supported"), 1);
+
+  Cpu->Machine = nullptr; // without a machine both mean the processor
+  orvy_eventPostCycles(Cpu, Id, 7, ovSE_Machine);
+  EXPECT_EQ(rawTime(), 107);
+  orvy_eventPostStack(Cpu, Id, ovSE_Machine);
+  EXPECT_EQ(orvy_eventGetFirstTime(Cpu->Queue), 0);
+}
+
+TEST_F(Holders, TellTheTimeLeft) {
+  Cpu->Cycles = 100;
+  Cpu->Machine = Mach;
+  Mach->Time = 5000000;
+  orvy_eventPostCycles(Cpu, Id, 7, ovSE_Cpu);
+  EXPECT_EQ(orvy_eventGetCycles(Cpu, Id), 7);
+  EXPECT_EQ(orvy_eventGetNanos(Cpu, Id), 7000000);
+  EXPECT_DOUBLE_EQ(orvy_eventGetSecs(Cpu, Id), 0.007);
+  EXPECT_TRUE(std::isnan(orvy_eventGetSecs(Mach, Id)));
+  EXPECT_EQ(Log.count("event not on the provided machine queue"), 1);
+  orvy_eventDeschedule(Id);
+  EXPECT_EQ(orvy_eventGetNanos(Cpu, Id), -1);
+  EXPECT_EQ(Log.count("event " + std::to_string(Id) + " not in cpu nor machine queue as expected"),
+            1);
+
+  orvy_eventPostNanos(Mach, Id, 200000000, ovSE_Cpu);
+  EXPECT_EQ(orvy_eventGetNanos(Mach, Id), 200000000);
+  EXPECT_DOUBLE_EQ(orvy_eventGetSecs(Mach, Id), 0.2);
+  EXPECT_EQ(orvy_eventGetCycles(Mach, Id), -1);
+  EXPECT_EQ(Log.count("querying cycles for event on machine queue"), 1);
+  EXPECT_EQ(orvy_eventGetCycles(Cpu, Id), 105);      // 205 ms is cycle 205
+  EXPECT_EQ(orvy_eventGetNanos(Cpu, Id), 105000000); // from cycle 100
+  EXPECT_DOUBLE_EQ(orvy_eventGetSecs(Cpu, Id), 0.105);
+  orvy_eventDeschedule(Id);
+
+  orvy_eventPostCycles(Clock, Id, 10, ovSE_Cpu);
+  EXPECT_EQ(orvy_eventGetCycles(Clock, Id), 10);
+  EXPECT_EQ(orvy_eventGetNanos(Clock, Id), 5000000);
+  EXPECT_DOUBLE_EQ(orvy_eventGetSecs(Clock, Id), 0.005);
+
+  EXPECT_EQ(orvy_eventGetCycles(Plain, Id), -1);
+  EXPECT_EQ(Log.count("unknown class"), 1);
+  EXPECT_EQ(orvy_eventGetNanos(Plain, Id), -1);
+  EXPECT_TRUE(std::isnan(orvy_eventGetSecs(Plain, Id)));
+  EXPECT_EQ(Log.count("unknown queue holder class"), 1);
+}
+
+TEST_F(Holders, TakeCallbacksOfAnyThread) {
+  static int Calls;
+  Calls = 0;
+  auto Call = [](void *) { ++Calls; };
+  orvy_eventPostAsync(Cpu, Call, nullptr, ovSE_Cpu);
+  orvy_eventPostAsync(Cpu, Call, nullptr, ovSE_Machine);
+  orvy_postCallback(Cpu, Call, nullptr);
+  orvy_eventRemoveAsync(Cpu, Call, nullptr, ovSE_Cpu);
+  orvy_eventTrigger(Cpu->Queue, 0);
+  EXPECT_EQ(Calls, 2);
+  orvy_eventPostAsync(Plain, Call, nullptr, ovSE_Cpu);
+  orvy_eventRemoveAsync(Plain, Call, nullptr, ovSE_Cpu);
+  EXPECT_EQ(Log.count("unknown queue holder class"), 2);
+  EXPECT_DEATH(orvy_postCallback(Plain, Call, nullptr), "");
+}
+
+TEST_F(Holders, KnowTheFrequencyOfTheirQueue) {
+  EXPECT_EQ(orvy_eventQueueGetFreq(Cpu), 1000u);
+  EXPECT_EQ(orvy_eventQueueGetFreq(Mach), 1000000000u);
+  EXPECT_EQ(orvy_eventQueueGetFreq(Clock), 2000u);
+  EXPECT_DEATH(orvy_eventQueueGetFreq(Plain), "");
+}
+
+TEST_F(Holders, LoseTheEventsOfAnObjectThatGoesAway) {
+  int64_t Own = orvy_eventPublish("own", Plain, fire);
+  int64_t Twice = orvy_eventPublish("own", Plain, fire);
+  orvy_eventPostCycles(Cpu, Own, 1, ovSE_Cpu);
+  orvy_eventPostCycles(Cpu, Twice, 2, ovSE_Cpu);
+  orvy_eventPostCycles(Cpu, Id, 3, ovSE_Cpu);
+  orvy_disposeObject(Plain);
+  EXPECT_EQ(orvy_eventGetFirstTime(Cpu->Queue), 3);
+  EXPECT_EQ(orvy_eventPtrNS(Own), nullptr);
+  EXPECT_EQ(orvy_eventPtrNS(Twice), nullptr);
+}
+
+} // namespace
