@@ -1,0 +1,63 @@
+#include "AttributeMap.h"
+
+#include <algorithm>
+
+namespace memory {
+
+bool AttributeMap::Page::isClear() const {
+  if (!Single)
+    return Uniform == 0;
+  return std::all_of(Single->begin(), Single->end(), [](Bits B) { return B == 0; });
+}
+
+/// Applies a change to every byte of a range and forgets pages that are left without attributes.
+template <typename Change> void AttributeMap::change(uint64_t Addr, uint64_t Len, Change Apply) {
+  while (Len > 0) {
+    uint64_t Number = Addr >> ORVY_PAGE_BITS;
+    auto Offset = static_cast<uint32_t>(Addr) & (ORVY_PAGE_SIZE - 1);
+    auto Part = static_cast<uint32_t>(std::min<uint64_t>(Len, ORVY_PAGE_SIZE - Offset));
+    Page &P = Pages[Number];
+    if (!P.Single && Part == ORVY_PAGE_SIZE) {
+      P.Uniform = Apply(P.Uniform);
+    } else {
+      if (!P.Single) {
+        P.Single = std::make_unique<std::array<Bits, ORVY_PAGE_SIZE>>();
+        P.Single->fill(P.Uniform);
+      }
+      std::transform(P.Single->begin() + Offset, P.Single->begin() + Offset + Part,
+                     P.Single->begin() + Offset, Apply);
+    }
+    if (P.isClear())
+      Pages.erase(Number);
+    Addr += Part;
+    Len -= Part;
+  }
+}
+
+void AttributeMap::set(uint64_t Addr, uint64_t Len, Bits Mask) {
+  change(Addr, Len, [Mask](Bits B) { return static_cast<Bits>(B | Mask); });
+}
+
+void AttributeMap::clear(uint64_t Addr, uint64_t Len, Bits Mask) {
+  change(Addr, Len, [Mask](Bits B) { return static_cast<Bits>(B & ~Mask); });
+}
+
+AttributeMap::Bits AttributeMap::at(uint64_t Addr) const {
+  return of(Addr, 1);
+}
+
+AttributeMap::Bits AttributeMap::of(uint64_t Addr, uint32_t Len) const {
+  auto Found = Pages.find(Addr >> ORVY_PAGE_BITS);
+  if (Found == Pages.end())
+    return 0;
+  const Page &P = Found->second;
+  if (!P.Single)
+    return P.Uniform;
+  Bits Any = 0;
+  uint32_t Offset = static_cast<uint32_t>(Addr) & (ORVY_PAGE_SIZE - 1);
+  for (uint32_t At = Offset; At < std::min(Offset + Len, ORVY_PAGE_SIZE); ++At)
+    Any |= (*P.Single)[At];
+  return Any;
+}
+
+} // namespace memory

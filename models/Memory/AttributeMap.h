@@ -1,0 +1,50 @@
+// AttributeMap.h - attributes of addresses. Pages without any take no memory and no time.
+
+#ifndef ORVY_MODELS_MEMORY_ATTRIBUTEMAP_H
+#define ORVY_MODELS_MEMORY_ATTRIBUTEMAP_H
+
+#include "orvy/Support/Orvy.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+
+namespace memory {
+
+/// Bits of orvy_MemAttr by byte, and one of our own beside them.
+class AttributeMap {
+public:
+  using Bits = uint16_t;
+  /// An upset that has been told of already.
+  static constexpr Bits Reported = 256;
+
+  bool empty() const { return Pages.empty(); }
+
+  void set(uint64_t Addr, uint64_t Len, Bits Mask);
+  void clear(uint64_t Addr, uint64_t Len, Bits Mask);
+
+  /// Bits of one byte.
+  Bits at(uint64_t Addr) const;
+  /// Bits of any byte of a range that does not cross a page.
+  Bits of(uint64_t Addr, uint32_t Len) const;
+  /// Whether any byte of an address's page has any bit.
+  bool marks(uint64_t Addr) const { return Pages.contains(Addr >> ORVY_PAGE_BITS); }
+
+private:
+  /// All bytes alike until a part of the page is told apart.
+  struct Page {
+    Bits Uniform = 0;
+    std::unique_ptr<std::array<Bits, ORVY_PAGE_SIZE>> Single;
+
+    bool isClear() const;
+  };
+
+  template <typename Change> void change(uint64_t Addr, uint64_t Len, Change Apply);
+
+  std::unordered_map<uint64_t, Page> Pages;
+};
+
+} // namespace memory
+
+#endif

@@ -1,0 +1,356 @@
+#include "MemorySpace.h"
+
+#include "AddressMap.h"
+#include "AttributeMap.h"
+#include "ByteOrder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace memory {
+
+namespace {
+
+using Access = void (*MemAccessIface::*)(void *, orvy_MemTransaction *);
+
+struct MemorySpace {
+  orvy_Object Super;
+  AddressMap Map;
+  AttributeMap Attrs;
+  std::set<void *> Devices; // whose disposal is watched
+  bool Named = false;       // the notifications below are published under this space
+  int64_t UpsetNotification = 0;
+  int64_t UserNotification[3] = {};
+};
+
+MemorySpace &spaceOf(void *Obj) {
+  return *static_cast<MemorySpace *>(Obj);
+}
+
+const char *nameOf(void *Obj) {
+  const char *Name = orvy_nameForObject(Obj);
+  return Name ? Name : "";
+}
+
+// Accesses
+
+/// Publishes the notifications when they are first needed: at creation the space is not known yet.
+void publish(MemorySpace &S) {
+  if (S.Named)
+    return;
+  S.Named = true;
+  S.UpsetNotification = orvy_publishNotification("memory.upset", &S);
+  S.UserNotification[0] = orvy_publishNotification("memory.user1", &S);
+  S.UserNotification[1] = orvy_publishNotification("memory.user2", &S);
+  S.UserNotification[2] = orvy_publishNotification("memory.user3", &S);
+}
+
+/// Acts on the attributes of what is accessed. Returns false if the access fails.
+bool applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, bool IsWrite) {
+  uint32_t Bytes = 1u << Mt.Size;
+  AttributeMap::Bits Bits = S.Attrs.of(Mt.Pa, Bytes);
+  if (Bits == 0)
+    return true;
+  if (Bits & ovMA_Faulty)
+    return false;
+  for (unsigned User = 0; User < 3; ++User)
+    if (Bits & (ovMA_User1 << User))
+      orvy_notify(S.UserNotification[User], &Mt);
+  if (Bits & ovMA_Upset) {
+    if (IsWrite) {
+      S.Attrs.clear(Mt.Pa, Bytes, ovMA_Upset | AttributeMap::Reported);
+    } else if (!(Bits & AttributeMap::Reported)) {
+      S.Attrs.set(Mt.Pa, Bytes, AttributeMap::Reported);
+      orvy_notify(S.UpsetNotification, &Mt);
+    }
+  }
+  return true;
+}
+
+/// Keeps a page that goes to the initiator, so that it can be taken back, or keeps it from going.
+void handOut(MemorySpace &S, Region &R, orvy_MemTransaction &Mt) {
+  uint64_t Number = Mt.Pa >> ORVY_PAGE_BITS;
+  bool IsFree = S.Attrs.empty() || !S.Attrs.marks(Mt.Pa);
+  if (Number < R.FirstPage || Number >= R.EndPage || !IsFree) {
+    Mt.Page = nullptr;
+    return;
+  }
+  if (R.Handed.empty())
+    R.Handed.resize(R.EndPage - R.FirstPage);
+  R.Handed[Number - R.FirstPage] = static_cast<orvy_MemPage *>(Mt.Page);
+}
+
+template <bool IsWrite> void transact(void *Obj, orvy_MemTransaction *Mt, Access Slot) {
+  MemorySpace &S = spaceOf(Obj);
+  Region *R = S.Map.find(Mt->Pa);
+  if (!R || Mt->Size > 3 || !R->holds(Mt->Pa, uint64_t{1} << Mt->Size)) {
+    Mt->Flags |= ovMF_Failed;
+    return;
+  }
+  if (__builtin_expect(!S.Attrs.empty(), 0) && !applyAttributes(S, *Mt, IsWrite)) {
+    Mt->Flags |= ovMF_Failed;
+    return;
+  }
+  Mt->Page = nullptr;
+  uint64_t Base = R->Base;
+  Mt->Pa -= Base;
+  (R->Access->*Slot)(R->Device, Mt);
+  Mt->Pa += Base;
+  if (Mt->Page)
+    handOut(S, *R, *Mt);
+}
+
+void fetch(void *Obj, orvy_MemTransaction *Mt) {
+  transact<false>(Obj, Mt, &MemAccessIface::fetch);
+}
+void read(void *Obj, orvy_MemTransaction *Mt) {
+  transact<false>(Obj, Mt, &MemAccessIface::read);
+}
+void write(void *Obj, orvy_MemTransaction *Mt) {
+  transact<true>(Obj, Mt, &MemAccessIface::write);
+}
+void exchange(void *Obj, orvy_MemTransaction *Mt) {
+  transact<true>(Obj, Mt, &MemAccessIface::exchange);
+}
+
+MemAccessIface AccessTable = {fetch, read, write, exchange};
+
+// Blocks
+
+/// Moves a block through a device's single accesses, in words where they are aligned.
+uint32_t moveSingly(const Region &R, uint8_t *Data, uint64_t Offset, uint32_t Len, Access Slot) {
+  for (uint32_t Done = 0; Done < Len;) {
+    orvy_MemTransaction Mt{};
+    Mt.Pa = Offset + Done;
+    Mt.Size = Mt.Pa % 4 == 0 && Len - Done >= 4 ? 2 : 0;
+    Mt.Value = load(Data + Done, Mt.Size);
+    (R.Access->*Slot)(R.Device, &Mt);
+    if (Mt.Flags & ovMF_Failed)
+      return Done;
+    store(Data + Done, Mt.Size, Mt.Value);
+    Done += 1u << Mt.Size;
+  }
+  return Len;
+}
+
+/// Calls a function with each part of a range that lies in one region, until one moves less than
+/// all of its part. Returns the number of bytes moved.
+template <typename Move>
+uint32_t forEachPart(MemorySpace &S, uint64_t Addr, uint32_t Len, Move Part) {
+  uint32_t Done = 0;
+  while (Done < Len) {
+    Region *R = S.Map.find(Addr + Done);
+    if (!R)
+      break;
+    auto Bytes = static_cast<uint32_t>(std::min<uint64_t>(Len - Done, R->End - (Addr + Done)));
+    uint32_t Moved = std::min(Bytes, Part(*R, Addr + Done - R->Base, Done, Bytes));
+    Done += Moved;
+    if (Moved < Bytes)
+      break;
+  }
+  return Done;
+}
+
+uint32_t readBytes(void *Obj, void *Data, uint64_t Addr, uint32_t Len, uint32_t Swap) {
+  if (Swap > MaxSwap)
+    return 0;
+  auto *Bytes = static_cast<uint8_t *>(Data);
+  uint32_t Moved = forEachPart(
+      spaceOf(Obj), Addr, Len, [Bytes](Region &R, uint64_t Offset, uint32_t At, uint32_t Count) {
+        return R.Block ? R.Block->readBytes(R.Device, Bytes + At, Offset, Count, 0)
+                       : moveSingly(R, Bytes + At, Offset, Count, &MemAccessIface::read);
+      });
+  swapUnits(Bytes, Moved, Swap);
+  return Moved;
+}
+
+uint32_t writeBytes(void *Obj, uint64_t Addr, uint32_t Len, const void *Data, uint32_t Swap) {
+  if (Swap > MaxSwap)
+    return 0;
+  MemorySpace &S = spaceOf(Obj);
+  const auto *Bytes = static_cast<const uint8_t *>(Data);
+  std::vector<uint8_t> Swapped;
+  if (Swap != 0) {
+    Swapped.assign(Bytes, Bytes + Len);
+    swapUnits(Swapped.data(), Len, Swap);
+    Bytes = Swapped.data();
+  }
+  uint32_t Moved =
+      forEachPart(S, Addr, Len, [Bytes](Region &R, uint64_t Offset, uint32_t At, uint32_t Count) {
+        if (R.Block)
+          return R.Block->writeBytes(R.Device, Offset, Count, Bytes + At, 0);
+        std::vector<uint8_t> Copy(Bytes + At, Bytes + At + Count);
+        return moveSingly(R, Copy.data(), Offset, Count, &MemAccessIface::write);
+      });
+  if (!S.Attrs.empty())
+    S.Attrs.clear(Addr, Moved, ovMA_Upset | AttributeMap::Reported);
+  return Moved;
+}
+
+MemoryIface BlockTable = {readBytes, writeBytes};
+
+// Mapping
+
+void deviceDisposed(void *Arg, void *Source, void *) {
+  MemorySpace &S = spaceOf(Arg);
+  S.Map.removeDevice(Source);
+  S.Devices.erase(Source);
+}
+
+void watchDevice(MemorySpace &S, void *Device) {
+  if (S.Devices.insert(Device).second)
+    orvy_subscribeNotification("orvy.objectWillBeDisposed", Device, &S, deviceDisposed);
+}
+
+/// Says why a range cannot be mapped; null if it can.
+std::string refusal(const MemorySpace &S, uint64_t Addr, uint64_t Len) {
+  constexpr uint64_t Limit = uint64_t{1} << AddressMap::AddressBits;
+  if (Len == 0)
+    return "the length is 0";
+  if (Addr >= Limit || Limit - Addr < Len)
+    return "the range lies beyond 48 bits";
+  if (const Region *Other = S.Map.overlap(Addr, Addr + Len))
+    return std::string("the range overlaps '") + nameOf(Other->Device) + "'";
+  return {};
+}
+
+int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIface *Iface) {
+  MemorySpace &S = spaceOf(Obj);
+  if (!Iface) {
+    orvy_logConfigError(Obj, "cannot map '%s': it has no interface of type MemAccessIface",
+                        nameOf(Device));
+    return -1;
+  }
+  if (std::string Why = refusal(S, Addr, Len); !Why.empty()) {
+    orvy_logConfigError(Obj, "cannot map '%s' at 0x%lx: %s", nameOf(Device),
+                        static_cast<unsigned long>(Addr), Why.c_str());
+    return -1;
+  }
+  auto R = std::make_unique<Region>();
+  R->Base = Addr;
+  R->End = Addr + Len;
+  R->Device = Device;
+  R->Access = Iface;
+  R->Block = static_cast<const MemoryIface *>(orvy_getInterface(Device, "MemoryIface", 0));
+  // Pages of the device are pages of the space only where both begin alike.
+  if (Addr % ORVY_PAGE_SIZE == 0) {
+    R->FirstPage = Addr >> ORVY_PAGE_BITS;
+    R->EndPage = R->End >> ORVY_PAGE_BITS;
+  }
+  S.Map.add(std::move(R));
+  watchDevice(S, Device);
+  return 0;
+}
+
+int mapDevice(void *Obj, uint64_t Addr, uint64_t Len, void *Device, uint32_t) {
+  return map(Obj, Addr, Len, Device,
+             static_cast<const MemAccessIface *>(orvy_getInterface(Device, "MemAccessIface", 0)));
+}
+
+int mapNamedIface(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const char *Name,
+                  uint32_t) {
+  orvy_IfaceRef Ref = orvy_getInterfaceRef(Device, Name, -1);
+  const char *Type = orvy_typenameForInterface(Ref);
+  bool Fits = Type && std::strcmp(Type, "MemAccessIface") == 0;
+  return map(Obj, Addr, Len, Device,
+             Fits ? static_cast<const MemAccessIface *>(Ref.Iface) : nullptr);
+}
+
+// Attributes
+
+/// Takes back what was handed out of a range of pages.
+void revoke(MemorySpace &S, uint64_t First, uint64_t Last) {
+  for (const auto &R : S.Map.regions()) {
+    if (R->Handed.empty())
+      continue;
+    uint64_t End = std::min(Last + 1, R->EndPage);
+    for (uint64_t Number = std::max(First, R->FirstPage); Number < End; ++Number)
+      if (orvy_MemPage *Page = R->Handed[Number - R->FirstPage])
+        orvy_memPageRevoke(Page);
+  }
+}
+
+/// Calls a function with each mapped part of a range.
+template <typename Change>
+void forEachMapped(MemorySpace &S, uint64_t Addr, uint64_t Len, Change Part) {
+  uint64_t Limit = uint64_t{1} << AddressMap::AddressBits;
+  uint64_t End = Addr >= Limit ? Addr : Addr + std::min(Len, Limit - Addr);
+  for (const auto &R : S.Map.regions()) {
+    uint64_t From = std::max(Addr, R->Base);
+    uint64_t To = std::min(End, R->End);
+    if (From < To)
+      Part(From, To - From);
+  }
+}
+
+void setAttr(void *Obj, uint64_t Addr, uint64_t Len, uint32_t Bits) {
+  MemorySpace &S = spaceOf(Obj);
+  publish(S);
+  bool Any = false;
+  forEachMapped(S, Addr, Len, [&](uint64_t From, uint64_t Bytes) {
+    Any = true;
+    S.Attrs.set(From, Bytes, static_cast<uint8_t>(Bits));
+    revoke(S, From >> ORVY_PAGE_BITS, (From + Bytes - 1) >> ORVY_PAGE_BITS);
+  });
+  if (!Any)
+    orvy_logConfigWarning(Obj, "no device is mapped at 0x%lx, its attributes stay as they are",
+                          static_cast<unsigned long>(Addr));
+}
+
+void clearAttr(void *Obj, uint64_t Addr, uint64_t Len, uint32_t Bits) {
+  MemorySpace &S = spaceOf(Obj);
+  auto Mask = static_cast<AttributeMap::Bits>(static_cast<uint8_t>(Bits));
+  if (Bits & ovMA_Upset)
+    Mask |= AttributeMap::Reported;
+  if (!S.Attrs.empty())
+    forEachMapped(S, Addr, Len,
+                  [&](uint64_t From, uint64_t Bytes) { S.Attrs.clear(From, Bytes, Mask); });
+}
+
+uint32_t getAttrs(void *Obj, uint64_t Addr) {
+  return static_cast<uint8_t>(spaceOf(Obj).Attrs.at(Addr));
+}
+
+MemorySpaceIface SpaceTable = {mapDevice, setAttr, clearAttr, getAttrs, mapNamedIface};
+
+// Life
+
+void printObject(void *Obj) {
+  orvy_printf("Memory map\n");
+  for (const auto &R : spaceOf(Obj).Map.regions())
+    orvy_printf("\t0x%.8lx - 0x%.8lx: %s\n", static_cast<unsigned long>(R->Base),
+                static_cast<unsigned long>(R->End - 1), nameOf(R->Device));
+}
+
+ObjectIface ObjectTable = {nullptr, nullptr, nullptr, nullptr, printObject};
+
+void *create(const char *, int, const orvy_CreateArg *) {
+  return new MemorySpace{};
+}
+
+void dispose(void *Obj) {
+  MemorySpace &S = spaceOf(Obj);
+  for (void *Device : S.Devices)
+    orvy_unsubscribeNotificationArg("orvy.objectWillBeDisposed", Device, deviceDisposed, &S);
+  revoke(S, 0, UINT64_MAX - 1);
+  delete &S;
+}
+
+} // namespace
+
+void registerMemorySpace() {
+  static void *Table[] = {&AccessTable, &BlockTable};
+  orvy_Class *Cls = orvy_registerClass("MemorySpace", create, dispose);
+  orvy_qualifyAsMemory(Cls);
+  orvy_setVTable(Cls, Table);
+  orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &AccessTable, 0, "Single accesses");
+  orvy_addInterface(Cls, "MemoryIface", "MemoryIface", &BlockTable, 0, "Block accesses");
+  orvy_addInterface(Cls, "MemorySpaceIface", "MemorySpaceIface", &SpaceTable, 0,
+                    "Mapping and attributes");
+  orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
+}
+
+} // namespace memory
