@@ -20,7 +20,7 @@ struct MemorySpace {
   orvy_Object Super;
   AddressMap Map;
   AttributeMap Attrs;
-  std::set<void *> Devices; // whose disposal is watched
+  std::set<void *> Devices; // addresses whose disposal is watched, also after it
   bool Named = false;       // the notifications below are published under this space
   int64_t UpsetNotification = 0;
   int64_t UserNotification[3] = {};
@@ -195,9 +195,7 @@ MemoryIface BlockTable = {readBytes, writeBytes};
 // Mapping
 
 void deviceDisposed(void *Arg, void *Source, void *) {
-  MemorySpace &S = spaceOf(Arg);
-  S.Map.removeDevice(Source);
-  S.Devices.erase(Source);
+  spaceOf(Arg).Map.removeDevice(Source);
 }
 
 void watchDevice(MemorySpace &S, void *Device) {

@@ -1,0 +1,93 @@
+// Devices.h - the classes Uart, GpTimer and IrqCtrl, and what their sources share.
+
+#ifndef ORVY_MODELS_DEVICES_DEVICES_H
+#define ORVY_MODELS_DEVICES_DEVICES_H
+
+#include "orvy/Support/Orvy.h"
+
+#include <cstring>
+
+namespace devices {
+
+void registerUart();
+void registerGpTimer();
+void registerIrqCtrl();
+
+/// MemAccessIface of a device of 32-bit registers. Device has
+///   uint32_t readRegister(uint64_t Offset)   with the effect that a read by software has,
+///   void writeRegister(uint64_t Offset, uint32_t Value)
+/// where Offset is a multiple of 4. Narrower reads take their part of the register, narrower writes
+/// leave the rest of it zero, as on a bus without byte lanes; double words fail.
+template <typename Device> struct RegisterAccess {
+  static void read(void *Obj, orvy_MemTransaction *Mt) {
+    if (!fits(*Mt))
+      return;
+    uint32_t Word = static_cast<Device *>(Obj)->readRegister(Mt->Pa & ~uint64_t{3});
+    Mt->Value = orvy_normaliseRead32(Word, Mt->Size, static_cast<uint32_t>(Mt->Pa & 3));
+  }
+
+  static void write(void *Obj, orvy_MemTransaction *Mt) {
+    if (!fits(*Mt))
+      return;
+    uint32_t Word = orvy_normaliseWrite32(0, static_cast<uint32_t>(Mt->Value), Mt->Size,
+                                          static_cast<uint32_t>(Mt->Pa & 3));
+    static_cast<Device *>(Obj)->writeRegister(Mt->Pa & ~uint64_t{3}, Word);
+  }
+
+  static void exchange(void *Obj, orvy_MemTransaction *Mt) {
+    orvy_MemTransaction Old = *Mt;
+    read(Obj, &Old);
+    write(Obj, Mt);
+    Mt->Value = Old.Value;
+  }
+
+  /// Code does not run from registers.
+  static void fetch(void *, orvy_MemTransaction *Mt) { Mt->Flags |= ovMF_Failed; }
+
+  static inline MemAccessIface Table = {fetch, read, write, exchange};
+
+private:
+  static bool fits(orvy_MemTransaction &Mt) {
+    if (Mt.Size <= 2 && Mt.Pa % (1u << Mt.Size) == 0)
+      return true;
+    Mt.Flags |= ovMF_Failed;
+    return false;
+  }
+};
+
+/// Hooks of the property that shows the register at an offset: writes act as those of software do.
+template <typename Device, uint64_t Offset> struct RegisterHooks {
+  static orvy_Propval read(void *Obj, int) {
+    orvy_Propval Value{};
+    Value.Typ = ovTY_U32;
+    Value.u32 = static_cast<Device *>(Obj)->readRegister(Offset);
+    return Value;
+  }
+  static void write(void *Obj, orvy_Propval Value, int) {
+    static_cast<Device *>(Obj)->writeRegister(Offset,
+                                              static_cast<uint32_t>(orvy_asUnsigned(Value)));
+  }
+};
+
+/// An interrupt line of a device: where it goes and under which number.
+struct IrqLine {
+  orvy_IfaceRef Ctrl;
+  uint8_t Number;
+
+  void raise() const {
+    if (Ctrl.Iface)
+      static_cast<const IrqCtrlIface *>(Ctrl.Iface)->raiseInterrupt(Ctrl.Obj, Number);
+  }
+};
+
+/// Value of a numeric creation argument, or what stands for it where it is not given.
+inline uint64_t argument(int Argc, const orvy_CreateArg *Args, const char *Key, uint64_t Default) {
+  for (int Index = 0; Index < Argc; ++Index)
+    if (std::strcmp(Args[Index].Key, Key) == 0 && orvy_isNumber(Args[Index].Val))
+      return orvy_asUnsigned(Args[Index].Val);
+  return Default;
+}
+
+} // namespace devices
+
+#endif

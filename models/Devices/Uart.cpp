@@ -1,0 +1,305 @@
+// The class Uart: a serial line.
+//
+// Registers, 32 bits each:
+//   0x00 data     writing sends a byte, reading takes one that has come
+//   0x04 status   1 a byte has come, 2 the transmitter is idle, 4 a byte can be written, 16 a byte
+//   was lost
+//                 because none could (cleared by writing the register)
+//   0x08 control  1 receiver on, 2 transmitter on, 4 interrupt when a byte has come, 8 interrupt
+//   when a byte
+//                 can be written
+//   0x0C scaler   stored only: a byte takes "config.cyclesPerByte" cycles of the time source, 0 for
+//   no time
+//
+// What is sent goes to the terminal ("config.terminal"), to a file ("config.file") and into the
+// property "output", which keeps the end of it. Writing a text to the property "input" makes it
+// come in; setting that property replaces what has not been taken yet.
+
+#include "Devices.h"
+
+#include "orvy/Support/OutStream.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+
+namespace devices {
+
+namespace {
+
+constexpr uint8_t DefaultIrq = 3;
+/// The output kept for the property; at the limit the older half goes.
+constexpr size_t KeptOutput = 1 << 20;
+
+enum Status : uint32_t { DataReady = 1, Idle = 2, Writable = 4, Overrun = 16 };
+enum Control : uint32_t { RxOn = 1, TxOn = 2, RxIrq = 4, TxIrq = 8 };
+
+struct CloseFile {
+  void operator()(std::FILE *File) const { std::fclose(File); }
+};
+
+struct Uart {
+  orvy_Object Super;
+  orvy_IfaceRef IrqCtrl;
+  uint8_t Irq;
+  uint8_t Terminal;
+  uint64_t CyclesPerByte;
+  uint32_t Control;
+  uint32_t Scaler;
+  uint8_t Lost;       // a byte was lost since the status was last written
+  uint8_t IsShifting; // a byte is on the line
+  uint8_t Shift;
+  uint8_t IsHolding; // another one waits
+  uint8_t Holding;
+  int64_t SentEvent;
+  std::string Input;
+  size_t InputPos; // what lies before has been taken
+  std::string Output;
+  std::string FileName;
+  std::unique_ptr<std::FILE, CloseFile> File;
+
+  uint32_t readRegister(uint64_t Offset);
+  void writeRegister(uint64_t Offset, uint32_t Value);
+  uint32_t status() const;
+  void interrupt(uint32_t Enabled) const;
+  void send(uint8_t Byte);
+  void emit(uint8_t Byte);
+  void sent();
+  uint8_t take();
+  void come(const char *Text);
+  void openFile(const char *Name);
+};
+
+Uart &uartOf(void *Obj) {
+  return *static_cast<Uart *>(Obj);
+}
+
+uint32_t Uart::status() const {
+  uint32_t Bits = Lost ? uint32_t{Overrun} : 0;
+  if (InputPos < Input.size() && (Control & RxOn))
+    Bits |= DataReady;
+  if (!IsShifting)
+    Bits |= Idle;
+  if (!IsHolding)
+    Bits |= Writable;
+  return Bits;
+}
+
+/// Raises the interrupt if it is enabled by that bit and its half of the device is on.
+void Uart::interrupt(uint32_t Enabled) const {
+  uint32_t On = Enabled == RxIrq ? RxOn : TxOn;
+  if ((Control & Enabled) && (Control & On))
+    IrqLine{IrqCtrl, Irq}.raise();
+}
+
+void Uart::send(uint8_t Byte) {
+  if (!(Control & TxOn))
+    return;
+  if (CyclesPerByte == 0 || !Super.TimeSource) {
+    emit(Byte);
+    interrupt(TxIrq);
+  } else if (!IsShifting) {
+    Shift = Byte;
+    IsShifting = 1;
+    orvy_eventPostCycles(Super.TimeSource, SentEvent, static_cast<int64_t>(CyclesPerByte),
+                         ovSE_Cpu);
+    interrupt(TxIrq);
+  } else if (!IsHolding) {
+    Holding = Byte;
+    IsHolding = 1;
+  } else {
+    Lost = 1;
+  }
+}
+
+/// The byte on the line has gone; the one that waits takes its place.
+void Uart::sent() {
+  emit(Shift);
+  IsShifting = 0;
+  if (!IsHolding)
+    return;
+  IsHolding = 0;
+  send(Holding);
+}
+
+void Uart::emit(uint8_t Byte) {
+  auto Char = static_cast<char>(Byte);
+  if (Output.size() >= KeptOutput)
+    Output.erase(0, KeptOutput / 2);
+  Output.push_back(Char);
+  if (File)
+    std::fputc(Byte, File.get());
+  if (Terminal) {
+    orvy::outs().write(&Char, 1);
+    if (Char == '\n')
+      orvy::outs().flush();
+  }
+}
+
+uint8_t Uart::take() {
+  if (InputPos >= Input.size() || !(Control & RxOn))
+    return 0;
+  auto Byte = static_cast<uint8_t>(Input[InputPos++]);
+  if (InputPos == Input.size()) {
+    Input.clear();
+    InputPos = 0;
+  } else {
+    interrupt(RxIrq);
+  }
+  return Byte;
+}
+
+void Uart::come(const char *Text) {
+  if (!Text || !*Text)
+    return;
+  bool WasEmpty = InputPos == Input.size();
+  Input += Text;
+  if (WasEmpty)
+    interrupt(RxIrq);
+}
+
+void Uart::openFile(const char *Name) {
+  File.reset();
+  FileName = Name ? Name : "";
+  if (FileName.empty())
+    return;
+  File.reset(std::fopen(FileName.c_str(), "w"));
+  if (!File)
+    orvy_logConfigError(this, "cannot write to '%s': %s", FileName.c_str(), std::strerror(errno));
+}
+
+uint32_t Uart::readRegister(uint64_t Offset) {
+  switch (Offset) {
+  case 0x00:
+    return take();
+  case 0x04:
+    return status();
+  case 0x08:
+    return Control;
+  case 0x0C:
+    return Scaler;
+  default:
+    return 0;
+  }
+}
+
+void Uart::writeRegister(uint64_t Offset, uint32_t Value) {
+  switch (Offset) {
+  case 0x00:
+    send(static_cast<uint8_t>(Value));
+    break;
+  case 0x04:
+    Lost = 0;
+    break;
+  case 0x08:
+    Control = Value & (RxOn | TxOn | RxIrq | TxIrq);
+    break;
+  case 0x0C:
+    Scaler = Value & 0xFFF;
+    break;
+  default:
+    break;
+  }
+}
+
+void *create(const char *, int Argc, const orvy_CreateArg *Args) {
+  auto *U = new Uart{};
+  U->Irq = static_cast<uint8_t>(argument(Argc, Args, "irq", DefaultIrq));
+  U->Terminal = 1;
+  U->SentEvent = orvy_eventPublish("uart.sent", U, [](orvy_Event *E) { uartOf(E->Obj).sent(); });
+  return U;
+}
+
+void reset(void *Obj, int) {
+  Uart &U = uartOf(Obj);
+  orvy_eventDeschedule(U.SentEvent);
+  U.Control = U.Scaler = 0;
+  U.Lost = U.IsShifting = U.IsHolding = 0;
+}
+
+ResetIface ResetTable = {reset};
+
+orvy_Propval text(const char *Text) {
+  orvy_Propval Value{};
+  Value.Typ = ovTY_String;
+  Value.String = Text;
+  return Value;
+}
+
+void addText(orvy_Class *Cls, const char *Name, void (*Write)(void *, orvy_Propval, int),
+             void (*Set)(void *, orvy_Propval, int), orvy_Propval (*Get)(void *, int),
+             const char *Doc) {
+  orvy_addPseudoProperty(Cls, Name, ovTY_String, 1, Write, nullptr, Set, Get, Doc);
+}
+
+void addTexts(orvy_Class *Cls) {
+  addText(
+      Cls, "input", [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).come(Value.String); },
+      [](void *Obj, orvy_Propval Value, int) {
+        uartOf(Obj).Input = Value.String ? Value.String : "";
+        uartOf(Obj).InputPos = 0;
+      },
+      [](void *Obj, int) { return text(uartOf(Obj).Input.c_str() + uartOf(Obj).InputPos); },
+      "Text that has come and was not taken yet; writing makes more come");
+  addText(
+      Cls, "output", nullptr,
+      [](void *Obj, orvy_Propval Value, int) {
+        uartOf(Obj).Output = Value.String ? Value.String : "";
+      },
+      [](void *Obj, int) { return text(uartOf(Obj).Output.c_str()); }, "The end of what was sent");
+  addText(
+      Cls, "config.file", nullptr,
+      [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).openFile(Value.String); },
+      [](void *Obj, int) { return text(uartOf(Obj).FileName.c_str()); },
+      "File that what is sent goes to, written anew; empty for none");
+}
+
+void addRegisters(orvy_Class *Cls) {
+  auto *Bank = orvy_addRegisterBank(Cls, "registers");
+  auto *Ctrl = orvy_addRegister(Bank, "control", offsetof(Uart, Control), ovTY_U32, 1,
+                                RegisterHooks<Uart, 0x08>::write, nullptr, "Control", 0, 8);
+  orvy_addField(Ctrl, "RE", RxOn, 0, 0, 1, "Receiver on");
+  orvy_addField(Ctrl, "TE", TxOn, 0, 0, 1, "Transmitter on");
+  orvy_addField(Ctrl, "RI", RxIrq, 0, 0, 1, "Interrupt when a byte has come");
+  orvy_addField(Ctrl, "TI", TxIrq, 0, 0, 1, "Interrupt when a byte can be written");
+  auto *Scaler = orvy_addRegister(Bank, "scaler", offsetof(Uart, Scaler), ovTY_U32, 1,
+                                  RegisterHooks<Uart, 0x0C>::write, nullptr, "Scaler", 0, 12);
+  orvy_addField(Scaler, "VALUE", 0xFFF, 0, 0, 1, "Stored only");
+}
+
+} // namespace
+
+void registerUart() {
+  orvy_Class *Cls = orvy_registerClass("Uart", create, [](void *Obj) { delete &uartOf(Obj); });
+  orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &RegisterAccess<Uart>::Table, 0,
+                    "Registers");
+  orvy_addInterface(Cls, "ResetIface", "ResetIface", &ResetTable, 0, "");
+  orvy_addProperty(Cls, "irqCtrl", offsetof(Uart, IrqCtrl), ovTY_IfaceRef, 1, nullptr, nullptr,
+                   "Where the interrupt goes");
+  orvy_requireInterface(Cls, "irqCtrl", "IrqCtrlIface");
+  const struct {
+    const char *Name;
+    size_t Offset;
+    orvy_Type Type;
+    const char *Doc;
+  } Properties[] = {
+      {"config.irq",           offsetof(Uart, Irq),           ovTY_U8,  "Number of the interrupt"      },
+      {"config.terminal",      offsetof(Uart, Terminal),      ovTY_U8,
+       "Whether the terminal shows what is sent"                                                       },
+      {"config.cyclesPerByte", offsetof(Uart, CyclesPerByte), ovTY_U64, "Time a byte takes"            },
+      {"lost",                 offsetof(Uart, Lost),          ovTY_U8,  "Whether a byte was lost"      },
+      {"isShifting",           offsetof(Uart, IsShifting),    ovTY_U8,  "Whether a byte is on the line"},
+      {"shift",                offsetof(Uart, Shift),         ovTY_U8,  "That byte"                    },
+      {"isHolding",            offsetof(Uart, IsHolding),     ovTY_U8,  "Whether another byte waits"   },
+      {"holding",              offsetof(Uart, Holding),       ovTY_U8,  "That byte"                    },
+  };
+  for (const auto &P : Properties)
+    orvy_addProperty(Cls, P.Name, static_cast<int>(P.Offset), P.Type, 1, nullptr, nullptr, P.Doc);
+  addTexts(Cls);
+  addRegisters(Cls);
+}
+
+} // namespace devices
