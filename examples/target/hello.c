@@ -1,0 +1,8 @@
+/* hello.c - says hello, and goes. */
+
+#include "board.h"
+
+int main(void) {
+  putText("Hello from SPARC V8!\n");
+  return 0;
+}
