@@ -5,6 +5,7 @@
 #include "orvy/Support/Logging.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <ctime>
 #include <limits>
 
@@ -62,7 +63,10 @@ uint64_t readClock(clockid_t Clock) {
 int64_t orvy_cyclesToNanos(int64_t Cycles, int64_t Freq) {
   if (Freq < 1)
     return 0;
-  return sum(product(Cycles / Freq, NanosPerSec), product(Cycles % Freq, NanosPerSec) / Freq);
+  // The remainder's product needs all 64 bits at high frequencies, so its sign is kept apart.
+  auto Rest = static_cast<uint64_t>(std::abs(Cycles % Freq));
+  auto Nanos = static_cast<int64_t>(Rest * NanosPerSec / static_cast<uint64_t>(Freq));
+  return sum(product(Cycles / Freq, NanosPerSec), Cycles < 0 ? -Nanos : Nanos);
 }
 
 int64_t orvy_nanosToCycles(int64_t Nanos, uint64_t Freq) {
