@@ -6,6 +6,7 @@ function(orvy_add_model Name)
   add_library(${Name} MODULE ${ARGN})
   set_target_properties(${Name} PROPERTIES PREFIX "libORVY" INSTALL_RPATH "$ORIGIN")
   target_link_libraries(${Name} PRIVATE ORVYSupport)
-  target_link_options(${Name} PRIVATE -Wl,--no-undefined)
+  target_link_options(${Name} PRIVATE -Wl,--no-undefined
+    -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/plugin.map)
   install(TARGETS ${Name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endfunction()
