@@ -1,0 +1,150 @@
+// Accesses that go through the memory space, and the pages of plain memory kept from them.
+
+#include "Cpu.h"
+
+namespace sparc {
+
+namespace {
+
+using Access = void (*MemAccessIface::*)(void *Obj, orvy_MemTransaction *Mt);
+
+struct Kind {
+  Access Slot;
+  Outcome Stopped;
+  TrapNumber Failed;
+};
+
+const Kind Fetch = {&MemAccessIface::fetch, OC_Stop, TT_InstructionAccessException};
+const Kind Read = {&MemAccessIface::read, OC_StopRead, TT_DataAccessException};
+const Kind Write = {&MemAccessIface::write, OC_StopWrite, TT_DataAccessException};
+const Kind Exchange = {&MemAccessIface::exchange, OC_StopWrite, TT_DataAccessException};
+
+/// The identifiers 8 to 11, of user and supervisor instructions and data, name the one memory.
+bool namesMemory(uint8_t Asi) {
+  return Asi >= 8 && Asi <= 11;
+}
+
+uint32_t transact(Cpu *C, const Kind &What, orvy_MemTransaction *Mt) {
+  const orvy_IfaceRef &Space = namesMemory(Mt->Asi) ? C->MemorySpace : C->AsiSpace;
+  if (!Space.Iface)
+    return What.Failed;
+  if (C->StopsToPass >= What.Stopped - OC_Stop + 1)
+    Mt->Flags |= ovMF_Resume;
+  storeLive(C);
+  (static_cast<MemAccessIface *>(Space.Iface)->*What.Slot)(Space.Obj, Mt);
+  if (C->Live && Mt->Cycles) {
+    C->CyclesAtEnd += Mt->Cycles;
+    limitSlice(C, C->SliceEnd);
+  }
+  if (uint32_t Out = outcomeOfCall(C))
+    return Out;
+  if (Mt->Flags & ovMF_Stop)
+    return What.Stopped;
+  return Mt->Flags & ovMF_Failed ? uint32_t(What.Failed) : uint32_t(OC_Done);
+}
+
+orvy_MemTransaction transaction(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t Value) {
+  orvy_MemTransaction Mt = {};
+  Mt.Va = Mt.Pa = Va;
+  Mt.Value = Value;
+  Mt.Size = uint8_t(Size);
+  Mt.Asi = Asi;
+  Mt.Initiator = C;
+  return Mt;
+}
+
+void revoked(orvy_PageWatcher *Watcher) {
+  auto *Page =
+      reinterpret_cast<DataPage *>(reinterpret_cast<char *>(Watcher) - offsetof(DataPage, Watcher));
+  Page->Tag = NoTag;
+  Page->Page = nullptr;
+}
+
+void forget(DataPage *Page) {
+  if (!Page->Page)
+    return;
+  orvy_memPageUnwatch(Page->Page, &Page->Watcher);
+  revoked(&Page->Watcher);
+}
+
+void keep(DataPage *Pages, uint32_t Va, const orvy_MemTransaction &Mt) {
+  if (!Mt.Page || !namesMemory(Mt.Asi))
+    return;
+  DataPage *Page = &Pages[Va >> ORVY_PAGE_BITS & (DataPages - 1)];
+  forget(Page);
+  Page->Page = static_cast<orvy_MemPage *>(Mt.Page);
+  Page->Base = Page->Page->Data;
+  Page->Tag = Va & ~(ORVY_PAGE_SIZE - 1);
+  orvy_memPageWatch(Page->Page, &Page->Watcher);
+}
+
+bool misaligned(uint32_t Va, unsigned Size) {
+  return Va & ((1u << Size) - 1);
+}
+
+} // namespace
+
+uint32_t outcomeOfCall(Cpu *C) {
+  if (C->Redirected)
+    return OC_Abandoned;
+  limitSliceToEvents(C);
+  uint32_t Trap = C->PendingTrap;
+  C->PendingTrap = 0;
+  return Trap;
+}
+
+uint32_t load(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t *Value) {
+  if (misaligned(Va, Size))
+    return TT_MemAddressNotAligned;
+  orvy_MemTransaction Mt = transaction(C, Va, Size, Asi, 0);
+  if (uint32_t Out = transact(C, Read, &Mt))
+    return Out;
+  *Value = Mt.Value;
+  keep(C->ReadPages, Va, Mt);
+  return OC_Done;
+}
+
+uint32_t store(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t Value) {
+  if (misaligned(Va, Size))
+    return TT_MemAddressNotAligned;
+  orvy_MemTransaction Mt = transaction(C, Va, Size, Asi, Value);
+  if (uint32_t Out = transact(C, Write, &Mt))
+    return Out;
+  keep(C->WritePages, Va, Mt);
+  return OC_Done;
+}
+
+uint32_t exchange(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t *Value) {
+  if (misaligned(Va, Size))
+    return TT_MemAddressNotAligned;
+  orvy_MemTransaction Mt = transaction(C, Va, Size, Asi, *Value);
+  if (uint32_t Out = transact(C, Exchange, &Mt))
+    return Out;
+  *Value = Mt.Value;
+  return OC_Done;
+}
+
+uint32_t fetch(Cpu *C, uint32_t Va, uint32_t *Word, orvy_MemPage **Page) {
+  orvy_MemTransaction Mt = transaction(C, Va, 2, C->Psr & PSR_S ? 9 : 8, 0);
+  if (uint32_t Out = transact(C, Fetch, &Mt))
+    return Out;
+  *Word = uint32_t(Mt.Value);
+  *Page = static_cast<orvy_MemPage *>(Mt.Page);
+  return OC_Done;
+}
+
+void initPages(Cpu *C) {
+  for (DataPage *Pages : {C->ReadPages, C->WritePages})
+    for (unsigned Index = 0; Index < DataPages; ++Index) {
+      Pages[Index].Tag = NoTag;
+      Pages[Index].Watcher.Revoked = revoked;
+    }
+}
+
+void forgetPages(Cpu *C) {
+  for (DataPage *Pages : {C->ReadPages, C->WritePages})
+    for (unsigned Index = 0; Index < DataPages; ++Index)
+      forget(&Pages[Index]);
+}
+
+} // namespace sparc
