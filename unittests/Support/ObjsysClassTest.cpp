@@ -182,20 +182,6 @@ TEST_F(Objects, WithoutAnAddressAreNotCreated) {
   EXPECT_THAT(names(), IsEmpty());
 }
 
-TEST_F(Objects, ThatTakeTheirOwnNameWhileBeingMadeAreDisposed) {
-  orvy_registerClass(
-      "Nested",
-      [](const char *Name, int, const orvy_CreateArg *) {
-        make(Name);
-        return create(Name, 0, nullptr);
-      },
-      dispose);
-  EXPECT_EQ(errorsOf([] { EXPECT_EQ(make("a", "Nested"), nullptr); }),
-            "object 'a' already exists\n");
-  EXPECT_THAT(takeCalls(), ElementsAre("create a 0", "create a 0", "dispose"));
-  EXPECT_EQ(orvy_classForObjectName("a"), Thing);
-}
-
 TEST_F(Objects, AreDisposedInASetOrder) {
   struct Watch {
     static void will(void *, void *Source, void *Info) {

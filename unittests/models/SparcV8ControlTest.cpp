@@ -1,0 +1,256 @@
+// Transfers of control with their delay slots, register windows, and code that changes itself.
+
+#include "SparcV8Fixture.h"
+
+namespace sparc_tests {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+
+namespace {
+
+/// For each condition the values of NZVC, as bits of a mask, under which it holds.
+const struct {
+  const char *Name;
+  uint16_t Holds;
+} Conditions[] = {
+    {"n",   0x0000},
+    {"e",   0xF0F0},
+    {"le",  0xF3FC},
+    {"l",   0x33CC},
+    {"leu", 0xFAFA},
+    {"cs",  0xAAAA},
+    {"neg", 0xFF00},
+    {"vs",  0xCCCC},
+    {"a",   0xFFFF},
+    {"ne",  0x0F0F},
+    {"g",   0x0C03},
+    {"ge",  0xCC33},
+    {"gu",  0x0505},
+    {"cc",  0x5555},
+    {"pos", 0x00FF},
+    {"vc",  0x3333},
+};
+
+} // namespace
+
+class SparcV8Control : public SparcV8 {
+protected:
+  /// Addresses of the instructions executed, relative to the origin.
+  std::vector<uint32_t> trace(unsigned Count) {
+    std::vector<uint32_t> Seen;
+    for (; Count; --Count) {
+      Seen.push_back(pc() - Origin);
+      step();
+    }
+    return Seen;
+  }
+};
+
+TEST_F(SparcV8Control, BranchesOnEveryConditionAndCode) {
+  for (const char *Target : {"+0x10", "+0x2000", "-0x1000"})
+    for (const char *Annul : {"", ",a"})
+      for (const auto &Cond : Conditions) {
+        program({(std::string("b") + Cond.Name + Annul + " ." + Target).c_str(), "nop"});
+        uint32_t To = Origin + uint32_t(std::strtol(Target, nullptr, 16));
+        for (uint32_t Icc = 0; Icc < 16; ++Icc) {
+          setPsr(S | Et | Icc << 20);
+          orvy_cpuSetPc(Cpu, Origin);
+          step();
+          bool Taken = Cond.Holds >> Icc & 1;
+          bool AnnulsSlot = *Annul && (!Taken || !std::strcmp(Cond.Name, "a"));
+          uint32_t Next = Taken ? To : Origin + 8;
+          SCOPED_TRACE(testing::Message()
+                       << "b" << Cond.Name << Annul << " " << Target << " " << Icc);
+          EXPECT_EQ(AnnulsSlot ? Next : Origin + 4, pc());
+          EXPECT_EQ(AnnulsSlot ? Next + 4 : Next, npc());
+        }
+      }
+}
+
+TEST_F(SparcV8Control, TrapsOnEveryConditionAndCode) {
+  for (const auto &Cond : Conditions) {
+    program({(std::string("t") + Cond.Name + " 5").c_str()});
+    for (uint32_t Icc = 0; Icc < 16; ++Icc) {
+      setPsr(S | Et | Icc << 20);
+      orvy_cpuSetPc(Cpu, Origin);
+      step();
+      bool Taken = Cond.Holds >> Icc & 1;
+      EXPECT_EQ(Taken ? TrapTable + 0x850 : Origin + 4, pc()) << Cond.Name << " " << Icc;
+    }
+  }
+}
+
+TEST_F(SparcV8Control, FollowsCouplesOfTransfers) {
+  struct Case {
+    const char *First, *Second;
+    std::vector<uint32_t> Executed;
+  };
+  // Z is set. The first goes to 0x40, the second, at 4, to 0x64.
+  const Case Cases[] = {
+      {"ba .+0x40",    "ba .+0x60",    {0, 4, 0x40, 0x64, 0x68}    },
+      {"ba .+0x40",    "ba,a .+0x60",  {0, 4, 0x64, 0x68}          },
+      {"ba .+0x40",    "bn,a .+0x60",  {0, 4, 0x44, 0x48}          },
+      {"ba .+0x40",    "be,a .+0x60",  {0, 4, 0x40, 0x64}          },
+      {"ba .+0x40",    "bne,a .+0x60", {0, 4, 0x44, 0x48}          },
+      {"ba .+0x40",    "bne .+0x60",   {0, 4, 0x40, 0x44}          },
+      {"ba,a .+0x40",  "ba .+0x60",    {0, 0x40, 0x44}             },
+      {"bn .+0x40",    "ba .+0x60",    {0, 4, 8, 0x64, 0x68}       },
+      {"bn,a .+0x40",  "ba .+0x60",    {0, 8, 12}                  },
+      {"be .+0x40",    "ba .+0x60",    {0, 4, 0x40, 0x64}          },
+      {"be,a .+0x40",  "ba .+0x60",    {0, 4, 0x40, 0x64}          },
+      {"bne .+0x40",   "ba .+0x60",    {0, 4, 8, 0x64}             },
+      {"bne,a .+0x40", "ba .+0x60",    {0, 8, 12}                  },
+      {"call .+0x40",  "call .+0x60",  {0, 4, 0x40, 0x64, 0x68}    },
+      {"ba .+0x40",    "jmp %g1",      {0, 4, 0x40, 0x2000, 0x2004}},
+      {"jmp %g1",      "ba .+0x60",    {0, 4, 0x2000, 0x64, 0x68}  },
+      {"jmp %g1",      "jmp %g2",      {0, 4, 0x2000, 0x5000}      },
+  };
+  for (uint32_t Address = Origin; Address < Origin + 0x80; Address += 4)
+    place(Address, {"nop"});
+  for (uint32_t Far : {0x2000, 0x5000})
+    place(Origin + Far, {"nop", "nop", "nop"});
+  set("g1", Origin + 0x2000);
+  set("g2", Origin + 0x5000);
+  setPsr(S | Et | Z);
+  for (const Case &Couple : Cases) {
+    program({Couple.First, Couple.Second});
+    orvy_cpuSetPc(Cpu, Origin);
+    SCOPED_TRACE(testing::Message() << Couple.First << "; " << Couple.Second);
+    EXPECT_THAT(trace(unsigned(Couple.Executed.size())), ElementsAreArray(Couple.Executed));
+  }
+}
+
+TEST_F(SparcV8Control, RunsOnAcrossPages) {
+  const uint32_t End = 0x2000 - Origin; // of the first page
+  place(Origin + End - 8, {"nop", "ba .+0xc", "mov 1, %g1", "mov 2, %g2", "mov 3, %g3"});
+  orvy_cpuSetPc(Cpu, Origin + End - 8);
+  EXPECT_THAT(trace(4), ElementsAre(End - 8, End - 4, End, End + 8));
+  place(Origin + End - 4, {"bn,a .+0xc"});
+  orvy_cpuSetPc(Cpu, Origin + End - 4);
+  EXPECT_THAT(trace(3), ElementsAre(End - 4, End + 4, End + 8));
+  place(Origin + End - 4, {"nop"});
+  orvy_cpuSetPc(Cpu, Origin + End - 4);
+  EXPECT_THAT(trace(3), ElementsAre(End - 4, End, End + 4));
+}
+
+TEST_F(SparcV8Control, LeavesTheAddressOfTheTransfer) {
+  program({"call .+0x10", "mov 1, %g1"});
+  step(2);
+  EXPECT_EQ(Origin, get("o7"));
+  EXPECT_EQ(Origin + 0x10, pc());
+  place(Origin + 0x10, {"jmpl %o7 + 8, %l0", "nop"});
+  step(2);
+  EXPECT_EQ(Origin + 0x10, get("l0"));
+  EXPECT_EQ(Origin + 8, pc());
+  place(Origin + 8, {"call .+0x1000", "nop"});
+  step(2);
+  EXPECT_EQ(Origin + 8, get("o7"));
+  EXPECT_EQ(Origin + 0x1008, pc());
+}
+
+TEST_F(SparcV8Control, SavesAndRestoresWindows) {
+  setPsr(S | Et | 3);
+  set("o0", 10);
+  set("l0", 20);
+  set("i0", 30);
+  set("sp", 0x1000);
+  execute({"save %sp, -96, %sp", "mov 40, %l0", "add %i0, 1, %o0", "restore %i0, 5, %o1"});
+  EXPECT_EQ(3u, cwp());
+  EXPECT_EQ(15u, get("o1")) << "sources of the old window, target in the new";
+  EXPECT_EQ(10u, get("o0"));
+  EXPECT_EQ(20u, get("l0"));
+  EXPECT_EQ(30u, get("i0"));
+  EXPECT_EQ(0x1000u, get("sp"));
+  EXPECT_EQ(40u, orvy_sparcGetWindowedReg(Cpu, 2, 16));
+  EXPECT_EQ(11u, orvy_sparcGetWindowedReg(Cpu, 2, 8));
+  EXPECT_EQ(0x1000u - 96, orvy_sparcGetWindowedReg(Cpu, 2, 14));
+  EXPECT_EQ(10u, orvy_sparcGetWindowedReg(Cpu, 2, 24));
+}
+
+TEST_F(SparcV8Control, GoesRoundTheEightWindows) {
+  for (uint32_t Window = 0; Window < 8; ++Window)
+    for (uint32_t Reg = 16; Reg < 32; ++Reg)
+      orvy_sparcSetWindowedReg(Cpu, Window, Reg, Window << 8 | Reg);
+  place(Origin, {"save %g0, %g0, %g0"});
+  setPsr(S | Et | 0);
+  for (uint32_t Window : {7, 6, 5, 4, 3, 2, 1, 0, 7}) {
+    orvy_cpuSetPc(Cpu, Origin);
+    step();
+    ASSERT_EQ(Window, cwp());
+    for (uint32_t Reg = 16; Reg < 32; ++Reg)
+      ASSERT_EQ(Window << 8 | Reg, orvy_cpuGetReg(Cpu, Reg));
+    for (uint32_t Reg = 8; Reg < 16; ++Reg)
+      ASSERT_EQ(((Window + 7) % 8) << 8 | (Reg + 16), orvy_cpuGetReg(Cpu, Reg));
+  }
+  place(Origin, {"restore"});
+  for (uint32_t Window : {0, 1, 2, 3, 4, 5, 6, 7, 0}) {
+    orvy_cpuSetPc(Cpu, Origin);
+    step();
+    ASSERT_EQ(Window, cwp());
+    ASSERT_EQ(Window << 8 | 30, orvy_cpuGetReg(Cpu, 30));
+  }
+}
+
+TEST_F(SparcV8Control, SwitchesWindowsByThePsr) {
+  set("l0", 1);
+  set("g1", S | Et | 5);
+  execute({"wr %g1, 0, %psr", "mov 2, %l0", "wr %g1, 5, %psr", "mov %l0, %g2"});
+  EXPECT_EQ(1u, get("g2"));
+  EXPECT_EQ(2u, orvy_sparcGetWindowedReg(Cpu, 5, 16));
+}
+
+TEST_F(SparcV8Control, RunsWhatItHasJustStored) {
+  // The store changes the instruction behind it, which was decoded by an earlier pass.
+  set("g1", Origin + 8);
+  set("g2", orvy_assemble(Cpu, "add %g3, 100, %g3"));
+  program({"nop", "nop", "add %g3, 1, %g3", "ba .-0xc", "nop"});
+  step(5);
+  EXPECT_EQ(1u, get("g3"));
+  place(Origin + 4, {"st %g2, [%g1]"});
+  step(3);
+  EXPECT_EQ(101u, get("g3"));
+}
+
+TEST_F(SparcV8Control, SeesCodeThatOthersChange) {
+  program({"mov 1, %g1", "ba .-0x4", "nop"});
+  run(9);
+  orvy_memoryWritePhys32(Memory, Origin, orvy_assemble(Cpu, "mov 2, %g1"));
+  run(3);
+  EXPECT_EQ(2u, get("g1"));
+  uint32_t Word = orvy_assemble(Cpu, "mov 3, %g1");
+  orvy_memoryWrite(Memory, Origin, &Word, 4, 2);
+  run(3);
+  EXPECT_EQ(3u, get("g1"));
+}
+
+TEST_F(SparcV8Control, RunsFromAMemoryThatHandsOutNoPages) {
+  const uint32_t Words[] = {orvy_assemble(Cpu, "add %g1, 1, %g1"), orvy_assemble(Cpu, "ba .-0x4"),
+                            orvy_assemble(Cpu, "add %g2, 2, %g2")};
+  Memory->AtDevice = [&](Access, orvy_MemTransaction *Mt) { Mt->Value = Words[Mt->Pa % 16 / 4]; };
+  orvy_cpuSetPc(Cpu, FlatMemory::DeviceBase);
+  run(30);
+  EXPECT_EQ(10u, get("g1"));
+  EXPECT_EQ(20u, get("g2"));
+}
+
+TEST_F(SparcV8Control, ForgetsEverythingOfAMemoryThatIsReplaced) {
+  program({"mov 1, %g1", "ld [%g2], %g3", "ba .-0x8", "nop"});
+  Memory->poke(0, 7);
+  run(8);
+  FlatMemory *Other = FlatMemory::create("mem1");
+  Other->poke(Origin, orvy_assemble(Cpu, "mov 2, %g1"));
+  Other->poke(Origin + 4, orvy_assemble(Cpu, "ld [%g2], %g3"));
+  Other->poke(0, 8);
+  orvy_connect(Cpu, "memorySpace[0]", Other, "MemAccessIface");
+  run(2);
+  EXPECT_EQ(2u, get("g1"));
+  EXPECT_EQ(8u, get("g3"));
+  orvy_connect(Cpu, "memorySpace[0]", Memory, "MemAccessIface");
+  orvy_disposeObject(Other);
+  orvy_cpuSetPc(Cpu, Origin);
+  run(2);
+  EXPECT_EQ(7u, get("g3"));
+}
+
+} // namespace sparc_tests
