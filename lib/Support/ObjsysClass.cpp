@@ -2,92 +2,13 @@
 
 #include "InternalError.h"
 #include "ObjsysValue.h"
-#include "PluginManager.h"
 #include "orvy/Support/Logging.h"
-#include "orvy/Support/Notifications.h"
-#include "orvy/Support/OutStream.h"
 
 #include <algorithm>
-#include <iterator>
-#include <utility>
 
 using namespace orvy::objsys;
 
 orvy::ManagedStatic<ClassRegistry> orvy::objsys::TheClassRegistry;
-
-namespace {
-
-constexpr uint64_t InitialLoggingFlags = 0x4444444444444444;
-
-int countArguments(const orvy_CreateArg *Args) {
-  int Count = 0;
-  while (Args && Args[Count].Key)
-    ++Count;
-  return Count;
-}
-
-Class *classForCreation(const char *ClsName, const char *ObjName) {
-  Class *Cls = Class::classForName(ClsName);
-  if (!Cls)
-    orvy::errs() << "no class found matching '" << ClsName << "'\n";
-  else if (Class::objectForName(ObjName))
-    orvy::errs() << "object '" << ObjName << "' already exists\n";
-  else
-    return Cls;
-  return nullptr;
-}
-
-// An address has one name: a second one would outlive the object.
-bool isNewAddress(const void *Obj) {
-  const char *Present = Class::nameForObject(Obj);
-  if (Present)
-    orvy::errs() << "object '" << Present << "' already exists\n";
-  return Obj && !Present;
-}
-
-void fillHeader(orvy_Object &Header, Class &Cls) {
-  Header.Class = toHandle(&Cls);
-  Header.TimeSource = nullptr;
-  Header.Component = nullptr;
-  Header.LoggingFlags = InitialLoggingFlags;
-}
-
-bool isOwned(void *Obj, const Class &Cls) {
-  return !Cls.External && static_cast<orvy_Object *>(Obj)->Component;
-}
-
-// The simulator object and its class, or two nulls while there is none.
-std::pair<void *, Class *> findSimulator() {
-  void *Sim = Class::objectForName("sim");
-  Class *Cls = Class::classForName("Simulator");
-  return Sim && Cls && Class::classForObject(Sim) == Cls ? std::pair(Sim, Cls)
-                                                         : std::pair<void *, Class *>();
-}
-
-// What clearing disposes itself, in name order. Owned objects go with their components.
-std::vector<void *> rootObjects(const ClassRegistry &Registry, const void *Sim) {
-  std::vector<void *> Roots;
-  for (const auto &[Name, Obj] : Registry.Objects)
-    if (Obj != Sim && !isOwned(Obj, *Registry.ObjectClasses.find(Obj)->second))
-      Roots.push_back(Obj);
-  return Roots;
-}
-
-void disposeAllBut(ClassRegistry &Registry, const void *Sim) {
-  // A snapshot: disposal passes over what an earlier one took with it.
-  for (void *Obj : rootObjects(Registry, Sim))
-    Class::disposeObject(Obj);
-}
-
-void forgetObjects(ClassRegistry &Registry) {
-  Registry.Objects.clear();
-  Registry.ObjectNames.clear();
-  Registry.ObjectClasses.clear();
-  Registry.Components.clear();
-  Registry.Processors.clear();
-}
-
-} // namespace
 
 Class::Class(std::string Name, orvy_ObjectCreateFunc Create, orvy_ObjectDisposeFunc Dispose)
     : Qualifier(QualifierPlain), Name(std::move(Name)), External(false), Create(Create),
@@ -112,113 +33,8 @@ IfaceType *Class::registerInterface(const char *Name) {
   return ClassRegistry::get().addIfaceType(std::make_unique<IfaceType>(IfaceType{Name}));
 }
 
-void *Class::createObject(const char *ClsName, const char *ObjName, const orvy_CreateArg *Args) {
-  int Argc = countArguments(Args);
-  Class *Cls = classForCreation(ClsName, ObjName);
-  if (!Cls)
-    return nullptr;
-  if (Cls->External) {
-    errs() << "cannot create object '" << ObjName << "' of external class '" << ClsName << "'\n";
-    return nullptr;
-  }
-
-  void *Obj = Cls->Create(ObjName, Argc, Args);
-  if (!isNewAddress(Obj))
-    return nullptr;
-  auto &Header = *static_cast<orvy_Object *>(Obj);
-  fillHeader(Header, *Cls);
-  ClassRegistry &Registry = ClassRegistry::get();
-  Registry.addObject(ObjName, Obj, *Cls);
-  if (Cls->Qualifier == QualifierCpu)
-    Registry.Processors.push_back(Obj);
-  else if (Cls->Qualifier == QualifierComponent)
-    Registry.Components.push_back(Obj);
-  Header.WillDisposeNotification = orvy_publishNotification("orvy.objectWillBeDisposed", Obj);
-  Header.DisposedNotification = orvy_publishNotification("orvy.objectDisposed", Obj);
-  return Obj;
-}
-
-void *Class::addObject(const char *ClsName, const char *ObjName, void *Obj) {
-  Class *Cls = classForCreation(ClsName, ObjName);
-  if (!Cls)
-    return nullptr;
-  if (!Cls->External) {
-    errs() << "cannot add object '" << ObjName << "' of internal class '" << ClsName << "'\n";
-    return nullptr;
-  }
-  if (!isNewAddress(Obj))
-    return nullptr;
-  ClassRegistry::get().addObject(ObjName, Obj, *Cls);
-  return Obj;
-}
-
-void Class::disposeObject(void *Obj) {
-  const Class *Cls = classForObject(Obj);
-  if (!Cls)
-    return;
-  ClassRegistry::get().removeObject(Obj);
-  if (Cls->External)
-    return;
-
-  // A subscriber may clear the whole system: the class is not used once the first one has run.
-  orvy_ObjectDisposeFunc DisposeFunc = Cls->Dispose;
-  auto &Header = *static_cast<orvy_Object *>(Obj);
-  int64_t WillDispose = Header.WillDisposeNotification;
-  int64_t Disposed = Header.DisposedNotification;
-  orvy_notify(WillDispose, Obj);
-  Header.Class = nullptr;
-  DisposeFunc(Obj);
-  orvy_notify(Disposed, Obj);
-}
-
-void Class::clear() {
-  ClassRegistry &Registry = ClassRegistry::get();
-  auto [Sim, SimClass] = findSimulator();
-  // Before start-up there is no simulator to keep.
-  auto Kept =
-      Sim ? Registry.Classes.extract(SimClass->Name) : NameMap<std::unique_ptr<Class>>::node_type();
-  disposeAllBut(Registry, Sim);
-  Registry.Classes.clear();
-  clearLoadedPlugins();
-  Registry.Classes.clear();
-  forgetObjects(Registry);
-  Registry.IfaceTypes.clear();
-  if (!Sim)
-    return;
-  Registry.Classes.insert(std::move(Kept));
-  Registry.addObject("sim", Sim, *SimClass);
-}
-
-void Class::clearObjects() {
-  ClassRegistry &Registry = ClassRegistry::get();
-  auto [Sim, SimClass] = findSimulator();
-  disposeAllBut(Registry, Sim);
-  forgetObjects(Registry);
-  if (!Sim)
-    return;
-  Registry.addObject("sim", Sim, *SimClass);
-}
-
 Class *Class::classForName(std::string_view Name) {
   return ClassRegistry::get().getClass(Name);
-}
-
-Class *Class::classForObject(const void *Obj) {
-  const auto &Known = ClassRegistry::get().ObjectClasses;
-  auto Found = Known.find(Obj);
-  return Found == Known.end() ? nullptr : Found->second;
-}
-
-void *Class::objectForName(std::string_view Name) {
-  const auto &Known = ClassRegistry::get().Objects;
-  auto Found = Known.find(Name);
-  return Found == Known.end() ? nullptr : Found->second;
-}
-
-const char *Class::nameForObject(const void *Obj) {
-  const auto &Known = ClassRegistry::get().ObjectNames;
-  auto Found = Known.find(Obj);
-  return Found == Known.end() ? nullptr : Found->second.c_str();
 }
 
 const NameMap<void *> &Class::getObjectList() {
@@ -319,18 +135,6 @@ const Class *classOrError(const void *Obj) {
   return Cls;
 }
 
-size_t copyObjects(size_t Capacity, void **Objs) {
-  size_t Count = std::min(Capacity, Class::getObjectList().size());
-  auto Next = Class::object_begin();
-  for (size_t I = 0; I < Count; ++I)
-    Objs[I] = (Next++)->second;
-  return Count;
-}
-
-void **arrayOf(std::vector<void *> &Objs) {
-  return Objs.empty() ? nullptr : Objs.data();
-}
-
 } // namespace
 
 orvy_Class *orvy_registerClass(const char *ClsName, orvy_ObjectCreateFunc Create,
@@ -384,30 +188,6 @@ const char *orvy_getLoggingCategory(orvy_Class *Cls, unsigned Id) {
   return Cls ? fromHandle(Cls)->getLoggingCategory(Id) : nullptr;
 }
 
-void *orvy_createObject(const char *ClsName, const char *ObjName, const orvy_CreateArg *Args) {
-  void *Obj = Class::createObject(orEmpty(ClsName), orEmpty(ObjName), Args);
-  if (!isValidName(ObjName, '-'))
-    orvy_logWarning(
-        Obj, "Was created with an invalid object name, this will be an error in the future.");
-  return Obj;
-}
-
-void *orvy_addObject(const char *ClsName, const char *ObjName, void *Obj) {
-  return Class::addObject(orEmpty(ClsName), orEmpty(ObjName), Obj);
-}
-
-void orvy_disposeObject(void *Obj) {
-  Class::disposeObject(Obj);
-}
-
-void orvy_objsysClear(void) {
-  Class::clear();
-}
-
-void orvy_objsysClearObjects(void) {
-  Class::clearObjects();
-}
-
 orvy_Class *orvy_classForName(const char *ClsName) {
   ORVY_REQUIRE(ClsName);
   return toHandle(Class::classForName(ClsName));
@@ -416,46 +196,6 @@ orvy_Class *orvy_classForName(const char *ClsName) {
 const char *orvy_nameForClass(const orvy_Class *Cls) {
   ORVY_REQUIRE(Cls);
   return fromHandle(Cls)->Name.c_str();
-}
-
-orvy_Class *orvy_classForObject(const void *Obj) {
-  return toHandle(Class::classForObject(Obj));
-}
-
-orvy_Class *orvy_classForObjectName(const char *ObjName) {
-  return orvy_classForObject(orvy_objectForName(ObjName));
-}
-
-void *orvy_objectForName(const char *ObjName) {
-  return ObjName ? Class::objectForName(ObjName) : nullptr;
-}
-
-const char *orvy_nameForObject(const void *Obj) {
-  return Class::nameForObject(Obj);
-}
-
-size_t orvy_getObjectCount(void) {
-  return Class::getObjectList().size();
-}
-
-size_t orvy_getObjects(size_t Capacity, void **Objs) {
-  return copyObjects(Capacity, Objs);
-}
-
-size_t orvy_getProcessorCount(void) {
-  return Class::getProcessors().size();
-}
-
-void **orvy_getProcessors(void) {
-  return arrayOf(Class::getProcessors());
-}
-
-size_t orvy_getComponentCount(void) {
-  return Class::getComponents().size();
-}
-
-void **orvy_getComponents(void) {
-  return arrayOf(Class::getComponents());
 }
 
 int orvy_isValidObjectName(const char *Name) {
@@ -501,30 +241,9 @@ int orvy_isQualifiedAs(const void *Obj, unsigned Qualifier) {
   return isQualified(Obj, Qualifier);
 }
 
-void orvy_foreachObject(void (*Func)(void *Obj, void *Arg), void *Arg) {
-  for (const auto &[Name, Obj] : Class::objects())
-    Func(Obj, Arg);
-}
-
 void orvy_foreachClass(void (*Func)(orvy_Class *Cls, void *Arg), void *Arg) {
   for (const auto &[Name, Cls] : Class::classes())
     Func(toHandle(Cls.get()), Arg);
-}
-
-void orvy_foreachProcessor(void (*Func)(void *Obj, void *Arg), void *Arg) {
-  for (void *Obj : Class::getProcessors())
-    Func(Obj, Arg);
-}
-
-void orvy_foreachComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg) {
-  for (void *Obj : Class::getComponents())
-    Func(static_cast<orvy_Component *>(Obj), Arg);
-}
-
-void orvy_foreachRootComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg) {
-  for (void *Obj : Class::getComponents())
-    if (!static_cast<orvy_Object *>(Obj)->Component)
-      Func(static_cast<orvy_Component *>(Obj), Arg);
 }
 
 void orvy_foreachProperty(orvy_Class *Cls,

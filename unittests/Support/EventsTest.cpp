@@ -538,7 +538,7 @@ TEST_F(Holders, KnowTheFrequencyOfTheirQueue) {
   EXPECT_DEATH(orvy_eventQueueGetFreq(Plain), "");
 }
 
-TEST_F(Holders, DISABLED_LoseTheEventsOfAnObjectThatGoesAway) {
+TEST_F(Holders, LoseTheEventsOfAnObjectThatGoesAway) {
   int64_t Own = orvy_eventPublish("own", Plain, fire);
   int64_t Twice = orvy_eventPublish("own", Plain, fire);
   orvy_eventPostCycles(Cpu, Own, 1, ovSE_Cpu);

@@ -182,6 +182,20 @@ TEST_F(Objects, WithoutAnAddressAreNotCreated) {
   EXPECT_THAT(names(), IsEmpty());
 }
 
+TEST_F(Objects, ThatTakeTheirOwnNameWhileBeingMadeAreDisposed) {
+  orvy_registerClass(
+      "Nested",
+      [](const char *Name, int, const orvy_CreateArg *) {
+        make(Name);
+        return create(Name, 0, nullptr);
+      },
+      dispose);
+  EXPECT_EQ(errorsOf([] { EXPECT_EQ(make("a", "Nested"), nullptr); }),
+            "object 'a' already exists\n");
+  EXPECT_THAT(takeCalls(), ElementsAre("create a 0", "create a 0", "dispose"));
+  EXPECT_EQ(orvy_classForObjectName("a"), Thing);
+}
+
 TEST_F(Objects, AreDisposedInASetOrder) {
   struct Watch {
     static void will(void *, void *Source, void *Info) {
@@ -262,6 +276,24 @@ TEST_F(Objects, AndClassesAreForgottenByAClear) {
   EXPECT_EQ(orvy_classForName("Thing"), nullptr);
   EXPECT_EQ(orvy_classForObject(&External), nullptr);
   EXPECT_NE(orvy_registerClass("Thing", create, dispose), nullptr);
+}
+
+TEST_F(Objects, ButTheSimulatorGoWithAClear) {
+  orvy::sim::registerAndCreateSimulatorObject();
+  void *Sim = orvy_objectForName("sim");
+  orvy_Class *SimClass = orvy_classForObject(Sim);
+  make("a"), make("z", "Cpu");
+  orvy_objsysClearObjects();
+  EXPECT_THAT(names(), ElementsAre("sim"));
+  EXPECT_EQ(orvy_classForName("Thing"), Thing);
+  make("b");
+  orvy_objsysClear();
+  EXPECT_THAT(names(), ElementsAre("sim"));
+  EXPECT_EQ(orvy_objectForName("sim"), Sim);
+  EXPECT_EQ(orvy_classForObject(Sim), SimClass);
+  EXPECT_EQ(orvy_classForName("Simulator"), SimClass);
+  EXPECT_EQ(orvy_classForName("Thing"), nullptr);
+  EXPECT_EQ(orvy_getProcessorCount(), 0u);
 }
 
 TEST_F(Objects, AreListedInTheirOrders) {

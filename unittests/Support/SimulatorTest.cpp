@@ -247,7 +247,7 @@ TEST_F(Simulation, IsReachedThroughItsMachineInterface) {
   EXPECT_FALSE(orvy_isMachine(Sim));
 }
 
-TEST_F(Simulation, DISABLED_StartsAnewWhenTheSystemIsCleared) {
+TEST_F(Simulation, StartsAnewWhenTheSystemIsCleared) {
   addCpu("a");
   post(1000, [](orvy_Event *) {});
   orvy_simRunNanos(15);

@@ -1,0 +1,309 @@
+#include "ObjsysClass.h"
+
+#include "ObjsysValue.h"
+#include "PluginManager.h"
+#include "orvy/Support/Events.h"
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/Notifications.h"
+#include "orvy/Support/OutStream.h"
+#include "orvy/Support/Simulator.h"
+
+#include <algorithm>
+#include <utility>
+
+using namespace orvy::objsys;
+
+namespace {
+
+constexpr uint64_t InitialLoggingFlags = 0x4444444444444444;
+
+int countArguments(const orvy_CreateArg *Args) {
+  int Count = 0;
+  while (Args && Args[Count].Key)
+    ++Count;
+  return Count;
+}
+
+Class *classForCreation(const char *ClsName, const char *ObjName) {
+  Class *Cls = Class::classForName(ClsName);
+  if (!Cls)
+    orvy::errs() << "no class found matching '" << ClsName << "'\n";
+  else if (Class::objectForName(ObjName))
+    orvy::errs() << "object '" << ObjName << "' already exists\n";
+  else
+    return Cls;
+  return nullptr;
+}
+
+// An address has one name: a second one would outlive the object.
+bool isNewAddress(const void *Obj) {
+  const char *Present = Class::nameForObject(Obj);
+  if (Present)
+    orvy::errs() << "object '" << Present << "' already exists\n";
+  return Obj && !Present;
+}
+
+// Runs the create function. It may have made an object that exists, or given the name to another
+// one.
+void *makeObject(const Class &Cls, const char *ObjName, const orvy_CreateArg *Args) {
+  void *Obj = Cls.Create(ObjName, countArguments(Args), Args);
+  if (!isNewAddress(Obj))
+    return nullptr;
+  if (!Class::objectForName(ObjName))
+    return Obj;
+  orvy::errs() << "object '" << ObjName << "' already exists\n";
+  static_cast<orvy_Object *>(Obj)->Class = nullptr;
+  Cls.Dispose(Obj);
+  return nullptr;
+}
+
+void fillHeader(orvy_Object &Header, Class &Cls) {
+  Header.Class = toHandle(&Cls);
+  Header.TimeSource = nullptr;
+  Header.Component = nullptr;
+  Header.LoggingFlags = InitialLoggingFlags;
+}
+
+bool isOwned(void *Obj, const Class &Cls) {
+  return !Cls.External && static_cast<orvy_Object *>(Obj)->Component;
+}
+
+// The simulator object and its class, or two nulls while there is none.
+std::pair<void *, Class *> findSimulator() {
+  void *Sim = Class::objectForName("sim");
+  Class *Cls = Class::classForName("Simulator");
+  return Sim && Cls && Class::classForObject(Sim) == Cls ? std::pair(Sim, Cls)
+                                                         : std::pair<void *, Class *>();
+}
+
+// What clearing disposes itself, in name order. Owned objects go with their components.
+std::vector<void *> rootObjects(const ClassRegistry &Registry, const void *Sim) {
+  std::vector<void *> Roots;
+  for (const auto &[Name, Obj] : Registry.Objects)
+    if (Obj != Sim && !isOwned(Obj, *Registry.ObjectClasses.find(Obj)->second))
+      Roots.push_back(Obj);
+  return Roots;
+}
+
+void disposeAllBut(ClassRegistry &Registry, const void *Sim) {
+  // A snapshot: disposal passes over what an earlier one took with it.
+  for (void *Obj : rootObjects(Registry, Sim))
+    Class::disposeObject(Obj);
+}
+
+void forgetObjects(ClassRegistry &Registry) {
+  Registry.Objects.clear();
+  Registry.ObjectNames.clear();
+  Registry.ObjectClasses.clear();
+  Registry.Components.clear();
+  Registry.Processors.clear();
+}
+
+} // namespace
+
+void *Class::createObject(const char *ClsName, const char *ObjName, const orvy_CreateArg *Args) {
+  Class *Cls = classForCreation(ClsName, ObjName);
+  if (!Cls)
+    return nullptr;
+  if (Cls->External) {
+    errs() << "cannot create object '" << ObjName << "' of external class '" << ClsName << "'\n";
+    return nullptr;
+  }
+
+  void *Obj = makeObject(*Cls, ObjName, Args);
+  if (!Obj)
+    return nullptr;
+  auto &Header = *static_cast<orvy_Object *>(Obj);
+  fillHeader(Header, *Cls);
+  ClassRegistry &Registry = ClassRegistry::get();
+  Registry.addObject(ObjName, Obj, *Cls);
+  if (Cls->Qualifier == QualifierCpu)
+    Registry.Processors.push_back(Obj);
+  else if (Cls->Qualifier == QualifierComponent)
+    Registry.Components.push_back(Obj);
+  Header.WillDisposeNotification = orvy_publishNotification("orvy.objectWillBeDisposed", Obj);
+  Header.DisposedNotification = orvy_publishNotification("orvy.objectDisposed", Obj);
+  return Obj;
+}
+
+void *Class::addObject(const char *ClsName, const char *ObjName, void *Obj) {
+  Class *Cls = classForCreation(ClsName, ObjName);
+  if (!Cls)
+    return nullptr;
+  if (!Cls->External) {
+    errs() << "cannot add object '" << ObjName << "' of internal class '" << ClsName << "'\n";
+    return nullptr;
+  }
+  if (!isNewAddress(Obj))
+    return nullptr;
+  ClassRegistry::get().addObject(ObjName, Obj, *Cls);
+  return Obj;
+}
+
+void Class::disposeObject(void *Obj) {
+  const Class *Cls = classForObject(Obj);
+  if (!Cls)
+    return;
+  orvy_eventEraseAssociatedEvents(Obj);
+  ClassRegistry::get().removeObject(Obj);
+  if (Cls->External)
+    return;
+
+  // A subscriber may clear the whole system: the class is not used once the first one has run.
+  orvy_ObjectDisposeFunc DisposeFunc = Cls->Dispose;
+  auto &Header = *static_cast<orvy_Object *>(Obj);
+  int64_t WillDispose = Header.WillDisposeNotification;
+  int64_t Disposed = Header.DisposedNotification;
+  orvy_notify(WillDispose, Obj);
+  Header.Class = nullptr;
+  DisposeFunc(Obj);
+  orvy_notify(Disposed, Obj);
+}
+
+void Class::clear() {
+  ClassRegistry &Registry = ClassRegistry::get();
+  auto [Sim, SimClass] = findSimulator();
+  // Before start-up there is no simulator to keep.
+  auto Kept =
+      Sim ? Registry.Classes.extract(SimClass->Name) : NameMap<std::unique_ptr<Class>>::node_type();
+  disposeAllBut(Registry, Sim);
+  Registry.Classes.clear();
+  clearLoadedPlugins();
+  forgetObjects(Registry);
+  Registry.IfaceTypes.clear();
+  if (!Sim)
+    return;
+  Registry.Classes.insert(std::move(Kept));
+  Registry.addObject("sim", Sim, *SimClass);
+  sim::reset();
+}
+
+void Class::clearObjects() {
+  ClassRegistry &Registry = ClassRegistry::get();
+  auto [Sim, SimClass] = findSimulator();
+  disposeAllBut(Registry, Sim);
+  forgetObjects(Registry);
+  if (!Sim)
+    return;
+  Registry.addObject("sim", Sim, *SimClass);
+  sim::reset();
+}
+
+Class *Class::classForObject(const void *Obj) {
+  const auto &Known = ClassRegistry::get().ObjectClasses;
+  auto Found = Known.find(Obj);
+  return Found == Known.end() ? nullptr : Found->second;
+}
+
+void *Class::objectForName(std::string_view Name) {
+  const auto &Known = ClassRegistry::get().Objects;
+  auto Found = Known.find(Name);
+  return Found == Known.end() ? nullptr : Found->second;
+}
+
+const char *Class::nameForObject(const void *Obj) {
+  const auto &Known = ClassRegistry::get().ObjectNames;
+  auto Found = Known.find(Obj);
+  return Found == Known.end() ? nullptr : Found->second.c_str();
+}
+
+namespace {
+
+size_t copyObjects(size_t Capacity, void **Objs) {
+  size_t Count = std::min(Capacity, Class::getObjectList().size());
+  auto Next = Class::object_begin();
+  for (size_t I = 0; I < Count; ++I)
+    Objs[I] = (Next++)->second;
+  return Count;
+}
+
+void **arrayOf(std::vector<void *> &Objs) {
+  return Objs.empty() ? nullptr : Objs.data();
+}
+
+} // namespace
+
+void *orvy_createObject(const char *ClsName, const char *ObjName, const orvy_CreateArg *Args) {
+  void *Obj = Class::createObject(orEmpty(ClsName), orEmpty(ObjName), Args);
+  if (!isValidName(ObjName, '-'))
+    orvy_logWarning(
+        Obj, "Was created with an invalid object name, this will be an error in the future.");
+  return Obj;
+}
+
+void *orvy_addObject(const char *ClsName, const char *ObjName, void *Obj) {
+  return Class::addObject(orEmpty(ClsName), orEmpty(ObjName), Obj);
+}
+
+void orvy_disposeObject(void *Obj) {
+  Class::disposeObject(Obj);
+}
+
+void orvy_objsysClear(void) {
+  Class::clear();
+}
+
+void orvy_objsysClearObjects(void) {
+  Class::clearObjects();
+}
+
+orvy_Class *orvy_classForObject(const void *Obj) {
+  return toHandle(Class::classForObject(Obj));
+}
+
+orvy_Class *orvy_classForObjectName(const char *ObjName) {
+  return orvy_classForObject(orvy_objectForName(ObjName));
+}
+
+void *orvy_objectForName(const char *ObjName) {
+  return ObjName ? Class::objectForName(ObjName) : nullptr;
+}
+
+const char *orvy_nameForObject(const void *Obj) {
+  return Class::nameForObject(Obj);
+}
+
+size_t orvy_getObjectCount(void) {
+  return Class::getObjectList().size();
+}
+
+size_t orvy_getObjects(size_t Capacity, void **Objs) {
+  return copyObjects(Capacity, Objs);
+}
+
+size_t orvy_getProcessorCount(void) {
+  return Class::getProcessors().size();
+}
+
+void **orvy_getProcessors(void) {
+  return arrayOf(Class::getProcessors());
+}
+
+size_t orvy_getComponentCount(void) {
+  return Class::getComponents().size();
+}
+
+void **orvy_getComponents(void) {
+  return arrayOf(Class::getComponents());
+}
+
+void orvy_foreachObject(void (*Func)(void *Obj, void *Arg), void *Arg) {
+  for (const auto &[Name, Obj] : Class::objects())
+    Func(Obj, Arg);
+}
+
+void orvy_foreachProcessor(void (*Func)(void *Obj, void *Arg), void *Arg) {
+  for (void *Obj : Class::getProcessors())
+    Func(Obj, Arg);
+}
+
+void orvy_foreachComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg) {
+  for (void *Obj : Class::getComponents())
+    Func(static_cast<orvy_Component *>(Obj), Arg);
+}
+
+void orvy_foreachRootComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg) {
+  for (void *Obj : Class::getComponents())
+    if (!static_cast<orvy_Object *>(Obj)->Component)
+      Func(static_cast<orvy_Component *>(Obj), Arg);
+}
