@@ -16,7 +16,9 @@ Cpu *cpu(void *Obj) {
 }
 
 /// A frequency of 0, which a property can be given, would stop time.
-uint64_t frequency(const Cpu *C) { return std::max<uint64_t>(C->Freq, 1); }
+uint64_t frequency(const Cpu *C) {
+  return std::max<uint64_t>(C->Freq, 1);
+}
 
 // CpuIface: running
 
@@ -219,7 +221,7 @@ EventIface TheEventIface = {
     .postOnStack = postOnStack,
 };
 
-IrqCtrlIface TheIrqIface = {
+IrqCtrlIface TheIrqCtrlIface = {
     .raiseInterrupt = [](void *Obj, uint8_t Irq) { setLine(cpu(Obj), Irq, true); },
     .lowerInterrupt = [](void *Obj, uint8_t Irq) { setLine(cpu(Obj), Irq, false); },
 };
@@ -285,7 +287,7 @@ void describeInterfaces(orvy_Class *Cls) {
   Add("CpuIface", "CpuIface", &TheCpuIface, "The processor");
   Add("SparcIface", "SparcIface", &TheSparcIface, "What is peculiar to SPARC");
   Add("EventIface", "EventIface", &TheEventIface, "The processor's event queue, in cycles");
-  Add("IrqIface", "IrqCtrlIface", &TheIrqIface, "Interrupt levels 1 to 15");
+  Add("IrqCtrlIface", "IrqCtrlIface", &TheIrqCtrlIface, "Interrupt levels 1 to 15");
   Add("ResetIface", "ResetIface", &TheResetIface, "Reset");
   Add("MemoryIface", "MemoryIface", &TheMemoryIface, "The processor's memory");
   Add("ObjectIface", "ObjectIface", &TheObjectIface, "");
