@@ -294,6 +294,7 @@ TEST_F(Objects, ButTheSimulatorGoWithAClear) {
   EXPECT_EQ(orvy_classForName("Simulator"), SimClass);
   EXPECT_EQ(orvy_classForName("Thing"), nullptr);
   EXPECT_EQ(orvy_getProcessorCount(), 0u);
+  orvy_eventDepublishAll();
 }
 
 TEST_F(Objects, AreListedInTheirOrders) {
