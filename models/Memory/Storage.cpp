@@ -58,14 +58,22 @@ uint32_t Storage::read(uint8_t *Data, uint64_t Addr, uint32_t Len) const {
   return Inside;
 }
 
+/// Stores into one page. Zeros need no page that is not there yet: a large .bss stays untouched.
+void Storage::writePart(uint64_t Addr, uint32_t Offset, const uint8_t *Data, uint32_t Len) {
+  static const uint8_t Zeros[ORVY_PAGE_SIZE] = {};
+  if (!Pages[Addr >> ORVY_PAGE_BITS].Data && std::memcmp(Data, Zeros, Len) == 0)
+    return;
+  orvy_MemPage &Page = page(Addr);
+  std::memcpy(Page.Data + Offset, Data, Len);
+  orvy_memPageWritten(&Page, Offset, Len);
+}
+
 uint32_t Storage::write(uint64_t Addr, const uint8_t *Data, uint32_t Len) {
   uint32_t Inside = clip(Addr, Len);
   for (uint32_t Done = 0; Done < Inside;) {
     uint32_t Offset = static_cast<uint32_t>(Addr + Done) & (ORVY_PAGE_SIZE - 1);
     uint32_t Part = std::min(Inside - Done, ORVY_PAGE_SIZE - Offset);
-    orvy_MemPage &Page = page(Addr + Done);
-    std::memcpy(Page.Data + Offset, Data + Done, Part);
-    orvy_memPageWritten(&Page, Offset, Part);
+    writePart(Addr + Done, Offset, Data + Done, Part);
     Done += Part;
   }
   return Inside;

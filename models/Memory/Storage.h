@@ -53,6 +53,7 @@ public:
 
 private:
   void touch(orvy_MemPage &Page);
+  void writePart(uint64_t Addr, uint32_t Offset, const uint8_t *Data, uint32_t Len);
   void release();
   uint64_t pageCount() const { return (Size + ORVY_PAGE_SIZE - 1) >> ORVY_PAGE_BITS; }
   uint32_t clip(uint64_t Addr, uint32_t Len) const;
