@@ -62,7 +62,7 @@ static void *buildBoard(void **Space) {
 
   connect(Cpu, "memorySpace", *Space, "MemAccessIface");
   connect(Cpu, "irqClient", Irq, "IrqClientIface[0]");
-  connect(Irq, "cpus[0]", Cpu, "IrqCtrlIface");
+  connect(Irq, "cpus[0]", Cpu, "IrqIface");
   connect(Uart, "irqCtrl", Irq, "IrqCtrlIface");
   connect(Timer, "irqCtrl", Irq, "IrqCtrlIface");
   orvy_setTimeSource(Uart, Cpu);

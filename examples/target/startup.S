@@ -254,8 +254,9 @@ irqTrap:
         jmp     %l1
         rett    %l2
 
-! Any other trap ends the program; %l3 tells which one it was.
+! Any other trap ends the program, with its type as the result.
 badTrap:
+        mov     %l3, %o0
         ta      0
         nop
 
