@@ -20,8 +20,11 @@ using objsys::Class;
 // Until the time sources are part of the library.
 extern "C" [[gnu::weak]] double orvy_getSecs(void *Obj);
 
-static cl::opt<bool> LogStderr(cl::longName("log-stderr"), cl::category("Logging"),
-                               cl::description("Change default log output to stderr"));
+// Null until this file's initialisers have run, and never destroyed: an engine may be built on
+// either side of the option's life.
+static cl::opt<bool> *const LogStderr =
+    new cl::opt<bool>(cl::longName("log-stderr"), cl::category("Logging"),
+                      cl::description("Change default log output to stderr"));
 
 static ManagedStatic<LoggingEngine> TheEngine;
 
@@ -80,7 +83,6 @@ public:
     std::memcpy(Text + Length, Piece.data(), Fitting);
     Length += Fitting;
   }
-  void addSeconds(double Secs);
   [[gnu::format(printf, 2, 0)]] void addFormatted(const char *Fmt, va_list Args) {
     const int Wanted = std::vsnprintf(Text + Length, Limit + 1 - Length, Fmt, Args);
     if (Wanted > 0)
@@ -114,24 +116,6 @@ uint64_t millionths(double Value) {
   return Whole + (Rest > Half || (Rest == Half && (Whole & 1)));
 }
 
-// What printf writes for "%.6f".
-void Line::addSeconds(double Secs) {
-  char Digits[400];
-  if (!(std::fabs(Secs) < 0x1p43)) {
-    const int Wanted = std::snprintf(Digits, sizeof Digits, "%.6f", Secs);
-    return add({Digits, static_cast<size_t>(Wanted)});
-  }
-  if (std::signbit(Secs))
-    add("-");
-  const uint64_t Value = millionths(std::fabs(Secs));
-  char *End = std::to_chars(Digits, std::end(Digits), Value / 1000000).ptr;
-  *End = '.';
-  uint64_t Fraction = Value % 1000000;
-  for (int Digit = 6; Digit > 0; --Digit, Fraction /= 10)
-    End[Digit] = static_cast<char>('0' + Fraction % 10);
-  add({Digits, static_cast<size_t>(End + 7 - Digits)});
-}
-
 const char *categoryName(uint32_t Category, const Class *Cls) {
   if (Category < FirstClassCategory)
     return FixedCategories[Category] ? FixedCategories[Category] : "";
@@ -142,7 +126,8 @@ const char *categoryName(uint32_t Category, const Class *Cls) {
 void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Category, bool Color) {
   const Class *Cls = Obj ? Class::classForObject(Obj) : nullptr;
   if (const double Secs = secondsOf(Obj, Cls); !std::isnan(Secs)) {
-    Out.addSeconds(Secs);
+    SecondsText Text;
+    Out.add(formatSeconds(Secs, Text));
     Out.add(": ");
   } else {
     Out.add(":");
@@ -183,6 +168,21 @@ constexpr LogThresholds withThreshold(LogThresholds Set, uint32_t Category, orvy
 
 const char *orvy::logLevelName(orvy_LogLevel Level) {
   return Level <= ovLOG_Debug ? LevelNames[Level] : nullptr;
+}
+
+std::string_view orvy::formatSeconds(double Secs, SecondsText &Buffer) {
+  if (!(std::fabs(Secs) < 0x1p43))
+    return {Buffer, static_cast<size_t>(std::snprintf(Buffer, sizeof Buffer, "%.6f", Secs))};
+  char *Start = Buffer;
+  if (std::signbit(Secs))
+    *Start++ = '-';
+  const uint64_t Value = millionths(std::fabs(Secs));
+  char *Point = std::to_chars(Start, std::end(Buffer), Value / 1000000).ptr;
+  *Point = '.';
+  uint64_t Fraction = Value % 1000000;
+  for (int Digit = 6; Digit > 0; --Digit, Fraction /= 10)
+    Point[Digit] = static_cast<char>('0' + Fraction % 10);
+  return {Buffer, static_cast<size_t>(Point + 7 - Buffer)};
 }
 
 LoggingEngine &orvy::loggingEngine() {
@@ -240,7 +240,7 @@ void StrCallbackClient::log(orvy_LogLevel Level, const void *Obj, uint32_t Categ
 // The engine.
 
 LoggingEngine::LoggingEngine() {
-  const bool ToStderr = std::getenv("ORVY_LOG_STDERR") || LogStderr;
+  const bool ToStderr = std::getenv("ORVY_LOG_STDERR") || (LogStderr && *LogStderr);
   addClient(ToStderr ? LoggingClient::createStderrClient() : LoggingClient::createStdoutClient());
 }
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace orvy {
@@ -25,6 +26,11 @@ constexpr uint32_t thresholdOf(LogThresholds Set, uint32_t Category) {
 
 /// The name of a level, such as "warning"; null above debug.
 const char *logLevelName(orvy_LogLevel Level);
+
+/// Room for any number as "%.6f" writes it.
+using SecondsText = char[400];
+/// What printf writes for "%.6f", in the buffer.
+std::string_view formatSeconds(double Secs, SecondsText &Buffer);
 
 /// Receives the messages that pass.
 class LoggingClient {

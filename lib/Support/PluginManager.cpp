@@ -15,8 +15,11 @@ using namespace orvy;
 using objsys::PluginManager;
 using objsys::PluginNames;
 
-static cl::list<std::string> LibPath(cl::longName("lib-path"), cl::valueName("path"),
-                                     cl::description("Paths to add to plugin loading dirs"));
+// Null until this file's initialisers have run, and never destroyed: a manager may be built on
+// either side of the option's life.
+static cl::list<std::string> *const LibPath =
+    new cl::list<std::string>(cl::longName("lib-path"), cl::valueName("path"),
+                              cl::description("Paths to add to plugin loading dirs"));
 
 static ManagedStatic<PluginManager> TheManager;
 
@@ -27,8 +30,8 @@ PluginManager &PluginManager::get() {
   // the first user adds the option's values when the manager stands.
   static std::atomic<bool> HasOptions{false};
   PluginManager &Manager = *TheManager;
-  if (!HasOptions.load(std::memory_order_relaxed) && !HasOptions.exchange(true))
-    for (const std::string &List : LibPath)
+  if (!HasOptions.load(std::memory_order_relaxed) && LibPath && !HasOptions.exchange(true))
+    for (const std::string &List : *LibPath)
       Manager.appendPath(List);
   return Manager;
 }

@@ -130,6 +130,7 @@ TEST_F(Notifications, ListsNamesAndEmitters) {
   const std::string Names = testing::internal::GetCapturedStdout();
   EXPECT_THAT(Names, testing::StartsWith("List of Registered Notifications\nalpha\n"));
   EXPECT_THAT(Names, testing::EndsWith("\nzeta\n"));
+  orvy_objsysClear();
 }
 
 } // namespace
