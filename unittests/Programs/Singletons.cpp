@@ -1,0 +1,91 @@
+// Tells the order in which the singletons of the library die, and that streams and log work ahead
+// of their initialisers and behind their destructors. Built once from the library's objects, which
+// come behind this one, and once against the shared library.
+
+#include "LoggingEngine.h"
+#include "ObjsysClass.h"
+#include "PluginManager.h"
+#include "orvy/Support/Orvy.h"
+#include "orvy/Support/OutStream.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+struct Singleton {
+  const char *Name;
+  size_t Size;
+  bool IsAwaited; // the next allocation of its size is the singleton
+  void *Address;
+};
+
+// The options of the library build their parser when it is loaded.
+constinit Singleton Singletons[] = {
+    {"CommandLineParser", sizeof(orvy::cl::CommandLineParser), true,  nullptr},
+    {"ClassRegistry",     sizeof(orvy::objsys::ClassRegistry), false, nullptr},
+    {"PluginManager",     sizeof(orvy::objsys::PluginManager), false, nullptr},
+    {"LoggingEngine",     sizeof(orvy::LoggingEngine),         false, nullptr},
+};
+
+void noteAllocation(void *Address, size_t Size) {
+  for (Singleton &Each : Singletons)
+    if (Each.IsAwaited && Each.Size == Size) {
+      Each.IsAwaited = false;
+      Each.Address = Address;
+    }
+}
+
+void noteRelease(void *Address) {
+  for (const Singleton &Each : Singletons)
+    if (Address && Each.Address == Address)
+      std::printf("%s dies\n", Each.Name);
+}
+
+template <typename Call> void build(Singleton &Which, Call FirstUse) {
+  Which.IsAwaited = true;
+  FirstUse();
+  if (Which.IsAwaited)
+    std::printf("%s was there before its first use\n", Which.Name);
+  Which.IsAwaited = false;
+}
+
+// Set up ahead of the initialisers of the library's objects, and so destroyed behind them.
+struct Witness {
+  Witness() { orvy::outs() << "first initialiser\n"; }
+  ~Witness() {
+    orvy::outs() << "last destructor\n";
+    orvy_logInfo(nullptr, "last words");
+    orvy_logSetColour(0);
+    orvy_logInfo(nullptr, "very last words");
+  }
+};
+[[gnu::init_priority(102)]] Witness TheWitness;
+
+} // namespace
+
+void *operator new(size_t Size) {
+  void *Address = std::malloc(Size);
+  if (!Address)
+    std::abort();
+  noteAllocation(Address, Size);
+  return Address;
+}
+
+void operator delete(void *Address) noexcept {
+  noteRelease(Address);
+  std::free(Address);
+}
+
+void operator delete(void *Address, size_t) noexcept {
+  operator delete(Address);
+}
+
+int main() {
+  // Built in an order that is not that of their death.
+  build(Singletons[3], [] { orvy_logSetColour(0); });
+  build(Singletons[1], [] { orvy_objectForName("x"); });
+  build(Singletons[2], [] { orvy_pluginPathRemove("x"); });
+  return 0;
+}
