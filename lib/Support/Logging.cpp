@@ -17,9 +17,6 @@
 using namespace orvy;
 using objsys::Class;
 
-// Until the time sources are part of the library.
-extern "C" [[gnu::weak]] double orvy_getSecs(void *Obj);
-
 // Null until this file's initialisers have run, and never destroyed: an engine may be built on
 // either side of the option's life.
 static cl::opt<bool> *const LogStderr =
@@ -67,7 +64,7 @@ void *getTimeSource(const void *Obj, const Class *Cls) {
 double secondsOf(const void *Obj, const Class *Cls) {
   static thread_local bool Asking = false;
   void *Source = Asking ? nullptr : getTimeSource(Obj, Cls);
-  if (!Source || !orvy_getSecs)
+  if (!Source)
     return std::nan("");
   Asking = true;
   const double Secs = orvy_getSecs(Source);

@@ -1,23 +1,16 @@
+#include "orvy/Support/Support.h"
+
+#include "EventQueue.h"
+#include "orvy/Support/Clock.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Paths.h"
 #include "orvy/Support/Plugins.h"
-#include "orvy/Support/Support.h"
+#include "orvy/Support/Simulator.h"
 
 #include <cstdlib>
 
 using namespace orvy;
-
-// Until these are part of the library.
-namespace orvy::event {
-[[gnu::weak]] void init();
-}
-namespace orvy::sim {
-[[gnu::weak]] void registerAndCreateSimulatorObject();
-}
-namespace orvy::clockmodel {
-[[gnu::weak]] void registerClock();
-}
 
 // The process does not go on without the directory.
 static void requireConfigDir(bool WithParents) {
@@ -40,10 +33,7 @@ void orvy_initConfigDirs() {
 
 void orvy_initSupportLib() {
   requireConfigDir(false);
-  if (event::init)
-    event::init();
-  if (sim::registerAndCreateSimulatorObject)
-    sim::registerAndCreateSimulatorObject();
-  if (clockmodel::registerClock)
-    clockmodel::registerClock();
+  event::init();
+  sim::registerAndCreateSimulatorObject();
+  clockmodel::registerClock();
 }

@@ -44,6 +44,10 @@ TEST_F(Startup, TheLibraryMakesOnlyTheLastDirectory) {
   Home.dir(".config");
   orvy_initSupportLib();
   EXPECT_TRUE(std::filesystem::is_directory(Config));
+  EXPECT_NE(orvy_objectForName("sim"), nullptr);
+  EXPECT_NE(orvy_classForName("Clock"), nullptr);
+  const orvy_NotificationFunc Ignore = [](void *, void *, void *) {};
+  EXPECT_EQ(orvy_subscribeNotification("orvy.realtime-slip", nullptr, nullptr, Ignore), 0);
 }
 
 TEST_F(Startup, EndsWithoutAConfigurationDirectory) {
