@@ -18,8 +18,6 @@
 
 namespace sparc {
 
-struct Cpu;
-
 /// What the engine does for a slot.
 enum class Handler : uint8_t {
 #define HANDLER(Name) Name,
@@ -59,14 +57,19 @@ struct CodePage {
 
 static_assert(sizeof(CodePage) <= CodePageAlign, "one page in each aligned block");
 
+/// Distance of a slot from the start of its page.
+inline uintptr_t offsetInPage(const Op *Slot) {
+  return reinterpret_cast<uintptr_t>(Slot) & (CodePageAlign - 1);
+}
+
 inline CodePage *pageOf(const Op *Slot) {
-  return reinterpret_cast<CodePage *>(reinterpret_cast<uintptr_t>(Slot) & ~(CodePageAlign - 1));
+  char *Bytes = reinterpret_cast<char *>(const_cast<Op *>(Slot));
+  return reinterpret_cast<CodePage *>(Bytes - offsetInPage(Slot));
 }
 
 /// Address of the instruction that a slot stands for; goes on behind the end of the page.
 inline uint32_t addressOf(const Op *Slot) {
-  uintptr_t Bytes =
-      (reinterpret_cast<uintptr_t>(Slot) & (CodePageAlign - 1)) - offsetof(CodePage, Slots);
+  uintptr_t Bytes = offsetInPage(Slot) - offsetof(CodePage, Slots);
   return pageOf(Slot)->Va + uint32_t(Bytes / sizeof(Op)) * 4;
 }
 

@@ -43,6 +43,13 @@ template <typename T> inline void storeTo(DataPage *Page, uint32_t Va, T Value) 
   orvy_memPageWritten(Page->Page, Va & (ORVY_PAGE_SIZE - 1), sizeof Value);
 }
 
+inline uint32_t signedByte(uint64_t Value) {
+  return uint32_t(int32_t(uint32_t(Value) << 24) >> 24);
+}
+inline uint32_t signedHalf(uint64_t Value) {
+  return uint32_t(int32_t(uint32_t(Value) << 16) >> 16);
+}
+
 inline void setLogic(Cpu *C, uint32_t Result) {
   C->CcResult = int32_t(Result);
   C->CcV = 0;
@@ -273,8 +280,8 @@ Multiplied:
   LOAD(Ld, uint32_t, 2, uint32_t)
   LOAD(Ldub, uint8_t, 0, uint8_t)
   LOAD(Lduh, uint16_t, 1, uint16_t)
-  LOAD(Ldsb, uint8_t, 0, int8_t)
-  LOAD(Ldsh, uint16_t, 1, int16_t)
+  LOAD(Ldsb, uint8_t, 0, signedByte)
+  LOAD(Ldsh, uint16_t, 1, signedHalf)
 DoLdd : {
   uint32_t Va = OP1 + OP2;
   if (DataPage *Page = pageFor<uint64_t>(C->ReadPages, Va))
