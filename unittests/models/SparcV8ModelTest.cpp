@@ -219,6 +219,20 @@ TEST_F(SparcV8, ShowsItsMemoryAndHasNoTranslation) {
   EXPECT_EQ(1u, orvy_cpuTranslateAddress(Cpu, 0x1234, 2, &Pa)) << "no table entries";
 }
 
+TEST_F(SparcV8, PrintsItsRegisters) {
+  set("l1", 0x12345678);
+  auto *Object = static_cast<ObjectIface *>(orvy_getInterface(Cpu, "ObjectIface", -1));
+  testing::internal::CaptureStdout();
+  Object->printObject(Cpu);
+  std::fflush(stdout);
+  std::string Text = testing::internal::GetCapturedStdout();
+  EXPECT_THAT(Text, testing::StartsWith("cpu0: running, 0 cycles, 0 steps\n"
+                                        "%g0 = 0x00000000  %o0 = 0x00000000  %l0 = 0x00000000"));
+  EXPECT_THAT(Text, testing::HasSubstr("%l1 = 0x12345678"));
+  EXPECT_THAT(Text, testing::HasSubstr("psr = 0xf00000a0"));
+  EXPECT_THAT(Text, testing::EndsWith("pc = 0x00001000  npc = 0x00001004\n"));
+}
+
 TEST_F(SparcV8, RunsWithoutAMemoryIntoErrorMode) {
   void *Bare = orvy_createObject("SparcV8", "cpu1", nullptr);
   auto *Object = static_cast<ObjectIface *>(orvy_getInterface(Bare, "ObjectIface", -1));
