@@ -287,7 +287,7 @@ void describeInterfaces(orvy_Class *Cls) {
   Add("CpuIface", "CpuIface", &TheCpuIface, "The processor");
   Add("SparcIface", "SparcIface", &TheSparcIface, "What is peculiar to SPARC");
   Add("EventIface", "EventIface", &TheEventIface, "The processor's event queue, in cycles");
-  Add("IrqCtrlIface", "IrqCtrlIface", &TheIrqCtrlIface, "Interrupt levels 1 to 15");
+  Add("IrqIface", "IrqCtrlIface", &TheIrqCtrlIface, "Interrupt levels 1 to 15");
   Add("ResetIface", "ResetIface", &TheResetIface, "Reset");
   Add("MemoryIface", "MemoryIface", &TheMemoryIface, "The processor's memory");
   Add("ObjectIface", "ObjectIface", &TheObjectIface, "");

@@ -33,7 +33,7 @@ protected:
     EXPECT_EQ(0u, orvy_memoryMap(Space, Timers, 0x100, Timer, 0));
     EXPECT_EQ(0, orvy_connect(Cpu, "memorySpace[0]", Space, "MemAccessIface"));
     EXPECT_EQ(0, orvy_connect(Cpu, "irqClient", Irq, "IrqClientIface[0]"));
-    EXPECT_EQ(0, orvy_connect(Irq, "cpus[0]", Cpu, "IrqCtrlIface"));
+    EXPECT_EQ(0, orvy_connect(Irq, "cpus[0]", Cpu, "IrqIface"));
     EXPECT_EQ(0, orvy_connect(Timer, "irqCtrl", Irq, "IrqCtrlIface"));
     orvy_setTimeSource(Timer, Cpu);
     orvy_sparcSetTbr(Cpu, Ram);

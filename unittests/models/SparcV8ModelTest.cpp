@@ -22,8 +22,7 @@ TEST_F(SparcV8, IsAProcessor) {
   auto **Tables = static_cast<void **>(orvy_getVTable(Cpu));
   EXPECT_EQ(orvy_getInterface(Cpu, "CpuIface", -1), Tables[0]);
   EXPECT_EQ(orvy_getInterface(Cpu, "EventIface", -1), Tables[2]);
-  for (const char *Name :
-       {"SparcIface", "IrqCtrlIface", "ResetIface", "MemoryIface", "ObjectIface"})
+  for (const char *Name : {"SparcIface", "IrqIface", "ResetIface", "MemoryIface", "ObjectIface"})
     EXPECT_TRUE(orvy_objectHasIface(Cpu, Name)) << Name;
   EXPECT_EQ(8u, orvy_sparcGetWindowCount(Cpu));
   EXPECT_EQ(nullptr, orvy_cpuGetMachine(Cpu));

@@ -35,7 +35,7 @@ protected:
   void raise(uint8_t Level) { irq()->raiseInterrupt(Cpu, Level); }
   void lower(uint8_t Level) { irq()->lowerInterrupt(Cpu, Level); }
   IrqCtrlIface *irq() {
-    return static_cast<IrqCtrlIface *>(orvy_getInterface(Cpu, "IrqCtrlIface", -1));
+    return static_cast<IrqCtrlIface *>(orvy_getInterface(Cpu, "IrqIface", -1));
   }
   void post(int64_t Id, int64_t Delay) { orvy_eventPostCycles(Cpu, Id, Delay, ovSE_Cpu); }
 
