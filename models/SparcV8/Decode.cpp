@@ -80,6 +80,9 @@ Handler decodePair(uint32_t Word, Op *Slot, Handler What) {
 /// An instruction off the fast path keeps its own word beside the operands: it needs fields that no
 /// other has.
 Handler decodeSlow(uint32_t Word, Op *Slot) {
+  bool IsStbar = Slot->Id == Insn::Rdasr && rs1Of(Word) == 15 && rdOf(Word) == 0;
+  if (IsStbar)
+    return Handler::Nop;
   Slot->Imm = int32_t(Word);
   return Handler::Slow;
 }

@@ -15,7 +15,7 @@ struct Turn {
   uint64_t Cycles;
   uint64_t Steps;
   bool Stepping;
-  uint64_t Hops; ///< how often a powered-down processor may pass to the next event
+  uint64_t Hops; ///< how often steps without a limit of time may pass to the next event
 };
 
 void adoptSpace(Cpu *C) {
@@ -102,10 +102,12 @@ bool finishSlice(Cpu *C, uint32_t Out, orvy_CpuExitReason *Reason) {
   return true;
 }
 
-/// Passes time without instructions, to the next event or the end of the turn.
+/// Passes time without instructions, to the next event or the end of the turn. Steps without a
+/// limit of time may have no end: they are refused once nothing is pending or all their hops are
+/// used up.
 bool passTime(Cpu *C, Turn &T, int64_t FirstEvent) {
   bool Event = FirstEvent > int64_t(C->Cycles);
-  if (T.Stepping && (T.Hops-- == 0 || (!Event && T.Cycles == NoLimit)))
+  if (T.Stepping && T.Cycles == NoLimit && (!Event || T.Hops-- == 0))
     return false;
   C->Cycles = Event ? std::min(T.Cycles, uint64_t(FirstEvent)) : T.Cycles;
   return true;

@@ -112,11 +112,6 @@ uint32_t checkAsr(const Cpu *C, unsigned Asr, bool Served) {
 
 uint32_t readAsrInsn(Cpu *C, const Op *O) {
   unsigned Asr = O->Rs1;
-  if (Asr == 15 && O->Rd == 32) {
-    ++C->Counters[ovSC_Barrier];
-    --C->Counters[ovSC_State]; // counted as such on the way out
-    return OC_Done;
-  }
   if (uint32_t Trap = checkAsr(C, Asr, C->AsrReaders[Asr]))
     return Trap;
   if (C->AsrReaders[Asr])

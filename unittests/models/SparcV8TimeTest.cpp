@@ -289,6 +289,8 @@ TEST_F(SparcV8Time, EndsStepsOfASleepingProcessor) {
   post(Tick, 100);
   EXPECT_EQ(ovCER_Normal, step(10)) << "ticks that wake nobody do not hold it for ever";
   EXPECT_EQ(1500u, cycles());
+  EXPECT_EQ(ovCER_Normal, table()->stepUntil(Cpu, 1, 9999)) << "with a limit, time goes on to it";
+  EXPECT_EQ(9999u, cycles());
 }
 
 TEST_F(SparcV8Time, StopsBeforeAnAccessAndGoesOnBehindIt) {
