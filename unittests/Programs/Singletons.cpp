@@ -1,6 +1,6 @@
 // Tells the order in which the singletons of the library die, and that streams and log work ahead
-// of their initialisers and behind their destructors. Built once from the library's objects, which
-// come behind this one, and once against the shared library.
+// of their initialisers and behind their destructors. Built once from the library's objects and
+// once against the shared library, whose initialisers run ahead of this program's.
 
 #include "LoggingEngine.h"
 #include "ObjsysClass.h"
