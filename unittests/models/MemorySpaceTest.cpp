@@ -1,0 +1,269 @@
+#include "models/Board.h"
+
+#include "Testing/LogCapture.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <random>
+
+using namespace orvy::testing;
+
+namespace {
+
+class MemoryModels : public ::testing::Test {
+protected:
+  MemoryModels() {
+    loadModels();
+    Space = make("MemorySpace", "space");
+    Ram = make("Ram", "ram", "size", 0x10000);
+    Rom = make("Rom", "rom", "size", 0x2000);
+    EXPECT_EQ(orvy_memoryMap(Space, 0x40000000, 0x10000, Ram, 0), 0u);
+    EXPECT_EQ(orvy_memoryMap(Space, 0, 0x2000, Rom, 0), 0u);
+  }
+  ~MemoryModels() override { orvy_objsysClearObjects(); }
+
+  orvy_MemTransaction at(uint64_t Pa, uint8_t Size, uint64_t Value = 0) {
+    orvy_MemTransaction Mt{};
+    Mt.Pa = Pa;
+    Mt.Size = Size;
+    Mt.Value = Value;
+    return Mt;
+  }
+  /// Makes an access and tells what became of it.
+  bool write(uint64_t Pa, uint8_t Size, uint64_t Value) {
+    Last = at(Pa, Size, Value);
+    return orvy_memoryWriteTransaction(Space, &Last) == 0;
+  }
+  bool read(uint64_t Pa, uint8_t Size) {
+    Last = at(Pa, Size);
+    return orvy_memoryReadTransaction(Space, &Last) == 0;
+  }
+  bool fetch(uint64_t Pa) {
+    Last = at(Pa, 2);
+    return orvy_memoryFetchTransaction(Space, &Last) == 0;
+  }
+
+  LogCapture Log;
+  void *Space, *Ram, *Rom;
+  orvy_MemTransaction Last{};
+};
+
+TEST_F(MemoryModels, KeepBytesInTargetOrder) {
+  ASSERT_TRUE(write(0x40000008, 3, 0x1122334455667788));
+  const struct {
+    uint64_t Pa;
+    uint8_t Size;
+    uint64_t Value;
+  } Parts[] = {
+      {0x40000008, 0, 0x11              },
+      {0x4000000f, 0, 0x88              },
+      {0x4000000a, 1, 0x3344            },
+      {0x4000000c, 2, 0x55667788        },
+      {0x40000008, 3, 0x1122334455667788}
+  };
+  for (const auto &P : Parts) {
+    EXPECT_TRUE(read(P.Pa, P.Size));
+    EXPECT_EQ(Last.Value, P.Value);
+    EXPECT_EQ(Last.Pa, P.Pa);
+  }
+  uint8_t Bytes[8];
+  EXPECT_EQ(orvy_memoryRead(Space, Bytes, 0x40000008, 8, 0), 8u);
+  EXPECT_EQ(Bytes[0], 0x11);
+  uint16_t Halves[4];
+  EXPECT_EQ(orvy_memoryRead(Space, Halves, 0x40000008, 8, 1), 8u);
+  EXPECT_THAT(Halves, testing::ElementsAre(0x1122, 0x3344, 0x5566, 0x7788));
+  uint64_t Double = 0x0102030405060708;
+  EXPECT_EQ(orvy_memoryWrite(Space, 0x40000010, &Double, 8, 3), 8u);
+  EXPECT_TRUE(read(0x40000010, 0));
+  EXPECT_EQ(Last.Value, 1u);
+}
+
+TEST_F(MemoryModels, FailAccessesThatDoNotFit) {
+  EXPECT_TRUE(read(0x4000fff8, 3));
+  EXPECT_FALSE(read(0x40010000, 0)); // behind the end
+  EXPECT_FALSE(read(0x30000000, 2)); // nothing there
+  EXPECT_FALSE(read(UINT64_MAX, 0));
+  EXPECT_FALSE(read(0x40000002, 2)); // not aligned
+  EXPECT_FALSE(read(0x40000000, 4)); // no such size
+  EXPECT_FALSE(write(0x10, 2, 1));   // a store to ROM
+  EXPECT_TRUE(Last.Flags & ovMF_Failed);
+  uint8_t Bytes[8] = {};
+  EXPECT_EQ(orvy_memoryRead(Space, Bytes, 0x4000fffc, 8, 0), 4u);
+  EXPECT_EQ(orvy_memoryWrite(Space, 0x30000000, Bytes, 8, 0), 0u);
+  EXPECT_EQ(orvy_memoryRead(Space, Bytes, 0x40000000, 8, 4), 0u);
+}
+
+TEST_F(MemoryModels, AreFilledByBlocksAndTouchOnlyWhatHoldsSomething) {
+  uint32_t Word = 0xcafe0000;
+  EXPECT_EQ(orvy_memoryWrite(Space, 0x10, &Word, 4, 2), 4u); // also a ROM
+  EXPECT_TRUE(fetch(0x10));
+  EXPECT_EQ(Last.Value, 0xcafe0000u);
+  std::vector<uint8_t> Zeros(0x10000);
+  orvy_memoryWrite(Space, 0x40000000, Zeros.data(), 0x10000, 0);
+  EXPECT_EQ(Board::number(Ram, "touchedPages"), 0u);
+  EXPECT_TRUE(write(0x40003000, 0, 7));
+  EXPECT_EQ(Board::number(Ram, "touchedPages"), 1u);
+}
+
+TEST_F(MemoryModels, ExchangeReturnsTheOldValue) {
+  write(0x40000000, 2, 5);
+  orvy_MemTransaction Mt = at(0x40000000, 2, 9);
+  EXPECT_EQ(orvy_memoryExchangeTransaction(Space, &Mt), 0);
+  EXPECT_EQ(Mt.Value, 5u);
+  read(0x40000000, 2);
+  EXPECT_EQ(Last.Value, 9u);
+}
+
+TEST_F(MemoryModels, TakeTheirSizeOnce) {
+  void *Empty = make("Ram", "empty");
+  EXPECT_EQ(Log.count("memory 'empty' is created without the argument size"), 1);
+  orvy_Propval Size{ovTY_U64, {}};
+  Size.u64 = 0x3000;
+  orvy_setValue(Empty, "size", Size, -1);
+  EXPECT_EQ(Board::number(Empty, "size"), 0x3000u);
+  write(0x40000000, 0, 1);
+  orvy_setValue(Ram, "size", Size, -1);
+  EXPECT_EQ(Board::number(Ram, "size"), 0x10000u);
+  EXPECT_EQ(Log.count("the memory is in use"), 1);
+  make("Ram", "huge", "size", UINT64_MAX);
+  EXPECT_EQ(Log.count("memory 'huge' cannot have 18446744073709551615 bytes"), 1);
+}
+
+TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
+  void *Other = make("Ram", "other", "size", 0x1000);
+  const struct {
+    uint64_t Addr, Len;
+    void *Device;
+    const char *Why;
+  } Cases[] = {
+      {0x4000ffff,        1,                 Other,                     "overlaps 'ram'"                     },
+      {0x3fffffff,        2,                 Other,                     "overlaps 'ram'"                     },
+      {0,                 UINT64_C(1) << 48, Other,                     "overlaps 'rom'"                     },
+      {0x50000000,        0,                 Other,                     "the length is 0"                    },
+      {UINT64_C(1) << 48, 1,                 Other,                     "beyond 48 bits"                     },
+      {0x50000000,        UINT64_MAX,        Other,                     "beyond 48 bits"                     },
+      {0x50000000,        4,                 orvy_objectForName("sim"), "no interface of type MemAccessIface"},
+  };
+  for (const auto &C : Cases) {
+    EXPECT_EQ(orvy_memoryMap(Space, C.Addr, C.Len, C.Device, 0), UINT32_MAX) << C.Why;
+    EXPECT_EQ(Log.count(C.Why), C.Why[0] == 't' || C.Why[0] == 'n' ? 1 : Log.count(C.Why));
+    EXPECT_GE(Log.count(C.Why), 1) << C.Why;
+  }
+  EXPECT_EQ(orvy_memoryMapNamedIface(Space, 0x50000000, 4, Other, "MemoryIface", 0), UINT32_MAX);
+  EXPECT_EQ(orvy_memoryMapNamedIface(Space, 0x50000000, 4, Other, "MemAccessIface", 0), 0u);
+  EXPECT_EQ(orvy_memoryMap(Space, (UINT64_C(1) << 48) - 0x1000, 0x1000, Other, 0), 0u);
+}
+
+TEST_F(MemoryModels, RouteLikeATableOfRanges) {
+  unsigned Seed = std::random_device()();
+  if (const char *Given = std::getenv("ORVY_TEST_SEED"))
+    Seed = static_cast<unsigned>(std::atoi(Given));
+  SCOPED_TRACE("ORVY_TEST_SEED=" + std::to_string(Seed));
+  std::mt19937_64 Random(Seed);
+  struct Range {
+    uint64_t Base, Len;
+    uint32_t Mark;
+  };
+  std::vector<Range> Ranges;
+  uint64_t Next = 0x100000000;
+  for (uint32_t Index = 0; Index < 60; ++Index) {
+    // From a few words to several pages, often side by side, at any word.
+    uint64_t Len = 4 * (1 + Random() % (Random() % 4 ? 20 : 5000));
+    Next += 4 * (Random() % 3);
+    void *Device = make("Ram", "dev" + std::to_string(Index), "size", Len);
+    ASSERT_EQ(orvy_memoryMap(Space, Next, Len, Device, 0), 0u);
+    orvy_memoryWritePhys32(Device, 0, Index + 1);
+    orvy_memoryWritePhys32(Device, Len - 4, Index + 1);
+    Ranges.push_back({Next, Len, Index + 1});
+    Next += Len;
+  }
+  for (const Range &R : Ranges) {
+    EXPECT_TRUE(read(R.Base, 2));
+    EXPECT_EQ(Last.Value, R.Mark);
+    EXPECT_TRUE(read(R.Base + R.Len - 4, 2));
+    EXPECT_EQ(Last.Value, R.Mark);
+    bool Adjacent = std::any_of(Ranges.begin(), Ranges.end(),
+                                [&](const Range &O) { return O.Base == R.Base + R.Len; });
+    EXPECT_EQ(read(R.Base + R.Len, 2), Adjacent);
+  }
+  orvy_disposeObject(orvy_objectForName("dev7"));
+  EXPECT_FALSE(read(Ranges[7].Base, 2));
+  EXPECT_TRUE(read(Ranges[8].Base, 2));
+}
+
+struct Keeper {
+  orvy_PageWatcher Base;
+  bool Revoked = false;
+
+  explicit Keeper(void *Page) : Base{} {
+    Base.Revoked = [](orvy_PageWatcher *W) { reinterpret_cast<Keeper *>(W)->Revoked = true; };
+    orvy_memPageWatch(static_cast<orvy_MemPage *>(Page), &Base);
+  }
+};
+
+TEST_F(MemoryModels, HandOutPagesAndTakeThemBack) {
+  ASSERT_TRUE(read(0x40001234 & ~3u, 2));
+  ASSERT_NE(Last.Page, nullptr);
+  auto *Page = static_cast<orvy_MemPage *>(Last.Page);
+  Page->Data[0x10] = 0xab;
+  read(0x40001010, 0);
+  EXPECT_EQ(Last.Value, 0xabu);
+
+  Keeper ByAttribute(Page);
+  orvy_memorySetAttr(Space, 0x40001000, 4, ovMA_WriteHook);
+  EXPECT_TRUE(ByAttribute.Revoked);
+  EXPECT_TRUE(read(0x40001ffc, 2));
+  EXPECT_EQ(Last.Page, nullptr); // the whole page is watched now
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40001003), unsigned(ovMA_WriteHook));
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40001004), 0u);
+  orvy_memoryClearAttr(Space, 0x40001000, 0x1000, ovMA_WriteHook);
+  EXPECT_TRUE(read(0x40001ffc, 2));
+  EXPECT_NE(Last.Page, nullptr);
+
+  Keeper ByDisposal(Last.Page);
+  orvy_disposeObject(Ram);
+  EXPECT_TRUE(ByDisposal.Revoked);
+  EXPECT_FALSE(read(0x40001ffc, 2));
+
+  void *Odd = make("Ram", "odd", "size", 0x2000);
+  orvy_memoryMap(Space, 0x50000100, 0x2000, Odd, 0);
+  EXPECT_TRUE(read(0x50001000, 2));
+  EXPECT_EQ(Last.Page, nullptr); // pages of the device are none of the space
+}
+
+TEST_F(MemoryModels, TellOfUpsetsOnceAndFailFaultyWords) {
+  static std::vector<uint64_t> Heard;
+  Heard.clear();
+  auto Note = [](void *, void *, void *Info) {
+    Heard.push_back(static_cast<orvy_MemTransaction *>(Info)->Pa);
+  };
+  orvy_memorySetAttr(Space, 0x40000100, 4, ovMA_Upset);
+  ASSERT_EQ(orvy_subscribeNotification("memory.upset", Space, nullptr, Note), 0);
+  EXPECT_TRUE(read(0x40000100, 2));
+  EXPECT_TRUE(read(0x40000102, 0));
+  EXPECT_TRUE(read(0x40000104, 2));
+  EXPECT_THAT(Heard, testing::ElementsAre(0x40000100));
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40000100), unsigned(ovMA_Upset));
+  EXPECT_TRUE(write(0x40000100, 2, 1)); // corrects it
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40000100), 0u);
+  orvy_memorySetAttr(Space, 0x40000100, 4, ovMA_Upset);
+  EXPECT_TRUE(fetch(0x40000100));
+  EXPECT_EQ(Heard.size(), 2u);
+
+  orvy_memorySetAttr(Space, 0x40000200, 1, ovMA_Faulty);
+  EXPECT_FALSE(read(0x40000200, 2));
+  EXPECT_FALSE(write(0x40000200, 2, 1));
+  EXPECT_TRUE(read(0x40000204, 2));
+
+  orvy_memorySetAttr(Space, 0x40000300, 4, ovMA_User2);
+  orvy_subscribeNotification("memory.user2", Space, nullptr, Note);
+  EXPECT_TRUE(write(0x40000300, 2, 1));
+  EXPECT_TRUE(read(0x40000300, 2));
+  EXPECT_EQ(Heard.size(), 4u);
+
+  orvy_memorySetAttr(Space, 0x70000000, 4, ovMA_Upset);
+  EXPECT_EQ(Log.count("no device is mapped at 0x70000000"), 1);
+}
+
+} // namespace
