@@ -16,7 +16,10 @@ namespace {
 class ClockModel : public ::testing::Test {
 protected:
   ClockModel() { orvy::clockmodel::registerClock(); }
-  ~ClockModel() override { orvy_objsysClear(); }
+  ~ClockModel() override {
+    orvy_objsysClear();
+    orvy_eventDepublishAll();
+  }
 
   void make(const orvy_CreateArg *Args = nullptr) {
     Clock = orvy_createObject("Clock", "clock", Args);

@@ -19,7 +19,7 @@ namespace {
 class Devices : public ::testing::Test {
 protected:
   Devices() {
-    B.assemble(0, Board::RamBase, {"wr %g0, %g0, %asr19", "ba -0x4", "or %g0, %g0, %g0"});
+    B.assemble(0, Board::RamBase, {"wr %g0, %g0, %asr19", "ba .-0x4", "or %g0, %g0, %g0"});
     orvy_sparcSetPsr(B.Cpus[0], 0x80); // traps off: interrupts wait
   }
 

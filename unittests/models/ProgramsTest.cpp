@@ -109,9 +109,9 @@ TEST(TwoProcessors, ShareMemoryAndUartWithinAQuantum) {
                {"sethi 0x100040, %l1", "sethi 0x200000, %l2", "or %g0, 2, %l4",
                 "st %l4, [%l2 + 0x108]", Letter.c_str(), "or %g0, 0, %l0",
                 // loop:
-                "ldstub [%l1], %l5", "orcc %l5, %g0, %g0", "bne -0x8", "or %g0, %g0, %g0",
+                "ldstub [%l1], %l5", "orcc %l5, %g0, %g0", "bne .-0x8", "or %g0, %g0, %g0",
                 "ld [%l1 + 4], %l6", "add %l6, 1, %l6", "st %l6, [%l1 + 4]", "stb %g0, [%l1]",
-                "add %l0, 1, %l0", Slot.c_str(), "st %l3, [%l2 + 0x100]", "ba -0x2c",
+                "add %l0, 1, %l0", Slot.c_str(), "st %l3, [%l2 + 0x100]", "ba .-0x2c",
                 "or %g0, %g0, %g0"});
   }
   static int64_t Skew;
@@ -136,7 +136,7 @@ TEST(TwoProcessors, ShareMemoryAndUartWithinAQuantum) {
 
 TEST(Threads, CallbacksReachARunningProcessorOnceEach) {
   Board B;
-  B.assemble(0, Board::RamBase, {"ba 0", "or %g0, %g0, %g0"});
+  B.assemble(0, Board::RamBase, {"ba .+0x0", "or %g0, %g0, %g0"});
   constexpr int PerThread = 1000;
   static std::vector<int> Seen;
   Seen.assign(4 * PerThread, 0);
