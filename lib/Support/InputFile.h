@@ -12,7 +12,8 @@ namespace orvy {
 
 class InputFile {
 public:
-  /// Opens a file for reading; isOpen() tells whether that worked.
+  /// Opens a file for reading; isOpen() tells whether that worked. Does not wait for the other end
+  /// of a pipe.
   explicit InputFile(const char *Path);
 
   bool isOpen() const { return Descriptor.isOpen(); }
@@ -20,9 +21,9 @@ public:
   uint64_t size() const { return Size; }
   /// Whether it is a plain file, whose size means something.
   bool isPlain() const { return Plain; }
-  /// Whether that many bytes lie at an offset.
+  /// Whether that many bytes lie at an offset. No bytes lie anywhere.
   bool holds(uint64_t Offset, uint64_t Bytes) const {
-    return Offset <= Size && Size - Offset >= Bytes;
+    return Bytes == 0 || (Offset <= Size && Size - Offset >= Bytes);
   }
 
   /// Reads bytes at an offset. Returns false if they do not all lie inside, or cannot be read.

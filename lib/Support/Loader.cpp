@@ -8,6 +8,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -105,8 +106,8 @@ int orvy_loadBinaryImage(void *Mem, const char *Path, uint64_t Addr) {
     return -1;
   }
   auto Size = static_cast<uint32_t>(File.size());
-  auto Bytes = std::make_unique<uint8_t[]>(Size);
-  if (!File.readAt(0, Bytes.get(), Size)) {
+  std::unique_ptr<uint8_t[]> Bytes(new (std::nothrow) uint8_t[Size]);
+  if (!Bytes || !File.readAt(0, Bytes.get(), Size)) {
     orvy_logError(Mem, "'%s' cannot be read", Path);
     return -1;
   }

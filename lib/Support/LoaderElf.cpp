@@ -105,10 +105,11 @@ void ElfFile::readNames() {
     return;
   }
   Elf32_Shdr Section = section(Header.e_shstrndx);
-  // Names that are all zeros match nothing, just as no names do.
+  // Zeros name nothing, so one stands for as many as the header asks for.
   if (Section.sh_type == SHT_NOBITS)
-    return;
-  sectionData(Section, Names);
+    Names.assign(Section.sh_size != 0, 0);
+  else
+    sectionData(Section, Names);
   if (!Names.empty() && Names.back() != 0)
     fail("Section name string table not 0-terminated");
 }

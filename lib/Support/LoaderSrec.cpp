@@ -7,7 +7,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,7 @@ namespace {
 constexpr unsigned InvalidLine = 10;
 constexpr size_t AddressAt = 4;
 constexpr size_t ChecksumDigits = 2;
+constexpr size_t LongestRecord = 4 + 2 * 255;
 /// Digits of the address, by line type; 0 for a record that has none.
 constexpr size_t AddressDigits[] = {0, 4, 6, 8, 0, 0, 0, 8, 6, 4};
 
@@ -32,6 +34,28 @@ uint32_t hex(std::string_view Line, size_t At, size_t Digits) {
   const char *From = Line.data() + std::min(At, Line.size());
   std::from_chars(From, Line.data() + std::min(At + Digits, Line.size()), Value, 16);
   return Value;
+}
+
+struct CloseFile {
+  void operator()(std::FILE *File) const { std::fclose(File); }
+};
+using UniqueFile = std::unique_ptr<std::FILE, CloseFile>;
+
+/// Reads the next line without its line end. Of a line that is too long for a record only so much
+/// is kept that it stays invalid, so that a file without line ends takes no memory.
+bool readLine(std::FILE &File, std::string &Line) {
+  Line.clear();
+  int C = getc_unlocked(&File);
+  if (C == EOF)
+    return false;
+  for (; C != EOF && C != '\n'; C = getc_unlocked(&File)) {
+    if (Line.size() <= LongestRecord)
+      Line += static_cast<char>(C);
+    else if (C != '\r')
+      Line.back() = static_cast<char>(C);
+  }
+  Line.erase(Line.find_last_not_of('\r') + 1);
+  return true;
 }
 
 class SrecLoader {
@@ -104,17 +128,15 @@ bool orvy::srecCrcCheck(std::string_view Line) {
 }
 
 int orvy_loadSrecImageAndStartAddr(void *Mem, const char *Path, uint32_t *StartAddr) {
-  std::ifstream File(Path ? Path : "");
+  UniqueFile File(std::fopen(Path ? Path : "", "re"));
   if (!File) {
-    outs() << "could not open " << Path << "\n";
+    outs() << "could not open " << (Path ? Path : "") << "\n";
     return -1;
   }
   SrecLoader Loader(Mem);
   std::string Line;
-  while (std::getline(File, Line)) {
-    Line.erase(Line.find_last_not_of("\r\n") + 1);
+  while (readLine(*File, Line))
     Loader.line(Line);
-  }
   *StartAddr = Loader.finish();
   return 0;
 }

@@ -1,0 +1,27 @@
+// The ELF loader, and the queries that read the same files.
+
+#include "Fuzz.h"
+#include "LoaderElf.h"
+
+#include "orvy/Support/Loader.h"
+
+#include <exception>
+
+using namespace orvy;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *Data, size_t Size) {
+  fuzz::InputAsFile File(Data, Size);
+  uint64_t StartAddr = 0;
+  int Result = orvy_loadElfImageAndStartAddr(&fuzz::memory(), File.path(), &StartAddr);
+  size_t Writes = fuzz::memory().take().size();
+  fuzz::require(Writes <= Size / sizeof(Elf32_Phdr), "each write has its header in the file");
+  size_t Ranges = getELFRanges(File.path()).size();
+  fuzz::require(Result != 0 || (Ranges <= Writes && (Ranges == 0) == (Writes == 0)),
+                "the ranges of a good file are those of its writes");
+  try {
+    orvy_elfHasDwarf(File.path());
+  } catch (const std::exception &) {
+    // Sections that cannot be read are told so.
+  }
+  return 0;
+}
