@@ -3,35 +3,21 @@
 #ifndef ORVY_FUZZ_FUZZ_H
 #define ORVY_FUZZ_FUZZ_H
 
+#include "Testing/MemoryFile.h"
 #include "Testing/RecordingMemory.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <sys/mman.h>
-#include <unistd.h>
+#include <string_view>
 
 namespace orvy::fuzz {
 
-/// A file without a name that holds an input.
-class InputAsFile {
-public:
-  InputAsFile(const uint8_t *Data, size_t Size) : Descriptor(memfd_create("input", MFD_CLOEXEC)) {
-    if (Descriptor < 0 || write(Descriptor, Data, Size) != static_cast<ssize_t>(Size))
-      std::abort();
-    Path = "/proc/self/fd/" + std::to_string(Descriptor);
-  }
-  InputAsFile(const InputAsFile &) = delete;
-  InputAsFile &operator=(const InputAsFile &) = delete;
-  ~InputAsFile() { close(Descriptor); }
-
-  const char *path() const { return Path.c_str(); }
-
-private:
-  int Descriptor;
-  std::string Path;
-};
+/// An input as text.
+inline std::string_view textOf(const uint8_t *Data, size_t Size) {
+  return {reinterpret_cast<const char *>(Data), Size};
+}
 
 /// The memory that images go to. Sets the system up on first use, with a log that goes nowhere.
 inline testing::RecordingMemory &memory() {

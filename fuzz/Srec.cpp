@@ -7,14 +7,15 @@
 using namespace orvy;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *Data, size_t Size) {
-  fuzz::InputAsFile File(Data, Size);
+  testing::MemoryFile File(fuzz::textOf(Data, Size));
+  std::string Path = File.path();
   uint32_t StartAddr = 1;
-  int Result = orvy_loadSrecImageAndStartAddr(&fuzz::memory(), File.path(), &StartAddr);
+  int Result = orvy_loadSrecImageAndStartAddr(&fuzz::memory(), Path.c_str(), &StartAddr);
   fuzz::require(Result == 0, "nothing in a file makes a load fail");
   for (const testing::Write &W : fuzz::memory().take())
     fuzz::require(W.Addr <= UINT32_MAX && W.Len <= 252, "a write is what a record can hold");
 
-  std::string_view Line(reinterpret_cast<const char *>(Data), Size);
+  std::string_view Line = fuzz::textOf(Data, Size);
   Line = Line.substr(0, Line.find('\n'));
   fuzz::require(srecLineType(Line) <= 10, "a line has a type");
   srecCrcCheck(Line);
