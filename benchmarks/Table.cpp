@@ -1,0 +1,104 @@
+#include "Table.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace bench {
+
+namespace {
+
+struct Row {
+  std::string Name;
+  Goal Allowed;
+  Function Path;
+  Function Yardstick;
+};
+
+std::vector<Row> &rows() {
+  static std::vector<Row> Rows;
+  return Rows;
+}
+
+std::string pathName(const Row &R) {
+  return R.Name;
+}
+std::string yardstickName(const Row &R) {
+  return R.Name + " (yardstick)";
+}
+
+/// Collects the nanoseconds of an operation, of every repetition.
+class Collector : public benchmark::BenchmarkReporter {
+public:
+  bool ReportContext(const Context &) override { return true; }
+
+  void ReportRuns(const std::vector<Run> &Runs) override {
+    for (const Run &R : Runs)
+      if (R.run_type == Run::RT_Iteration && !R.error_occurred)
+        Nanos[R.run_name.function_name].push_back(nanosPerItem(R));
+  }
+
+  /// Median of a benchmark; 0 if it did not run.
+  double median(const std::string &Name) {
+    std::vector<double> &Times = Nanos[Name];
+    if (Times.empty())
+      return 0;
+    auto Middle = Times.begin() + static_cast<std::ptrdiff_t>(Times.size() / 2);
+    std::nth_element(Times.begin(), Middle, Times.end());
+    return *Middle;
+  }
+
+private:
+  static double nanosPerItem(const Run &R) {
+    auto Items = R.counters.find("items_per_second");
+    if (Items != R.counters.end())
+      return 1e9 / Items->second;
+    return R.cpu_accumulated_time * 1e9 / static_cast<double>(R.iterations);
+  }
+
+  std::map<std::string, std::vector<double>> Nanos;
+};
+
+std::string goalText(const Goal &G) {
+  char Text[64];
+  if (G.Times == 0)
+    std::snprintf(Text, sizeof(Text), "%.3g ns", G.Plus);
+  else if (G.Plus == 0)
+    std::snprintf(Text, sizeof(Text), "%.3g x", G.Times);
+  else
+    std::snprintf(Text, sizeof(Text), "%.3g x + %.3g ns", G.Times, G.Plus);
+  return Text;
+}
+
+void print(const Row &R, Collector &Results) {
+  double Path = Results.median(pathName(R));
+  double Yardstick = Results.median(yardstickName(R));
+  if (Path == 0 || Yardstick == 0)
+    return; // not among those chosen
+  bool IsMet = Path <= R.Allowed.Times * Yardstick + R.Allowed.Plus;
+  std::printf("%-44s %9.2f %9.2f %7.2f  %s%s\n", R.Name.c_str(), Path, Yardstick, Path / Yardstick,
+              goalText(R.Allowed).c_str(), IsMet ? "" : "  missed");
+}
+
+} // namespace
+
+int compare(std::string Name, Goal Allowed, Function Path, Function Yardstick) {
+  rows().push_back({std::move(Name), Allowed, std::move(Path), std::move(Yardstick)});
+  return 0;
+}
+
+void runAll() {
+  for (const Row &R : rows()) {
+    benchmark::RegisterBenchmark(pathName(R).c_str(), R.Path);
+    benchmark::RegisterBenchmark(yardstickName(R).c_str(), R.Yardstick);
+  }
+  Collector Results;
+  benchmark::RunSpecifiedBenchmarks(&Results);
+  std::printf("%-44s %9s %9s %7s  %s\n", "hot path", "ns", "yardstick", "ratio", "goal");
+  for (const Row &R : rows())
+    print(R, Results);
+}
+
+} // namespace bench
