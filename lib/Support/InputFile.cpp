@@ -7,7 +7,7 @@
 using namespace orvy;
 
 InputFile::InputFile(const char *Path)
-    : Descriptor(::open(Path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+    : Descriptor(::open(Path ? Path : "", O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
   struct stat Info;
   if (!isOpen() || ::fstat(Descriptor.get(), &Info) != 0 || !S_ISREG(Info.st_mode))
     return;

@@ -13,7 +13,7 @@ namespace orvy {
 class InputFile {
 public:
   /// Opens a file for reading; isOpen() tells whether that worked. Does not wait for the other end
-  /// of a pipe.
+  /// of a pipe. A null path opens nothing.
   explicit InputFile(const char *Path);
 
   bool isOpen() const { return Descriptor.isOpen(); }
