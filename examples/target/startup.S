@@ -34,6 +34,37 @@
         mov     \level, %l3
         .endm
 
+! From the invalid window, with the rotated WIM in %g1 and its old value in %l7: saves the window behind it.
+        .macro  SAVE_OLDEST
+        save
+        mov     %g1, %wim
+        nop
+        nop
+        nop
+        std     %l0, [%sp + 0]
+        std     %l2, [%sp + 8]
+        std     %l4, [%sp + 16]
+        std     %l6, [%sp + 24]
+        std     %i0, [%sp + 32]
+        std     %i2, [%sp + 40]
+        std     %i4, [%sp + 48]
+        std     %i6, [%sp + 56]
+        restore
+        mov     %l7, %g1
+        .endm
+
+! Loads the registers of the present window from its stack.
+        .macro  LOAD_WINDOW
+        ldd     [%sp + 0], %l0
+        ldd     [%sp + 8], %l2
+        ldd     [%sp + 16], %l4
+        ldd     [%sp + 24], %l6
+        ldd     [%sp + 32], %i0
+        ldd     [%sp + 40], %i2
+        ldd     [%sp + 48], %i4
+        ldd     [%sp + 56], %i6
+        .endm
+
         .global _start
 _start:
 trapTable:
@@ -114,21 +145,7 @@ windowOverflow:
         srl     %l3, 1, %g1
         sll     %l3, WINDOWS - 1, %l4
         or      %g1, %l4, %g1           ! wim rotated right
-        save
-        mov     %g1, %wim
-        nop
-        nop
-        nop
-        std     %l0, [%sp + 0]
-        std     %l2, [%sp + 8]
-        std     %l4, [%sp + 16]
-        std     %l6, [%sp + 24]
-        std     %i0, [%sp + 32]
-        std     %i2, [%sp + 40]
-        std     %i4, [%sp + 48]
-        std     %i6, [%sp + 56]
-        restore
-        mov     %l7, %g1
+        SAVE_OLDEST
         jmp     %l1
         rett    %l2
 
@@ -143,14 +160,7 @@ windowUnderflow:
         nop
         restore
         restore
-        ldd     [%sp + 0], %l0
-        ldd     [%sp + 8], %l2
-        ldd     [%sp + 16], %l4
-        ldd     [%sp + 24], %l6
-        ldd     [%sp + 32], %i0
-        ldd     [%sp + 40], %i2
-        ldd     [%sp + 48], %i4
-        ldd     [%sp + 56], %i6
+        LOAD_WINDOW
         save
         save
         jmp     %l1
@@ -169,21 +179,7 @@ irqTrap:
         srl     %l4, 1, %g1
         sll     %l4, WINDOWS - 1, %l6
         or      %g1, %l6, %g1
-        save
-        mov     %g1, %wim
-        nop
-        nop
-        nop
-        std     %l0, [%sp + 0]
-        std     %l2, [%sp + 8]
-        std     %l4, [%sp + 16]
-        std     %l6, [%sp + 24]
-        std     %i0, [%sp + 32]
-        std     %i2, [%sp + 40]
-        std     %i4, [%sp + 48]
-        std     %i6, [%sp + 56]
-        restore
-        mov     %l7, %g1
+        SAVE_OLDEST
 1:
         ! A frame for the globals and %y below the interrupted one.
         sub     %fp, 96 + 40, %sp
@@ -236,14 +232,7 @@ irqTrap:
         nop
         nop
         restore
-        ldd     [%sp + 0], %l0
-        ldd     [%sp + 8], %l2
-        ldd     [%sp + 16], %l4
-        ldd     [%sp + 24], %l6
-        ldd     [%sp + 32], %i0
-        ldd     [%sp + 40], %i2
-        ldd     [%sp + 48], %i4
-        ldd     [%sp + 56], %i6
+        LOAD_WINDOW
         save
 2:
         ! The condition codes and masks of the interrupted program, in this window.
