@@ -98,6 +98,26 @@ TEST(TimerProgram, TicksToTheCycle) {
   EXPECT_LT(B.steps(), 5000u); // asleep all the rest
 }
 
+TEST(ComputeProgram, IsNotDisturbedByInterrupts) {
+  Board B;
+  B.load("compute");
+  // A timer of the test's own, at a period that meets every instruction and depth of windows in
+  // time.
+  B.setWord(Board::TimerBase + 0x14, 400);
+  B.setWord(Board::TimerBase + 0x18, 1 | 2 | 4 | 8);
+  B.setWord(Board::IrqBase + 0x40, 1u << 8);
+  static int Taken;
+  Taken = 0;
+  orvy_publishNotification("orvy.cpuTrapEntry", B.Cpus[0]);
+  orvy_subscribeNotification(
+      "orvy.cpuTrapEntry", B.Cpus[0], nullptr,
+      [](void *, void *, void *Number) { Taken += *static_cast<uint32_t *>(Number) == 0x18; });
+  static_cast<CpuIface *>(orvy_getInterface(B.Cpus[0], "CpuIface", 0))->enableTrapEvents(B.Cpus[0]);
+  EXPECT_EQ(orvy_simRunNanos(TenSeconds), ovCER_Halt);
+  EXPECT_EQ(B.output(), "compute: checksum 0xfb44f245 passed\n");
+  EXPECT_GT(Taken, 50000);
+}
+
 TEST(TwoProcessors, ShareMemoryAndUartWithinAQuantum) {
   Board B(2);
   orvy_simSetQuanta(1000); // 50 cycles
