@@ -109,9 +109,12 @@ bench::Function postScheduled(int Count) {
   return [Count](benchmark::State &State) {
     Population &P = Population::of(Count);
     int64_t Now = orvy_eventGetFirstTime(P.Queue);
-    for (auto _ : State)
-      orvy_eventPostAbsoluteInQueueInternal(P.Queue, P.Ids[P.Random.next() % P.Ids.size()],
-                                            Now + P.Random.distance());
+    for (auto _ : State) {
+      uint64_t Random = P.Random.next();
+      int64_t Id = P.Ids[(Random >> 32) * P.Ids.size() >> 32];
+      orvy_eventPostAbsoluteInQueueInternal(P.Queue, Id,
+                                            Now + static_cast<int64_t>(Random % 1000000));
+    }
   };
 }
 

@@ -37,6 +37,16 @@ public:
     siftUp(Size++, {Event->Time, Event});
   }
 
+  /// Removes the root of a heap that is not empty.
+  orvy_Event *popRoot() {
+    orvy_Event *Root = Slots[0].Event;
+    Root->Queue = nullptr;
+    Slot Last = Slots[--Size];
+    if (Size != 0)
+      siftDown(0, Last);
+    return Root;
+  }
+
   /// Removes the event at an index below size().
   void removeAt(size_t Index) {
     Slots[Index].Event->Queue = nullptr;
@@ -86,6 +96,7 @@ private:
     size_t Start = Index;
     size_t Child = 2 * Index + 1;
     while (Child + 1 < Size) {
+      prefetchBelow(Child);
       Child += Slots[Child].Time > Slots[Child + 1].Time;
       place(Index, Slots[Child]);
       Index = Child;
@@ -100,6 +111,12 @@ private:
       Index = parent(Index);
     }
     place(Index, S);
+  }
+
+  // The grandchildren of a slot and of the one behind it, a cache line each.
+  void prefetchBelow(size_t Index) const {
+    __builtin_prefetch(&Slots[4 * Index + 3]);
+    __builtin_prefetch(&Slots[4 * Index + 7]);
   }
 
   void grow();

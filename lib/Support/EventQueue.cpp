@@ -19,9 +19,9 @@ orvy_EventQueue *AllQueues = nullptr;
 size_t StackedCount = 0; // entries on all stacks: mostly none, and then there is nothing to search
 
 constexpr size_t CacheLine = 64;
-// Slots are 16 bytes. With the root at this offset in a cache line no pair of children straddles
-// one.
-constexpr size_t RootOffset = 48;
+// Slots are 16 bytes. With the root at this offset in a cache line the four grandchildren of any
+// slot share a line, and so do its two children.
+constexpr size_t RootOffset = 16;
 
 void sleepFor(uint64_t Nanos) {
   timespec Left{static_cast<time_t>(Nanos / 1000000000), static_cast<long>(Nanos % 1000000000)};
@@ -143,9 +143,10 @@ int64_t orvy_EventQueue::triggerFirst() {
     fireStacked();
     return firstTime();
   }
-  int64_t First = firstTime();
-  if (!Heap.empty())
-    fireFirst(false);
+  if (Heap.empty())
+    return -1;
+  int64_t First = Heap.rootTime();
+  fireFirst(false);
   return First;
 }
 
@@ -159,21 +160,20 @@ void orvy_EventQueue::fireStacked() {
 /// Fires the root of the heap and inserts it again if it is cyclic. The function of a cyclic event
 /// that was descheduled by someone else in the meantime is not repeated if DescheduledStops.
 void orvy_EventQueue::fireFirst(bool DescheduledStops) {
-  orvy_Event *Event = Heap.root();
-  Heap.removeAt(0);
+  orvy_Event *Event = Heap.popRoot();
   bool IsLate = (Event->Flags & ovEF_RealTime) && paceRealTime(Event);
-
   Running Guard(Event);
   Event->Func(Event);
-  if (!Guard.event())
-    return;
+  if (Guard.event() && (Event->Flags & (ovEF_AdHoc | ovEF_Cyclic)))
+    endFiring(Event, IsLate, DescheduledStops);
+}
 
+void orvy_EventQueue::endFiring(orvy_Event *Event, bool IsLate, bool DescheduledStops) {
   if (Event->Flags & ovEF_AdHoc) {
     orvy::event::releaseRecord(Event);
     return;
   }
-  if (!(Event->Flags & ovEF_Cyclic) || Disposed || Event->Queue ||
-      (DescheduledStops && (Event->Flags & ovEF_Descheduled)))
+  if (Disposed || Event->Queue || (DescheduledStops && (Event->Flags & ovEF_Descheduled)))
     return;
   if (__builtin_add_overflow(Event->Time, Event->PeriodCycles, &Event->Time))
     return; // past the end of time

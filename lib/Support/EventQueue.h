@@ -52,6 +52,7 @@ private:
   void drainCallbacks();
   void fireStacked();
   void fireFirst(bool DescheduledStops);
+  [[gnu::noinline]] void endFiring(orvy_Event *Event, bool IsLate, bool DescheduledStops);
 
   // Queues are chained so that an event that goes away is found on any stack.
   orvy_EventQueue *PrevQueue = nullptr;

@@ -9,12 +9,14 @@
 #include "orvy/Support/Time.h"
 
 #include <cstdlib>
+#include <iterator>
 #include <map>
-#include <memory>
 #include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
+
+#include <sanitizer/asan_interface.h>
 
 namespace orvy::event {
 
@@ -34,8 +36,42 @@ std::map<int64_t, EventKey> EventNameMap;
 /// only.
 std::unordered_map<void *, std::vector<int64_t>> EventsByOwner;
 
-/// Free records for one-shot events.
-std::vector<std::unique_ptr<orvy_Event>> AdHocPool;
+/// Records of the library. They lie together, however far apart in time they are published: a heap
+/// of many events writes to a few of them at each step. Blocks stay for the life of the process.
+class RecordPool {
+public:
+  orvy_Event *take() {
+    if (!Free)
+      addBlock();
+    orvy_Event *Event = Free;
+    ASAN_UNPOISON_MEMORY_REGION(Event, sizeof(*Event));
+    Free = static_cast<orvy_Event *>(Event->Data);
+    return Event;
+  }
+
+  void give(orvy_Event *Event) {
+    Event->Data = Free;
+    Free = Event;
+    ASAN_POISON_MEMORY_REGION(Event, sizeof(*Event));
+  }
+
+private:
+  struct Block {
+    Block *Next;
+    orvy_Event Records[50];
+  };
+
+  void addBlock() {
+    Blocks = new Block{Blocks, {}};
+    for (size_t Index = std::size(Blocks->Records); Index > 0; --Index)
+      give(&Blocks->Records[Index - 1]);
+  }
+
+  Block *Blocks = nullptr;
+  orvy_Event *Free = nullptr; // chained by Data
+};
+
+constinit RecordPool Records;
 
 bool isValid(int64_t EvId) {
   return EvId > 0 && static_cast<uint64_t>(EvId) <= EventVector.size();
@@ -78,17 +114,18 @@ void withdraw(int64_t EvId) {
   releaseRecord(Event);
 }
 
+[[gnu::noinline]] void takeOffToPost(orvy_Event *Event, const char *ScheduledText) {
+  orvy_logWarning(Event->Obj, "%s", ScheduledText);
+  Event->Queue->remove(Event);
+}
+
 /// The event to post, off its former heap; null, with an error, if there is none.
 orvy_Event *prepare(int64_t EvId, const char *InvalidText, const char *ScheduledText) {
   orvy_Event *Event = eventForId(EvId);
-  if (!Event) {
+  if (!Event)
     orvy_logError(nullptr, "%s", InvalidText);
-    return nullptr;
-  }
-  if (Event->Queue) {
-    orvy_logWarning(Event->Obj, "%s", ScheduledText);
-    Event->Queue->remove(Event);
-  }
+  else if (Event->Queue)
+    takeOffToPost(Event, ScheduledText);
   return Event;
 }
 
@@ -118,18 +155,12 @@ void notifyTimeSlip() {
 }
 
 orvy_Event *allocateAdHoc() {
-  if (AdHocPool.empty())
-    return new orvy_Event();
-  orvy_Event *Event = AdHocPool.back().release();
-  AdHocPool.pop_back();
-  return Event;
+  return Records.take();
 }
 
 void releaseRecord(orvy_Event *Event) {
-  if (Event->Flags & ovEF_AdHoc)
-    AdHocPool.emplace_back(Event);
-  else if (Event->Flags & ovEF_LibraryOwned)
-    delete Event;
+  if (Event->Flags & (ovEF_AdHoc | ovEF_LibraryOwned))
+    Records.give(Event);
 }
 
 } // namespace orvy::event
@@ -137,7 +168,7 @@ void releaseRecord(orvy_Event *Event) {
 using namespace orvy::event;
 
 int64_t orvy_eventPublish(const char *Name, void *Obj, orvy_EventFunc Func) {
-  return publish(Name, new orvy_Event(), Obj, Func, ovEF_LibraryOwned);
+  return publish(Name, Records.take(), Obj, Func, ovEF_LibraryOwned);
 }
 
 int64_t orvy_eventPublishStruct(const char *Name, orvy_Event *Event, void *Obj,
