@@ -47,12 +47,12 @@ orvy_Propval makeValue(orvy_Type Typ, const void *Element) {
 
 template <typename T> T load(const void *Element) {
   T Value;
-  std::memcpy(&Value, Element, sizeof(T));
+  std::memcpy(&Value, Element, sizeof(T)); // NOLINT(bugprone-sizeof-expression): or a pointer
   return Value;
 }
 
 template <typename T> void replace(void *Element, const T &Value) {
-  std::memcpy(Element, &Value, sizeof(T));
+  std::memcpy(Element, &Value, sizeof(T)); // NOLINT(bugprone-sizeof-expression): or a pointer
 }
 
 void storeString(void *Element, const char *Text) {

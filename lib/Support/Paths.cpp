@@ -91,7 +91,7 @@ static std::string findBelowRoots(const std::string &Suffix, bool (*Accepts)(con
 // The same for a directory whose look-up can be followed; What names it in the texts.
 static std::string findTraced(const std::string &Suffix, const std::string &What) {
   for (const std::string &Root : Paths) {
-    const std::string Candidate = Root + Suffix;
+    std::string Candidate = Root + Suffix;
     debugLine(("path-debug find " + What + ": '").c_str(), Candidate);
     if (!os::path::isDirectory(Candidate.c_str()))
       continue;

@@ -25,8 +25,6 @@
 
 namespace {
 
-using orvy::Kind;
-
 constexpr int64_t EndOfTime = std::numeric_limits<int64_t>::max();
 constexpr int64_t DefaultQuanta = 1000000; // 1 ms
 

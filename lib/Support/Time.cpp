@@ -78,7 +78,8 @@ int64_t orvy_nanosToCycles(int64_t Nanos, uint64_t Freq) {
 double orvy_cyclesToSecs(int64_t Cycles, int64_t Freq) {
   if (Freq < 1)
     return 0.0;
-  return static_cast<double>(Cycles / Freq) +
+  int64_t Whole = Cycles / Freq;
+  return static_cast<double>(Whole) +
          static_cast<double>(Cycles % Freq) / static_cast<double>(Freq);
 }
 

@@ -23,8 +23,8 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
+#include <type_traits>
 
 namespace devices {
 
@@ -37,8 +37,23 @@ constexpr size_t KeptOutput = 1 << 20;
 enum Status : uint32_t { DataReady = 1, Idle = 2, Writable = 4, Overrun = 16 };
 enum Control : uint32_t { RxOn = 1, TxOn = 2, RxIrq = 4, TxIrq = 8 };
 
-struct CloseFile {
-  void operator()(std::FILE *File) const { std::fclose(File); }
+/// Owns an open file, or none. Of standard layout, unlike std::unique_ptr with a deleter.
+class OutFile {
+public:
+  OutFile() = default;
+  OutFile(const OutFile &) = delete;
+  OutFile &operator=(const OutFile &) = delete;
+  ~OutFile() { reset(nullptr); }
+
+  void reset(std::FILE *New) {
+    if (File)
+      std::fclose(File);
+    File = New;
+  }
+  std::FILE *get() const { return File; }
+
+private:
+  std::FILE *File = nullptr;
 };
 
 struct Uart {
@@ -59,7 +74,7 @@ struct Uart {
   size_t InputPos; // what lies before has been taken
   std::string Output;
   std::string FileName;
-  std::unique_ptr<std::FILE, CloseFile> File;
+  OutFile File;
 
   uint32_t readRegister(uint64_t Offset);
   void writeRegister(uint64_t Offset, uint32_t Value);
@@ -72,6 +87,8 @@ struct Uart {
   void come(const char *Text);
   void openFile(const char *Name);
 };
+
+static_assert(std::is_standard_layout_v<Uart>, "properties are found by their offsets");
 
 Uart &uartOf(void *Obj) {
   return *static_cast<Uart *>(Obj);
@@ -130,7 +147,7 @@ void Uart::emit(uint8_t Byte) {
   if (Output.size() >= KeptOutput)
     Output.erase(0, KeptOutput / 2);
   Output.push_back(Char);
-  if (File)
+  if (File.get())
     std::fputc(Byte, File.get());
   if (Terminal) {
     orvy::outs().write(&Char, 1);
@@ -162,12 +179,12 @@ void Uart::come(const char *Text) {
 }
 
 void Uart::openFile(const char *Name) {
-  File.reset();
+  File.reset(nullptr);
   FileName = Name ? Name : "";
   if (FileName.empty())
     return;
   File.reset(std::fopen(FileName.c_str(), "w"));
-  if (!File)
+  if (!File.get())
     orvy_logConfigError(this, "cannot write to '%s': %s", FileName.c_str(), std::strerror(errno));
 }
 

@@ -123,7 +123,7 @@ ORVY_STATIC_ASSERT(sizeof(orvy_MemPage) == 24, "boundary record");
 
 /** Registers a watcher, whose functions are set and stay as they are while it is registered. */
 static inline void orvy_memPageWatch(orvy_MemPage *Page, orvy_PageWatcher *Watcher) {
-  Watcher->Prev = NULL;
+  Watcher->Prev = NULL; /* NOLINT(modernize-use-nullptr) this is C */
   Watcher->Next = Page->Watchers;
   if (Page->Watchers)
     Page->Watchers->Prev = Watcher;
