@@ -25,6 +25,7 @@ std::vector<char *> withDefaults(int argc, char **argv) {
 
 bool startLibrary(const char *Program) {
   orvy_initPathSupport(Program);
+  orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy_logSetLevel(ovLOG_Error);
   return orvy_loadPlugin("Memory") == 0 && orvy_loadPlugin("SparcV8") == 0;
