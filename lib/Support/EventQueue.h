@@ -78,6 +78,9 @@ void init();
 /// The event behind an id; null for an id that is not valid and for a depublished one.
 orvy_Event *eventForId(int64_t EvId);
 
+/// Writes every published event with its owner and state to the standard output stream.
+void printEvents();
+
 /// Issues "orvy.realtime-slip", if it is published.
 void notifyTimeSlip();
 

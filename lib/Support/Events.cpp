@@ -3,8 +3,10 @@
 #include "EventQueue.h"
 #include "InternalError.h"
 
+#include "orvy/Support/Commands.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Notifications.h"
+#include "orvy/Support/Objsys.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/Time.h"
 
@@ -148,6 +150,33 @@ void init() {
 orvy_Event *eventForId(int64_t EvId) {
   return isValid(EvId) ? slot(EvId) : nullptr;
 }
+
+static void printState(const orvy_Event &Event) {
+  if (Event.Queue)
+    outs() << " scheduled( " << Event.Time << " ticks)";
+  if (Event.Flags & ovEF_RealTime)
+    outs() << " real-time";
+  if (Event.Flags & ovEF_Cyclic)
+    outs() << " cyclic(" << Event.PeriodCycles << " ticks)";
+}
+
+void printEvents() {
+  outs() << "List of Registered Events and Sources\n"
+         << "-------------------------------------\n";
+  for (const auto &[Key, EvId] : EventMap) {
+    outs() << Key.first << " : " << orvy_nameForObject(Key.second) << " : " << EvId << " :";
+    if (const orvy_Event *Event = eventForId(EvId))
+      printState(*Event);
+    outs() << "\n";
+  }
+}
+
+static int listEvents(cl::Command &, cl::Interpreter *) {
+  printEvents();
+  return 0;
+}
+
+static cl::Command EventList("event-list", listEvents, "List all events, sources and event ids");
 
 void notifyTimeSlip() {
   if (g_TimeSlipNotification)

@@ -1,6 +1,7 @@
 #include "orvy/Support/Notifications.h"
 
 #include "NotificationList.h"
+#include "orvy/Support/Commands.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/OutStream.h"
 
@@ -106,6 +107,14 @@ void orvy::printNotificationEmitters() {
   }
   outs() << "\n";
 }
+
+static int listNotifications(orvy::cl::Command &, orvy::cl::Interpreter *) {
+  orvy::printNotificationEmitters();
+  return 0;
+}
+
+static orvy::cl::Command NotificationList("notification-list", listNotifications,
+                                          "List all notifications");
 
 int64_t orvy_publishNotification(const char *Name, void *Source) {
   if (!Name)

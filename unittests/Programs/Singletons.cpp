@@ -21,8 +21,9 @@ struct Singleton {
   void *Address;
 };
 
-// The options of the library build their parser when it is loaded.
+// The commands of the library build their registry when it is loaded, the options their parser.
 constinit Singleton Singletons[] = {
+    {"CommandRegistry",   sizeof(orvy::cl::CommandRegistry),   true,  nullptr},
     {"CommandLineParser", sizeof(orvy::cl::CommandLineParser), true,  nullptr},
     {"ClassRegistry",     sizeof(orvy::objsys::ClassRegistry), false, nullptr},
     {"PluginManager",     sizeof(orvy::objsys::PluginManager), false, nullptr},
@@ -84,8 +85,8 @@ void operator delete(void *Address, size_t) noexcept {
 
 int main() {
   // Built in an order that is not that of their death.
-  build(Singletons[3], [] { orvy_logSetColour(0); });
-  build(Singletons[1], [] { orvy_objectForName("x"); });
-  build(Singletons[2], [] { orvy_pluginPathRemove("x"); });
+  build(Singletons[4], [] { orvy_logSetColour(0); });
+  build(Singletons[2], [] { orvy_objectForName("x"); });
+  build(Singletons[3], [] { orvy_pluginPathRemove("x"); });
   return 0;
 }

@@ -135,7 +135,8 @@ std::string outputOf(const std::string &Program) {
 constexpr const char *Deaths = "LoggingEngine dies\n"
                                "PluginManager dies\n"
                                "ClassRegistry dies\n"
-                               "CommandLineParser dies\n";
+                               "CommandLineParser dies\n"
+                               "CommandRegistry dies\n";
 
 TEST(ManagedSingletons, OfTheLibrarysObjectsDieInTheReverseOrderOfTheirSources) {
   EXPECT_EQ(outputOf(ORVY_BUILD_ROOT "/unittests/SingletonsObjects"),

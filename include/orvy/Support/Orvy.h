@@ -13,6 +13,7 @@
 
 #include "orvy/Support/Clock.h"
 #include "orvy/Support/CommandLineOptions.h"
+#include "orvy/Support/Commands.h"
 #include "orvy/Support/Containers.h"
 #include "orvy/Support/Events.h"
 #include "orvy/Support/Export.h"

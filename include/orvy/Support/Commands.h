@@ -1,0 +1,336 @@
+/* Commands.h - the commands of the command language, their options and the global variables.
+ *
+ * A model adds a command with a handler that asks its context for the arguments:
+ *
+ *     static int pokeCommand(void *Ctxt) {
+ *       poke(orvy_cmdGetOptionAsObject(Ctxt, "device"), orvy_cmdGetOptionAsInteger(Ctxt, "value"));
+ *       return 0;
+ *     }
+ *     void *Cmd = orvy_createCmd("poke", pokeCommand, "Poke a device", NULL);
+ *     orvy_cmdAddOption(Cmd, "device", ovOK_Object, 1, "The device", NULL);
+ *     orvy_cmdAddOption(Cmd, "value", ovOK_Int, 1, "What to write", NULL);
+ *
+ * The user then writes "poke device=uart0 value=0x10". Commands stay for the life of the process.
+ * Everything belongs to the one thread that runs commands; text that goes in is copied. */
+
+#ifndef ORVY_SUPPORT_COMMANDS_H
+#define ORVY_SUPPORT_COMMANDS_H
+
+#include "orvy/Support/Export.h"
+#include "orvy/Support/Types.h"
+
+ORVY_BEGIN_C
+
+/** What the text of an option must be. */
+typedef ORVY_ENUM(orvy_OptionKind){
+    ovOK_String = 0, /**< anything */
+    ovOK_Path = 1,   /**< anything; the file need not exist */
+    ovOK_Object = 2, /**< the name of an object */
+    ovOK_Int = 3,    /**< an integer of base 10, of base 8 with a leading 0, of base 16 with 0x */
+    ovOK_Double = 4, /**< a number as strtod reads it */
+    ovOK_Prop = 5,   /**< object.property */
+    ovOK_Iface = 6,  /**< object:interface or object:interface[index] */
+    ovOK_Reg = 7,    /**< object.property, of a property with storage */
+    ovOK_Unchecked = 8, /**< anything */
+    ovOK_Class = 9      /**< the name of a class */
+} orvy_OptionKind;
+
+/** Handles a command made with orvy_createCmd; the context is valid during the call. 0 for success.
+ */
+typedef int (*orvy_CmdFunc)(void *Ctxt);
+
+/**
+ * Makes a command without options and registers it. Blanks around the name are cut off. If the name
+ * is taken, a message goes to the error stream and the command can be reached by nobody.
+ * @param Data  anything; the handler gets it with orvy_cmdGetData
+ * @return the command, the library's own; null for "if", "else", "while", "for", and without a name
+ * or a handler
+ */
+ORVY_API void *orvy_createCmd(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data);
+/**
+ * Adds an option behind those that the command has.
+ * @param Kind      an orvy_OptionKind; any other value makes an option that is never valid
+ * @param Required  not 0 if the command does not run without the option
+ * @param Default   the variable that a required option takes its value from when it is not given;
+ * null for none
+ */
+ORVY_API void orvy_cmdAddOption(void *Cmd, const char *OptName, int Kind, int Required,
+                                const char *Doc, const char *Default);
+
+/* For handlers. The option must be one of the command's; the text of an option lives until the
+ * handler returns. */
+
+/** The data given to orvy_createCmd. */
+ORVY_API void *orvy_cmdGetData(void *Ctxt);
+/** The interpreter that runs the command; may be null. */
+ORVY_API void *orvy_cmdGetInterpreter(void *Ctxt);
+/** The value of an integer option. */
+ORVY_API int64_t orvy_cmdGetOptionAsInteger(void *Ctxt, const char *OptName);
+/** The object that an object option names; null if it does not exist. */
+ORVY_API void *orvy_cmdGetOptionAsObject(void *Ctxt, const char *OptName);
+/** The text of any option. */
+ORVY_API const char *orvy_cmdGetOptionAsString(void *Ctxt, const char *OptName);
+/** The value of a real option. */
+ORVY_API double orvy_cmdGetOptionAsReal(void *Ctxt, const char *OptName);
+/** Whether the option was given with a valid value: 1 or 0. */
+ORVY_API int orvy_cmdOptionIsValid(void *Ctxt, const char *OptName);
+/** The number of words that are not key=value. */
+ORVY_API size_t orvy_cmdGetPosOptSize(void *Ctxt);
+/** The word of an index, which must be below the number of words. */
+ORVY_API const char *orvy_cmdGetPosOpt(void *Ctxt, size_t Index);
+
+/** The value of a global variable, until it is changed; null if there is none. */
+ORVY_API const char *orvy_cmdGetVariable(const char *Name);
+/** Sets a global variable. 0, or -1 if an argument is null or the name is not a letter followed by
+ * letters, digits and underscores. */
+ORVY_API int orvy_cmdSetVariable(const char *Name, const char *Value);
+
+ORVY_END_C
+
+#ifdef __cplusplus
+
+#include <functional>
+#include <initializer_list>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvy::objsys {
+class Class;
+}
+
+namespace orvy::cl {
+
+class Command;
+class Interpreter;
+
+enum OptionKind : uint32_t {
+  OK_String = ovOK_String,
+  OK_Path = ovOK_Path,
+  OK_Object = ovOK_Object,
+  OK_Int = ovOK_Int,
+  OK_Double = ovOK_Double,
+  OK_Prop = ovOK_Prop,
+  OK_Iface = ovOK_Iface,
+  OK_Reg = ovOK_Reg,
+  OK_Unchecked = ovOK_Unchecked,
+  OK_Class = ovOK_Class
+};
+
+/// A declared option with the text it was given last.
+struct ORVY_API Option {
+  /// Default is the name of a variable. Self marks the option that takes the object in front of
+  /// object.command.
+  Option(std::string Name, OptionKind Kind, bool Required, std::string Help = {},
+         std::string Default = {}, bool Self = false);
+
+  /// Keeps the text, valid or not, and notes whether it is valid.
+  void setVal(const std::string &Text);
+  /// The text as a value, looked up anew: an int or long, signed or not, a double, a void * of an
+  /// object, a const char *, an orvy_IfaceRef, orvy_Propref, orvy_PropName or objsys::Class *. A
+  /// type that does not fit the kind is an internal error.
+  template <typename T> T getValue() const;
+
+  /// Elements of the property; -1 without it.
+  int getArrayLength() const;
+  /// What stands behind the first '.', and the object in front of it.
+  std::string getPropName() const;
+  void *getPropObject() const;
+  /// What stands behind the first ':', and the object in front of it.
+  std::string getIfaceName() const;
+  void *getIfaceObject() const;
+
+  /// Writes the line of the option in the command's help.
+  void help() const;
+  /// The name of the kind in the generated documentation.
+  const char *getDocumentedKind() const;
+
+  OptionKind Kind;
+  std::string Name;
+  std::string Value;
+  bool Required;
+  bool Valid = false;
+  std::string Default;
+  std::string Help;
+  bool Self;
+};
+
+template <> ORVY_API int Option::getValue<int>() const;
+template <> ORVY_API unsigned int Option::getValue<unsigned int>() const;
+template <> ORVY_API long Option::getValue<long>() const;
+template <> ORVY_API unsigned long Option::getValue<unsigned long>() const;
+template <> ORVY_API double Option::getValue<double>() const;
+template <> ORVY_API void *Option::getValue<void *>() const;
+template <> ORVY_API const char *Option::getValue<const char *>() const;
+template <> ORVY_API orvy_IfaceRef Option::getValue<orvy_IfaceRef>() const;
+template <> ORVY_API orvy_Propref Option::getValue<orvy_Propref>() const;
+template <> ORVY_API orvy_PropName Option::getValue<orvy_PropName>() const;
+template <> ORVY_API objsys::Class *Option::getValue<objsys::Class *>() const;
+
+/// Names and options of a command.
+class ORVY_API CommandBase {
+public:
+  CommandBase(const CommandBase &) = delete;
+  CommandBase &operator=(const CommandBase &) = delete;
+
+  virtual int run(Interpreter *Interp) = 0;
+  virtual ~CommandBase();
+
+  const std::string &getName() const { return Name; }
+  const std::vector<std::string> &getAliases() const { return Aliases; }
+  /// In the order of their declaration.
+  const std::vector<Option> &getOptions() const { return Options; }
+
+protected:
+  CommandBase(std::string Name, std::vector<std::string> Aliases, std::vector<Option> Options);
+
+  std::string Name;
+  std::vector<std::string> Aliases;
+  std::vector<Option> Options;
+};
+
+/// A command of the command language. For each use: parseOptions, run if that gave 0, and
+/// clearOptions in any case. A command must outlive every look-up, as the registry does not own it.
+class ORVY_API Command : public CommandBase {
+public:
+  /// Does the work; 0 for success.
+  using Handler = std::function<int(Command &, Interpreter *)>;
+
+  /// Both enter the name and the aliases in the registry.
+  Command(const char *Name, std::initializer_list<Option> Options, Handler Func, const char *Help,
+          std::initializer_list<std::string> Aliases = {},
+          std::initializer_list<OptionKind> PositionalKinds = {});
+  Command(const char *Name, Handler Func, const char *Help,
+          std::initializer_list<std::string> Aliases = {},
+          std::initializer_list<OptionKind> PositionalKinds = {});
+
+  int run(Interpreter *Interp) override;
+  ~Command() override;
+
+  /// The option of a name. An undeclared one is an internal error.
+  Option &getOption(const char *OptName);
+  /// Matches words against the options; word 0 is the command. Self is the object in front of
+  /// object.command, null if there is none. Not 0, with a message on the error stream, if a key is
+  /// unknown, a text does not expand, or a required option is missing or not valid.
+  int parseOptions(const std::vector<std::string> &Words, const std::string *Self);
+  /// As above, except that '#' is an ordinary character.
+  int parseOptions(int argc, const char **argv, const char *Self);
+  /// Forgets what was parsed, except for the texts of the options.
+  void clearOptions();
+
+  /// The words that are not key=value, in order.
+  const std::vector<std::string> &getPositionals() const { return Positionals; }
+  const std::vector<OptionKind> &getPositionalKinds() const { return PositionalKinds; }
+  const std::string &getHelp() const { return Help; }
+  /// Adds an option behind the others.
+  void addOption(Option Added);
+  /// Writes the help to the standard stream.
+  void help() const;
+
+  /// The command of a name or an alias; null if there is none.
+  static Command *findCommand(std::string_view Name);
+
+private:
+  enum class WordResult { Taken, EndsWords, Fails };
+
+  Option *findOption(std::string_view OptName);
+  WordResult takeWord(std::string_view Word, bool HasComments);
+  WordResult takePositional(std::string_view Word, bool HasComments);
+  WordResult takeValue(std::string_view Key, std::string_view Text);
+  int finishParsing(const char *Self);
+  int applySelf(const char *Self);
+  int checkRequired();
+
+  Handler Func;
+  std::vector<std::string> Positionals;
+  std::string Help;
+  std::vector<OptionKind> PositionalKinds;
+  std::string SelfName; // of the first option that takes the object, empty if none does
+};
+
+/// A command made through the flat interface.
+class ORVY_API PlainCCommand final : public Command {
+public:
+  PlainCCommand(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data);
+  ~PlainCCommand() override;
+  int run(Interpreter *Interp) override;
+  void *getData() const { return Data; }
+
+private:
+  orvy_CmdFunc Func;
+  void *Data;
+};
+
+/// Knows all commands under all their names.
+class ORVY_API CommandRegistry {
+public:
+  using CommandMap = std::map<std::string, Command *, std::less<>>;
+
+  /// Enters a command under a name; any thread. Whether the name was free, if not with a message on
+  /// the error stream.
+  bool registerCommand(const char *Name, Command *Cmd);
+  Command *findCommand(std::string_view Name) const;
+  /// Names and aliases in byte order.
+  const CommandMap &getCommands() const { return Commands; }
+
+private:
+  std::mutex Mutex;
+  CommandMap Commands;
+};
+
+/// The one registry; it outlives all other singletons of the library.
+ORVY_API CommandRegistry &getGlobalCmdRegistry();
+
+/// Writes all names to the standard stream.
+ORVY_API void PrintCommandList();
+/// Writes the documentation of all commands, as AsciiDoc, to the standard stream.
+ORVY_API void PrintCommandHelpAdoc();
+
+/// A global variable. It belongs to the map of all variables, hence is made with new only.
+class ORVY_API Var {
+public:
+  using VariableMap = std::map<std::string, Var *, std::less<>>;
+
+  /// Takes the place of a variable of that name, which is destroyed.
+  Var(std::string Name, std::string Value);
+  Var(const Var &) = delete;
+  Var &operator=(const Var &) = delete;
+
+  const std::string &getName() const { return Name; }
+  const std::string &getValue() const { return Value; }
+  /// Writes the help text, if there is one, to the standard stream.
+  void help() const;
+
+  static Var *findVariable(std::string_view Name);
+  static void setVariable(std::string_view Name, std::string_view Value);
+  /// Destroys the variable. Whether there was one.
+  static bool deleteVariable(std::string_view Name);
+  /// Takes over every variable of the environment that is not empty.
+  static void initFromEnv();
+  /// Takes over one variable of the environment. Whether it is there and not empty.
+  static bool initFromEnv(const char *Name);
+
+  /// All variables in byte order; null before the first one.
+  static VariableMap *Variables;
+
+private:
+  ~Var() = default;
+
+  std::string Name;
+  std::string Value;
+  std::string Help;
+};
+
+/// Rewrites an argument in place: \# \$ \\ \{ \} are the character, \n and \t a line feed and a
+/// tab, and ${NAME} or $NAME, up to a blank or a slash, the value of a variable. False, with a
+/// message on the error stream, at an unknown variable or a brace that is not closed; the text is
+/// then rewritten up to there.
+ORVY_API bool escapeAndExpand(std::string &Text);
+
+} // namespace orvy::cl
+
+#endif
+
+#endif

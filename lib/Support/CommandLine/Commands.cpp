@@ -1,0 +1,288 @@
+#include "orvy/Support/Commands.h"
+
+#include "Characters.h"
+#include "InternalError.h"
+#include "orvy/Support/OutStream.h"
+
+#include <algorithm>
+#include <utility>
+
+using namespace orvy;
+using namespace orvy::cl;
+
+CommandBase::CommandBase(std::string Name, std::vector<std::string> Aliases,
+                         std::vector<Option> Options)
+    : Name(std::move(Name)), Aliases(std::move(Aliases)), Options(std::move(Options)) {}
+
+CommandBase::~CommandBase() = default;
+
+Command::Command(const char *Name, std::initializer_list<Option> Options, Handler Func,
+                 const char *Help, std::initializer_list<std::string> Aliases,
+                 std::initializer_list<OptionKind> PositionalKinds)
+    : CommandBase(Name, Aliases, Options), Func(std::move(Func)), Help(Help),
+      PositionalKinds(PositionalKinds) {
+  const auto Self =
+      std::find_if(Options.begin(), Options.end(), [](auto &Opt) { return Opt.Self; });
+  if (Self != Options.end())
+    SelfName = Self->Name;
+  CommandRegistry &Registry = getGlobalCmdRegistry();
+  Registry.registerCommand(Name, this);
+  for (const std::string &Alias : Aliases)
+    Registry.registerCommand(Alias.c_str(), this);
+}
+
+Command::Command(const char *Name, Handler Func, const char *Help,
+                 std::initializer_list<std::string> Aliases,
+                 std::initializer_list<OptionKind> PositionalKinds)
+    : Command(Name, std::initializer_list<Option>{}, std::move(Func), Help, Aliases,
+              PositionalKinds) {}
+
+Command::~Command() = default;
+
+int Command::run(Interpreter *Interp) {
+  return Func(*this, Interp);
+}
+
+Command *Command::findCommand(std::string_view Name) {
+  return getGlobalCmdRegistry().findCommand(Name);
+}
+
+// Options.
+
+void Command::addOption(Option Added) {
+  if (Added.Self && SelfName.empty())
+    SelfName = Added.Name;
+  Options.push_back(std::move(Added));
+}
+
+Option *Command::findOption(std::string_view OptName) {
+  const auto Found = std::find_if(Options.begin(), Options.end(),
+                                  [&](const Option &Opt) { return Opt.Name == OptName; });
+  return Found == Options.end() ? nullptr : &*Found;
+}
+
+Option &Command::getOption(const char *OptName) {
+  Option *Found = OptName ? findOption(OptName) : nullptr;
+  if (!Found)
+    ORVY_INTERNAL_ERROR("an option that the command does not declare");
+  return *Found;
+}
+
+void Command::clearOptions() {
+  for (Option &Opt : Options)
+    Opt.Valid = false;
+  Positionals.clear();
+}
+
+// Parsing.
+
+int Command::parseOptions(const std::vector<std::string> &Words, const std::string *Self) {
+  for (size_t Index = 1; Index < Words.size(); ++Index) {
+    const WordResult Result = takeWord(Words[Index], true);
+    if (Result == WordResult::Fails)
+      return -1;
+    if (Result == WordResult::EndsWords)
+      break;
+  }
+  return finishParsing(Self ? Self->c_str() : nullptr);
+}
+
+int Command::parseOptions(int argc, const char **argv, const char *Self) {
+  for (int Index = 1; Index < argc; ++Index) {
+    const WordResult Result = takeWord(argv[Index], false);
+    if (Result == WordResult::Fails)
+      return -1;
+    if (Result == WordResult::EndsWords)
+      break;
+  }
+  return finishParsing(Self);
+}
+
+Command::WordResult Command::takeWord(std::string_view Word, bool HasComments) {
+  if (Word.empty())
+    return WordResult::Taken;
+  size_t End = 1;
+  while (End < Word.size() && isLetterOrDigit(Word[End]))
+    ++End;
+  if (End == Word.size() || Word[End] != '=')
+    return takePositional(Word, HasComments);
+  const std::string_view Key = Word.substr(0, End);
+  if (isLetter(Key[0]))
+    return takeValue(Key, Word.substr(End + 1));
+  if (!HasComments)
+    errs() << "invalid key '" << Key << "'\n";
+  return WordResult::EndsWords;
+}
+
+Command::WordResult Command::takePositional(std::string_view Word, bool HasComments) {
+  const size_t Hash = HasComments ? Word.find('#') : Word.npos;
+  if (Hash == 0)
+    return WordResult::EndsWords;
+  const bool HasComment = Hash != Word.npos && Word[Hash - 1] != '\\';
+  // A reference that cannot be expanded stays as it is.
+  escapeAndExpand(Positionals.emplace_back(HasComment ? Word.substr(0, Hash) : Word));
+  return HasComment ? WordResult::EndsWords : WordResult::Taken;
+}
+
+Command::WordResult Command::takeValue(std::string_view Key, std::string_view Text) {
+  std::string Value(Text);
+  if (!escapeAndExpand(Value))
+    return WordResult::Fails;
+  Option *Opt = findOption(Key);
+  if (!Opt) {
+    errs() << "cannot find option with key '" << Key << "'\n";
+    return WordResult::Fails;
+  }
+  Opt->setVal(Value);
+  return WordResult::Taken;
+}
+
+int Command::finishParsing(const char *Self) {
+  const int Result = Self ? applySelf(Self) : 0;
+  return Result ? Result : checkRequired();
+}
+
+int Command::applySelf(const char *Self) {
+  Option *Opt = SelfName.empty() ? nullptr : findOption(SelfName);
+  if (!Opt)
+    return 0;
+  if (Opt->Valid) {
+    errs() << "cannot use self argument when explicitly setting it\n";
+    return 1;
+  }
+  Opt->setVal(Self);
+  return 0;
+}
+
+int Command::checkRequired() {
+  for (Option &Opt : Options) {
+    if (!Opt.Required || Opt.Valid)
+      continue;
+    if (const Var *Default = Var::findVariable(Opt.Default))
+      Opt.setVal(Default->getValue());
+    if (Opt.Valid)
+      continue;
+    errs() << "required option '" << Opt.Name << "' is not valid (= '" << Opt.Value << "')\n";
+    return -1;
+  }
+  return 0;
+}
+
+void Command::help() const {
+  outs().changeStyle(OutStream::Bold) << "Command";
+  outs().changeStyle(OutStream::Normal) << " '";
+  outs().changeColor(OutStream::Red, false) << Name;
+  outs().changeStyle(OutStream::Normal) << "'\n";
+  if (!Help.empty())
+    outs() << "\t" << Help << "\n";
+  outs().changeStyle(OutStream::Bold) << "Options:";
+  outs().changeStyle(OutStream::Normal) << "\n";
+  if (Options.empty())
+    outs() << "\tNONE\n";
+  for (const Option &Opt : Options)
+    Opt.help();
+  outs() << "\033[1mAliases:\033[0m\n\t" << Name << "\n";
+  for (const std::string &Alias : Aliases)
+    outs() << "\t" << Alias << "\n";
+}
+
+// The flat interface.
+
+namespace {
+
+struct CommandContext {
+  PlainCCommand *Cmd;
+  Interpreter *Interp;
+};
+
+CommandContext &context(void *Ctxt) {
+  ORVY_REQUIRE(Ctxt);
+  return *static_cast<CommandContext *>(Ctxt);
+}
+
+Option &optionOf(void *Ctxt, const char *OptName) {
+  return context(Ctxt).Cmd->getOption(OptName);
+}
+
+bool isReserved(std::string_view Name) {
+  return Name == "if" || Name == "else" || Name == "while" || Name == "for";
+}
+
+std::string_view trim(std::string_view Text) {
+  constexpr const char *Blanks = " \n\t\r";
+  const size_t First = Text.find_first_not_of(Blanks);
+  return First == Text.npos ? std::string_view()
+                            : Text.substr(First, Text.find_last_not_of(Blanks) + 1 - First);
+}
+
+// Never destroyed, so that nobody meets a dead command at exit.
+void keepForever(PlainCCommand *Cmd) {
+  static auto &Commands = *new std::vector<PlainCCommand *>;
+  Commands.push_back(Cmd);
+}
+
+} // namespace
+
+PlainCCommand::PlainCCommand(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data)
+    : Command(Name, Handler(), Help), Func(Func), Data(Data) {}
+
+PlainCCommand::~PlainCCommand() = default;
+
+int PlainCCommand::run(Interpreter *Interp) {
+  CommandContext Ctxt{this, Interp};
+  return Func(&Ctxt);
+}
+
+void *orvy_createCmd(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data) {
+  if (!Name || !Func || isReserved(trim(Name)))
+    return nullptr;
+  auto *Cmd = new PlainCCommand(std::string(trim(Name)).c_str(), Func, Help ? Help : "", Data);
+  keepForever(Cmd);
+  return Cmd;
+}
+
+void orvy_cmdAddOption(void *Cmd, const char *OptName, int Kind, int Required, const char *Doc,
+                       const char *Default) {
+  ORVY_REQUIRE(Cmd && OptName);
+  static_cast<PlainCCommand *>(Cmd)->addOption(Option(OptName, static_cast<OptionKind>(Kind),
+                                                      Required != 0, Doc ? Doc : "",
+                                                      Default ? Default : ""));
+}
+
+void *orvy_cmdGetData(void *Ctxt) {
+  return context(Ctxt).Cmd->getData();
+}
+
+void *orvy_cmdGetInterpreter(void *Ctxt) {
+  return context(Ctxt).Interp;
+}
+
+int64_t orvy_cmdGetOptionAsInteger(void *Ctxt, const char *OptName) {
+  return optionOf(Ctxt, OptName).getValue<long>();
+}
+
+void *orvy_cmdGetOptionAsObject(void *Ctxt, const char *OptName) {
+  return optionOf(Ctxt, OptName).getValue<void *>();
+}
+
+const char *orvy_cmdGetOptionAsString(void *Ctxt, const char *OptName) {
+  return optionOf(Ctxt, OptName).getValue<const char *>();
+}
+
+double orvy_cmdGetOptionAsReal(void *Ctxt, const char *OptName) {
+  return optionOf(Ctxt, OptName).getValue<double>();
+}
+
+int orvy_cmdOptionIsValid(void *Ctxt, const char *OptName) {
+  return optionOf(Ctxt, OptName).Valid;
+}
+
+size_t orvy_cmdGetPosOptSize(void *Ctxt) {
+  return context(Ctxt).Cmd->getPositionals().size();
+}
+
+const char *orvy_cmdGetPosOpt(void *Ctxt, size_t Index) {
+  const std::vector<std::string> &Words = context(Ctxt).Cmd->getPositionals();
+  ORVY_REQUIRE(Index < Words.size());
+  return Words[Index].c_str();
+}
