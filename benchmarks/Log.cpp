@@ -5,6 +5,8 @@
 #include "orvy/Support/Orvy.h"
 
 #include <cstdio>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -33,6 +35,23 @@ void filtered(benchmark::State &State) {
   uint32_t Value = 0;
   for (auto _ : State)
     orvy_logInfo(W.Cpu, "wrote %u to 0x%.8x", ++Value, 0x80000100);
+}
+
+/// Passes the engine and ends at the object's own threshold, with a hundred other objects about.
+void filteredByObject(benchmark::State &State) {
+  World W;
+  std::vector<void *> Others;
+  for (int Index = 0; Index < 100; ++Index)
+    Others.push_back(
+        orvy_createObject("Ram", ("benchRam" + std::to_string(Index)).c_str(), nullptr));
+  orvy_logSetLevel(ovLOG_Debug);
+  orvy_objectSetLogLevel(W.Cpu, 0, ovLOG_Error);
+  uint32_t Value = 0;
+  for (auto _ : State)
+    orvy_logInfo(W.Cpu, "wrote %u to 0x%.8x", ++Value, 0x80000100);
+  orvy_logSetLevel(ovLOG_Error);
+  for (void *Other : Others)
+    orvy_disposeObject(Other);
 }
 
 void printPlain(benchmark::State &State) {
@@ -66,6 +85,8 @@ void callPlain(benchmark::State &State) {
 const int Rows[] = {
     bench::compare("log line", bench::below(500), line, printPlain),
     bench::compare("log line that is filtered out", bench::below(10), filtered, callPlain),
+    bench::compare("log line that its object filters out", bench::below(10), filteredByObject,
+                   callPlain),
 };
 
 } // namespace

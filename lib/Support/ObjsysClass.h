@@ -13,12 +13,15 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace orvy::objsys {
 
 template <typename T> using NameMap = std::map<std::string, T, std::less<>>;
 template <typename T> using AddressMap = std::map<void *, T, std::less<>>;
+/// By object; nothing lists objects in the order of their addresses, and every access looks one up.
+template <typename T> using ObjectMap = std::unordered_map<const void *, T>;
 
 /// What the objects of a class are.
 enum ClassQualifier : unsigned {
@@ -171,8 +174,8 @@ public:
 
   NameMap<std::unique_ptr<Class>> Classes;
   NameMap<void *> Objects;
-  AddressMap<std::string> ObjectNames;
-  AddressMap<Class *> ObjectClasses;
+  ObjectMap<std::string> ObjectNames;
+  ObjectMap<Class *> ObjectClasses;
   NameMap<std::unique_ptr<IfaceType>> IfaceTypes;
   std::vector<void *> Processors; ///< in creation order
   std::vector<void *> Components; ///< in creation order
