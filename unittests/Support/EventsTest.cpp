@@ -538,6 +538,26 @@ TEST_F(Holders, KnowTheFrequencyOfTheirQueue) {
   EXPECT_DEATH(orvy_eventQueueGetFreq(Plain), "");
 }
 
+TEST_F(Holders, ListWhatIsPublishedWithItsState) {
+  int64_t Idle = orvy_eventPublish("idle", Plain, fire);
+  int64_t Busy = orvy_eventPublish("busy", Plain, fire);
+  orvy_eventSetPeriodCycles(Busy, 25);
+  orvy_eventSetRealTime(Busy);
+  orvy_eventPostCycles(Cpu, Busy, 40, ovSE_Cpu);
+  testing::internal::CaptureStdout();
+  orvy::event::printEvents();
+  orvy::outs().flush();
+  std::string Text = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(Text.rfind("List of Registered Events and Sources\n"
+                       "-------------------------------------\n",
+                       0),
+            0u);
+  EXPECT_THAT(Text, HasSubstr("busy : plain : " + std::to_string(Busy) +
+                              " : scheduled( 40 ticks) real-time cyclic(25 ticks)\n"));
+  EXPECT_THAT(Text, HasSubstr("idle : plain : " + std::to_string(Idle) + " :\n"));
+  EXPECT_LT(Text.find("busy"), Text.find("idle"));
+}
+
 TEST_F(Holders, LoseTheEventsOfAnObjectThatGoesAway) {
   int64_t Own = orvy_eventPublish("own", Plain, fire);
   int64_t Twice = orvy_eventPublish("own", Plain, fire);
