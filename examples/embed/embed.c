@@ -2,9 +2,9 @@
  *
  * usage: embed [options] IMAGE.elf
  *
- * Builds the board (processor, RAM, UART, timers, interrupt controller), loads the image, runs it until it
- * halts or ten seconds of its time have passed, and tells what it took. Exit status: 0 when the program
- * halted with result 0, 1 for a usage error, 2 for any other end. */
+ * Builds the board (processor, RAM, UART, timers, interrupt controller), loads the image, runs it
+ * until it halts or ten seconds of its time have passed, and tells what it took. Exit status: 0
+ * when the program halted with result 0, 1 for a usage error, 2 for any other end. */
 
 #include "orvy/Support/Orvy.h"
 
@@ -14,7 +14,7 @@
 
 #define CPU_FREQ 50000000u /* Hz */
 #define RAM_SIZE 0x400000u
-#define QUANTUM 100000u              /* ns */
+#define QUANTUM 100000u               /* ns */
 #define LIMIT (10ull * 1000000000ull) /* ns */
 #define REG_O0 8u
 
@@ -24,7 +24,10 @@ static void fail(const char *What) {
 }
 
 static void *create(const char *Class, const char *Name, const char *Key, uint64_t Value) {
-  orvy_CreateArg Args[] = {{Key, {.Typ = ovTY_U64, .u64 = Value}}, {NULL, {.Typ = ovTY_Invalid}}};
+  orvy_CreateArg Args[] = {
+      {Key,  {.Typ = ovTY_U64, .u64 = Value}},
+      {NULL, {.Typ = ovTY_Invalid}          }
+  };
   void *Obj = orvy_createObject(Class, Name, Key ? Args : NULL);
   if (!Obj)
     fail("an object could not be created");
@@ -103,7 +106,7 @@ int main(int argc, char **argv) {
   uint64_t Steps = orvy_asUnsigned(orvy_getValue(Cpu, "steps", -1));
   uint64_t Result = orvy_cpuGetReg(Cpu, REG_O0);
   printf("[%s after %.6f s of its time: %llu instructions in %.3f s, %.0f MIPS]\n",
-         Reason == ovCER_Halt ? "halted" : "stopped", orvy_getSecs(Cpu), (unsigned long long)Steps, Wall,
-         Wall > 0 ? (double)Steps / Wall / 1e6 : 0.0);
+         Reason == ovCER_Halt ? "halted" : "stopped", orvy_getSecs(Cpu), (unsigned long long)Steps,
+         Wall, Wall > 0 ? (double)Steps / Wall / 1e6 : 0.0);
   return Reason == ovCER_Halt && Result == 0 ? 0 : 2;
 }

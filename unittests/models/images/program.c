@@ -1,4 +1,5 @@
-// A program without a host: text, constants, values of every width, and memory that starts as zeros.
+// A program without a host: text, constants, values of every width, and memory that starts as
+// zeros.
 
 static const unsigned Word = 0x12345678;
 static const unsigned short Halves[] = {0x1122, 0x3344, 0x5566};
@@ -10,5 +11,6 @@ static volatile unsigned Cleared[16];
 
 void start(void) {
   for (unsigned Index = 0;; Index = (Index + 1) % 3)
-    Cleared[Index] += *Pointer + Halves[Index] + (unsigned)Long + (unsigned)Text[Index] + (Real < 0);
+    Cleared[Index] +=
+        *Pointer + Halves[Index] + (unsigned)Long + (unsigned)Text[Index] + (Real < 0);
 }
