@@ -87,7 +87,11 @@ void GpTimer::start(Timer &T) {
   }
   T.StartTick = tick();
   int64_t Ticks = T.StartTick + T.Counter + 1 - TickBase;
-  int64_t At = ScalerBase + Ticks * (int64_t{ScalerReload} + 1);
+  int64_t At = 0;
+  // The longest periods end behind the end of time.
+  if (__builtin_mul_overflow(Ticks, int64_t{ScalerReload} + 1, &At) ||
+      __builtin_add_overflow(At, ScalerBase, &At))
+    At = INT64_MAX;
   orvy_eventPostCycles(Super.TimeSource, T.Event, At - now(), ovSE_Cpu);
 }
 

@@ -23,6 +23,7 @@ namespace devices {
 namespace {
 
 constexpr unsigned MaxCpus = 4;
+constexpr uint32_t LastLevel = 15;
 constexpr uint32_t Levels = 0xFFFE; // 1 to 15
 
 struct IrqCtrl {
@@ -87,13 +88,17 @@ void IrqCtrl::writeRegister(uint64_t Offset, uint32_t Value) {
 }
 
 void IrqCtrl::raise(uint32_t Irq) {
-  Pending |= (1u << (Irq & 31)) & Levels;
+  if (Irq > LastLevel)
+    return;
+  Pending |= (1u << Irq) & Levels;
   driveAll();
 }
 
 /// A forced level is taken back before a pending one: the other stays for another interrupt.
 void IrqCtrl::acknowledge(unsigned Cpu, uint32_t Irq) {
-  uint32_t Bit = 1u << (Irq & 31);
+  if (Irq > LastLevel)
+    return;
+  uint32_t Bit = 1u << Irq;
   if (Force[Cpu] & Bit)
     Force[Cpu] &= ~Bit;
   else

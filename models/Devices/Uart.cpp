@@ -19,6 +19,7 @@
 
 #include "orvy/Support/OutStream.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
@@ -31,6 +32,8 @@ namespace devices {
 namespace {
 
 constexpr uint8_t DefaultIrq = 3;
+/// A configured time beyond this one counts as this one.
+constexpr uint64_t LongestByte = uint64_t{1} << 62;
 /// The output kept for the property; at the limit the older half goes.
 constexpr size_t KeptOutput = 1 << 20;
 
@@ -121,8 +124,8 @@ void Uart::send(uint8_t Byte) {
   } else if (!IsShifting) {
     Shift = Byte;
     IsShifting = 1;
-    orvy_eventPostCycles(Super.TimeSource, SentEvent, static_cast<int64_t>(CyclesPerByte),
-                         ovSE_Cpu);
+    auto Cycles = static_cast<int64_t>(std::min<uint64_t>(CyclesPerByte, LongestByte));
+    orvy_eventPostCycles(Super.TimeSource, SentEvent, Cycles, ovSE_Cpu);
     interrupt(TxIrq);
   } else if (!IsHolding) {
     Holding = Byte;

@@ -90,9 +90,12 @@ template <bool IsWrite> void transact(void *Obj, orvy_MemTransaction *Mt, Access
     Mt->Flags |= ovMF_Failed;
     return;
   }
-  if (__builtin_expect(!S.Attrs.empty(), 0) && !applyAttributes(S, *Mt, IsWrite)) {
-    Mt->Flags |= ovMF_Failed;
-    return;
+  if (__builtin_expect(!S.Attrs.empty(), 0)) {
+    // Who is told of the access may have disposed the device.
+    if (!applyAttributes(S, *Mt, IsWrite) || !(R = S.Map.find(Mt->Pa))) {
+      Mt->Flags |= ovMF_Failed;
+      return;
+    }
   }
   Mt->Page = nullptr;
   uint64_t Base = R->Base;
