@@ -138,11 +138,11 @@ std::string synthetic(uint32_t W, Insn Id) {
     return "ret";
   case 0x81C3E008:
     return "retl";
-  case 0x81E80000:
-    return "restore";
   default:
     break;
   }
+  if (Id == Insn::Restore && rdOf(W) == 0 && rs1Of(W) == 0 && !immOf(W) && rs2Of(W) == 0)
+    return "restore";
   if (Id == Insn::Or && rs1Of(W) == 0)
     return "mov " + operand(W) + ", " + reg(rdOf(W));
   if (Id == Insn::Subcc && rdOf(W) == 0)

@@ -2,6 +2,7 @@
 
 #include "Testing/LogCapture.h"
 #include "Testing/ScriptedCpu.h"
+#include "Testing/Seed.h"
 
 #include "orvy/Support/Orvy.h"
 #include "orvy/Support/OutStream.h"
@@ -122,10 +123,7 @@ TEST_F(EventQueue, FiresInOrderOfTimeWhatIsDue) {
 }
 
 TEST_F(EventQueue, KeepsTheArrangementOfThePlainHeapForEqualTimes) {
-  const char *Given = std::getenv("ORVY_TEST_SEED");
-  unsigned Seed = Given ? static_cast<unsigned>(std::atoi(Given)) : std::random_device()();
-  SCOPED_TRACE("ORVY_TEST_SEED=" + std::to_string(Seed));
-  std::mt19937 Random(Seed);
+  std::mt19937 Random(testSeed());
   PlainHeap Plain;
   std::vector<int64_t> Ids;
   for (int I = 0; I < 200; ++I)

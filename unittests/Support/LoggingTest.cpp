@@ -2,6 +2,7 @@
 
 #include "LoggingEngine.h"
 #include "Testing/LogCapture.h"
+#include "Testing/Seed.h"
 #include "Testing/TempDir.h"
 #include "orvy/Support/Diagnostics.h"
 #include "orvy/Support/Orvy.h"
@@ -242,10 +243,7 @@ TEST(LogSeconds, AreWhatPrintfWrites) {
                       double(INFINITY), 9007199254740993.0, 8796093022207.9990234375})
     EXPECT_EQ(formatSeconds(Secs, Buffer), expected(Secs));
 
-  const char *Given = std::getenv("ORVY_TEST_SEED");
-  const uint64_t Seed = Given ? strtoull(Given, nullptr, 0) : std::random_device()();
-  SCOPED_TRACE("ORVY_TEST_SEED=" + std::to_string(Seed));
-  std::mt19937_64 Random(Seed);
+  std::mt19937_64 Random(testSeed());
   for (int Count = 0; Count < 100000; ++Count) {
     const double Secs =
         std::ldexp(static_cast<double>(Random()), -static_cast<int>(Random() % 130));

@@ -5,6 +5,7 @@
 
 #include "Testing/LogCapture.h"
 #include "Testing/RecordingMemory.h"
+#include "Testing/Seed.h"
 #include "Testing/TempDir.h"
 
 #include "orvy/Support/Loader.h"
@@ -12,9 +13,7 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
-#include <cstdlib>
 #include <fstream>
-#include <iostream>
 #include <random>
 #include <string>
 #include <string_view>
@@ -64,14 +63,8 @@ protected:
     return Files.file(Name, Bytes);
   }
 
-  /// A generator for inputs by chance, from ORVY_TEST_SEED if that is set.
-  static std::mt19937 chance() {
-    const char *Given = std::getenv("ORVY_TEST_SEED");
-    auto Seed =
-        Given ? static_cast<unsigned>(std::strtoul(Given, nullptr, 0)) : std::random_device()();
-    std::cout << "ORVY_TEST_SEED=" << Seed << std::endl;
-    return std::mt19937(Seed);
-  }
+  /// A generator for inputs by chance.
+  static std::mt19937 chance() { return std::mt19937(testSeed()); }
 
   TempDir Files;
   LogCapture Log;

@@ -1,6 +1,7 @@
 #include "models/Board.h"
 
 #include "Testing/LogCapture.h"
+#include "Testing/Seed.h"
 
 #include <gmock/gmock.h>
 
@@ -156,11 +157,7 @@ TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
 }
 
 TEST_F(MemoryModels, RouteLikeATableOfRanges) {
-  unsigned Seed = std::random_device()();
-  if (const char *Given = std::getenv("ORVY_TEST_SEED"))
-    Seed = static_cast<unsigned>(std::atoi(Given));
-  SCOPED_TRACE("ORVY_TEST_SEED=" + std::to_string(Seed));
-  std::mt19937_64 Random(Seed);
+  std::mt19937_64 Random(testSeed());
   struct Range {
     uint64_t Base, Len;
     uint32_t Mark;

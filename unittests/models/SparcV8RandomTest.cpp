@@ -2,9 +2,8 @@
 // stepping it.
 
 #include "SparcV8Fixture.h"
+#include "Testing/Seed.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <random>
 
 namespace sparc_tests {
@@ -107,9 +106,7 @@ private:
 } // namespace
 
 TEST_F(SparcV8, RunsAndStepsRandomCodeToTheSameState) {
-  const char *Given = std::getenv("ORVY_TEST_SEED");
-  unsigned Seed = Given ? unsigned(std::strtoul(Given, nullptr, 0)) : std::random_device()();
-  std::printf("ORVY_TEST_SEED=%u\n", Seed);
+  const uint32_t Seed = testSeed();
   Machine Runs("runs", Seed), Steps("steps", Seed);
   uint64_t Halts = 0;
   for (uint32_t Round = 1; Round <= 3000; ++Round) {

@@ -2,6 +2,7 @@
 // there and back, and the same against the system's cross assembler where there is one.
 
 #include "SparcV8Fixture.h"
+#include "Testing/Seed.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -218,13 +219,6 @@ const Row WholeSet[] = {
     {0x83BFC000, "cpop2 0x0, %c31, %c0, %c1" },
 };
 
-unsigned seed() {
-  const char *Given = std::getenv("ORVY_TEST_SEED");
-  unsigned Seed = Given ? unsigned(std::strtoul(Given, nullptr, 0)) : std::random_device()();
-  std::printf("ORVY_TEST_SEED=%u\n", Seed);
-  return Seed;
-}
-
 /// Random words, half of them with the major opcodes 2 and 3.
 class RandomWords {
 public:
@@ -234,7 +228,7 @@ public:
   }
 
 private:
-  std::mt19937 Engine{seed()};
+  std::mt19937 Engine{testSeed()};
   unsigned Count = 0;
 };
 
@@ -301,6 +295,11 @@ TEST_F(SparcV8, RefusesWhatIsNoInstruction) {
   for (const char *Text : Cases)
     EXPECT_EQ(0u, orvy_assemble(Cpu, Text)) << Text;
   EXPECT_EQ(0u, table()->assemble(Cpu, nullptr));
+}
+
+TEST_F(SparcV8, ReadsFieldsAndNotTheBitsBetween) {
+  for (uint32_t Word : {0x81E80000, 0x81E80040, 0x81E803E0})
+    EXPECT_STREQ("restore", orvy_disassembleAuto(Cpu, Word)) << std::hex << Word;
 }
 
 TEST_F(SparcV8, HasNoTextForWordsThatAreNoInstruction) {
