@@ -5,6 +5,7 @@
 #include "LoggingEngine.h"
 #include "ObjsysClass.h"
 #include "PluginManager.h"
+#include "PythonInterpreter.h"
 #include "orvy/Support/Orvy.h"
 #include "orvy/Support/OutStream.h"
 
@@ -28,6 +29,7 @@ constinit Singleton Singletons[] = {
     {"ClassRegistry",     sizeof(orvy::objsys::ClassRegistry), false, nullptr},
     {"PluginManager",     sizeof(orvy::objsys::PluginManager), false, nullptr},
     {"LoggingEngine",     sizeof(orvy::LoggingEngine),         false, nullptr},
+    {"PythonInterpreter", sizeof(orvy::PythonInterpreter),     false, nullptr},
 };
 
 void noteAllocation(void *Address, size_t Size) {
@@ -88,5 +90,10 @@ int main() {
   build(Singletons[4], [] { orvy_logSetColour(0); });
   build(Singletons[2], [] { orvy_objectForName("x"); });
   build(Singletons[3], [] { orvy_pluginPathRemove("x"); });
+  build(Singletons[5], [] {
+    orvy_logSetLevel(ovLOG_Fatal); // there may be no Python, which is no matter here
+    orvy::scripting::run(orvy::scripting::SL_Python, "");
+    orvy_logSetLevel(ovLOG_Debug);
+  });
   return 0;
 }

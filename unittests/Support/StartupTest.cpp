@@ -132,7 +132,8 @@ std::string outputOf(const std::string &Program) {
   return Text;
 }
 
-constexpr const char *Deaths = "LoggingEngine dies\n"
+constexpr const char *Deaths = "PythonInterpreter dies\n"
+                               "LoggingEngine dies\n"
                                "PluginManager dies\n"
                                "ClassRegistry dies\n"
                                "CommandLineParser dies\n"

@@ -271,6 +271,8 @@ public:
   /// Enters a command under a name; any thread. Whether the name was free, if not with a message on
   /// the error stream.
   bool registerCommand(const char *Name, Command *Cmd);
+  /// Takes a command out under all names that lead to it; any thread.
+  void unregisterCommand(const Command *Cmd);
   Command *findCommand(std::string_view Name) const;
   /// Names and aliases in byte order.
   const CommandMap &getCommands() const { return Commands; }

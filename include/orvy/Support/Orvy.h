@@ -29,6 +29,7 @@
 #include "orvy/Support/Processor.h"
 #include "orvy/Support/Properties.h"
 #include "orvy/Support/Propval.h"
+#include "orvy/Support/Scripting.h"
 #include "orvy/Support/Simulator.h"
 #include "orvy/Support/Support.h"
 #include "orvy/Support/Targets.h"

@@ -21,6 +21,11 @@ bool CommandRegistry::registerCommand(const char *Name, Command *Cmd) {
   return false;
 }
 
+void CommandRegistry::unregisterCommand(const Command *Cmd) {
+  std::lock_guard<std::mutex> Guard(Mutex);
+  std::erase_if(Commands, [Cmd](const auto &Entry) { return Entry.second == Cmd; });
+}
+
 Command *CommandRegistry::findCommand(std::string_view Name) const {
   auto Found = Commands.find(Name);
   return Found == Commands.end() ? nullptr : Found->second;
