@@ -92,12 +92,25 @@ private:
   // that path only grow, so S ends where a walk from the top would have stopped; but as S comes
   // from the end of the array it mostly belongs near a leaf, and the walk down needs no comparison
   // with it.
-  void siftDown(size_t Index, Slot S) {
-    size_t Start = Index;
+  void siftDown(size_t Start, Slot S) {
+    size_t Index = Size < Large ? sinkHole<false>(Start) : sinkHole<true>(Start);
+    while (Index > Start && Slots[parent(Index)].Time >= S.Time) {
+      place(Index, Slots[parent(Index)]);
+      Index = parent(Index);
+    }
+    place(Index, S);
+  }
+
+  // In a heap beyond the near caches the slots and records of the next levels are fetched ahead:
+  // stores retire in order, so that one that misses would hold up all behind it.
+  template <bool Prefetch> size_t sinkHole(size_t Index) {
     size_t Child = 2 * Index + 1;
     while (Child + 1 < Size) {
-      prefetchBelow(Child);
+      if constexpr (Prefetch)
+        prefetchBelow(Child);
       Child += Slots[Child].Time > Slots[Child + 1].Time;
+      if constexpr (Prefetch)
+        __builtin_prefetch(&Slots[Child].Event->QueueIdx, 1);
       place(Index, Slots[Child]);
       Index = Child;
       Child = 2 * Index + 1;
@@ -106,11 +119,7 @@ private:
       place(Index, Slots[Child]);
       Index = Child;
     }
-    while (Index > Start && Slots[parent(Index)].Time >= S.Time) {
-      place(Index, Slots[parent(Index)]);
-      Index = parent(Index);
-    }
-    place(Index, S);
+    return Index;
   }
 
   // The grandchildren of a slot and of the one behind it, a cache line each.
@@ -118,6 +127,8 @@ private:
     __builtin_prefetch(&Slots[4 * Index + 3]);
     __builtin_prefetch(&Slots[4 * Index + 7]);
   }
+
+  static constexpr size_t Large = 2048; // slots and records no longer lie in the first caches
 
   void grow();
 
