@@ -1,0 +1,35 @@
+// The commands that move interrupt lines.
+
+#include "orvy/Support/Commands.h"
+#include "orvy/Support/OutStream.h"
+
+using namespace orvy;
+using namespace orvy::cl;
+
+// Both commands call the first function of whatever table they are given: its type is the user's
+// choice.
+static int callFirst(Command &Cmd, Interpreter *) {
+  using NumberFunc = void (*)(void *Obj, uint8_t Number);
+  const auto Ref = Cmd.getOption("iface").getValue<orvy_IfaceRef>();
+  const auto Number = static_cast<uint8_t>(Cmd.getOption("irq").getValue<unsigned long>());
+  const NumberFunc First = Ref.Obj ? *static_cast<const NumberFunc *>(Ref.Iface) : nullptr;
+  if (!First) {
+    errs() << "'" << Cmd.getOption("iface").Value << "' takes no interrupts\n";
+    return 1;
+  }
+  First(Ref.Obj, Number);
+  return 0;
+}
+
+static Command InterruptRaise("interrupt-raise",
+                              {
+                                  {"iface", OK_Iface, true},
+                                  {"irq",   OK_Int,   true}
+},
+                              callFirst, "Raise interrupt");
+static Command InterruptLower("interrupt-lower",
+                              {
+                                  {"iface", OK_Iface, true},
+                                  {"irq",   OK_Int,   true}
+},
+                              callFirst, "Lower interrupt");
