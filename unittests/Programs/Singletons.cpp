@@ -30,6 +30,7 @@ constinit Singleton Singletons[] = {
     {"PluginManager",     sizeof(orvy::objsys::PluginManager), false, nullptr},
     {"LoggingEngine",     sizeof(orvy::LoggingEngine),         false, nullptr},
     {"PythonInterpreter", sizeof(orvy::PythonInterpreter),     false, nullptr},
+    {"Interpreter",       sizeof(orvy::cl::Interpreter),       false, nullptr},
 };
 
 void noteAllocation(void *Address, size_t Size) {
@@ -87,6 +88,7 @@ void operator delete(void *Address, size_t) noexcept {
 
 int main() {
   // Built in an order that is not that of their death.
+  build(Singletons[6], [] { orvy::cl::getGlobalInterpreter(); });
   build(Singletons[4], [] { orvy_logSetColour(0); });
   build(Singletons[2], [] { orvy_objectForName("x"); });
   build(Singletons[3], [] { orvy_pluginPathRemove("x"); });

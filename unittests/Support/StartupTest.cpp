@@ -137,6 +137,7 @@ constexpr const char *Deaths = "PythonInterpreter dies\n"
                                "PluginManager dies\n"
                                "ClassRegistry dies\n"
                                "CommandLineParser dies\n"
+                               "Interpreter dies\n"
                                "CommandRegistry dies\n";
 
 TEST(ManagedSingletons, OfTheLibrarysObjectsDieInTheReverseOrderOfTheirSources) {

@@ -18,6 +18,7 @@
 #include "orvy/Support/Events.h"
 #include "orvy/Support/Export.h"
 #include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Interpreter.h"
 #include "orvy/Support/Interrupts.h"
 #include "orvy/Support/Loader.h"
 #include "orvy/Support/Logging.h"

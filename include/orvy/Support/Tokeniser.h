@@ -40,6 +40,8 @@ public:
 
   /// The words finished so far, in order.
   const std::vector<std::string> &getTokens() const { return Tokens; }
+  /// Hands the words over and keeps none.
+  std::vector<std::string> takeTokens();
   /// Characters that end a word in completion; they mean nothing here.
   const std::string &getSpecialChars() const { return SpecialChars; }
   /// Number of the line that is being read, from 1.

@@ -1,16 +1,22 @@
 #include "orvy/Support/Commands.h"
 
-#include "SearchPaths.h"
+#include "orvy/Support/Interpreter.h"
 #include "orvy/Support/ManagedStatic.h"
 #include "orvy/Support/OutStream.h"
 
 using namespace orvy;
 using namespace orvy::cl;
 
+// The interpreter dies ahead of the registry.
 static ManagedStatic<CommandRegistry> TheRegistry;
+static ManagedStatic<Interpreter> TheInterpreter;
 
 CommandRegistry &orvy::cl::getGlobalCmdRegistry() {
   return *TheRegistry;
+}
+
+Interpreter &orvy::cl::getGlobalInterpreter() {
+  return *TheInterpreter;
 }
 
 bool CommandRegistry::registerCommand(const char *Name, Command *Cmd) {
@@ -124,18 +130,18 @@ static int importEnvironment(Command &Cmd, Interpreter *) {
 
 static int appendPaths(Command &Cmd, Interpreter *) {
   for (const std::string &Path : Cmd.getPositionals())
-    appendSearchPath(Path);
+    getGlobalInterpreter().appendPath(Path.c_str());
   return 0;
 }
 
 static int prependPaths(Command &Cmd, Interpreter *) {
   for (const std::string &Path : Cmd.getPositionals())
-    prependSearchPath(Path);
+    getGlobalInterpreter().prependPath(Path.c_str());
   return 0;
 }
 
 static int listPaths(Command &, Interpreter *) {
-  for (const std::string &Path : getSearchPaths())
+  for (const std::string &Path : getGlobalInterpreter().getPaths())
     outs() << Path << "\n";
   return 0;
 }

@@ -28,6 +28,10 @@ void Tokeniser::reset() {
   StartLine = Line;
 }
 
+std::vector<std::string> Tokeniser::takeTokens() {
+  return std::exchange(Tokens, {});
+}
+
 // Keeps all characters from Next on that mean nothing in the present state.
 const char *Tokeniser::keepRun(const char *Next, const char *End) {
   const char *const Begin = Next;

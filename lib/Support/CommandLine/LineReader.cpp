@@ -1,0 +1,129 @@
+#include "orvy/Support/LineReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+using namespace orvy;
+using namespace orvy::cl;
+
+LineReader::~LineReader() = default;
+
+LineReader::Ending LineReader::getEnding() const {
+  return Ending::Command;
+}
+
+// Scripts.
+
+static bool endsCommand(char Character) {
+  return Character == '#' || Character == '\r' || Character == '\n';
+}
+
+std::vector<std::string> ScriptReader::takeCommand() {
+  Words.reset();
+  const std::string_view Text = cutText();
+  const bool IsComplete =
+      Words.tokString(Text.data(), Text.data() + Text.size()) == Tokeniser::Complete;
+  LastEnding = IsComplete ? Ending::Command : Ending::OpenQuote;
+  std::vector<std::string> Taken = Words.takeTokens();
+  if (!IsComplete)
+    Words = Tokeniser();
+  skipBlanksAndComments();
+  return Taken;
+}
+
+void ScriptReader::skipBlanksAndComments() {
+  for (; Cursor != End; ++Cursor) {
+    if (*Cursor == '#')
+      Cursor = std::find(Cursor, End, '\n');
+    if (Cursor == End)
+      return;
+    if (*Cursor == '\n')
+      ++Line;
+    else if (!std::isspace(static_cast<unsigned char>(*Cursor)))
+      return;
+  }
+}
+
+// The text of the command at Cursor, which moves to what ends it. Text without a backslash, nearly
+// all there is, is not copied.
+std::string_view ScriptReader::cutText() {
+  const char *const Begin = Cursor;
+  Cursor = std::find_if(Begin, End, [](char C) { return C == '\\' || endsCommand(C); });
+  if (Cursor == End || *Cursor != '\\')
+    return {Begin, Cursor};
+  Rewritten.assign(Begin, Cursor);
+  while (Cursor != End && !endsCommand(*Cursor)) {
+    if (*Cursor == '\\')
+      takeBackslash();
+    else
+      Rewritten += *Cursor++;
+  }
+  return Rewritten;
+}
+
+// One at the end of a line, unless another one protects it, is doubled so that it stands for
+// itself.
+void ScriptReader::takeBackslash() {
+  const char *const Next = Cursor + 1;
+  if (Next != End && *Next == '#') {
+    Rewritten += '#';
+    Cursor = Next + 1;
+    return;
+  }
+  if (Next == End || endsCommand(*Next)) {
+    const size_t Plain = Rewritten.find_last_not_of('\\') + 1; // 0 if all are backslashes
+    const bool IsProtected = (Rewritten.size() - Plain) % 2 != 0;
+    Rewritten += IsProtected ? "" : "\\";
+  }
+  Rewritten += '\\';
+  Cursor = Next;
+}
+
+BufferLineReader::BufferLineReader(std::unique_ptr<MemoryBuffer> Script)
+    : Buffer(std::move(Script)) {
+  if (!Buffer)
+    return;
+  Cursor = Buffer->begin();
+  End = Buffer->end();
+  skipBlanksAndComments();
+}
+
+BufferLineReader::BufferLineReader(const char *Path)
+    : BufferLineReader(MemoryBuffer::mapFile(Path)) {}
+
+BufferLineReader::BufferLineReader(size_t Length, const char *Text)
+    : BufferLineReader(Length ? MemoryBuffer::getBuffer(Text, Text + Length - 1) : nullptr) {}
+
+std::vector<std::string> BufferLineReader::readLine() {
+  return takeCommand();
+}
+
+StreamLineReader::~StreamLineReader() {
+  std::free(Text);
+}
+
+std::vector<std::string> StreamLineReader::readLine() {
+  if (Cursor == End && !fetchLine()) {
+    LastEnding = Ending::Input;
+    return {};
+  }
+  return takeCommand();
+}
+
+bool StreamLineReader::fetchLine() {
+  ssize_t Length;
+  do {
+    clearerr(Stream);
+    errno = 0;
+    Length = getline(&Text, &Capacity, Stream);
+  } while (Length < 0 && errno == EINTR);
+  if (Length < 0)
+    return false;
+  Cursor = Text;
+  End = Text + Length;
+  return true;
+}

@@ -1,0 +1,119 @@
+// Main.cpp - the front end: starts the library, runs scripts, a text, or the prompt.
+
+#include "orvy/Support/CommandLineOptions.h"
+#include "orvy/Support/FileSystem.h"
+#include "orvy/Support/Interpreter.h"
+#include "orvy/Support/Objsys.h"
+#include "orvy/Support/OutStream.h"
+#include "orvy/Support/Support.h"
+
+#include <clocale>
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+using namespace orvy;
+using namespace orvy::cl;
+
+namespace {
+
+enum ExitStatus { Success = 0, UsageError = 1, ScriptFailed = 2 };
+
+/// The scripts, whose names are taken as they stand.
+class ScriptNames final : public Option2 {
+public:
+  ScriptNames() {
+    setPositional();
+    setValueName("script");
+    setDescription("Scripts to run, in order");
+  }
+  bool parse(const char *Text) override {
+    Names.emplace_back(Text);
+    return true;
+  }
+  const std::vector<std::string> &get() const { return Names; }
+
+private:
+  std::vector<std::string> Names;
+};
+
+ScriptNames Scripts;
+opt<std::string> Text(longName("command"), shortName('c'), valueName("text"),
+                      description("Run the commands of a text, behind the scripts"));
+opt<bool> Interactive(longName("interactive"), shortName('i'),
+                      description("Enter the prompt at the end"));
+opt<bool> Help(longName("help"), shortName('h'), description("Show this help"));
+opt<bool> Version(longName("version"), description("Show the version"));
+
+void startLibrary(const char *Program) {
+  orvy_initPathSupport(Program);
+  orvy_initConfigDirs();
+  orvy_initSupportLib();
+}
+
+/// Whether the script was found and succeeded; what fails in it has been reported.
+bool runNamedScript(const std::string &Name) {
+  switch (runScript(Name.c_str())) {
+  case ScriptResult::Succeeded:
+    return true;
+  case ScriptResult::Failed:
+    return false;
+  case ScriptResult::NotFound:
+    errs() << "orvy: cannot read script '" << Name << "'\n";
+  }
+  return false;
+}
+
+bool runStandardInput() {
+  Interpreter Commands(std::make_unique<StreamLineReader>(stdin), "");
+  return Commands.readEvalLoop() == 0;
+}
+
+bool runScripts() {
+  for (const std::string &Name : Scripts.get())
+    if (!runNamedScript(Name))
+      return false;
+  return !Text.isGiven() || orvy_execCommand(static_cast<std::string &>(Text).c_str()) == 0;
+}
+
+/// The prompt, on a terminal. Its failures are the user's to see, not the caller's.
+void runPrompt() {
+  std::setlocale(LC_CTYPE, "");
+  Repl("");
+  if (isatty(STDIN_FILENO))
+    outs() << "\n";
+}
+
+ExitStatus runAll() {
+  const bool HasWork = !Scripts.get().empty() || Text.isGiven();
+  bool Succeeds = runScripts();
+  if (Interactive || (!HasWork && isatty(STDIN_FILENO))) {
+    runPrompt();
+    Succeeds = true;
+  } else if (!HasWork) {
+    Succeeds = runStandardInput();
+  }
+  orvy_objsysClear();
+  return Succeeds ? Success : ScriptFailed;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  startLibrary(argv[0]);
+  if (orvy_parseCommandLineOptions(argc, const_cast<const char **>(argv)) != 0) {
+    errs() << "orvy: unknown option, or an option without its value\n\n";
+    orvy_printCommandLineHelp();
+    return UsageError;
+  }
+  if (Help) {
+    orvy_printCommandLineHelp();
+    return Success;
+  }
+  if (Version) {
+    outs() << orvy_getVersionString() << "\n";
+    return Success;
+  }
+  return runAll();
+}
