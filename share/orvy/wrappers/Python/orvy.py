@@ -148,6 +148,9 @@ _FUNCTIONS = {
     "orvy_setTimeSource": (None, [_OBJECT, _OBJECT]),
     "orvy_memoryMap": (ctypes.c_uint32, [_OBJECT, _U64_TYPE, _U64_TYPE, _OBJECT, _U64_TYPE]),
     "orvy_loadImageAndStartAddr": (ctypes.c_int, [_OBJECT, _TEXT, ctypes.POINTER(_U64_TYPE)]),
+    "orvy_isCpu": (ctypes.c_int, [_OBJECT]),
+    "orvy_cpuReset": (None, [_OBJECT, ctypes.c_int]),
+    "orvy_cpuSetPc": (None, [_OBJECT, _U64_TYPE]),
     "orvy_simRunSecs": (ctypes.c_uint32, [ctypes.c_double]),
     "orvy_simGetTime": (_U64_TYPE, []),
     "orvy_execCommand": (ctypes.c_int, [_TEXT]),
@@ -338,6 +341,15 @@ def load_image(memory, path):
     if _lib.orvy_loadImageAndStartAddr(_handle(memory), os.fsencode(path), start) != 0:
         raise Error(f"cannot load '{path}'")
     return start.value
+
+
+def reset(cpu, pc):
+    """Resets a processor, which is to start at an address."""
+    handle = _handle(cpu)
+    if not _lib.orvy_isCpu(handle):
+        raise Error(f"{cpu!r} is no processor")
+    _lib.orvy_cpuReset(handle, 0)
+    _lib.orvy_cpuSetPc(handle, pc)
 
 
 def run(seconds):
