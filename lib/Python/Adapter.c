@@ -70,14 +70,9 @@ EXPORTED PyObject *PyInt_FromLong(long Value) {
   return PyLong_FromLong(Value);
 }
 
-/* 0 for what is no integer, -1 for one that is too large. */
+/* 0 for what is no integer. */
 EXPORTED long PyInt_AsLong(PyObject *Object) {
-  if (!PyLong_Check(Object))
-    return 0;
-  long Value = PyLong_AsLong(Object);
-  if (Value == -1)
-    PyErr_Clear();
-  return Value;
+  return PyLong_Check(Object) ? PyLong_AsLong(Object) : 0;
 }
 
 EXPORTED PyObject *Py_InitModule4_64(const char *Name, PyMethodDef *Methods, const char *Doc,

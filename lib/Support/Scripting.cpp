@@ -9,6 +9,7 @@
 #include "orvy/Support/Paths.h"
 
 #include <dlfcn.h>
+#include <set>
 #include <type_traits>
 
 using namespace orvy;
@@ -133,18 +134,27 @@ bool PythonInterpreter::isInteger(void *Object) {
 
 std::map<void *, PythonCommand *> *PythonCommand::CmdMap = nullptr;
 
+// All there are, for those that are in no map: one that another has replaced there, or one that was
+// removed while it ran. Never destroyed.
+static std::set<PythonCommand *> &allCommands() {
+  static auto &All = *new std::set<PythonCommand *>;
+  return All;
+}
+
 PythonCommand::PythonCommand(const char *Name, void *Callable)
     : Command(Name, Handler(), ""), Callable(Callable) {
   // Never destroyed, no more than the commands in it: both may be asked for until the very end.
   if (!CmdMap)
     CmdMap = new std::map<void *, PythonCommand *>;
   (*CmdMap)[Callable] = this;
+  allCommands().insert(this);
   ThePython->Py_IncRef(Callable);
 }
 
 PythonCommand::~PythonCommand() {
   if (auto Found = CmdMap->find(Callable); Found != CmdMap->end() && Found->second == this)
     CmdMap->erase(Found);
+  allCommands().erase(this);
   cl::getGlobalCmdRegistry().unregisterCommand(this);
   ThePython->Py_DecRef(Callable);
 }
@@ -202,6 +212,14 @@ void *PythonCommand::makeOptions() const {
   return Dict;
 }
 
+// -1 for an integer that is too large.
+static int statusOf(void *Integer) {
+  const long Value = ThePython->PyInt_AsLong(Integer);
+  if (Value == -1)
+    ThePython->PyErr_Clear();
+  return static_cast<int>(Value);
+}
+
 int PythonCommand::call() {
   void *Words = makeWords();
   void *Options = makeOptions();
@@ -213,8 +231,7 @@ int PythonCommand::call() {
     orvy_logError(nullptr, "exception in Python command '%s'", getName().c_str());
     return -1;
   }
-  const bool IsInteger = PythonInterpreter::isInteger(Result);
-  const int Status = IsInteger ? static_cast<int>(ThePython->PyInt_AsLong(Result)) : 0;
+  const int Status = PythonInterpreter::isInteger(Result) ? statusOf(Result) : 0;
   ThePython->Py_DecRef(Result);
   return Status;
 }
