@@ -33,6 +33,7 @@
 #include "orvy/Support/Scripting.h"
 #include "orvy/Support/Simulator.h"
 #include "orvy/Support/Support.h"
+#include "orvy/Support/Symtab.h"
 #include "orvy/Support/Targets.h"
 #include "orvy/Support/Time.h"
 #include "orvy/Support/Types.h"
