@@ -2,6 +2,8 @@
 
 #include "CommandLine/Handlers.h"
 
+#include "orvy/Support/Interpreter.h"
+
 #include <cstdlib>
 
 using namespace orvy;
@@ -27,6 +29,16 @@ int help(Command &Cmd, Interpreter *) {
   return 0;
 }
 
+int execute(Command &Cmd, Interpreter *) {
+  const Option &File = Cmd.getOption("file");
+  const std::vector<std::string> &Words = Cmd.getPositionals();
+  if (!File.Valid && Words.empty())
+    return 1;
+  const std::string Path = File.Valid ? File.Value : Words.front();
+  Cmd.clearOptions(); // the script may use this command
+  return RunFile(Path.c_str());
+}
+
 int quit(Command &, Interpreter *) {
   orvy_objsysClear();
   std::exit(0);
@@ -46,6 +58,12 @@ Command OrvyHelp("orvy-help",
                      {"command", OK_String, false}
 },
                  help, "show orvy help", {"?", "h", "help"});
+
+Command OrvyExec("orvy-exec",
+                 {
+                     {"file", OK_Path, false}
+},
+                 execute, "exec orvy command line interface script", {"source", "exec"});
 
 Command OrvyGenerateHelp("orvy-generate-help", call<PrintCommandHelpAdoc>,
                          "generate help document");

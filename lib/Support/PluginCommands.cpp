@@ -4,13 +4,21 @@
 
 #include "orvy/Support/Plugins.h"
 
+#include <cstdlib>
+
 using namespace orvy;
 using namespace orvy::cl;
 
 namespace {
 
+/// Whether the plug-in is there after a load with that result. A 1 says that it was there before,
+/// except on the old route, where it says that nothing was found.
+bool isLoaded(int Result) {
+  return Result == 0 || (Result == 1 && !std::getenv("ORVY_OLD_PLUGIN_LOADING_BEHAVIOUR"));
+}
+
 void loadPlugin(const char *Name) {
-  if (orvy_loadPlugin(Name) == 0)
+  if (isLoaded(orvy_loadPlugin(Name)))
     return;
   errs() << "Could not load plugin '" << Name << "'\n\n"
          << "Either the plugin was not found as it does not exist, or"

@@ -72,10 +72,13 @@ auto numberInText(const std::string &Text, const char *Wanted, Function Convert)
   return Value;
 }
 
+/// The object of a name; the empty name is for none.
 orvy_Propval objectValue(const std::string &Name) {
   orvy_Propval Pv = {};
   Pv.Typ = ovTY_Obj;
   Pv.Obj = orvy_objectForName(Name.c_str());
+  if (!Pv.Obj && !Name.empty())
+    throw WrongArgument{"unknown object '" + Name + "'\n"};
   return Pv;
 }
 

@@ -100,15 +100,17 @@ Span runSpan(const Command &Cmd, double Freq, uint64_t Stride) {
   return {std::max<uint64_t>(Stride, 1), true};
 }
 
-/// Goes on from Position by slices until the end of the span, an exit reason or the stop flag.
-template <typename Position, typename Advance>
-void advance(Span Run, uint64_t Slice, Position Now, Advance Go) {
-  uint64_t Target = later(Now(), Run.Length);
-  for (uint64_t Time = Now(); Time < Target && !StopFlag; Time = Now()) {
-    if (Go(std::min(Target - Time, Slice)) != 0)
+/// Goes on by slices until Position is at the end of the span, for an exit reason or the stop flag,
+/// or when nothing moves any more: a processor that sleeps makes no steps, and no time may pass.
+template <typename Position, typename Time, typename Advance>
+void advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
+  uint64_t Target = later(At(), Run.Length);
+  for (uint64_t Now = At(); Now < Target && !StopFlag; Now = At()) {
+    const uint64_t Before = Cycles();
+    if (Go(std::min(Target - Now, Slice)) != 0 || (At() == Now && Cycles() == Before))
       return;
     if (Run.Endless)
-      Target = later(std::max(Target, Now()), Run.Length);
+      Target = later(std::max(Target, At()), Run.Length);
   }
 }
 
@@ -120,14 +122,14 @@ void setPcIfGiven(Target<CpuIface> Cpu, const Command &Cmd) {
 }
 
 template <typename Position, typename Advance>
-int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position Now, Advance Go) {
+int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position At, Advance Go) {
   setPcIfGiven(Cpu, Cmd);
   const InterruptGuard Guard;
   std::optional<RunReport> Report;
   if (isOn(Cmd, "perf"))
     Report.emplace(std::vector{Cpu});
   advance(
-      Run, MaxSlice, [&] { return Now(Cpu.Obj); },
+      Run, MaxSlice, [&] { return At(Cpu.Obj); }, [&] { return Cpu->getCycles(Cpu.Obj); },
       [&](uint64_t Slice) { return Go(Cpu.Obj, Slice); });
   if (Report)
     Report->printProcessor();
@@ -148,11 +150,10 @@ int stepProcessor(Target<CpuIface> Cpu, Command &Cmd) {
 
 int runClock(Target<ClockIface> Clock, Command &Cmd) {
   const double Freq = Clock->getFreq(Clock.Obj);
+  const auto Cycles = [&] { return Clock->getCycles(Clock.Obj); };
   const InterruptGuard Guard;
-  advance(
-      runSpan(Cmd, Freq, EndlessClockStride), std::max<uint64_t>(toCount(Freq * 0.1), 1),
-      [&] { return Clock->getCycles(Clock.Obj); },
-      [&](uint64_t Slice) { return Clock->advanceCycles(Clock.Obj, Slice); });
+  advance(runSpan(Cmd, Freq, EndlessClockStride), std::max<uint64_t>(toCount(Freq * 0.1), 1),
+          Cycles, Cycles, [&](uint64_t Slice) { return Clock->advanceCycles(Clock.Obj, Slice); });
   return 0;
 }
 
