@@ -223,6 +223,7 @@ static int statusOf(void *Integer) {
 int PythonCommand::call() {
   void *Words = makeWords();
   void *Options = makeOptions();
+  clearOptions(); // the function may run the command again
   void *Result = ThePython->PyObject_Call(Callable, Words, Options);
   ThePython->Py_DecRef(Words);
   ThePython->Py_DecRef(Options);

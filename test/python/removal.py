@@ -58,3 +58,13 @@ try:
     orvy.exec("shouts z")
 except orvy.Error as error:
     print(error)
+
+
+def again(*words):
+    print("again", words)
+    if words == ("a",):
+        orvy.exec("again b c")
+
+
+orvy.add_command("again", again)
+orvy.exec("again a")
