@@ -64,33 +64,33 @@ template <typename Number> orvy_Propval numberValue(orvy_Type Typ, Number Value)
 
 /// What a conversion of the C library makes of the text, which must begin with a number.
 template <typename Function>
-auto numberInText(const std::string &Text, const char *Wanted, Function Convert) {
+auto numberInText(const char *Text, const char *Wanted, Function Convert) {
   char *End = nullptr;
-  const auto Value = Convert(Text.c_str(), &End);
-  if (End == Text.c_str())
-    throw WrongArgument{"value '" + Text + "' is not " + Wanted + "\n"};
+  const auto Value = Convert(Text, &End);
+  if (End == Text)
+    throw WrongArgument{std::string("value '") + Text + "' is not " + Wanted + "\n"};
   return Value;
 }
 
 /// The object of a name; the empty name is for none.
-orvy_Propval objectValue(const std::string &Name) {
+orvy_Propval objectValue(const char *Name) {
   orvy_Propval Pv = {};
   Pv.Typ = ovTY_Obj;
-  Pv.Obj = orvy_objectForName(Name.c_str());
-  if (!Pv.Obj && !Name.empty())
-    throw WrongArgument{"unknown object '" + Name + "'\n"};
+  Pv.Obj = orvy_objectForName(Name);
+  if (!Pv.Obj && *Name)
+    throw WrongArgument{std::string("unknown object '") + Name + "'\n"};
   return Pv;
 }
 
 /// Views the text.
-orvy_Propval stringValue(const std::string &Text) {
+orvy_Propval stringValue(const char *Text) {
   orvy_Propval Pv = {};
   Pv.Typ = ovTY_String;
-  Pv.String = const_cast<char *>(Text.c_str());
+  Pv.String = const_cast<char *>(Text);
   return Pv;
 }
 
-orvy_Propval valueFromText(orvy_Type Typ, const std::string &Text) {
+orvy_Propval valueFromText(orvy_Type Typ, const char *Text) {
   if (isInteger(Typ))
     return numberValue(Typ, numberInText(Text, "an integer", [](const char *In, char **End) {
                          return std::strtoll(In, End, 0);
