@@ -247,6 +247,10 @@ int orvy::scripting::run(ScriptLang Lang, const std::string &Text) {
                            "\tPlease make sure that it is in your library load path");
     return 1;
   }
+  if (Text.find('\0') != Text.npos) {
+    orvy_logError(nullptr, "a Python script must not contain null bytes");
+    return -1;
+  }
   outs().flush(); // Python writes past the stream
   return ThePython->PyRun_SimpleStringFlags(Text.c_str(), nullptr);
 }

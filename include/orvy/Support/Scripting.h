@@ -41,8 +41,8 @@ namespace orvy::scripting {
 
 enum ScriptLang : uint32_t { SL_Python = 0 };
 
-/// Runs a text. 0, -1 after an exception, which Python has printed, or 1 if the language is not
-/// known or there is no Python, which is logged.
+/// Runs a text. 0; -1 after an exception, which Python has printed, and for a text with a null byte
+/// in it, which is logged; 1 if the language is not known, and without Python, which is logged.
 ORVY_API int run(ScriptLang Lang, const std::string &Text);
 /// Both do nothing: Python starts when it is first used, and ends with the process.
 ORVY_API void init();
