@@ -1,10 +1,12 @@
 // Main.cpp - the front end: starts the library, runs scripts, a text, or the prompt.
 
 #include "orvy/Support/CommandLineOptions.h"
+#include "orvy/Support/Commands.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Interpreter.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/OutStream.h"
+#include "orvy/Support/Paths.h"
 #include "orvy/Support/Support.h"
 
 #include <clocale>
@@ -50,6 +52,14 @@ void startLibrary(const char *Program) {
   orvy_initPathSupport(Program);
   orvy_initConfigDirs();
   orvy_initSupportLib();
+}
+
+/// ORVY_SHARE leads scripts to what is installed with the system, from wherever they are run.
+void setVariables() {
+  std::string Share = os::path::findResourceDir("");
+  if (Share.ends_with('/'))
+    Share.pop_back();
+  Var::setVariable("ORVY_SHARE", Share.c_str());
 }
 
 /// Whether the script was found and succeeded; what fails in it has been reported.
@@ -115,5 +125,6 @@ int main(int argc, char **argv) {
     outs() << orvy_getVersionString() << "\n";
     return Success;
   }
+  setVariables();
   return runAll();
 }
