@@ -8,10 +8,8 @@
 using namespace orvy;
 using namespace orvy::cl;
 using objsys::Class;
-using objsys::IfaceInstance;
 using objsys::Port;
 using objsys::Property;
-using objsys::RegisterBank;
 
 namespace {
 
@@ -48,7 +46,7 @@ void printInterfaces(const Class &Cls) {
 }
 
 std::string typeText(const Property &Prop) {
-  const std::string Type = orvy_typeToName(Prop.Typ);
+  std::string Type = orvy_typeToName(Prop.Typ);
   if (Prop.Typ != ovTY_IfaceRef)
     return Type;
   return Type + "/" + (Prop.RequiresInterface ? Prop.RequiredInterfaceType : "<unknown>");

@@ -11,14 +11,12 @@
 #include "orvy/Support/ValueParsers.h"
 
 #include <exception>
-#include <sstream>
 #include <utility>
 
 using namespace orvy;
 using namespace orvy::cl;
 using objsys::Class;
 using objsys::Property;
-using objsys::operator<<;
 using utils::TablePrinter;
 
 namespace {
@@ -79,6 +77,7 @@ orvy_Propval argumentValue(const std::string &Text) {
 /// The list for the class to read, closed by an entry of zeroes. It views the pairs.
 std::vector<orvy_CreateArg> createArguments(const std::vector<KeyAndValue> &Pairs) {
   std::vector<orvy_CreateArg> Args;
+  Args.reserve(Pairs.size() + 1);
   for (const auto &[Key, Value] : Pairs)
     Args.push_back({Key.c_str(), argumentValue(Value)});
   Args.push_back({});
@@ -126,12 +125,11 @@ std::optional<TablePrinter::Base> numberBase(const Option &Opt) {
 }
 
 std::string elementsAsText(const void *Obj, const Property &Prop, size_t Count) {
-  std::ostringstream Text;
-  Text << '[';
+  std::string Text = "[";
   for (size_t Idx = 0; Idx < Count; ++Idx)
-    Text << (Idx ? ", " : "") << Prop.getValue(Obj, static_cast<unsigned>(Idx));
-  Text << ']';
-  return Text.str();
+    Text +=
+        (Idx ? ", " : "") + objsys::propAsString(Prop.getValue(Obj, static_cast<unsigned>(Idx)));
+  return Text + "]";
 }
 
 void addValue(TablePrinter &Table, const orvy_Propval &Pv, TablePrinter::Base Base) {

@@ -100,8 +100,8 @@ Span runSpan(const Command &Cmd, double Freq, uint64_t Stride) {
   return {std::max<uint64_t>(Stride, 1), true};
 }
 
-/// Goes on by slices until Position is at the end of the span, for an exit reason or the stop flag,
-/// or when nothing moves any more: a processor that sleeps makes no steps, and no time may pass.
+/// Goes on by slices until At gives the end of the span, for an exit reason or the stop flag, or
+/// when nothing moves any more: a processor that sleeps makes no steps, and no time may pass.
 template <typename Position, typename Time, typename Advance>
 void advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
   uint64_t Target = later(At(), Run.Length);
