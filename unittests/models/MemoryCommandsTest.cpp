@@ -44,6 +44,7 @@ TEST(MemoryCommands, SetAndClearTheirAttributesInTheirRange) {
     EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40000000), Step.Here) << Line;
     EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40000004), Step.Behind) << Line;
   }
+  orvy_objsysClearObjects();
 }
 
 } // namespace
