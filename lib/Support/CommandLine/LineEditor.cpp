@@ -1,10 +1,15 @@
 #include "LineEditor.h"
 
+#include "orvy/Support/Completion.h"
+#include "orvy/Support/OutStream.h"
 #include "orvy/Support/TerminalReader.h"
+#include "orvy/Support/Tokeniser.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 
+using namespace orvy;
 using namespace orvy::cl;
 
 static constexpr int HistorySize = 50;
@@ -31,6 +36,13 @@ LineEditor::LineEditor(const char *ProgramName)
   if (!HistoryPath.empty())
     history(Lines, &Event, H_LOAD, HistoryPath.c_str());
   el_set(Editor, EL_HIST, history, Lines);
+  el_set(Editor, EL_ADDFN, "ed-complete", "Complete argument", complete);
+  el_set(Editor, EL_BIND, "^I", "ed-complete", nullptr);
+  // While a line is edited ^C is a key; while a command runs it is a signal again.
+  el_set(Editor, EL_CLIENTDATA, this);
+  el_set(Editor, EL_ADDFN, "ed-drop-line", "Drop the line", dropLine);
+  el_set(Editor, EL_BIND, "^C", "ed-drop-line", nullptr);
+  el_set(Editor, EL_SETTY, "-d", "intr=", nullptr);
 }
 
 LineEditor::~LineEditor() {
@@ -47,7 +59,11 @@ void LineEditor::setPrompt(Prompt Which) {
 
 std::optional<std::string_view> LineEditor::read() {
   int Count = 0;
+  IsDropped = false;
+  outs().flush();
   const char *Text = el_gets(Editor, &Count);
+  if (IsDropped)
+    return std::string_view();
   if (Text)
     return std::string_view(Text, Count > 0 ? static_cast<size_t>(Count) : 0);
   if (Count < 0 && errno == EINTR)
@@ -57,4 +73,76 @@ std::optional<std::string_view> LineEditor::read() {
 
 void LineEditor::remember(const std::string &Text) {
   history(Lines, &Event, H_ENTER, Text.c_str());
+}
+
+unsigned char LineEditor::dropLine(EditLine *Editor, int) {
+  void *This = nullptr;
+  el_get(Editor, EL_CLIENTDATA, &This);
+  static_cast<LineEditor *>(This)->IsDropped = true;
+  outs() << "^C\n";
+  outs().flush();
+  return CC_NEWLINE;
+}
+
+// Completion.
+
+static bool isSpace(char Character) {
+  return std::isspace(static_cast<unsigned char>(Character)) != 0;
+}
+
+static void list(std::string_view Partial, const Suffixes &Candidates) {
+  outs() << "\n\033[JCompletions:";
+  for (const std::string &Each : Candidates)
+    outs() << "\n\t" << Partial << Each;
+  outs() << "\n";
+  outs().flush();
+}
+
+// Inserts what is certain, and lists the candidates if there are several.
+static unsigned char present(EditLine *Editor, std::string_view Partial,
+                             const Suffixes &Candidates) {
+  el_insertstr(Editor, getCommonPrefix(Candidates).c_str());
+  if (Candidates.size() == 1)
+    return CC_REFRESH;
+  list(Partial, Candidates);
+  return CC_REDISPLAY;
+}
+
+static unsigned char completeFirstWord(EditLine *Editor, std::string_view Partial) {
+  const Suffixes Candidates = completeCommand(Partial);
+  return Candidates.empty() ? CC_REDISPLAY : present(Editor, Partial, Candidates);
+}
+
+static unsigned char listKeys(std::string_view CmdName) {
+  if (const Suffixes Candidates = completeKey(CmdName, ""); !Candidates.empty())
+    list("", Candidates);
+  return CC_REDISPLAY;
+}
+
+static unsigned char completeArgument(EditLine *Editor, const std::string &CmdName,
+                                      std::string_view Word) {
+  const size_t Equals = Word.find('=', 1);
+  const bool IsValue = Equals != Word.npos;
+  const std::string_view Partial = IsValue ? Word.substr(Equals + 1) : Word;
+  const Suffixes Candidates = IsValue ? completeValue(CmdName, Word.substr(0, Equals), Partial)
+                                      : completeKey(CmdName, Partial);
+  return Candidates.empty() ? CC_ERROR : present(Editor, Partial, Candidates);
+}
+
+unsigned char orvy::cl::complete(EditLine *Editor, int) {
+  const LineInfo *Info = el_line(Editor);
+  const std::string Text(Info->buffer, Info->cursor);
+  size_t First = Text.size();
+  while (First > 0 && !isSpace(Text[First - 1]))
+    --First;
+  if (Text.find_first_not_of(" \t\n") >= First)
+    return completeFirstWord(Editor, std::string_view(Text).substr(First));
+
+  Tokeniser Words;
+  const int Result = Words.tokString(Text.data(), Text.data() + Text.size());
+  if (Result < 0 || Words.getTokens().empty())
+    return CC_ERROR;
+  const std::vector<std::string> &Tokens = Words.getTokens();
+  return First == Text.size() ? listKeys(Tokens[0])
+                              : completeArgument(Editor, Tokens[0], Tokens.back());
 }

@@ -23,17 +23,25 @@ public:
   LineEditor &operator=(const LineEditor &) = delete;
 
   void setPrompt(Prompt Which);
-  /// The next line with its line feed, valid until the next call; nothing at the end of the input.
+  /// The next line with its line feed, valid until the next call; empty if the user has dropped it
+  /// with ^C, nothing at the end of the input.
   std::optional<std::string_view> read();
   /// Enters a line in the history.
   void remember(const std::string &Text);
 
 private:
+  static unsigned char dropLine(EditLine *Editor, int);
+
   EditLine *Editor;
   History *Lines;
   HistEvent Event = {};
   std::string HistoryPath; // empty if there is no place for one
+  bool IsDropped = false;  // the line being read
 };
+
+/// What the Tab key does: completes the word ahead of the cursor, or lists what may follow. One of
+/// libedit's codes.
+unsigned char complete(EditLine *Editor, int Character);
 
 } // namespace orvy::cl
 
