@@ -10,6 +10,7 @@
 #include "orvy/Support/Support.h"
 
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
@@ -87,8 +88,18 @@ bool runScripts() {
   return !Text.isGiven() || orvy_execCommand(static_cast<std::string &>(Text).c_str()) == 0;
 }
 
+/// ^C belongs to the runs and to the line editor; between them it does nothing.
+void keepInterrupts() {
+  struct sigaction Action = {};
+  Action.sa_handler = [](int) {};
+  Action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &Action, nullptr);
+}
+
 /// The prompt, on a terminal. Its failures are the user's to see, not the caller's.
 void runPrompt() {
+  if (isatty(STDIN_FILENO))
+    keepInterrupts();
   std::setlocale(LC_CTYPE, "");
   Repl("");
   if (isatty(STDIN_FILENO))

@@ -42,7 +42,7 @@ LineEditor::LineEditor(const char *ProgramName)
   el_set(Editor, EL_CLIENTDATA, this);
   el_set(Editor, EL_ADDFN, "ed-drop-line", "Drop the line", dropLine);
   el_set(Editor, EL_BIND, "^C", "ed-drop-line", nullptr);
-  el_set(Editor, EL_SETTY, "-d", "intr=", nullptr);
+  el_set(Editor, EL_SETTY, "-d", "-isig", nullptr);
 }
 
 LineEditor::~LineEditor() {
@@ -61,6 +61,8 @@ std::optional<std::string_view> LineEditor::read() {
   int Count = 0;
   IsDropped = false;
   outs().flush();
+  // Ahead of the prompt: what is typed upon it must not meet a terminal that takes ^C for a signal.
+  el_set(Editor, EL_PREP_TERM, 1);
   const char *Text = el_gets(Editor, &Count);
   if (IsDropped)
     return std::string_view();
