@@ -4,7 +4,8 @@
 # sees the public headers only.
 function(orvy_add_model Name)
   add_library(${Name} MODULE ${ARGN})
-  set_target_properties(${Name} PROPERTIES PREFIX "libORVY" INSTALL_RPATH "$ORIGIN")
+  set_target_properties(${Name} PROPERTIES PREFIX "libORVY" INSTALL_RPATH "$ORIGIN"
+    BUILD_WITH_INSTALL_RPATH ON) # a shorter run path would be padded with the working directory
   target_link_libraries(${Name} PRIVATE ORVY::ORVYSupport)
   target_link_options(${Name} PRIVATE -Wl,--no-undefined
     -Wl,--version-script=${CMAKE_CURRENT_FUNCTION_LIST_DIR}/plugin.map)

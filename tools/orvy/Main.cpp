@@ -124,7 +124,7 @@ ExitStatus runAll() {
 int main(int argc, char **argv) {
   startLibrary(argv[0]);
   if (orvy_parseCommandLineOptions(argc, const_cast<const char **>(argv)) != 0) {
-    errs() << "orvy: unknown option, or an option without its value\n\n";
+    errs() << "orvy: '" << getWrongWord() << "' is no option, or its value is missing or wrong\n\n";
     orvy_printCommandLineHelp();
     return UsageError;
   }

@@ -248,6 +248,8 @@ public:
 
   /// Whether all words were right; stops at the first that is not.
   bool parseCommandLineOptions(int argc, const char **argv);
+  /// The word at which the last parse stopped; empty if all were right.
+  const std::string &getWrongWord() const { return WrongWord; }
   void printHelp() const;
   /// Every word that was taken as positional, in order.
   const std::vector<std::string> &getPositionalWords() const { return PositionalWords; }
@@ -262,6 +264,7 @@ private:
 
   Option2 *PositionalOption = nullptr;
   Words PositionalWords;
+  std::string WrongWord;
   std::map<std::string, Option2 *, std::less<>> LongNames;
   std::map<char, Option2 *> ShortNames;
   std::set<Option2 *> AllOptions;
@@ -270,6 +273,7 @@ private:
 
 /// The parser of the process, with all options of the library and the host.
 ORVY_API bool parseCommandLineOptions(int argc, const char **argv);
+ORVY_API const std::string &getWrongWord();
 ORVY_API void printHelp();
 
 /// Splits a text into words at blanks, tabs, line feeds and carriage returns. A backslash takes the

@@ -135,14 +135,17 @@ bool CommandLineParser::parseCommandLineOptions(int argc, const char **argv) {
   if (argc < 1)
     return true;
   ProgramName = fs::fileNameComponent(argv[0]);
+  WrongWord.clear();
   const Words All(argv + 1, argv + argc);
   for (size_t Index = 0; Index < All.size(); ++Index) {
     const std::string &Word = All[Index];
     const bool Right = Word.starts_with("--")  ? parseLong(All, Index)
                        : Word.starts_with("-") ? parseShort(All, Index)
                                                : parsePositional(Word, Index);
-    if (!Right)
+    if (!Right) {
+      WrongWord = Word;
       return false;
+    }
   }
   return true;
 }
@@ -232,6 +235,10 @@ void CommandLineParser::printHelp() const {
 
 bool orvy::cl::parseCommandLineOptions(int argc, const char **argv) {
   return TheParser->parseCommandLineOptions(argc, argv);
+}
+
+const std::string &orvy::cl::getWrongWord() {
+  return TheParser->getWrongWord();
 }
 
 void orvy::cl::printHelp() {
