@@ -22,9 +22,9 @@ static constexpr int Patience = 60000; // milliseconds; sanitizers and a busy ma
     setenv("LC_ALL", "C", 1);
     unsetenv("ORVY_NEW_CLI_PARSER");
     unsetenv("ORVY_LOG_STDERR");
-    Arguments.insert(Arguments.begin(), "orvy");
+    Arguments.insert(Arguments.begin(), ORVY_BUILD_ROOT "/bin/orvy");
     Arguments.push_back(nullptr);
-    execv(ORVY_BUILD_ROOT "/bin/orvy", const_cast<char **>(Arguments.data()));
+    execv(Arguments[0], const_cast<char **>(Arguments.data()));
   }
   _exit(127);
 }
