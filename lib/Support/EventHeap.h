@@ -59,6 +59,15 @@ public:
       siftDown(Index, Last);
   }
 
+  /// Fetches what a removal at an index will read, where that would miss.
+  void fetch(size_t Index) const {
+    if (Size < Large)
+      return;
+    __builtin_prefetch(&Slots[Index]);
+    __builtin_prefetch(&Slots[parent(Index | 1)]);
+    __builtin_prefetch(&Slots[2 * Index + 1]);
+  }
+
   /// Whether no event lies before its parent.
   bool isOrdered() const {
     for (size_t Index = 1; Index < Size; ++Index)

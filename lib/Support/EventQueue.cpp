@@ -126,6 +126,17 @@ void orvy_EventQueue::purgeFromStacks(const orvy_Event *Event) {
     StackedCount -= std::erase(Queue->Stack, Event);
 }
 
+/// Fires the root of the heap and inserts it again if it is cyclic. The function of a cyclic event
+/// that was descheduled by someone else in the meantime is not repeated if DescheduledStops.
+[[gnu::always_inline]] inline void orvy_EventQueue::fireFirst(bool DescheduledStops) {
+  orvy_Event *Event = Heap.popRoot();
+  bool IsLate = (Event->Flags & ovEF_RealTime) && paceRealTime(Event);
+  Running Guard(Event);
+  Event->Func(Event);
+  if (Guard.event() && (Event->Flags & (ovEF_AdHoc | ovEF_Cyclic)))
+    endFiring(Event, IsLate, DescheduledStops);
+}
+
 int64_t orvy_EventQueue::trigger(int64_t Time) {
   Use Guard(*this);
   if (CallbackCount.load(std::memory_order_relaxed) != 0)
@@ -155,17 +166,6 @@ void orvy_EventQueue::fireStacked() {
   Stack.pop_back();
   --StackedCount;
   Event->Func(Event);
-}
-
-/// Fires the root of the heap and inserts it again if it is cyclic. The function of a cyclic event
-/// that was descheduled by someone else in the meantime is not repeated if DescheduledStops.
-void orvy_EventQueue::fireFirst(bool DescheduledStops) {
-  orvy_Event *Event = Heap.popRoot();
-  bool IsLate = (Event->Flags & ovEF_RealTime) && paceRealTime(Event);
-  Running Guard(Event);
-  Event->Func(Event);
-  if (Guard.event() && (Event->Flags & (ovEF_AdHoc | ovEF_Cyclic)))
-    endFiring(Event, IsLate, DescheduledStops);
 }
 
 void orvy_EventQueue::endFiring(orvy_Event *Event, bool IsLate, bool DescheduledStops) {

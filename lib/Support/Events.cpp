@@ -117,6 +117,7 @@ void withdraw(int64_t EvId) {
 }
 
 [[gnu::noinline]] void takeOffToPost(orvy_Event *Event, const char *ScheduledText) {
+  Event->Queue->Heap.fetch(static_cast<size_t>(Event->QueueIdx));
   orvy_logWarning(Event->Obj, "%s", ScheduledText);
   Event->Queue->remove(Event);
 }
