@@ -1,0 +1,683 @@
+/* Dwarf.h - the debug information of a target image: functions, units, source lines, variables.
+ *
+ * Reads DWARF 2, 3 and 4 of 32-bit big-endian ELF files. Units and entries are handed out as plain
+ * pointers that live as long as the handle they come from; so do texts, unless said otherwise.
+ * Queries fill tables on first use: all use of one handle stays on one thread at a time. A miss is
+ * told by the result; what is more to say about it goes to the error stream. */
+
+#ifndef ORVY_SUPPORT_DWARF_H
+#define ORVY_SUPPORT_DWARF_H
+
+#include "orvy/Support/Export.h"
+
+#include <stdint.h>
+
+ORVY_BEGIN_C
+
+/** Opaque: the debug information of an image. */
+typedef struct orvy_DwarfHandle *orvy_Dwarf;
+
+/** Target addresses from Low up to, but not including, High. */
+typedef struct {
+  uint64_t Low;
+  uint64_t High;
+} orvy_AddrRange;
+ORVY_STATIC_ASSERT(sizeof(orvy_AddrRange) == 16, "crosses the plug-in boundary");
+
+/** A place in a source file. */
+typedef struct {
+  const char *File; /**< path; null for no place */
+  uint32_t Line;    /**< from 1 */
+  uint32_t Column;  /**< from 1; 0 for the whole line */
+} orvy_SourceLoc;
+ORVY_STATIC_ASSERT(sizeof(orvy_SourceLoc) == 16, "crosses the plug-in boundary");
+
+/** Where a variable is. */
+typedef ORVY_ENUM(orvy_DwarfLocKind){
+    ovDL_None = 0,     /**< not known */
+    ovDL_Register = 1, /**< in the register of that DWARF number */
+    ovDL_Memory = 2    /**< at that address */
+} orvy_DwarfLocKind;
+
+/** The place of a variable. */
+typedef struct {
+  orvy_DwarfLocKind Kind;
+  uint64_t Value;
+} orvy_DwarfLoc;
+ORVY_STATIC_ASSERT(sizeof(orvy_DwarfLoc) == 16 && offsetof(orvy_DwarfLoc, Value) == 8,
+                   "crosses the plug-in boundary");
+
+/**
+ * Reads the debug information of an ELF file, all units and entries at once.
+ * @param Dwarf takes a new handle, which orvy_disposeDebugInfo releases; null on failure
+ * @return 0; -1, with an error in the log, for a file that is no readable ELF file, is damaged or
+ * has no ".debug_abbrev"; -1 if Dwarf is null
+ */
+ORVY_API int orvy_loadDebugInfo(const char *Path, orvy_Dwarf *Dwarf);
+/** The same as orvy_loadDebugInfo. */
+ORVY_API int orvy_loadDwarf(const char *Path, orvy_Dwarf *Dwarf);
+/** Releases a handle with all its units, entries and texts. Accepts null. */
+ORVY_API void orvy_disposeDebugInfo(orvy_Dwarf Dwarf);
+/** The same as orvy_disposeDebugInfo. */
+ORVY_API void orvy_disposeDwarf(orvy_Dwarf Dwarf);
+
+/** Name of the function that covers an address; null if there is none. */
+ORVY_API const char *orvy_dwarfGetName(orvy_Dwarf Dwarf, uint64_t Addr);
+/** Entry of the function that covers an address; null, with a text on the error stream, if there is
+ * none. */
+ORVY_API void *orvy_dwarfGetDIEForAddr(orvy_Dwarf Dwarf, uint64_t Addr);
+/** Entry of the function of a name; null if there is none. */
+ORVY_API void *orvy_dwarfGetDIEForName(orvy_Dwarf Dwarf, const char *Name);
+/** The compilation unit that covers an address; null if there is none. */
+ORVY_API void *orvy_dwarfGetCUForAddr(orvy_Dwarf Dwarf, uint64_t Addr);
+/** The unit of an entry. */
+ORVY_API void *orvy_dwarfGetCUForDIE(void *Entry);
+/** Name of a compilation unit as its compiler was given it. */
+ORVY_API const char *orvy_dwarfGetCUName(void *Unit);
+/** Writes a unit with all its entries to the output stream. */
+ORVY_API void orvy_dwarfPrintCU(void *Unit);
+/** Name of an entry; null if it has none. */
+ORVY_API const char *orvy_dwarfGetDIEName(void *Entry);
+/** Tag of an entry, a DW_TAG_ number (DWARF 4, 7.5.4); 0 if it is not known. */
+ORVY_API uint64_t orvy_dwarfGetDIETag(void *Entry);
+/** Name of the language of the unit that covers an address, as "DW_LANG_C99"; null if not known. */
+ORVY_API const char *orvy_dwarfGetLanguageName(orvy_Dwarf Dwarf, uint64_t Addr);
+
+/** Range of an entry, from its low and high addresses. @return 0; -1 if it lacks one */
+ORVY_API int orvy_dwarfGetDIERange(void *Entry, orvy_AddrRange *Range);
+/** Entry point of an entry, else its low address. @return 0; -1 if it has neither */
+ORVY_API int orvy_dwarfGetDIEEntryAddr(void *Entry, uint64_t *Addr);
+/** Number of the ranges of an entry that is not contiguous; 0 for any other. */
+ORVY_API uint64_t orvy_dwarfGetDIERangeCount(void *Entry);
+/**
+ * Copies the ranges of an entry that is not contiguous.
+ * @param Capacity elements that Ranges has room for
+ * @return number copied, 0 for any other entry; -1, with nothing copied, if there are more
+ */
+ORVY_API uint64_t orvy_dwarfGetDIERanges(void *Entry, uint64_t Capacity, orvy_AddrRange *Ranges);
+
+/** Range of the function that covers an address. @return 0; 1 if there is none, with a text on the
+ * error stream, or if it lacks a bound */
+ORVY_API int orvy_dwarfGetAddressRange(orvy_Dwarf Dwarf, uint64_t Addr, orvy_AddrRange *Range);
+/** Range of the function of a name. @return 0; 1 if there is none, it lacks a bound, or the handle
+ * is null */
+ORVY_API int orvy_dwarfGetNamedAddressRange(orvy_Dwarf Dwarf, const char *Name,
+                                            orvy_AddrRange *Range);
+/** Stored bounds of the function of a name: High is relative to Low where the compiler gave a size.
+ * @return 0; 1 if there is none, it lacks a bound, or the handle is null */
+ORVY_API int orvy_debugGetAddressRange(orvy_Dwarf Dwarf, const char *Name, uint64_t *Low,
+                                       uint64_t *High);
+/** Entry point of the function of a name, else its low address. @return 0; 1 if there is none or
+ * the handle is null */
+ORVY_API int orvy_debugGetEntryPoint(orvy_Dwarf Dwarf, const char *Name, uint64_t *Addr);
+
+/** Source line of an address; -1 if none covers it. */
+ORVY_API uint64_t orvy_dwarfGetLine(orvy_Dwarf Dwarf, uint64_t Addr);
+/** Source column of an address; -1 if no line covers it. */
+ORVY_API uint64_t orvy_dwarfGetCol(orvy_Dwarf Dwarf, uint64_t Addr);
+/** Source file of an address as its line table names it; null if no line covers the address. */
+ORVY_API const char *orvy_dwarfGetFile(orvy_Dwarf Dwarf, uint64_t Addr);
+/** Source place of an address, with the file's directory. File is valid until the next call on the
+ * same thread; null if no line covers the address. */
+ORVY_API orvy_SourceLoc orvy_dwarfGetSourceLocForAddr(orvy_Dwarf Dwarf, uint64_t Addr);
+/**
+ * Text of a source line and of as many lines above and below it.
+ *
+ * A relative file is looked for in the source directories; an absolute one has its leading
+ * directories remapped.
+ * @param Lines lines above, and below; the text ends early where the file does
+ * @return text with line feeds, valid until the next call on the same thread; null if the file
+ * cannot be read or has fewer lines above
+ */
+ORVY_API const char *orvy_dwarfGetSourceLinesAroundLoc(orvy_Dwarf Dwarf, orvy_SourceLoc *Loc,
+                                                       uint32_t Lines);
+/** The same for the source place of an address. */
+ORVY_API const char *orvy_dwarfGetSourceLinesAroundAddr(orvy_Dwarf Dwarf, uint64_t Addr,
+                                                        uint32_t Lines);
+/** Adds a directory in which relative source files are looked for, after those before it. */
+ORVY_API void orvy_dwarfAddSourceDir(orvy_Dwarf Dwarf, const char *Path);
+/** Lets absolute source paths that begin with From begin with To and "/" instead. A relative From
+ * is refused with a text on the error stream. */
+ORVY_API void orvy_dwarfAddSourceDirRemap(orvy_Dwarf Dwarf, const char *From, const char *To);
+/**
+ * Address at which a break point for a source line belongs: that of the line or of the next one
+ * that has code.
+ * @param File name of the unit or the end of it
+ * @return -1, with an error in the log, if not exactly one unit has that name or it has no such
+ * line
+ */
+ORVY_API uint64_t orvy_dwarfGetBreakLoc(orvy_Dwarf Dwarf, const char *File, uint32_t Line);
+
+/** Where a variable of the function that covers Pc is, as far as that can be told without looking
+ * into a processor. See orvy_dwarfComputeLocOnCpu. */
+ORVY_API orvy_DwarfLoc orvy_dwarfComputeLoc(orvy_Dwarf Dwarf, uint64_t Pc, const char *Name);
+/**
+ * Where a variable of the function that covers Pc is while a SPARC processor stands there.
+ *
+ * Variables of inner blocks are not looked for. What is read and tried is told on the error stream.
+ * @param Cpu the processor whose registers and memory locations refer to; null for none
+ * @return kind ovDL_None if there is no such function or variable, or its place cannot be told
+ */
+ORVY_API orvy_DwarfLoc orvy_dwarfComputeLocOnCpu(orvy_Dwarf Dwarf, void *Cpu, uint64_t Pc,
+                                                 const char *Name);
+/** Tells on the error stream of every variable of a name of the function that covers Pc. @return 0
+ */
+ORVY_API int orvy_dwarfComputeLocation(orvy_Dwarf Dwarf, uint64_t Pc, const char *Name);
+
+ORVY_END_C
+
+#ifdef __cplusplus
+
+#include "orvy/Support/VectorStream.h"
+
+#include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace orvy::dwarf {
+
+using Section = std::vector<unsigned char>;
+
+class DebugInfo;
+class DebugInfoEntry;
+class LineNumberProgram;
+class Unit;
+
+/// An attribute and the form in which its values stand: DW_AT_ and DW_FORM_ numbers.
+using AttrForm = std::pair<uint64_t, uint64_t>;
+
+/// The declaration of what entries of a code have.
+struct DebugAbbrev {
+  uint64_t Offset = 0; ///< of the declaration in ".debug_abbrev"
+  uint64_t Code = 0;
+  uint64_t Tag = 0;
+  bool HasChildren = false;
+  std::vector<AttrForm> Attrs;
+
+  /// What passes over the values: neighbours of fixed size in one step.
+  struct Step {
+    uint64_t Form;     ///< 0 for fixed sizes
+    uint64_t Bytes[2]; ///< in the 32-bit and in the 64-bit format
+  };
+  std::vector<Step> Steps;
+};
+
+/// All declarations by their offset.
+class ORVY_API AbbrevMap {
+public:
+  /// Reads a section; replaces what was there.
+  void setAbbrev(const Section &Bytes);
+  /// Place of the declaration that starts exactly at an offset; size() if none does.
+  size_t tableAt(uint64_t AbbrevOffset) const;
+  /// The first declaration of a code from a place on, in later tables too; null if there is none.
+  const DebugAbbrev *find(size_t Table, uint64_t Code);
+  /// The first declaration of a code from an offset on, at which a declaration must start.
+  const DebugAbbrev *getAbbrev(uint64_t AbbrevOffset, uint64_t Code) {
+    return find(tableAt(AbbrevOffset), Code);
+  }
+  size_t size() const { return Abbrevs.size(); }
+  auto begin() const { return Abbrevs.begin(); }
+  auto end() const { return Abbrevs.end(); }
+
+private:
+  void read(utils::VectorStream &VS);
+  void countRuns();
+  const DebugAbbrev *findFar(size_t Table, uint64_t Code);
+
+  std::vector<DebugAbbrev> Abbrevs;
+  std::vector<uint32_t> Runs; ///< how far codes count up by one from each declaration
+  std::vector<std::pair<uint64_t, uint32_t>> ByCode; ///< made when a code is not in its run
+};
+
+/// A view of one value of an entry: decoded from the section on each access.
+class ORVY_API Attribute {
+public:
+  Attribute(DebugInfoEntry *Parent, uint64_t Name, uint64_t Form, const uint8_t *Data,
+            uint64_t SectionOffset, uint64_t Size)
+      : Parent(Parent), Data(Data), Name(Name), Form(Form), SectionOffset(SectionOffset),
+        Size(Size) {}
+
+  DebugInfoEntry *getParent() const { return Parent; }
+  uint64_t getName() const { return Name; } ///< DW_AT_ number
+  uint64_t getForm() const { return Form; } ///< DW_FORM_ number
+  /// First byte of the encoded value, its place in the section, and the bytes it has.
+  const uint8_t *getData() const { return Data; }
+  uint64_t getSectionOffset() const { return SectionOffset; }
+  uint64_t getSize() const { return Size; }
+
+  /// The big-endian number at the value's first byte, whatever the form; 0 where the section ends
+  /// ahead of it.
+  uint8_t getU8() const;
+  uint16_t getU16() const;
+  uint32_t getU32() const;
+  uint64_t getU64() const;
+  /// An address, and an offset of a section: 4 bytes in every form.
+  uint64_t getAddr() const { return getU32(); }
+  uint64_t getOffset() const { return getU32(); }
+  /// The number of a DW_FORM_data1, data2, data4 or data8; -1 for any other form.
+  uint64_t getUnsigned() const;
+  int64_t getSigned() const { return static_cast<int64_t>(getUnsigned()); }
+  /// The text of a DW_FORM_string or strp, in place; null for any other form or one out of bounds.
+  const char *getCStr() const;
+  /// The bytes of a DW_FORM_block, block1, block2 or block4; empty for any other form.
+  std::vector<uint8_t> getBlock() const;
+  /// The bytes of a DW_FORM_exprloc; empty for any other form.
+  std::vector<uint8_t> getExprLoc() const;
+  /// The expression that a DW_FORM_sec_offset gives for an address; empty if there is none.
+  /// Throws the integer 42 if the unit has no low address, std::out_of_range at the section's end.
+  std::vector<uint8_t> getLocList(uint64_t Pc) const;
+  /// The entry that a reference refers to; null if there is none.
+  DebugInfoEntry *getRef() const;
+  /// Writes attribute, form and value as a line.
+  void print() const;
+
+private:
+  template <typename T> T read() const;
+  std::vector<uint8_t> counted(uint64_t Length, uint64_t LengthBytes) const;
+  uint64_t decodedLEB128() const;
+  DebugInfoEntry *refToSection(uint64_t Offset) const;
+  void printValue() const;
+
+  DebugInfoEntry *Parent;
+  const uint8_t *Data;
+  uint64_t Name, Form, SectionOffset, Size;
+};
+
+/// The attributes of an entry in stored order.
+class ORVY_API AttributeList {
+public:
+  class ORVY_API iterator {
+  public:
+    using value_type = Attribute;
+    using difference_type = std::ptrdiff_t;
+    explicit iterator(DebugInfoEntry &Entry);
+    const Attribute &operator*() const { return Current; }
+    const Attribute *operator->() const { return &Current; }
+    iterator &operator++();
+    void operator++(int) { ++*this; }
+    bool operator==(std::default_sentinel_t) const { return Next > Count; }
+
+  private:
+    void load();
+
+    utils::VectorStream VS;
+    const AttrForm *Attrs;
+    size_t Count, Next = 0;
+    Attribute Current;
+  };
+
+  explicit AttributeList(DebugInfoEntry &Entry) : Entry(&Entry) {}
+  iterator begin() const { return iterator(*Entry); }
+  std::default_sentinel_t end() const { return {}; }
+
+private:
+  DebugInfoEntry *Entry;
+};
+
+/// A debug information entry. Entries of a unit lie in file order, so that relatives are found by
+/// their distance; among them are the null entries that close lists of children.
+class ORVY_API DebugInfoEntry {
+public:
+  Unit *getUnit() const { return Owner; }
+  DebugInfo *getDebugInfo() const;
+  /// Null for a null entry, and where no declaration has the code.
+  const DebugAbbrev *getAbbrev() const { return Abbrev; }
+  uint64_t getAbbrevCode() const;
+  /// DW_TAG_ number; 0 without declaration.
+  uint64_t getTag() const { return Abbrev ? Abbrev->Tag : 0; }
+  bool isNull() const { return CodeBytes == 0; }
+  uint64_t getOffset() const { return SectionOffset; } ///< in the section of its unit
+  uint64_t getSize() const { return isNull() ? 1 : 0; }
+
+  DebugInfoEntry *getParent() { return Up ? this - Up : nullptr; }
+  /// The children and the null entry that closes them.
+  std::vector<DebugInfoEntry *> getChildren();
+  /// The entry behind this one and all below it; a null entry ends the children of a parent.
+  DebugInfoEntry *getNext() { return this + Span; }
+  /// The first child; null for an entry without a list of children.
+  DebugInfoEntry *getFirstChild() { return Span > 1 ? this + 1 : nullptr; }
+  /// All below it, in file order.
+  std::span<DebugInfoEntry> getSubtree() { return {this + 1, Span - 1}; }
+
+  AttributeList attributes() { return AttributeList(*this); }
+  /// The first attribute of a DW_AT_ number.
+  std::optional<Attribute> find(uint64_t Name);
+  /// Its DW_AT_name; null without.
+  const char *getName();
+  /// Writes the entry and all below it.
+  void print(unsigned Depth);
+
+private:
+  friend class Unit;
+  friend class AttributeList::iterator;
+
+  void printAlone(unsigned Depth);
+
+  Unit *Owner = nullptr;
+  const DebugAbbrev *Abbrev = nullptr;
+  uint32_t SectionOffset = 0;
+  uint32_t Up = 0;       ///< entries back to the parent; 0 for none
+  uint32_t Span = 1;     ///< entries up to the next that is not below this one
+  uint8_t CodeBytes = 0; ///< of the abbreviation code; 0 for a null entry
+};
+static_assert(sizeof(DebugInfoEntry) == 32, "half a million of these are loaded at once");
+
+/// The entries of a unit in file order, without the null entries.
+class ORVY_API EntryList {
+public:
+  class iterator {
+  public:
+    using value_type = DebugInfoEntry *;
+    using difference_type = std::ptrdiff_t;
+    iterator() = default;
+    iterator(DebugInfoEntry *At, DebugInfoEntry *End) : At(At), End(End) { skipNulls(); }
+    DebugInfoEntry *operator*() const { return At; }
+    iterator &operator++() {
+      ++At;
+      skipNulls();
+      return *this;
+    }
+    iterator operator++(int) {
+      iterator Old = *this;
+      ++*this;
+      return Old;
+    }
+    bool operator==(const iterator &Other) const { return At == Other.At; }
+
+  private:
+    void skipNulls() {
+      while (At != End && At->isNull())
+        ++At;
+    }
+    DebugInfoEntry *At = nullptr, *End = nullptr;
+  };
+
+  EntryList(std::span<DebugInfoEntry> Records, size_t Count) : Records(Records), Count(Count) {}
+  iterator begin() const { return {Records.data(), Records.data() + Records.size()}; }
+  iterator end() const {
+    return {Records.data() + Records.size(), Records.data() + Records.size()};
+  }
+  size_t size() const { return Count; }
+  bool empty() const { return Count == 0; }
+
+private:
+  std::span<DebugInfoEntry> Records;
+  size_t Count;
+};
+
+/// A unit of ".debug_info" or ".debug_types". Construction parses it; what is damaged throws.
+class ORVY_API Unit {
+public:
+  virtual ~Unit() = default;
+  /// Writes the header and the entries to the output stream.
+  virtual void print() = 0;
+  /// The entry of the unit itself; null if it has none.
+  virtual DebugInfoEntry *getUnitDIE() = 0;
+
+  Unit(const Unit &) = delete;
+  Unit &operator=(const Unit &) = delete;
+
+  DebugInfo *getDebugInfo() const { return Info; }
+  /// The section that the unit lies in.
+  const Section &getSection() const { return Bytes; }
+  bool is64Bit() const { return Is64Bit; }
+  uint64_t getUnitLength() const { return UnitLength; }
+  uint16_t getVersion() const { return Version; }
+  uint64_t getAbbrevOffset() const { return AbbrevOffset; }
+  uint8_t getAddressSize() const { return AddressSize; }
+  uint64_t getOffset() const { return Offset; }
+  uint64_t getHeaderSize() const { return Is64Bit ? 23 : 11; }
+  uint64_t getTotalSize() const { return UnitLength + (Is64Bit ? 12 : 4); }
+
+  EntryList getDIEList() { return {Records, EntryCount}; }
+  /// The entry at an offset of the section, or of the unit; null if none starts there.
+  DebugInfoEntry *getDIEWithSectionOffset(uint64_t At);
+  DebugInfoEntry *getDIEWithLocalOffset(uint64_t At);
+
+protected:
+  Unit(DebugInfo *Info, const Section &Bytes, uint64_t Offset)
+      : Info(Info), Bytes(Bytes), Offset(Offset) {}
+
+  void parseHeader(utils::VectorStream &VS);
+  void parseEntries(utils::VectorStream &VS);
+  void printHeader(std::string_view Kind) const;
+  void printEntries(std::string_view Kind);
+
+private:
+  class Parser;
+
+  DebugInfo *Info;
+  const Section &Bytes;
+  uint64_t Offset;
+  uint64_t UnitLength = 0;
+  uint64_t AbbrevOffset = 0;
+  uint16_t Version = 0;
+  uint8_t AddressSize = 0;
+  bool Is64Bit = false;
+  size_t EntryCount = 0;
+  std::vector<DebugInfoEntry> Records;
+};
+
+/// The functions of a unit by address: the first in file order that covers it.
+class FunctionIndex {
+public:
+  struct Hit {
+    DebugInfoEntry *Entry;
+    size_t Discontinuous; ///< functions with DW_AT_ranges that a walk up to it comes by
+  };
+  explicit FunctionIndex(Unit &Functions);
+  Hit find(uint64_t Addr) const;
+
+private:
+  struct Function {
+    uint64_t Low, High;
+    Hit Found;
+  };
+  void addSegments(std::vector<Function> Functions);
+  void addSegment(uint64_t Start, const Hit &Found);
+
+  std::vector<uint64_t> Starts;
+  std::vector<Hit> Hits; ///< from each start up to the next
+  Hit Miss{nullptr, 0};
+};
+
+/// A unit of ".debug_info".
+class ORVY_API CompilationUnit final : public Unit {
+public:
+  using Range = std::pair<uint64_t, uint64_t>; ///< low, high
+
+  CompilationUnit(DebugInfo *Info, uint64_t Offset);
+  ~CompilationUnit() override;
+
+  void print() override;
+  /// The first entry, a DW_TAG_compile_unit or DW_TAG_partial_unit; null if it is another.
+  DebugInfoEntry *getUnitDIE() override;
+  /// DW_AT_name; null without.
+  const char *getName();
+  /// DW_AT_low_pc. Throws the integer 42 without.
+  uint64_t getBaseAddress();
+  /// One past the last address. Throws the integer 42 without DW_AT_low_pc or DW_AT_high_pc.
+  uint64_t getHighAddress();
+  /// The range from low to high address; none, with a text on the error stream, for a unit with
+  /// DW_AT_ranges; none without addresses.
+  std::vector<Range> getRanges();
+  /// DW_LANG_ number. Throws the integer 42 without.
+  uint64_t getLanguageID();
+  /// "DW_LANG_C99" and its like; null for a number that is not known. Throws as getLanguageID.
+  const char *getLanguageName();
+  /// Offset of the line program in ".debug_line"; -1 without.
+  int64_t getLineNumberOffset();
+  /// The line program; null without. Throws if it cannot be read.
+  LineNumberProgram *getLineNumberProgram();
+  /// The first function in file order that covers an address.
+  FunctionIndex::Hit getFunction(uint64_t Addr);
+
+private:
+  std::optional<Attribute> unitAttribute(uint64_t Name);
+  Attribute requiredAttribute(uint64_t Name);
+
+  std::unique_ptr<FunctionIndex> Functions;
+};
+
+/// A unit of ".debug_types": parsed and printed, and never searched.
+class ORVY_API TypeUnit final : public Unit {
+public:
+  TypeUnit(DebugInfo *Info, uint64_t Offset);
+
+  void print() override;
+  /// Null: nothing leads to the entries.
+  DebugInfoEntry *getUnitDIE() override { return nullptr; }
+  uint64_t getTypeSignature() const { return TypeSignature; }
+  uint64_t getTypeOffset() const { return TypeOffset; }
+
+private:
+  uint64_t TypeSignature = 0;
+  uint64_t TypeOffset = 0;
+};
+
+/// Public names in byte order; of several of one name the one added last.
+class ORVY_API NameTable {
+public:
+  struct Entry {
+    std::string_view Name; ///< in a section
+    uint64_t UnitOffset;
+    uint64_t EntryOffset; ///< inside the unit
+  };
+  void add(std::string_view Name, uint64_t UnitOffset, uint64_t EntryOffset);
+  /// Null for a name that is not there.
+  const Entry *find(std::string_view Name);
+  const std::vector<Entry> &entries();
+  bool empty() const { return Entries.empty(); }
+
+private:
+  std::vector<Entry> Entries;
+  bool Sorted = true;
+};
+
+/// The addresses of units by start, then by length.
+class ORVY_API RangeTable {
+public:
+  struct Entry {
+    uint64_t Start, Length;
+    uint64_t UnitOffset;
+  };
+  /// Adds a range; one of the same start and length is replaced.
+  void add(uint64_t Start, uint64_t Length, uint64_t UnitOffset);
+  /// The range that covers an address: the one that starts last below it, else one that starts
+  /// there; null if neither does.
+  const Entry *find(uint64_t Addr);
+  const std::vector<Entry> &entries();
+
+private:
+  std::vector<Entry> Entries;
+  bool Sorted = true;
+};
+
+/// The debug information of an image. The setters take a section's bytes and leave the given vector
+/// empty; texts and abbreviations come ahead of the entries. A damaged section throws.
+class ORVY_API DebugInfo {
+public:
+  DebugInfo();
+  ~DebugInfo();
+  DebugInfo(const DebugInfo &) = delete;
+  DebugInfo &operator=(const DebugInfo &) = delete;
+
+  /// Reads the sections of an ELF file. Throws for what is not readable.
+  /// @return null for a file without ".debug_abbrev"
+  static std::unique_ptr<DebugInfo> load(const char *Path);
+
+  void setStrings(Section &Bytes);
+  void setAbbrevs(Section &Bytes);
+  void setInfo(Section &Bytes);
+  void setTypes(Section &Bytes);
+  void setAranges(Section &Bytes);
+  void setPubnames(Section &Bytes);
+  void setPubtypes(Section &Bytes);
+  void setRanges(Section &Bytes);
+  void setLine(Section &Bytes);
+  void setLoc(Section &Bytes);
+
+  /// The unit that covers an address; null if none does.
+  CompilationUnit *getCompUnitForAddress(uint64_t Addr);
+  /// The unit at an offset of ".debug_info"; null if none starts there.
+  CompilationUnit *getCompUnitAt(uint64_t Offset);
+  /// The unit that an offset of ".debug_info" lies in or behind; null ahead of the first.
+  CompilationUnit *getCompUnitAround(uint64_t Offset);
+  /// All units whose names end in a text, by their names read backwards.
+  std::vector<CompilationUnit *> getCompUnitForName(const char *Name);
+  /// The first function of its unit that covers an address; null, with a text on the error stream,
+  /// if none does.
+  DebugInfoEntry *getFunctionDIEForAddress(uint64_t Addr);
+  DebugInfoEntry *getFunctionDIEForName(const char *Name);
+  /// Name of that function; null if there is none.
+  const char *getFunctionNameForAddress(uint64_t Addr);
+  /// Name of the unit that covers an address; null if none does.
+  const char *getFileNameForAddress(uint64_t Addr);
+  /// The line program at an offset, read on first use. Throws if it cannot be read.
+  LineNumberProgram *getLineNumberProgram(CompilationUnit *Unit, uint64_t Offset);
+  /// The expression of the list at an offset that covers an address; empty if there is none.
+  std::vector<uint8_t> getLocationListProg(uint64_t Base, uint64_t Offset, uint64_t Pc) const;
+  /// A source path with its leading directories remapped.
+  std::string remapPath(const char *Path) const;
+  /// The text at an offset of ".debug_str"; null out of bounds.
+  const char *getString(uint64_t Offset) const;
+
+  void print() const;
+  void printInfo();
+  void printAbbrevs() const;
+  void printPubnames();
+  void printPubtypes();
+  void printAddressRanges();
+
+  AbbrevMap Abbrevs;
+  Section AbbrevSec, ArangesSec, InfoSec, LineSec, PubnamesSec, PubtypesSec, TypesSec, StrSec,
+      RangesSec, LocSec;
+  std::vector<std::string> SourceDirs; ///< each ends in "/"
+  std::vector<std::pair<std::string, std::string>> PathRemaps;
+
+  const std::vector<std::unique_ptr<CompilationUnit>> &getCompUnits() const { return CompUnits; }
+  const std::vector<std::unique_ptr<TypeUnit>> &getTypeUnits() const { return TypeUnits; }
+
+private:
+  void nameUnits();
+  void fixAranges();
+  void fillPubNames();
+  void addDIEToPubNames(DebugInfoEntry &Entry);
+
+  std::vector<std::unique_ptr<CompilationUnit>> CompUnits;               ///< by offset
+  std::map<std::string, CompilationUnit *, std::less<>> CompUnitsByName; ///< names read backwards
+  std::vector<std::unique_ptr<TypeUnit>> TypeUnits;
+  std::map<uint64_t, std::unique_ptr<LineNumberProgram>> LinePrograms;
+  RangeTable AddressRanges;
+  NameTable PubNames, PubTypes;
+  uint64_t StrEnd = 0; ///< one past the last NUL of the texts
+  bool ArangesFixed = false;
+  bool PubNamesFilled = false;
+};
+
+/// Writes structure types in the manner of a language.
+class ORVY_API LanguagePrinter {
+public:
+  /// Writes a DW_TAG_structure_type to the output stream; nothing for any other entry.
+  virtual void printType(DebugInfoEntry *Entry);
+  virtual ~LanguagePrinter() = default;
+};
+
+/// Writes structure types as C does.
+class ORVY_API CLangPrinter : public LanguagePrinter {
+public:
+  void printType(DebugInfoEntry *Entry) override;
+};
+
+} // namespace orvy::dwarf
+
+#endif
+
+#endif
