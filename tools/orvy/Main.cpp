@@ -12,6 +12,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -49,18 +50,28 @@ opt<bool> Interactive(longName("interactive"), shortName('i'),
 opt<bool> Help(longName("help"), shortName('h'), description("Show this help"));
 opt<bool> Version(longName("version"), description("Show the version"));
 
-void startLibrary(const char *Program) {
-  orvy_initPathSupport(Program);
+/// The program itself, also where a link led to it.
+std::string programPath(const char *Called) {
+  std::error_code Failed;
+  const auto Path = std::filesystem::read_symlink("/proc/self/exe", Failed);
+  return Failed ? Called : Path.string();
+}
+
+void startLibrary(const char *Called) {
+  orvy_initPathSupport(programPath(Called).c_str());
   orvy_initConfigDirs();
   orvy_initSupportLib();
 }
 
-/// ORVY_SHARE leads scripts to what is installed with the system, from wherever they are run.
-void setVariables() {
+/// What scripts find of the installation, from wherever they are run: its scripts by their names,
+/// and the rest below ORVY_SHARE.
+void setUpScripts() {
   std::string Share = os::path::findResourceDir("");
   if (Share.ends_with('/'))
     Share.pop_back();
   Var::setVariable("ORVY_SHARE", Share.c_str());
+  if (const std::string Scripts = os::path::findResourceDir("sysconfig"); !Scripts.empty())
+    Interpreter::appendPath(Scripts.c_str());
 }
 
 /// Whether the script was found and succeeded; what fails in it has been reported.
@@ -136,6 +147,6 @@ int main(int argc, char **argv) {
     outs() << orvy_getVersionString() << "\n";
     return Success;
   }
-  setVariables();
+  setUpScripts();
   return runAll();
 }
