@@ -264,6 +264,8 @@ public:
   /// The number of a DW_FORM_data1, data2, data4 or data8; -1 for any other form.
   uint64_t getUnsigned() const;
   int64_t getSigned() const { return static_cast<int64_t>(getUnsigned()); }
+  /// The address of a DW_AT_high_pc: a DW_FORM_addr, else relative to a low address.
+  uint64_t getHighAddr(uint64_t Low) const;
   /// The text of a DW_FORM_string or strp, in place; null for any other form or one out of bounds.
   const char *getCStr() const;
   /// The bytes of a DW_FORM_block, block1, block2 or block4; empty for any other form.
@@ -280,9 +282,8 @@ public:
 
 private:
   template <typename T> T read() const;
-  std::vector<uint8_t> counted(uint64_t Length, uint64_t LengthBytes) const;
-  uint64_t decodedLEB128() const;
-  DebugInfoEntry *refToSection(uint64_t Offset) const;
+  std::vector<uint8_t> behindLength(uint64_t LengthBytes) const;
+  uint64_t decodedLEB128(size_t &Bytes) const;
   void printValue() const;
 
   DebugInfoEntry *Parent;
@@ -302,14 +303,14 @@ public:
     const Attribute *operator->() const { return &Current; }
     iterator &operator++();
     void operator++(int) { ++*this; }
-    bool operator==(std::default_sentinel_t) const { return Next > Count; }
+    bool operator==(std::default_sentinel_t) const { return Next > Attrs.size(); }
 
   private:
     void load();
 
     utils::VectorStream VS;
-    const AttrForm *Attrs;
-    size_t Count, Next = 0;
+    std::span<const AttrForm> Attrs;
+    size_t Next = 0;
     Attribute Current;
   };
 
@@ -514,7 +515,7 @@ public:
   const char *getLanguageName();
   /// Offset of the line program in ".debug_line"; -1 without.
   int64_t getLineNumberOffset();
-  /// The line program; null without. Throws if it cannot be read.
+  /// The line program; null without, and if it cannot be read.
   LineNumberProgram *getLineNumberProgram();
   /// The first function in file order that covers an address.
   FunctionIndex::Hit getFunction(uint64_t Addr);
@@ -615,12 +616,14 @@ public:
   /// The first function of its unit that covers an address; null, with a text on the error stream,
   /// if none does.
   DebugInfoEntry *getFunctionDIEForAddress(uint64_t Addr);
+  /// The same without any text.
+  FunctionIndex::Hit findFunction(uint64_t Addr);
   DebugInfoEntry *getFunctionDIEForName(const char *Name);
   /// Name of that function; null if there is none.
   const char *getFunctionNameForAddress(uint64_t Addr);
   /// Name of the unit that covers an address; null if none does.
   const char *getFileNameForAddress(uint64_t Addr);
-  /// The line program at an offset, read on first use. Throws if it cannot be read.
+  /// The line program at an offset, read on first use; null if it cannot be read.
   LineNumberProgram *getLineNumberProgram(CompilationUnit *Unit, uint64_t Offset);
   /// The expression of the list at an offset that covers an address; empty if there is none.
   std::vector<uint8_t> getLocationListProg(uint64_t Base, uint64_t Offset, uint64_t Pc) const;

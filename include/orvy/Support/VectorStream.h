@@ -136,20 +136,21 @@ public:
   }
   /// Goes forward over as many bytes as a field of the data says.
   void skip(uint64_t Bytes) {
-    if (Bytes >= Source.size() - Position)
+    if (Bytes >= getLeft())
       throw 42;
     Position += Bytes;
   }
 
   /// Offset of the next byte.
   uint64_t getOffset() const { return Position; }
+  uint64_t getLeft() const { return Source.size() - Position; }
   bool atEnd() const { return Position == Source.size(); }
 
 private:
   [[noreturn]] static void failRead();
 
   template <typename T> T read() {
-    if (sizeof(T) > Source.size() - Position)
+    if (sizeof(T) > getLeft())
       failRead();
     std::make_unsigned_t<T> Raw;
     std::memcpy(&Raw, Source.data() + Position, sizeof(T));
