@@ -9,6 +9,8 @@
 
 #include <atomic>
 #include <mutex>
+#include <string>
+#include <utility>
 #include <vector>
 
 /// A heap of scheduled events, a stack of immediate ones and a list of callbacks that any thread
@@ -74,6 +76,14 @@ namespace orvy::event {
 /// Prepares the event system: publishes "orvy.realtime-slip" and arranges for the release of all
 /// events at process exit. Called once at library start.
 void init();
+
+/// Name and owner of a published event.
+using EventKey = std::pair<std::string, void *>;
+
+/// The key under which an event was published; null for an id that has none.
+const EventKey *keyForId(int64_t EvId);
+/// The event first published under a key; 0 if there is none.
+int64_t idForKey(const std::string &Name, void *Obj);
 
 /// The event behind an id; null for an id that is not valid and for a depublished one.
 orvy_Event *eventForId(int64_t EvId);

@@ -26,8 +26,6 @@ Running *Running::Innermost = nullptr;
 
 namespace {
 
-using EventKey = std::pair<std::string, void *>;
-
 int64_t g_TimeSlipNotification = 0;
 
 /// Slot id-1 holds the event; a depublished slot stays as a null entry.
@@ -146,6 +144,16 @@ void init() {
     return;
   g_TimeSlipNotification = orvy_publishNotification("orvy.realtime-slip", nullptr);
   std::atexit(orvy_eventDepublishAll);
+}
+
+const EventKey *keyForId(int64_t EvId) {
+  auto Found = EventNameMap.find(EvId);
+  return Found == EventNameMap.end() ? nullptr : &Found->second;
+}
+
+int64_t idForKey(const std::string &Name, void *Obj) {
+  auto Found = EventMap.find({Name, Obj});
+  return Found == EventMap.end() ? 0 : Found->second;
 }
 
 orvy_Event *eventForId(int64_t EvId) {

@@ -23,9 +23,13 @@ public:
   explicit UniqueDescriptor(int Descriptor) : Descriptor(Descriptor) {}
   UniqueDescriptor(const UniqueDescriptor &) = delete;
   UniqueDescriptor &operator=(const UniqueDescriptor &) = delete;
-  ~UniqueDescriptor() {
+  ~UniqueDescriptor() { reset(-1); }
+
+  /// Closes the descriptor and owns another one.
+  void reset(int New) {
     if (isOpen())
       retryOnSignal([this] { return close(Descriptor); });
+    Descriptor = New;
   }
 
   bool isOpen() const { return Descriptor >= 0; }

@@ -227,6 +227,21 @@ ORVY_API double orvy_eventGetSecs(void *Holder, int64_t EvId);
 /** Frequency of a holder's queue in Hz; any other object ends the process with a fatal message. */
 ORVY_API uint64_t orvy_eventQueueGetFreq(void *Holder);
 
+/* Checkpoints */
+
+/**
+ * Adds the scheduled events of a queue to a checkpoint (Checkpoint.h), by their names, owners, times
+ * and periods. Events on the stack are refused and those that were never published left out, both
+ * with an error. Wall-clock times, flags and data words are not saved.
+ * @param Ctxt  the context that serialise of ObjectIface got
+ */
+ORVY_API void orvy_eventSerialise(orvy_EventQueue *Queue, void *Ctxt);
+/**
+ * Schedules the events that orvy_eventSerialise has saved. Each must be published again under its
+ * name and owner; the first that is not is told in the log and ends the restore of the queue.
+ */
+ORVY_API void orvy_eventDeserialise(orvy_EventQueue *Queue, void *Ctxt);
+
 /* Diagnostics */
 
 /** 1 if no event of the heap lies before its parent. */

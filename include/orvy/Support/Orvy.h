@@ -11,6 +11,7 @@
 #ifndef ORVY_SUPPORT_ORVY_H
 #define ORVY_SUPPORT_ORVY_H
 
+#include "orvy/Support/Checkpoint.h"
 #include "orvy/Support/Clock.h"
 #include "orvy/Support/CommandLineOptions.h"
 #include "orvy/Support/Commands.h"

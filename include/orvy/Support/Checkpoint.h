@@ -1,0 +1,80 @@
+/* Checkpoint.h - saving the whole object system to a file, and building it again from one.
+ *
+ * A checkpoint is a JSON text: which plug-ins are loaded, which objects exist, the value of every
+ * property (but internal pointers), and what each model adds through the serialise slot of its
+ * ObjectIface. A model adds and takes back values with the accessors below, which get the context
+ * that the slot was called with:
+ *
+ *     static void serialise(void *Obj, const char *Path, void *Ctxt) {
+ *       orvy_serialiseProp(Ctxt, "fifo", ovTY_U8, 16, ((Uart *)Obj)->Fifo);
+ *       orvy_eventSerialise(((Uart *)Obj)->Queue, Ctxt);
+ *     }
+ *     static void deserialise(void *Obj, const char *Path, void *Ctxt) {
+ *       for (uint32_t I = 0; I < 16 && I < (uint32_t)orvy_checkpointGetLength(Ctxt, "fifo"); ++I)
+ *         ((Uart *)Obj)->Fifo[I] = orvy_checkpointGetValue(Ctxt, "fifo", I).u8;
+ *       orvy_eventDeserialise(((Uart *)Obj)->Queue, Ctxt);
+ *     }
+ *
+ * A restore creates all objects, then sets all properties on the set route, then calls the
+ * deserialise slots, each in the order of the objects' names.
+ *
+ * Texts are UTF-8. Real numbers that JSON has no form for are written as the texts "NaN",
+ * "Infinity" and "-Infinity". Everything here belongs to the simulation thread, with no run in
+ * progress. */
+
+#ifndef ORVY_SUPPORT_CHECKPOINT_H
+#define ORVY_SUPPORT_CHECKPOINT_H
+
+#include "orvy/Support/Types.h"
+
+ORVY_BEGIN_C
+
+/**
+ * Saves the object system.
+ *
+ * The text goes to a new file beside Path, which then takes its place: a save that fails leaves
+ * what was there. What is no plain file, such as a pipe, is written to directly.
+ * @return 0, or 1 with a message on the error stream
+ */
+ORVY_API int orvy_serialiseJSON(const char *Path);
+/**
+ * Replaces all objects but "sim" by those of a checkpoint, loading the plug-ins it needs.
+ *
+ * A property that cannot be set is told in the log, or on the error stream if its text is not what
+ * it should be, and the restore goes on. If the file is no checkpoint, or one of its objects cannot
+ * be created, no object but "sim" is left. A file that cannot be opened leaves no object either,
+ * and counts as success.
+ * @return 0, or 1 with a message on the error stream
+ */
+ORVY_API int orvy_deserialiseJSON(const char *Path);
+
+/** Adds the value of a property, all its elements, under the property's name. A value that cannot
+ * be written is told on the error stream and left out. */
+ORVY_API void orvy_serialiseProp2(void *Ctxt, void *Obj, const char *PropName);
+/**
+ * Adds values of the caller under a name. What cannot be written is told on the error stream and
+ * left out.
+ * @param Typ    type of the values; one that has no form in a checkpoint writes nothing
+ * @param Count  number of values; below 1 writes none. An interface array has its own length.
+ * @param Data   the values, laid out as a property of that type is; null writes nothing
+ */
+ORVY_API void orvy_serialiseProp(void *Ctxt, const char *Name, orvy_Type Typ, int Count,
+                                 const void *Data);
+/** Sets a property from what orvy_serialiseProp2 has added. On failure, which is told in the log or
+ * on the error stream, the property keeps its value. */
+ORVY_API void orvy_deserialiseProp(void *Ctxt, void *Obj, const char *PropName);
+/** The number of values under a name; -1 if there is none. */
+ORVY_API int orvy_checkpointGetLength(void *Ctxt, const char *Name);
+/**
+ * One of the values under a name.
+ *
+ * Integers, objects, interface references, strings, buffers and vectors come back; a string is to
+ * be released with free, a buffer with orvy_buffDispose, a vector, which is empty, with
+ * orvy_vecDispose. Values of other types come back with the tag ovTY_Invalid.
+ * @return the value; the all-zero record with an error in the log if there is none
+ */
+ORVY_API orvy_Propval orvy_checkpointGetValue(void *Ctxt, const char *Name, uint32_t Idx);
+
+ORVY_END_C
+
+#endif

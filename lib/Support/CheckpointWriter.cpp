@@ -1,0 +1,287 @@
+#include "CheckpointFile.h"
+
+#include "orvy/Support/OutStream.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace orvy::checkpoint {
+
+namespace {
+
+constexpr size_t BufferSize = 1 << 20;
+constexpr auto FirstReport = std::chrono::seconds(1);
+constexpr auto NextReport = std::chrono::milliseconds(200);
+
+[[noreturn]] void fail() {
+  throw std::system_error(errno, std::generic_category());
+}
+
+} // namespace
+
+// Progress
+
+Progress::Progress(const char *What, uint64_t Total)
+    : What(What), Total(Total), Next(std::chrono::steady_clock::now() + FirstReport),
+      IsTerminal(isatty(STDERR_FILENO)) {}
+
+Progress::~Progress() {
+  if (!IsShown)
+    return;
+  errs() << "\r\033[K";
+  errs().flush();
+}
+
+void Progress::advance(size_t Bytes) {
+  Done += Bytes;
+  if (!IsTerminal)
+    return;
+  auto Now = std::chrono::steady_clock::now();
+  if (Now < Next)
+    return;
+  Next = Now + NextReport;
+  IsShown = true;
+  errs() << "\r" << What << " checkpoint: ";
+  if (Total)
+    errs() << Done * 100 / Total << " %";
+  else
+    errs() << (Done >> 20) << " MiB";
+  errs().flush();
+}
+
+// ReplacementFile
+
+namespace {
+
+std::string resolved(const char *Path) {
+  std::unique_ptr<char, void (*)(void *)> Real(realpath(Path, nullptr), std::free);
+  return Real ? Real.get() : Path;
+}
+
+int openFile(const std::string &Path, int Flags, mode_t Mode) {
+  return retryOnSignal([&] { return open(Path.c_str(), Flags | O_WRONLY | O_CLOEXEC, Mode); });
+}
+
+/// Has the directory remember the new entry. Not every file system can be told.
+void syncDirectory(const std::string &Path) {
+  size_t Slash = Path.rfind('/');
+  std::string Dir = Slash == Path.npos ? "." : Path.substr(0, Slash + 1);
+  UniqueDescriptor Opened(open(Dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (Opened.isOpen())
+    fsync(Opened.get());
+}
+
+} // namespace
+
+ReplacementFile::ReplacementFile(const char *Path) : Target(resolved(Path)) {
+  struct stat Info;
+  bool Exists = stat(Target.c_str(), &Info) == 0;
+  if (Exists && !S_ISREG(Info.st_mode)) {
+    File.reset(openFile(Target, O_TRUNC, 0));
+    if (!File.isOpen())
+      fail();
+    return;
+  }
+  // Rights to the directory are no rights to a file that nobody may write to.
+  if (Exists && access(Target.c_str(), W_OK) != 0)
+    fail();
+  openBeside(Target);
+  if (Exists)
+    fchmod(File.get(), Info.st_mode & 0777); // a new file of ours does not refuse
+}
+
+void ReplacementFile::openBeside(const std::string &Path) {
+  constexpr unsigned MostNames = 100;
+  for (unsigned Number = 0; Number < MostNames; ++Number) {
+    Temporary = Path + ".part" + std::to_string(getpid()) + "-" + std::to_string(Number);
+    File.reset(openFile(Temporary, O_CREAT | O_EXCL, 0666));
+    if (File.isOpen())
+      return;
+    if (errno != EEXIST)
+      break;
+  }
+  Temporary.clear();
+  fail();
+}
+
+ReplacementFile::~ReplacementFile() {
+  if (!Temporary.empty())
+    unlink(Temporary.c_str());
+}
+
+void ReplacementFile::write(const char *Data, size_t Size) {
+  while (Size > 0) {
+    ssize_t Written = retryOnSignal([&] { return ::write(File.get(), Data, Size); });
+    if (Written < 0)
+      fail();
+    Data += Written;
+    Size -= static_cast<size_t>(Written);
+  }
+}
+
+void ReplacementFile::commit() {
+  if (Temporary.empty())
+    return;
+  if (fsync(File.get()) != 0 || rename(Temporary.c_str(), Target.c_str()) != 0)
+    fail();
+  Temporary.clear();
+  syncDirectory(Target);
+}
+
+// Writer
+
+namespace {
+
+/// The longest number of 64 bits has 20 characters.
+constexpr size_t LongestNumber = 24;
+
+bool isPlainText(const std::string &Text) {
+  for (char C : Text)
+    if (C < ' ' || C == '"' || C == '\\' || C == '\x7f')
+      return false; // what is not ASCII is negative
+  return true;
+}
+
+/// A line end and the blanks of the next line.
+std::string lineStart(const char *Before, unsigned Indent) {
+  return std::string(Before) + "\n" + std::string(Indent, ' ');
+}
+
+} // namespace
+
+Writer::Writer(ReplacementFile &File)
+    : File(File), Shown("saving", 0), Buffer(std::make_unique_for_overwrite<char[]>(BufferSize)) {}
+
+void Writer::flush() {
+  File.write(Buffer.get(), Used);
+  Shown.advance(Used);
+  Used = 0;
+}
+
+char *Writer::room(size_t Bytes) {
+  if (BufferSize - Used < Bytes)
+    flush();
+  return Buffer.get() + Used;
+}
+
+void Writer::text(std::string_view Text) {
+  if (Text.size() > BufferSize / 2) {
+    flush();
+    File.write(Text.data(), Text.size());
+    return;
+  }
+  std::memcpy(room(Text.size()), Text.data(), Text.size());
+  Used += Text.size();
+}
+
+void Writer::string(const std::string &Text) {
+  if (!isPlainText(Text))
+    return text(Json(Text).dump());
+  text("\"");
+  text(Text);
+  text("\"");
+}
+
+void Writer::newLine(unsigned Indent) {
+  text(lineStart("", Indent));
+}
+
+void Writer::value(const Json &Value, unsigned Indent) {
+  switch (Value.type()) {
+  case Json::value_t::object:
+    return object(Value.get_ref<const Json::object_t &>(), Indent);
+  case Json::value_t::array:
+    return array(Value.get_ref<const Json::array_t &>(), Indent);
+  case Json::value_t::binary:
+    return packed(Value.get_binary(), Indent);
+  case Json::value_t::string:
+    return string(Value.get_ref<const std::string &>());
+  case Json::value_t::number_unsigned: {
+    char *To = room(LongestNumber);
+    Used +=
+        static_cast<size_t>(std::to_chars(To, To + LongestNumber, Value.get<uint64_t>()).ptr - To);
+    return;
+  }
+  default:
+    return text(Value.dump());
+  }
+}
+
+void Writer::object(const Json::object_t &Object, unsigned Indent) {
+  if (Object.empty())
+    return text("{}");
+  const std::string Start = lineStart(",", Indent + 2);
+  text("{");
+  std::string_view Separator = std::string_view(Start).substr(1);
+  for (const auto &[Key, Value] : Object) {
+    text(Separator);
+    string(Key);
+    text(": ");
+    value(Value, Indent + 2);
+    Separator = Start;
+  }
+  newLine(Indent);
+  text("}");
+}
+
+void Writer::array(const Json::array_t &Array, unsigned Indent) {
+  if (Array.empty())
+    return text("[]");
+  const std::string Start = lineStart(",", Indent + 2);
+  text("[");
+  std::string_view Separator = std::string_view(Start).substr(1);
+  for (const Json &Value : Array) {
+    text(Separator);
+    value(Value, Indent + 2);
+    Separator = Start;
+  }
+  newLine(Indent);
+  text("]");
+}
+
+template <typename Number> void Writer::numbers(const Json::binary_t &Packed, unsigned Indent) {
+  // A copy of a fixed size is a few moves; what is copied too much is overwritten.
+  constexpr size_t Copied = 32;
+  const std::string Start = lineStart(",", Indent + 2);
+  std::array<char, Copied> Fixed{};
+  const bool IsShort = Start.size() <= Copied;
+  if (IsShort)
+    std::memcpy(Fixed.data(), Start.data(), Start.size());
+  char Opening = '[';
+  for (size_t At = 0; At < Packed.size(); At += sizeof(Number)) {
+    char *To = room(std::max(Start.size(), Copied) + LongestNumber);
+    if (IsShort)
+      std::memcpy(To, Fixed.data(), Copied);
+    else
+      std::memcpy(To, Start.data(), Start.size());
+    *To = std::exchange(Opening, ',');
+    Number Value;
+    std::memcpy(&Value, Packed.data() + At, sizeof(Number));
+    char *Digits = To + Start.size();
+    char *End = std::to_chars(Digits, Digits + LongestNumber, Value).ptr;
+    Used += static_cast<size_t>(End - To);
+  }
+  newLine(Indent);
+  text("]");
+}
+
+void Writer::packed(const Json::binary_t &Packed, unsigned Indent) {
+  if (Packed.empty())
+    return text("[]");
+  if (Packed.subtype() == 1)
+    numbers<uint8_t>(Packed, Indent);
+  else if (Packed.subtype() == 2)
+    numbers<uint16_t>(Packed, Indent);
+  else
+    numbers<uint32_t>(Packed, Indent);
+}
+
+} // namespace orvy::checkpoint

@@ -1,0 +1,394 @@
+#include "orvy/Support/Checkpoint.h"
+
+#include "CheckpointFile.h"
+#include "InternalError.h"
+#include "ObjsysClass.h"
+#include "ObjsysValue.h"
+#include "PluginManager.h"
+#include "orvy/Support/Containers.h"
+#include "orvy/Support/Interfaces.h"
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/OutStream.h"
+#include "orvy/Support/Plugins.h"
+#include "orvy/Support/Simulator.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <system_error>
+
+using namespace orvy;
+using namespace orvy::checkpoint;
+using namespace orvy::objsys;
+
+namespace {
+
+/// The node that the running serialise or deserialise function of a model works on, which may hold
+/// packed arrays. All other contexts belong to someone else.
+class OwnContext {
+public:
+  explicit OwnContext(Json &Node) : Outer(Innermost), Node(&Node) { Innermost = this; }
+  ~OwnContext() { Innermost = Outer; }
+  OwnContext(const OwnContext &) = delete;
+  OwnContext &operator=(const OwnContext &) = delete;
+
+  static OwnContext *find(const void *Ctxt) {
+    return Innermost && Innermost->Node == Ctxt ? Innermost : nullptr;
+  }
+
+  /// The node of a name. Models fetch element by element under one name: it is looked up once.
+  const Json &at(const char *Name) {
+    if (!Found || LastName != Name) {
+      Found = &Node->at(Name);
+      LastName = Name;
+    }
+    return *Found;
+  }
+  void forget() { Found = nullptr; }
+
+private:
+  static inline OwnContext *Innermost = nullptr;
+
+  OwnContext *Outer;
+  Json *Node;
+  std::string LastName;
+  const Json *Found = nullptr;
+};
+
+OutStream &printError() {
+  errs().changeColor(OutStream::Red, false) << "error";
+  return errs().resetColor() << ": ";
+}
+
+int reportLibrary(const Json::exception &Why) {
+  printError() << Why.what() << " id = " << Why.id << "\n";
+  return 1;
+}
+
+bool isRunning(const char *What) {
+  if (!orvy_simIsRunning())
+    return false;
+  orvy_logError(nullptr, "cannot %s a checkpoint: a run is in progress", What);
+  return true;
+}
+
+const ObjectIface *objectIface(const Class &Cls) {
+  const IfaceInstance *Iface = Cls.getInterface("ObjectIface");
+  return Iface ? static_cast<const ObjectIface *>(Iface->at(0)) : nullptr;
+}
+
+// Saving
+
+void serialiseProperty(Json &Node, void *Obj, const Property &Prop, Form F) {
+  try {
+    if (Json Value = propertyNode(Prop, Obj, F); !Value.is_null())
+      Node[Prop.Name] = std::move(Value);
+  } catch (const std::exception &Why) {
+    errs() << "error serialising property\n";
+    orvy_logError(Obj, "property '%s' is not saved: %s", Prop.Name.c_str(), Why.what());
+  }
+}
+
+Json extraOf(const Class &Cls, void *Obj, const char *Path) {
+  Json Extra;
+  const ObjectIface *Iface = objectIface(Cls);
+  if (!Iface || !Iface->serialise)
+    return Extra;
+  OwnContext Guard(Extra);
+  Iface->serialise(Obj, Path, &Extra);
+  return Extra;
+}
+
+Json entryOf(const Class &Cls, void *Obj, const char *Path) {
+  Json Properties = Json::object();
+  for (const auto &[Name, Prop] : Cls.Properties)
+    serialiseProperty(Properties, Obj, *Prop, Form::Packed);
+  Json Entry = {
+      {"className", Cls.Name}
+  };
+  Entry["properties"] = std::move(Properties);
+  Entry["extra"] = extraOf(Cls, Obj, Path);
+  return Entry;
+}
+
+/// A text that is not UTF-8 has no form in JSON. The library tells which byte, this whose text.
+void writeEntry(Writer &Text, const std::string &Name, void *Obj, const char *Path) {
+  try {
+    Text.string(Name);
+    Text.text(": ");
+    Text.value(entryOf(*Class::classForObject(Obj), Obj, Path), 4);
+  } catch (const Json::exception &) {
+    orvy_logError(Obj, "cannot be saved: it holds a text that is not UTF-8");
+    throw;
+  }
+}
+
+void save(const char *Path) {
+  const Json Plugins = getLoadedPlugins();
+  ReplacementFile File(Path);
+  Writer Text(File);
+  Text.text("{\n  \"objects\": {");
+  // A model's function may create objects; they are part of the system from then on.
+  const char *Separator = "\n    ";
+  for (const auto &[Name, Obj] : Class::objects()) {
+    Text.text(std::exchange(Separator, ",\n    "));
+    writeEntry(Text, Name, Obj, Path);
+  }
+  Text.text("\n  },\n  \"plugins\": ");
+  Text.value(Plugins, 2);
+  Text.text("\n}\n");
+  Text.flush();
+  File.commit();
+}
+
+// Restoring
+
+/// Stops a restore; told in the log by whoever throws.
+struct Stopped {};
+
+void loadPlugins(const Json &Names) {
+  for (const Json &Each : Names.get_ref<const Json::array_t &>()) {
+    const auto &Name = Each.get_ref<const std::string &>();
+    if (getLoadedPlugins().contains(Name))
+      continue;
+    // 1 says that the file is loaded under another name, except on the old route.
+    int Result = orvy_loadPlugin(Name.c_str());
+    bool IsThere = Result == 1 && !std::getenv("ORVY_OLD_PLUGIN_LOADING_BEHAVIOUR");
+    if (Result != 0 && !IsThere)
+      orvy_logError(nullptr, "could not load plugin '%s'", Name.c_str());
+  }
+}
+
+using Objects = Json::object_t;
+
+void createObjects(const Objects &Entries) {
+  for (const auto &[Name, Entry] : Entries) {
+    const auto &ClassName = Entry.at("className").get_ref<const std::string &>();
+    if (!Class::objectForName(Name) && ClassName != "Simulator")
+      orvy_createObject(ClassName.c_str(), Name.c_str(), nullptr);
+    if (Class::objectForName(Name))
+      continue;
+    orvy_logError(nullptr, "cannot restore object '%s' of class '%s'", Name.c_str(),
+                  ClassName.c_str());
+    throw Stopped();
+  }
+}
+
+/// The object of an entry, which was there when the objects had been created.
+void *objectOf(const std::string &Name) {
+  if (void *Obj = Class::objectForName(Name))
+    return Obj;
+  orvy_logError(nullptr, "object '%s' has gone while it was restored", Name.c_str());
+  throw Stopped();
+}
+
+void setProperties(Objects &Entries) {
+  for (auto &[Name, Entry] : Entries) {
+    void *Obj = objectOf(Name);
+    Json &Properties = Entry.at("properties");
+    for (const auto &Each : Properties.get_ref<const Objects &>())
+      orvy_deserialiseProp(&Properties, Obj, Each.first.c_str());
+    Properties = nullptr; // long ones are given back early
+  }
+}
+
+void restoreExtras(Objects &Entries, const char *Path) {
+  for (auto &[Name, Entry] : Entries) {
+    void *Obj = objectOf(Name);
+    Json &Extra = Entry.at("extra");
+    const ObjectIface *Iface = objectIface(*Class::classForObject(Obj));
+    if (Iface && Iface->deserialise) {
+      OwnContext Guard(Extra);
+      Iface->deserialise(Obj, Path, &Extra);
+    }
+    Extra = nullptr;
+  }
+}
+
+void restore(const char *Path) {
+  Class::clearObjects();
+  UniqueDescriptor File(retryOnSignal([=] { return open(orEmpty(Path), O_RDONLY | O_CLOEXEC); }));
+  if (!File.isOpen())
+    return;
+  Json Document = readDocument(File.get());
+  loadPlugins(Document.at("plugins"));
+  auto &Entries = Document.at("objects").get_ref<Objects &>();
+  createObjects(Entries);
+  setProperties(Entries);
+  restoreExtras(Entries, Path);
+}
+
+/// Nothing half restored is left to be taken for the whole.
+int giveUp() {
+  Class::clearObjects();
+  return 1;
+}
+
+void deserialiseProperty(const Json &Properties, void *Obj, const char *PropName) {
+  const Json &Node = Properties.at(PropName);
+  const auto &TypeName = Node.at("type").get_ref<const std::string &>();
+  if (stringToTypeId(TypeName) == ovTY_Invalid)
+    orvy_logFatal(Obj, "invalid deserialisation");
+  const Class *Cls = Class::classForObject(Obj);
+  const Property *Prop = Cls ? Cls->getProperty(PropName) : nullptr;
+  if (!Prop)
+    throw Unfit("there is no such property");
+  restoreProperty(*Prop, Obj, Node);
+}
+
+// What models ask for
+
+Json &nodeOf(void *Ctxt) {
+  ORVY_REQUIRE(Ctxt);
+  return *static_cast<Json *>(Ctxt);
+}
+
+const Json &namedNode(void *Ctxt, const char *Name) {
+  OwnContext *Own = OwnContext::find(Ctxt);
+  return Own ? Own->at(Name) : nodeOf(Ctxt).at(Name);
+}
+
+/// Prepares a context for being written to.
+Form formOf(void *Ctxt) {
+  OwnContext *Own = OwnContext::find(Ctxt);
+  if (Own)
+    Own->forget();
+  return Own ? Form::Packed : Form::Plain;
+}
+
+orvy_Type typeOf(const Json &Node) {
+  return stringToTypeId(Node.at("type").get_ref<const std::string &>());
+}
+
+orvy_Propval stringValue(const Entries &Data, size_t Idx) {
+  orvy_Propval Pv = {};
+  Pv.Typ = ovTY_String;
+  const char *Text = textAt(Data, Idx);
+  if (std::strcmp(Text, NullString) != 0 && !(Pv.String = strdup(Text)))
+    throw std::bad_alloc();
+  return Pv;
+}
+
+orvy_Propval emptyVector(const Json &Node) {
+  orvy_Propval Pv = {};
+  Pv.Typ = ovTY_Vector;
+  orvy_Type Typ = stringToTypeId(Node.at("elemtype").get_ref<const std::string &>());
+  if (Typ == ovTY_Invalid || Typ == ovTY_IfaceRefArray || Typ == ovTY_List)
+    throw Unfit("it holds a vector of an unknown type");
+  Pv.Vector = orvy_vecCreate(Typ);
+  return Pv;
+}
+
+orvy_Propval checkpointValue(const Json &Node, uint32_t Idx) {
+  orvy_Type Typ = typeOf(Node);
+  Entries Data(Node.at("data"));
+  orvy_Propval Pv = {};
+  Pv.Typ = Typ;
+  switch (Typ) {
+  case ovTY_Obj:
+    Pv.Obj = objectAt(Data, Idx);
+    return Pv;
+  case ovTY_IfaceRef:
+    Pv.IfaceRef = ifaceAt(Data, Idx);
+    return Pv;
+  case ovTY_String:
+    return stringValue(Data, Idx);
+  case ovTY_Buffer:
+    Pv.Buffer = bytesFrom(Data.at(Idx));
+    return Pv;
+  case ovTY_Vector:
+    return emptyVector(Data.at(Idx));
+  default:
+    break;
+  }
+  bool IsInteger = Typ >= ovTY_U8 && Typ <= ovTY_I64;
+  return IsInteger ? numberAt(Data, Typ, Idx) : orvy_Propval{};
+}
+
+} // namespace
+
+int orvy_serialiseJSON(const char *Path) {
+  if (isRunning("save"))
+    return 1;
+  try {
+    save(orEmpty(Path));
+    return 0;
+  } catch (const Json::exception &Why) {
+    return reportLibrary(Why);
+  } catch (const std::system_error &Why) {
+    orvy_logError(nullptr, "cannot write checkpoint '%s': %s", orEmpty(Path),
+                  Why.code().message().c_str());
+  } catch (const std::exception &) {
+  }
+  printError() << "serialisation failed\n";
+  return 1;
+}
+
+int orvy_deserialiseJSON(const char *Path) {
+  if (isRunning("restore"))
+    return 1;
+  try {
+    restore(Path);
+    return 0;
+  } catch (const Json::exception &Why) {
+    reportLibrary(Why);
+  } catch (const std::exception &) {
+    errs() << "could not load the file '" << orEmpty(Path) << "'\n";
+  } catch (const Stopped &) {
+    errs() << "could not load the file '" << orEmpty(Path) << "'\n";
+  }
+  return giveUp();
+}
+
+void orvy_serialiseProp2(void *Ctxt, void *Obj, const char *PropName) {
+  const Class *Cls = Class::classForObject(Obj);
+  const Property *Prop = Cls && PropName ? Cls->getProperty(PropName) : nullptr;
+  if (!Prop) {
+    errs() << "error serialising property\n";
+    return;
+  }
+  serialiseProperty(nodeOf(Ctxt), Obj, *Prop, formOf(Ctxt));
+}
+
+void orvy_serialiseProp(void *Ctxt, const char *Name, orvy_Type Typ, int Count, const void *Data) {
+  if (!Data || !typeIdToString(Typ))
+    return;
+  try {
+    Json &Node = nodeOf(Ctxt);
+    Node[orEmpty(Name)] = arrayNode(Typ, Count < 1 ? 0 : Count, Data, formOf(Ctxt));
+  } catch (const std::exception &) {
+    errs() << "error serialising property\n";
+  }
+}
+
+void orvy_deserialiseProp(void *Ctxt, void *Obj, const char *PropName) {
+  try {
+    deserialiseProperty(nodeOf(Ctxt), Obj, orEmpty(PropName));
+  } catch (const Json::exception &Why) {
+    reportLibrary(Why);
+  } catch (const std::exception &Why) {
+    orvy_logError(Obj, "deserialisation failed for property '%s'", orEmpty(PropName));
+    orvy_logInfo(Obj, "property '%s': %s", orEmpty(PropName), Why.what());
+  }
+}
+
+int orvy_checkpointGetLength(void *Ctxt, const char *Name) {
+  try {
+    const Json &Node = namedNode(Ctxt, orEmpty(Name));
+    size_t Size = Entries(Node.at("data")).size();
+    orvy_Type Typ = typeOf(Node);
+    return static_cast<int>(Typ == ovTY_U64 || Typ == ovTY_I64 ? Size / 2 : Size);
+  } catch (const std::exception &) {
+    return -1;
+  }
+}
+
+orvy_Propval orvy_checkpointGetValue(void *Ctxt, const char *Name, uint32_t Idx) {
+  try {
+    return checkpointValue(namedNode(Ctxt, orEmpty(Name)), Idx);
+  } catch (const std::exception &) {
+    orvy_logError(nullptr, "get checkpoint value failed for '%s'[%d]", orEmpty(Name),
+                  static_cast<int>(Idx));
+    return {};
+  }
+}
