@@ -40,8 +40,9 @@ private:
 /// A file that takes the place of another one when it is complete.
 class ReplacementFile {
 public:
-  /// Opens a new file beside what the path leads to, with the rights of that; what is no plain file
-  /// is opened itself. Throws std::system_error.
+  /// Opens a new file beside what the path leads to, with the rights of that; what is no plain
+  /// file, or stands for an open one as /dev/stdout does, is written to itself. Throws
+  /// std::system_error.
   explicit ReplacementFile(const char *Path);
   /// Without commit(), all is as it was before.
   ~ReplacementFile();

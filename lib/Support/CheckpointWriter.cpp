@@ -70,6 +70,23 @@ int openFile(const std::string &Path, int Flags, mode_t Mode) {
   return retryOnSignal([&] { return open(Path.c_str(), Flags | O_WRONLY | O_CLOEXEC, Mode); });
 }
 
+/// The open descriptor that a path stands for; -1 if it is another kind of path. Opened by its
+/// path, a file behind it would be written from its start.
+int descriptorOf(std::string_view Path) {
+  if (Path == "/dev/stdout")
+    return STDOUT_FILENO;
+  if (Path == "/dev/stderr")
+    return STDERR_FILENO;
+  for (std::string_view Dir : {"/dev/fd/", "/proc/self/fd/"}) {
+    int Number = -1;
+    if (Path.substr(0, Dir.size()) == Dir)
+      std::from_chars(Path.data() + Dir.size(), Path.data() + Path.size(), Number);
+    if (Number >= 0)
+      return Number;
+  }
+  return -1;
+}
+
 /// Has the directory remember the new entry. Not every file system can be told.
 void syncDirectory(const std::string &Path) {
   size_t Slash = Path.rfind('/');
@@ -82,6 +99,13 @@ void syncDirectory(const std::string &Path) {
 } // namespace
 
 ReplacementFile::ReplacementFile(const char *Path) : Target(resolved(Path)) {
+  if (int Present = descriptorOf(Path); Present >= 0) {
+    outs().flush();
+    File.reset(fcntl(Present, F_DUPFD_CLOEXEC, 0));
+    if (!File.isOpen())
+      fail();
+    return;
+  }
   struct stat Info;
   bool Exists = stat(Target.c_str(), &Info) == 0;
   if (Exists && !S_ISREG(Info.st_mode)) {

@@ -2,6 +2,7 @@
 
 #include "orvy/Support/Clock.h"
 
+#include "ClockModel.h"
 #include "EventQueue.h"
 #include "ObjectKinds.h"
 
@@ -257,3 +258,11 @@ void orvy::clockmodel::registerClock() {
 }
 
 void orvy::clockmodel::registerRTClock() {}
+
+const ObjectIface *orvy::clockmodel::checkpointIface(const void *VTable) {
+  static constexpr ObjectIface Table = {
+      [](void *Obj, const char *, void *Ctxt) { orvy_eventSerialise(clockOf(Obj).Queue, Ctxt); },
+      [](void *Obj, const char *, void *Ctxt) { orvy_eventDeserialise(clockOf(Obj).Queue, Ctxt); },
+      nullptr, nullptr, nullptr};
+  return VTable == ClassTable ? &Table : nullptr;
+}

@@ -1,6 +1,7 @@
 #include "orvy/Support/Checkpoint.h"
 
 #include "CheckpointFile.h"
+#include "ClockModel.h"
 #include "InternalError.h"
 #include "ObjsysClass.h"
 #include "ObjsysValue.h"
@@ -15,13 +16,25 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <system_error>
+#include <utility>
 
 using namespace orvy;
 using namespace orvy::checkpoint;
 using namespace orvy::objsys;
 
 namespace {
+
+/// The values under a name.
+struct Values {
+  orvy_Type Typ;
+  Entries Data;
+
+  explicit Values(const Json &Node)
+      : Typ(stringToTypeId(Node.at("type").get_ref<const std::string &>())), Data(Node.at("data")) {
+  }
+};
 
 /// The node that the running serialise or deserialise function of a model works on, which may hold
 /// packed arrays. All other contexts belong to someone else.
@@ -36,15 +49,15 @@ public:
     return Innermost && Innermost->Node == Ctxt ? Innermost : nullptr;
   }
 
-  /// The node of a name. Models fetch element by element under one name: it is looked up once.
-  const Json &at(const char *Name) {
+  /// The values under a name. Models fetch one by one under one name: it is looked up once.
+  const Values &at(const char *Name) {
     if (!Found || LastName != Name) {
-      Found = &Node->at(Name);
+      Found.emplace(Node->at(Name));
       LastName = Name;
     }
     return *Found;
   }
-  void forget() { Found = nullptr; }
+  void forget() { Found.reset(); }
 
 private:
   static inline OwnContext *Innermost = nullptr;
@@ -52,7 +65,7 @@ private:
   OwnContext *Outer;
   Json *Node;
   std::string LastName;
-  const Json *Found = nullptr;
+  std::optional<Values> Found;
 };
 
 OutStream &printError() {
@@ -74,7 +87,8 @@ bool isRunning(const char *What) {
 
 const ObjectIface *objectIface(const Class &Cls) {
   const IfaceInstance *Iface = Cls.getInterface("ObjectIface");
-  return Iface ? static_cast<const ObjectIface *>(Iface->at(0)) : nullptr;
+  return Iface ? static_cast<const ObjectIface *>(Iface->at(0))
+               : clockmodel::checkpointIface(Cls.VTable);
 }
 
 // Saving
@@ -161,9 +175,19 @@ void loadPlugins(const Json &Names) {
 
 using Objects = Json::object_t;
 
-void createObjects(const Objects &Entries) {
-  for (const auto &[Name, Entry] : Entries) {
-    const auto &ClassName = Entry.at("className").get_ref<const std::string &>();
+/// A member that the entry of an object must have. The library tells what is wrong, this where.
+Json &memberOf(Json &Entry, const std::string &Name, const char *Key) {
+  try {
+    return Entry.at(Key);
+  } catch (const Json::exception &) {
+    orvy_logError(nullptr, "the checkpoint's entry of object '%s' is damaged", Name.c_str());
+    throw;
+  }
+}
+
+void createObjects(Objects &Entries) {
+  for (auto &[Name, Entry] : Entries) {
+    const auto &ClassName = memberOf(Entry, Name, "className").get_ref<const std::string &>();
     if (!Class::objectForName(Name) && ClassName != "Simulator")
       orvy_createObject(ClassName.c_str(), Name.c_str(), nullptr);
     if (Class::objectForName(Name))
@@ -185,7 +209,7 @@ void *objectOf(const std::string &Name) {
 void setProperties(Objects &Entries) {
   for (auto &[Name, Entry] : Entries) {
     void *Obj = objectOf(Name);
-    Json &Properties = Entry.at("properties");
+    Json &Properties = memberOf(Entry, Name, "properties");
     for (const auto &Each : Properties.get_ref<const Objects &>())
       orvy_deserialiseProp(&Properties, Obj, Each.first.c_str());
     Properties = nullptr; // long ones are given back early
@@ -195,7 +219,7 @@ void setProperties(Objects &Entries) {
 void restoreExtras(Objects &Entries, const char *Path) {
   for (auto &[Name, Entry] : Entries) {
     void *Obj = objectOf(Name);
-    Json &Extra = Entry.at("extra");
+    Json &Extra = memberOf(Entry, Name, "extra");
     const ObjectIface *Iface = objectIface(*Class::classForObject(Obj));
     if (Iface && Iface->deserialise) {
       OwnContext Guard(Extra);
@@ -243,9 +267,9 @@ Json &nodeOf(void *Ctxt) {
   return *static_cast<Json *>(Ctxt);
 }
 
-const Json &namedNode(void *Ctxt, const char *Name) {
+Values valuesAt(void *Ctxt, const char *Name) {
   OwnContext *Own = OwnContext::find(Ctxt);
-  return Own ? Own->at(Name) : nodeOf(Ctxt).at(Name);
+  return Own ? Own->at(Name) : Values(nodeOf(Ctxt).at(Name));
 }
 
 /// Prepares a context for being written to.
@@ -254,10 +278,6 @@ Form formOf(void *Ctxt) {
   if (Own)
     Own->forget();
   return Own ? Form::Packed : Form::Plain;
-}
-
-orvy_Type typeOf(const Json &Node) {
-  return stringToTypeId(Node.at("type").get_ref<const std::string &>());
 }
 
 orvy_Propval stringValue(const Entries &Data, size_t Idx) {
@@ -279,12 +299,13 @@ orvy_Propval emptyVector(const Json &Node) {
   return Pv;
 }
 
-orvy_Propval checkpointValue(const Json &Node, uint32_t Idx) {
-  orvy_Type Typ = typeOf(Node);
-  Entries Data(Node.at("data"));
+orvy_Propval checkpointValue(const Values &Saved, uint32_t Idx) {
+  const Entries &Data = Saved.Data;
+  if (Saved.Typ >= ovTY_U8 && Saved.Typ <= ovTY_I64)
+    return numberAt(Data, Saved.Typ, Idx);
   orvy_Propval Pv = {};
-  Pv.Typ = Typ;
-  switch (Typ) {
+  Pv.Typ = Saved.Typ;
+  switch (Saved.Typ) {
   case ovTY_Obj:
     Pv.Obj = objectAt(Data, Idx);
     return Pv;
@@ -299,10 +320,8 @@ orvy_Propval checkpointValue(const Json &Node, uint32_t Idx) {
   case ovTY_Vector:
     return emptyVector(Data.at(Idx));
   default:
-    break;
+    return {};
   }
-  bool IsInteger = Typ >= ovTY_U8 && Typ <= ovTY_I64;
-  return IsInteger ? numberAt(Data, Typ, Idx) : orvy_Propval{};
 }
 
 } // namespace
@@ -366,6 +385,7 @@ void orvy_deserialiseProp(void *Ctxt, void *Obj, const char *PropName) {
     deserialiseProperty(nodeOf(Ctxt), Obj, orEmpty(PropName));
   } catch (const Json::exception &Why) {
     reportLibrary(Why);
+    orvy_logInfo(Obj, "property '%s' keeps its value", orEmpty(PropName));
   } catch (const std::exception &Why) {
     orvy_logError(Obj, "deserialisation failed for property '%s'", orEmpty(PropName));
     orvy_logInfo(Obj, "property '%s': %s", orEmpty(PropName), Why.what());
@@ -374,10 +394,9 @@ void orvy_deserialiseProp(void *Ctxt, void *Obj, const char *PropName) {
 
 int orvy_checkpointGetLength(void *Ctxt, const char *Name) {
   try {
-    const Json &Node = namedNode(Ctxt, orEmpty(Name));
-    size_t Size = Entries(Node.at("data")).size();
-    orvy_Type Typ = typeOf(Node);
-    return static_cast<int>(Typ == ovTY_U64 || Typ == ovTY_I64 ? Size / 2 : Size);
+    const Values Saved = valuesAt(Ctxt, orEmpty(Name));
+    bool IsWide = Saved.Typ == ovTY_U64 || Saved.Typ == ovTY_I64;
+    return static_cast<int>(IsWide ? Saved.Data.size() / 2 : Saved.Data.size());
   } catch (const std::exception &) {
     return -1;
   }
@@ -385,7 +404,7 @@ int orvy_checkpointGetLength(void *Ctxt, const char *Name) {
 
 orvy_Propval orvy_checkpointGetValue(void *Ctxt, const char *Name, uint32_t Idx) {
   try {
-    return checkpointValue(namedNode(Ctxt, orEmpty(Name)), Idx);
+    return checkpointValue(valuesAt(Ctxt, orEmpty(Name)), Idx);
   } catch (const std::exception &) {
     orvy_logError(nullptr, "get checkpoint value failed for '%s'[%d]", orEmpty(Name),
                   static_cast<int>(Idx));

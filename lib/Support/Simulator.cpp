@@ -3,7 +3,9 @@
 #include "EventQueue.h"
 #include "InternalError.h"
 #include "ObjectKinds.h"
+#include "ObjsysClass.h"
 
+#include "orvy/Support/Checkpoint.h"
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Notifications.h"
@@ -16,6 +18,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -294,8 +297,28 @@ MachineIface MachineTable = {machineReset,           machineRun,      machineSte
 
 // ObjectIface
 
-/// The simulator's time and queue are not part of a checkpoint.
-void saveNothing(void *, const char *, void *) {}
+/// A checkpoint has the simulator's time as a property; its queue is no part of it. The order of
+/// the processors is added where it is not that of their names, in which a restore creates them.
+void serialise(void *, const char *, void *Ctxt) {
+  const std::vector<void *> &Cpus = orvy::objsys::Class::getProcessors();
+  auto IsBefore = [](const void *A, const void *B) {
+    return std::strcmp(orvy_nameForObject(A), orvy_nameForObject(B)) < 0;
+  };
+  if (!std::is_sorted(Cpus.begin(), Cpus.end(), IsBefore))
+    orvy_serialiseProp(Ctxt, "processors", ovTY_Obj, static_cast<int>(Cpus.size()), Cpus.data());
+}
+
+void deserialise(void *, const char *, void *Ctxt) {
+  std::vector<void *> &Cpus = orvy::objsys::Class::getProcessors();
+  std::vector<void *> Ordered;
+  int Count = orvy_checkpointGetLength(Ctxt, "processors");
+  for (int Idx = 0; Idx < Count; ++Idx)
+    Ordered.push_back(orvy_checkpointGetValue(Ctxt, "processors", static_cast<uint32_t>(Idx)).Obj);
+  if (std::is_permutation(Ordered.begin(), Ordered.end(), Cpus.begin(), Cpus.end()))
+    Cpus = std::move(Ordered);
+  else if (Count >= 0)
+    orvy_logSimError(gSimPtr.get(), "the checkpoint has an order of other processors");
+}
 
 struct ScaledFreq {
   double Value;
@@ -333,7 +356,7 @@ void printObject(void *Obj) {
     printCpu(Out, Index, orvy_getProcessors()[Index]);
 }
 
-ObjectIface ObjectTable = {saveNothing, saveNothing, nullptr, nullptr, printObject};
+ObjectIface ObjectTable = {serialise, deserialise, nullptr, nullptr, printObject};
 
 // Life
 

@@ -14,9 +14,12 @@
 // "cpus[n]" is driven through its IrqCtrlIface; connect its "irqClient" to "IrqClientIface[n]" of
 // this object.
 
+#include "../Checkpoint.h"
 #include "Devices.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace devices {
 
@@ -149,6 +152,28 @@ void reset(void *Obj, int) {
 
 ResetIface ResetTable = {reset};
 
+// A checkpoint holds references without the gaps between them: it is told where each belongs.
+
+void serialise(void *Obj, const char *, void *Ctxt) {
+  uint8_t Places[MaxCpus];
+  int Count = 0;
+  for (unsigned Cpu = 0; Cpu < MaxCpus; ++Cpu)
+    if (ctrlOf(Obj).Cpus[Cpu].Obj)
+      Places[Count++] = static_cast<uint8_t>(Cpu);
+  if (Count > 0 && Places[Count - 1] != Count - 1)
+    orvy_serialiseProp(Ctxt, "cpuPlaces", ovTY_U8, Count, Places);
+}
+
+void deserialise(void *Obj, const char *, void *Ctxt) {
+  const models::SavedNumbers Places(Ctxt, "cpuPlaces");
+  // From the last on, as each place is at or behind where its reference lies.
+  for (size_t From = std::min<size_t>(Places.size(), MaxCpus); From-- > 0;)
+    if (uint64_t To = Places.at(From); To > From && To < MaxCpus)
+      ctrlOf(Obj).Cpus[To] = std::exchange(ctrlOf(Obj).Cpus[From], {});
+}
+
+ObjectIface ObjectTable = {serialise, deserialise, nullptr, nullptr, nullptr};
+
 } // namespace
 
 void registerIrqCtrl() {
@@ -161,6 +186,7 @@ void registerIrqCtrl() {
   orvy_addInterfaceArray(Cls, "IrqClientIface", "IrqClientIface", ClientTables, MaxCpus,
                          sizeof(IrqClientIface), "Acknowledges of each processor");
   orvy_addInterface(Cls, "ResetIface", "ResetIface", &ResetTable, 0, "");
+  orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
   orvy_addProperty(Cls, "cpus", offsetof(IrqCtrl, Cpus), ovTY_IfaceRef, MaxCpus, nullptr, nullptr,
                    "Processors that take the interrupts");
   orvy_requireInterface(Cls, "cpus", "IrqCtrlIface");

@@ -13,9 +13,12 @@
 //
 // What is sent goes to the terminal ("config.terminal"), to a file ("config.file") and into the
 // property "output", which keeps the end of it. Writing a text to the property "input" makes it
-// come in; setting that property replaces what has not been taken yet.
+// come in; setting that property replaces what has not been taken yet. The properties show bytes
+// that make no text as U+FFFD; a checkpoint has the bytes themselves beside them.
 
+#include "../Checkpoint.h"
 #include "Devices.h"
+#include "ShownText.h"
 
 #include "orvy/Support/OutStream.h"
 
@@ -24,8 +27,12 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 #include <type_traits>
+#include <unistd.h>
+#include <vector>
 
 namespace devices {
 
@@ -78,6 +85,8 @@ struct Uart {
   std::string Output;
   std::string FileName;
   OutFile File;
+  uint8_t IsFileOld;     // the file holds what was there before
+  std::string ShownText; // what a property has handed out
 
   uint32_t readRegister(uint64_t Offset);
   void writeRegister(uint64_t Offset, uint32_t Value);
@@ -89,6 +98,8 @@ struct Uart {
   uint8_t take();
   void come(const char *Text);
   void openFile(const char *Name);
+  void emptyFile();
+  const char *show(std::string_view Bytes) { return (ShownText = shownText(Bytes)).c_str(); }
 };
 
 static_assert(std::is_standard_layout_v<Uart>, "properties are found by their offsets");
@@ -150,8 +161,10 @@ void Uart::emit(uint8_t Byte) {
   if (Output.size() >= KeptOutput)
     Output.erase(0, KeptOutput / 2);
   Output.push_back(Char);
-  if (File.get())
+  if (File.get()) {
+    emptyFile();
     std::fputc(Byte, File.get());
+  }
   if (Terminal) {
     orvy::outs().write(&Char, 1);
     if (Char == '\n')
@@ -186,9 +199,20 @@ void Uart::openFile(const char *Name) {
   FileName = Name ? Name : "";
   if (FileName.empty())
     return;
-  File.reset(std::fopen(FileName.c_str(), "w"));
-  if (!File.get())
+  // It is emptied later: a checkpoint that goes on with it needs what is there.
+  int Descriptor = open(FileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (Descriptor < 0) {
     orvy_logConfigError(this, "cannot write to '%s': %s", FileName.c_str(), std::strerror(errno));
+    return;
+  }
+  File.reset(fdopen(Descriptor, "w"));
+  IsFileOld = 1;
+}
+
+void Uart::emptyFile() {
+  if (IsFileOld && File.get() && ftruncate(fileno(File.get()), 0) != 0)
+    errno = 0; // no plain file: there is nothing to empty
+  IsFileOld = 0;
 }
 
 uint32_t Uart::readRegister(uint64_t Offset) {
@@ -242,6 +266,63 @@ void reset(void *Obj, int) {
 
 ResetIface ResetTable = {reset};
 
+// Checkpoints
+
+/// Bytes that the property of the same name cannot hold.
+void serialiseBytes(void *Ctxt, const char *Name, std::string_view Bytes) {
+  if (!isText(Bytes))
+    orvy_serialiseProp(Ctxt, Name, ovTY_U8, static_cast<int>(Bytes.size()), Bytes.data());
+}
+
+void deserialiseBytes(void *Ctxt, const char *Name, std::string &Bytes) {
+  const models::SavedNumbers Saved(Ctxt, Name);
+  if (!Saved.isThere())
+    return;
+  Bytes.clear();
+  for (size_t Idx = 0; Idx < Saved.size(); ++Idx)
+    Bytes.push_back(static_cast<char>(Saved.at(Idx)));
+}
+
+void serialise(void *Obj, const char *, void *Ctxt) {
+  Uart &U = uartOf(Obj);
+  serialiseBytes(Ctxt, "output", U.Output);
+  serialiseBytes(Ctxt, "input", std::string_view(U.Input).substr(U.InputPos));
+  if (!U.File.get() || U.IsFileOld)
+    return;
+  std::fflush(U.File.get());
+  struct stat Info;
+  if (fstat(fileno(U.File.get()), &Info) != 0 || !S_ISREG(Info.st_mode))
+    return;
+  auto Length = static_cast<uint64_t>(Info.st_size);
+  orvy_serialiseProp(Ctxt, "fileLength", ovTY_U64, 1, &Length);
+}
+
+/// Goes on with a file where it was: what was written to it later goes.
+void resumeFile(Uart &U, uint64_t Length) {
+  int File = fileno(U.File.get());
+  struct stat Info;
+  if (fstat(File, &Info) != 0 || !S_ISREG(Info.st_mode))
+    return;
+  U.IsFileOld = 0;
+  auto Present = static_cast<uint64_t>(Info.st_size);
+  if (Present < Length)
+    orvy_logConfigWarning(&U, "the file '%s' has lost what was sent to it", U.FileName.c_str());
+  else if (ftruncate(File, static_cast<off_t>(Length)) != 0)
+    orvy_logConfigError(&U, "cannot write to '%s': %s", U.FileName.c_str(), std::strerror(errno));
+  fseeko(U.File.get(), 0, SEEK_END);
+}
+
+void deserialise(void *Obj, const char *, void *Ctxt) {
+  Uart &U = uartOf(Obj);
+  deserialiseBytes(Ctxt, "output", U.Output);
+  deserialiseBytes(Ctxt, "input", U.Input);
+  const models::SavedNumbers Length(Ctxt, "fileLength");
+  if (Length.size() == 1 && U.File.get())
+    resumeFile(U, Length.at(0));
+}
+
+ObjectIface ObjectTable = {serialise, deserialise, nullptr, nullptr, nullptr};
+
 orvy_Propval text(const char *Text) {
   orvy_Propval Value{};
   Value.Typ = ovTY_String;
@@ -262,16 +343,24 @@ void addTexts(orvy_Class *Cls) {
         uartOf(Obj).Input = Value.String ? Value.String : "";
         uartOf(Obj).InputPos = 0;
       },
-      [](void *Obj, int) { return text(uartOf(Obj).Input.c_str() + uartOf(Obj).InputPos); },
+      [](void *Obj, int) {
+        Uart &U = uartOf(Obj);
+        return text(U.show(std::string_view(U.Input).substr(U.InputPos)));
+      },
       "Text that has come and was not taken yet; writing makes more come");
   addText(
       Cls, "output", nullptr,
       [](void *Obj, orvy_Propval Value, int) {
         uartOf(Obj).Output = Value.String ? Value.String : "";
       },
-      [](void *Obj, int) { return text(uartOf(Obj).Output.c_str()); }, "The end of what was sent");
+      [](void *Obj, int) { return text(uartOf(Obj).show(uartOf(Obj).Output)); },
+      "The end of what was sent");
   addText(
-      Cls, "config.file", nullptr,
+      Cls, "config.file",
+      [](void *Obj, orvy_Propval Value, int) {
+        uartOf(Obj).openFile(Value.String);
+        uartOf(Obj).emptyFile();
+      },
       [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).openFile(Value.String); },
       [](void *Obj, int) { return text(uartOf(Obj).FileName.c_str()); },
       "File that what is sent goes to, written anew; empty for none");
@@ -297,6 +386,7 @@ void registerUart() {
   orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &RegisterAccess<Uart>::Table, 0,
                     "Registers");
   orvy_addInterface(Cls, "ResetIface", "ResetIface", &ResetTable, 0, "");
+  orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
   orvy_addProperty(Cls, "irqCtrl", offsetof(Uart, IrqCtrl), ovTY_IfaceRef, 1, nullptr, nullptr,
                    "Where the interrupt goes");
   orvy_requireInterface(Cls, "irqCtrl", "IrqCtrlIface");

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace memory {
@@ -23,6 +24,8 @@ struct Region {
   /// First and end of the pages that lie wholly inside and are aligned with the device's own.
   uint64_t FirstPage;
   uint64_t EndPage;
+  /// The interface it was mapped by; empty for the one a device is mapped by otherwise.
+  std::string IfaceName;
   /// Pages handed out, from FirstPage on; empty until the first.
   std::vector<orvy_MemPage *> Handed;
 

@@ -42,6 +42,13 @@ void AttributeMap::clear(uint64_t Addr, uint64_t Len, Bits Mask) {
   change(Addr, Len, [Mask](Bits B) { return static_cast<Bits>(B & ~Mask); });
 }
 
+std::map<uint64_t, const AttributeMap::Page *> AttributeMap::inOrder() const {
+  std::map<uint64_t, const Page *> Ordered;
+  for (const auto &[Number, P] : Pages)
+    Ordered.emplace(Number, &P);
+  return Ordered;
+}
+
 AttributeMap::Bits AttributeMap::at(uint64_t Addr) const {
   return of(Addr, 1);
 }

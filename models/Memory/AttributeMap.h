@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <unordered_map>
 
@@ -31,6 +32,28 @@ public:
   /// Whether any byte of an address's page has any bit.
   bool marks(uint64_t Addr) const { return Pages.contains(Addr >> ORVY_PAGE_BITS); }
 
+  /// Calls a function with the address, length and bits of each range of bytes that have the same
+  /// bits, other than none, by address.
+  template <typename Function> void forEachRun(Function F) const {
+    uint64_t Start = 0, End = 0;
+    Bits Present = 0;
+    for (const auto &[Number, P] : inOrder())
+      for (uint32_t Offset = 0; Offset < ORVY_PAGE_SIZE;) {
+        uint64_t Addr = (Number << ORVY_PAGE_BITS) + Offset;
+        Bits Here = P->Single ? (*P->Single)[Offset] : P->Uniform;
+        if (Addr != End || Here != Present) {
+          if (Present)
+            F(Start, End - Start, Present);
+          Start = Addr;
+          Present = Here;
+        }
+        Offset += P->Single ? 1 : ORVY_PAGE_SIZE;
+        End = (Number << ORVY_PAGE_BITS) + Offset;
+      }
+    if (Present)
+      F(Start, End - Start, Present);
+  }
+
 private:
   /// All bytes alike until a part of the page is told apart.
   struct Page {
@@ -40,6 +63,7 @@ private:
     bool isClear() const;
   };
 
+  std::map<uint64_t, const Page *> inOrder() const;
   template <typename Change> void change(uint64_t Addr, uint64_t Len, Change Apply);
 
   std::unordered_map<uint64_t, Page> Pages;

@@ -1,10 +1,12 @@
 #include "MemorySpace.h"
 
+#include "../Checkpoint.h"
 #include "AddressMap.h"
 #include "AttributeMap.h"
 #include "ByteOrder.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
@@ -218,7 +220,8 @@ std::string refusal(const MemorySpace &S, uint64_t Addr, uint64_t Len) {
   return {};
 }
 
-int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIface *Iface) {
+int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIface *Iface,
+        const char *IfaceName) {
   MemorySpace &S = spaceOf(Obj);
   if (!Iface) {
     orvy_logConfigError(Obj, "cannot map '%s': it has no interface of type MemAccessIface",
@@ -235,6 +238,7 @@ int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIfa
   R->End = Addr + Len;
   R->Device = Device;
   R->Access = Iface;
+  R->IfaceName = IfaceName;
   R->Block = static_cast<const MemoryIface *>(orvy_getInterface(Device, "MemoryIface", 0));
   // Pages of the device are pages of the space only where both begin alike.
   if (Addr % ORVY_PAGE_SIZE == 0) {
@@ -248,7 +252,8 @@ int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIfa
 
 int mapDevice(void *Obj, uint64_t Addr, uint64_t Len, void *Device, uint32_t) {
   return map(Obj, Addr, Len, Device,
-             static_cast<const MemAccessIface *>(orvy_getInterface(Device, "MemAccessIface", 0)));
+             static_cast<const MemAccessIface *>(orvy_getInterface(Device, "MemAccessIface", 0)),
+             "");
 }
 
 int mapNamedIface(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const char *Name,
@@ -257,7 +262,7 @@ int mapNamedIface(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const ch
   const char *Type = orvy_typenameForInterface(Ref);
   bool Fits = Type && std::strcmp(Type, "MemAccessIface") == 0;
   return map(Obj, Addr, Len, Device,
-             Fits ? static_cast<const MemAccessIface *>(Ref.Iface) : nullptr);
+             Fits ? static_cast<const MemAccessIface *>(Ref.Iface) : nullptr, Name);
 }
 
 // Attributes
@@ -326,7 +331,87 @@ void printObject(void *Obj) {
                 static_cast<unsigned long>(R->End - 1), nameOf(R->Device));
 }
 
-ObjectIface ObjectTable = {nullptr, nullptr, nullptr, nullptr, printObject};
+// Checkpoints
+
+void serialiseMap(MemorySpace &S, void *Ctxt) {
+  std::vector<uint64_t> Bases{0}, Lengths{0};
+  std::vector<void *> Devices{nullptr};
+  std::vector<const char *> Ifaces{nullptr};
+  for (const auto &R : S.Map.regions()) {
+    Bases.push_back(R->Base);
+    Lengths.push_back(R->End - R->Base);
+    Devices.push_back(R->Device);
+    Ifaces.push_back(R->IfaceName.c_str());
+  }
+  auto Count = static_cast<int>(Bases.size()) - 1;
+  orvy_serialiseProp(Ctxt, "mapBases", ovTY_U64, Count, &Bases[1]);
+  orvy_serialiseProp(Ctxt, "mapLengths", ovTY_U64, Count, &Lengths[1]);
+  orvy_serialiseProp(Ctxt, "mapDevices", ovTY_Obj, Count, &Devices[1]);
+  orvy_serialiseProp(Ctxt, "mapIfaces", ovTY_String, Count, &Ifaces[1]);
+}
+
+void serialiseAttrs(MemorySpace &S, void *Ctxt) {
+  std::vector<uint64_t> Addrs, Lengths;
+  std::vector<uint16_t> Bits;
+  S.Attrs.forEachRun([&](uint64_t Addr, uint64_t Len, AttributeMap::Bits B) {
+    Addrs.push_back(Addr);
+    Lengths.push_back(Len);
+    Bits.push_back(B);
+  });
+  if (Addrs.empty())
+    return;
+  auto Count = static_cast<int>(Addrs.size());
+  orvy_serialiseProp(Ctxt, "attrAddrs", ovTY_U64, Count, Addrs.data());
+  orvy_serialiseProp(Ctxt, "attrLengths", ovTY_U64, Count, Lengths.data());
+  orvy_serialiseProp(Ctxt, "attrBits", ovTY_U16, Count, Bits.data());
+}
+
+void serialise(void *Obj, const char *, void *Ctxt) {
+  serialiseMap(spaceOf(Obj), Ctxt);
+  serialiseAttrs(spaceOf(Obj), Ctxt);
+}
+
+void deserialiseRegion(void *Obj, void *Ctxt, uint32_t Idx, uint64_t Base, uint64_t Len) {
+  orvy_Propval Device = orvy_checkpointGetValue(Ctxt, "mapDevices", Idx);
+  orvy_Propval Iface = orvy_checkpointGetValue(Ctxt, "mapIfaces", Idx);
+  const char *Name = Iface.Typ == ovTY_String && Iface.String ? Iface.String : "";
+  if (Device.Typ != ovTY_Obj || !Device.Obj)
+    orvy_logError(Obj, "the checkpoint maps a device at 0x%lx that does not exist",
+                  static_cast<unsigned long>(Base));
+  else if (*Name)
+    mapNamedIface(Obj, Base, Len, Device.Obj, Name, 0);
+  else
+    mapDevice(Obj, Base, Len, Device.Obj, 0);
+  if (Iface.Typ == ovTY_String)
+    std::free(const_cast<char *>(Iface.String));
+}
+
+void deserialiseAttrs(MemorySpace &S, void *Ctxt) {
+  constexpr uint64_t MostPages = 1 << 22; // what a page takes is not in the checkpoint
+  const models::SavedNumbers Addrs(Ctxt, "attrAddrs"), Lengths(Ctxt, "attrLengths"),
+      Bits(Ctxt, "attrBits");
+  uint64_t Pages = 0;
+  for (size_t Idx = 0; Idx < Addrs.size(); ++Idx) {
+    uint64_t Len = Lengths.at(Idx);
+    Pages += Len / ORVY_PAGE_SIZE + 1;
+    if (Pages > MostPages) {
+      orvy_logError(&S, "the checkpoint has attributes of more memory than there can be");
+      return;
+    }
+    S.Attrs.set(Addrs.at(Idx), Len, static_cast<AttributeMap::Bits>(Bits.at(Idx)));
+  }
+  if (!S.Attrs.empty())
+    publish(S);
+}
+
+void deserialise(void *Obj, const char *, void *Ctxt) {
+  const models::SavedNumbers Bases(Ctxt, "mapBases"), Lengths(Ctxt, "mapLengths");
+  for (size_t Idx = 0; Idx < Bases.size(); ++Idx)
+    deserialiseRegion(Obj, Ctxt, static_cast<uint32_t>(Idx), Bases.at(Idx), Lengths.at(Idx));
+  deserialiseAttrs(spaceOf(Obj), Ctxt);
+}
+
+ObjectIface ObjectTable = {serialise, deserialise, nullptr, nullptr, printObject};
 
 void *create(const char *, int, const orvy_CreateArg *) {
   return new MemorySpace{};

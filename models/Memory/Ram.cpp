@@ -1,8 +1,10 @@
 #include "Ram.h"
 
+#include "../Checkpoint.h"
 #include "ByteOrder.h"
 #include "Storage.h"
 
+#include <climits>
 #include <cstring>
 #include <vector>
 
@@ -95,11 +97,9 @@ void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
   for (int Index = 0; Index < Argc; ++Index)
     if (std::strcmp(Args[Index].Key, "size") == 0 && orvy_isNumber(Args[Index].Val))
       Size = orvy_asUnsigned(Args[Index].Val);
-  // The object is not known to the system yet, so it cannot be the source of a message.
-  if (Size == 0)
-    orvy_logConfigWarning(nullptr, "memory '%s' is created without the argument size, and empty",
-                          Name);
-  else if (!R->Bytes.resize(Size))
+  // The object is not known to the system yet, so it cannot be the source of a message. One without
+  // a size may be on its way back from a checkpoint.
+  if (Size != 0 && !R->Bytes.resize(Size))
     orvy_logConfigError(nullptr, "memory '%s' cannot have %lu bytes, it is empty", Name,
                         static_cast<unsigned long>(Size));
   return R;
@@ -116,6 +116,59 @@ orvy_Propval number(uint64_t Value) {
   return Result;
 }
 
+int checkSanity(void *Obj, int Report) {
+  if (ramOf(Obj).Bytes.size() != 0)
+    return 0;
+  if (Report)
+    orvy_logConfigWarning(Obj, "the memory is empty: it was created without the argument size");
+  return 1;
+}
+
+// Checkpoints: the touched pages, as numbers of 64 bits in the target's byte order.
+
+constexpr uint64_t PageWords = ORVY_PAGE_SIZE / 8;
+constexpr unsigned WordSize = 3; // base-2 logarithm
+
+void serialise(void *Obj, const char *, void *Ctxt) {
+  const Storage &Bytes = ramOf(Obj).Bytes;
+  if (Bytes.touchedPages() > INT_MAX / PageWords) {
+    orvy_logError(Obj, "the memory in use is too large for a checkpoint");
+    return;
+  }
+  std::vector<uint64_t> Pages, Words;
+  Pages.reserve(Bytes.touchedPages() + 1);
+  Words.reserve(Bytes.touchedPages() * PageWords + 1);
+  Bytes.forEachTouched([&](uint64_t Number, const uint8_t *Data) {
+    Pages.push_back(Number);
+    for (uint64_t Word = 0; Word < PageWords; ++Word)
+      Words.push_back(load(Data + 8 * Word, WordSize));
+  });
+  orvy_serialiseProp(Ctxt, "pages", ovTY_U64, static_cast<int>(Pages.size()), Pages.data());
+  orvy_serialiseProp(Ctxt, "words", ovTY_U64, static_cast<int>(Words.size()), Words.data());
+}
+
+void deserialise(void *Obj, const char *, void *Ctxt) {
+  Storage &Bytes = ramOf(Obj).Bytes;
+  const models::SavedNumbers Pages(Ctxt, "pages"), Words(Ctxt, "words");
+  if (Words.size() != Pages.size() * PageWords) {
+    orvy_logError(Obj, "the checkpoint has not as many words as its pages have");
+    return;
+  }
+  for (size_t Page = 0; Page < Pages.size(); ++Page) {
+    uint64_t Number = Pages.at(Page);
+    if (Number >= (Bytes.size() + ORVY_PAGE_SIZE - 1) >> ORVY_PAGE_BITS) {
+      orvy_logError(Obj, "the checkpoint has page %lu, which lies outside",
+                    static_cast<unsigned long>(Number));
+      return;
+    }
+    orvy_MemPage &To = Bytes.page(Number << ORVY_PAGE_BITS);
+    for (uint64_t Word = 0; Word < PageWords; ++Word)
+      store(To.Data + 8 * Word, WordSize, Words.at(Page * PageWords + Word));
+    orvy_memPageWritten(&To, 0, ORVY_PAGE_SIZE);
+  }
+}
+
+ObjectIface ObjectTable = {serialise, deserialise, checkSanity, nullptr, nullptr};
 MemAccessIface RamAccess = {read, read, write, exchange};
 MemAccessIface RomAccess = {read, read, refuse, refuse};
 MemoryIface Block = {readBytes, writeBytes};
@@ -126,6 +179,7 @@ void registerMemory(const char *Name, MemAccessIface *Access, void **Table) {
   orvy_setVTable(Cls, Table);
   orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", Access, 0, "Single accesses");
   orvy_addInterface(Cls, "MemoryIface", "MemoryIface", &Block, 0, "Block accesses");
+  orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
   orvy_addPseudoProperty(
       Cls, "size", ovTY_U64, 1, nullptr, nullptr,
       [](void *Obj, orvy_Propval Value, int) { setSize(ramOf(Obj), orvy_asUnsigned(Value)); },

@@ -24,6 +24,13 @@ public:
   /// Whether any page has been touched.
   bool isTouched() const { return Touched != 0; }
   uint64_t touchedPages() const { return Touched; }
+  /// Calls a function with the number and the bytes of each touched page, by address.
+  template <typename Function> void forEachTouched(Function F) const {
+    uint64_t Left = Touched;
+    for (uint64_t Number = 0; Left != 0; ++Number)
+      if (const uint8_t *Data = Pages[Number].Data)
+        F(Number, Data), --Left;
+  }
 
   /// Gives an untouched memory its size, at most MaxSize. Returns false, with nothing changed, if
   /// it is touched or the size is refused.

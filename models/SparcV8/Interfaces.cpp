@@ -269,8 +269,10 @@ void printObject(void *Obj) {
 }
 
 ObjectIface TheObjectIface = {
-    .serialise = nullptr,
-    .deserialise = nullptr,
+    .serialise = [](void *Obj, const char *,
+                    void *Ctxt) { orvy_eventSerialise(cpu(Obj)->Queue, Ctxt); },
+    .deserialise = [](void *Obj, const char *,
+                      void *Ctxt) { orvy_eventDeserialise(cpu(Obj)->Queue, Ctxt); },
     .checkSanity = checkSanity,
     .timeSourceSet = nullptr,
     .printObject = printObject,

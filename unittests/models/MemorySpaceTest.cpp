@@ -118,7 +118,9 @@ TEST_F(MemoryModels, ExchangeReturnsTheOldValue) {
 
 TEST_F(MemoryModels, TakeTheirSizeOnce) {
   void *Empty = make("Ram", "empty");
-  EXPECT_EQ(Log.count("memory 'empty' is created without the argument size"), 1);
+  auto *Object = static_cast<ObjectIface *>(orvy_getInterface(Empty, "ObjectIface", 0));
+  EXPECT_EQ(Object->checkSanity(Empty, 1), 1);
+  EXPECT_EQ(Log.count("empty : the memory is empty"), 1);
   orvy_Propval Size{ovTY_U64, {}};
   Size.u64 = 0x3000;
   orvy_setValue(Empty, "size", Size, -1);
