@@ -1,10 +1,19 @@
 // The commands that move interrupt lines.
 
 #include "orvy/Support/Commands.h"
+#include "orvy/Support/Interfaces.h"
 #include "orvy/Support/OutStream.h"
+
+#include <cstring>
 
 using namespace orvy;
 using namespace orvy::cl;
+
+// The one table of the system's own that every model may have: its functions take no number.
+static bool isObjectIface(orvy_IfaceRef Ref) {
+  const char *Type = orvy_typenameForInterface(Ref);
+  return Type && std::strcmp(Type, "ObjectIface") == 0;
+}
 
 // Both commands call the first function of whatever table they are given: its type is the user's
 // choice.
@@ -12,7 +21,8 @@ static int callFirst(Command &Cmd, Interpreter *) {
   using NumberFunc = void (*)(void *Obj, uint8_t Number);
   const auto Ref = Cmd.getOption("iface").getValue<orvy_IfaceRef>();
   const auto Number = static_cast<uint8_t>(Cmd.getOption("irq").getValue<unsigned long>());
-  const NumberFunc First = Ref.Obj ? *static_cast<const NumberFunc *>(Ref.Iface) : nullptr;
+  const bool IsCallable = Ref.Obj && !isObjectIface(Ref);
+  const NumberFunc First = IsCallable ? *static_cast<const NumberFunc *>(Ref.Iface) : nullptr;
   if (!First) {
     errs() << "'" << Cmd.getOption("iface").Value << "' takes no interrupts\n";
     return 1;

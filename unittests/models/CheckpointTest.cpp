@@ -1,0 +1,281 @@
+// Stopped today, gone on with tomorrow: from a checkpoint a new process comes to the same state,
+// byte for byte, as the process that made it.
+
+#include "Board.h"
+
+#include "Testing/TempDir.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <spawn.h>
+#include <sstream>
+#include <sys/wait.h>
+
+extern char **environ;
+
+namespace orvy::testing {
+
+namespace {
+
+/// Sits between the processors and their memory, and stops at stores to the data register of the
+/// UART while it is armed.
+struct Stopper {
+  orvy_Object Super;
+  orvy_IfaceRef Memory;
+  uint8_t IsArmed;
+};
+
+template <void (*MemAccessIface::*Slot)(void *, orvy_MemTransaction *)>
+void pass(void *Obj, orvy_MemTransaction *Mt) {
+  auto *S = static_cast<Stopper *>(Obj);
+  bool IsStore = Slot == &MemAccessIface::write && Mt->Pa == Board::UartBase;
+  if (IsStore && S->IsArmed && !(Mt->Flags & ovMF_Resume))
+    Mt->Flags |= ovMF_Stop;
+  else
+    (static_cast<MemAccessIface *>(S->Memory.Iface)->*Slot)(S->Memory.Obj, Mt);
+}
+
+void registerStopper() {
+  static MemAccessIface Table = {pass<&MemAccessIface::fetch>, pass<&MemAccessIface::read>,
+                                 pass<&MemAccessIface::write>, pass<&MemAccessIface::exchange>};
+  orvy_Class *Cls = orvy_registerClass(
+      "Stopper",
+      [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, sizeof(Stopper)); },
+      std::free);
+  orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &Table, 0, "");
+  orvy_addProperty(Cls, "memory", offsetof(Stopper, Memory), ovTY_IfaceRef, 1, nullptr, nullptr,
+                   "");
+  orvy_addProperty(Cls, "isArmed", offsetof(Stopper, IsArmed), ovTY_U8, 1, nullptr, nullptr, "");
+}
+
+struct Step {
+  char Kind; // r: nanoseconds, c: cycles of cpu0 alone, s: steps, b: to a break, e: to an event
+  uint64_t Amount = 0;
+};
+
+struct Scenario {
+  const char *Name;
+  const char *Program;
+  unsigned Cpus;
+  const char *Said;        // by the program at its end
+  std::vector<Step> Steps; // a checkpoint lies behind each
+  uint64_t Rest;           // nanoseconds from the last one to the end
+  int Breaks;              // points at which a break has stopped a quantum, at least
+  int Pending;             // points with an interrupt that was not taken, at least
+};
+
+constexpr uint64_t Us = 1000, Ms = 1000 * Us;
+
+const Scenario Scenarios[] = {
+    {"hello",
+     "hello",   1,
+     "Hello from SPARC V8!", {{'r', 50 * Us}, {'c', 137}, {'b'},    {'s', 5},      {'e'},      {'b'}, {'c', 1},
+      {'e'},          {'b'},      {'b'},    {'e'},         {'s', 100}, {'b'}, {'c', 333},
+      {'e'},          {'b'},      {'s', 1}, {'r', 1 * Us}, {'b'},      {'e'}},
+     5 * Ms,
+     6, 0},
+    {"timer",
+     "timer",   1,
+     "timer: done",          {{'r', 50 * Us}, {'b'},     {'e'},         {'b'}, {'r', 900 * Us}, {'e'}, {'s', 3},
+      {'e'},          {'b'},     {'c', 200},    {'e'}, {'e'},           {'b'}, {'e'},
+      {'c', 1},       {'s', 40}, {'r', 2 * Ms}, {'e'}, {'e'},           {'b'}},
+     20 * Ms,
+     5, 1},
+    {"compute",
+     "compute", 1,
+     " passed",              {{'r', 1 * Ms}, {'r', 20 * Ms}, {'c', 1},       {'s', 1},       {'r', 30 * Ms},
+      {'c', 12345},  {'s', 54321},   {'r', 40 * Ms}, {'c', 7},       {'r', 20 * Ms},
+      {'b'},         {'s', 2},       {'e'},          {'b'},          {'c', 50},
+      {'b'},         {'b'},          {'e'},          {'r', 10 * Us}, {'b'}},
+     100 * Ms,
+     5, 0},
+    {"pair",
+     "timer",   2,
+     "timer: done",          {{'r', 50 * Us}, {'b'},     {'c', 3},      {'b'}, {'r', 900 * Us}, {'e'}, {'s', 3},
+      {'e'},          {'b'},     {'c', 200},    {'e'}, {'e'},           {'b'}, {'e'},
+      {'c', 1},       {'s', 40}, {'r', 2 * Ms}, {'e'}, {'e'},           {'b'}},
+     20 * Ms,
+     5, 1},
+};
+
+/// The second processor counts in memory and interrupts the first one now and then.
+void loadSecond(Board &B) {
+  B.assemble(1, 0x40200000,
+             {"sethi %hi(0x80000000), %g1", "sethi %hi(0x40300000), %g2", "ld [%g2], %g3",
+              "add %g3, 1, %g3", "st %g3, [%g2]", "andcc %g3, 1023, %g0", "bne .-0x10", "nop",
+              "or %g0, 32, %g4", "st %g4, [%g1 + 0x208]", "ba .-0x20", "nop"});
+}
+
+void build(const Scenario &S, Board &B) {
+  registerStopper();
+  void *Stop = make("Stopper", "stopper");
+  Board::connect(Stop, "memory", B.Space, "MemAccessIface");
+  for (size_t Cpu = 0; Cpu < B.Cpus.size(); ++Cpu)
+    orvy_setValue(B.Cpus[Cpu], "memorySpace",
+                  {ovTY_IfaceRef, {.IfaceRef = orvy_getInterfaceRef(Stop, "MemAccessIface", -1)}},
+                  0);
+  orvy_setValueU64(B.Uart, "config.cyclesPerByte", 700, -1);
+  B.load(S.Program);
+  if (S.Cpus > 1)
+    loadSecond(B);
+}
+
+void *cpu0() {
+  return orvy_objectForName("cpu0");
+}
+
+/// Cycles to the first event of the processor, or a thousand.
+uint64_t cyclesToEvent() {
+  auto *Queue = *reinterpret_cast<orvy_EventQueue **>(static_cast<orvy_Object *>(cpu0()) + 1);
+  int64_t Left = orvy_eventGetFirstTime(Queue) - orvy_getCycles(cpu0());
+  return Left > 0 ? static_cast<uint64_t>(Left) : 1000;
+}
+
+orvy_CpuExitReason take(const Step &S) {
+  orvy_setValueU8(orvy_objectForName("stopper"), "isArmed", S.Kind == 'b', -1);
+  switch (S.Kind) {
+  case 'r':
+    return orvy_simRunNanos(S.Amount);
+  case 'b':
+    return orvy_simRunSecs(1.0);
+  case 's':
+    return orvy_simStep(0, S.Amount);
+  case 'e':
+    return static_cast<orvy_CpuExitReason>(orvy_cpuRun(cpu0(), cyclesToEvent()));
+  default:
+    return static_cast<orvy_CpuExitReason>(orvy_cpuRun(cpu0(), S.Amount));
+  }
+}
+
+std::string contents(const std::string &Path) {
+  std::stringstream Text;
+  Text << std::ifstream(Path, std::ios::binary).rdbuf();
+  return Text.str();
+}
+
+/// Goes from behind a step to the end and saves.
+void finish(const Scenario &S, size_t Done, const std::string &Path) {
+  for (size_t Next = Done; Next < S.Steps.size(); ++Next)
+    take(S.Steps[Next]);
+  take({'r', S.Rest});
+  for (int Quantum = 0; Quantum < 3; ++Quantum)
+    take({'r', 1 * Ms}); // the program has halted ahead of its last characters
+  ASSERT_EQ(orvy_serialiseJSON(Path.c_str()), 0);
+}
+
+constexpr const char *Order = "ORVY_TEST_RESUME"; // scenario, point and directory
+
+std::string pointPath(const std::string &Dir, size_t Point) {
+  return Dir + "/" + std::to_string(Point) + ".json";
+}
+std::string endPath(const std::string &Dir, size_t Point) {
+  return Dir + "/end-" + std::to_string(Point) + ".json";
+}
+
+/// Starts a new process that goes on from a point; point 0 is the very start.
+pid_t startFrom(const Scenario &S, size_t Point, const std::string &Dir) {
+  std::string Setting = std::to_string(&S - Scenarios) + " " + std::to_string(Point) + " " + Dir;
+  Environment Told(Order, Setting.c_str());
+  char Program[] = "/proc/self/exe", All[] = "--gtest_also_run_disabled_tests",
+       Filter[] = "--gtest_filter=Resumed.DISABLED_*", Brief[] = "--gtest_brief=1";
+  char *Args[] = {Program, All, Filter, Brief, nullptr};
+  pid_t Child = -1;
+  EXPECT_EQ(posix_spawn(&Child, Program, nullptr, nullptr, Args, environ), 0);
+  return Child;
+}
+
+bool hasEnded(pid_t Child) {
+  int Status = -1;
+  return waitpid(Child, &Status, 0) == Child && WIFEXITED(Status) && WEXITSTATUS(Status) == 0;
+}
+
+void compare(const std::string &Expected, const std::string &Found, const char *What,
+             size_t Point) {
+  if (Expected == Found)
+    return;
+  size_t At = 0;
+  while (At < Expected.size() && At < Found.size() && Expected[At] == Found[At])
+    ++At;
+  size_t From = At > 300 ? At - 300 : 0;
+  ADD_FAILURE() << What << " " << Point << " differs at byte " << At << "\n"
+                << Expected.substr(From, 400) << "\n--- found ---\n"
+                << Found.substr(From, 400);
+}
+
+/// What the points of a scenario were like.
+struct Tally {
+  int Breaks = 0;
+  int Pending = 0;
+};
+
+Tally record(const Scenario &S, Board &B, const std::string &Dir) {
+  Tally Seen;
+  for (size_t Point = 1; Point <= S.Steps.size(); ++Point) {
+    orvy_CpuExitReason Reason = take(S.Steps[Point - 1]);
+    Seen.Breaks += Reason == ovCER_BreakWrite;
+    Seen.Pending += Board::number(B.Cpus[0], "irqLines") != 0;
+    EXPECT_EQ(orvy_serialiseJSON(pointPath(Dir, Point).c_str()), 0);
+  }
+  finish(S, S.Steps.size(), Dir + "/end.json");
+  return Seen;
+}
+
+class Checkpoints : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(Checkpoints, GoOnInANewProcessAsIfNothingHadHappened) {
+  const Scenario &S = Scenarios[GetParam()];
+  TempDir Dir;
+  Board B(S.Cpus);
+  build(S, B);
+  Tally Seen = record(S, B, Dir.path());
+  EXPECT_GE(Seen.Breaks, S.Breaks);
+  EXPECT_GE(Seen.Pending, S.Pending);
+  EXPECT_EQ(S.Steps.size(), 20u);
+  std::string End = contents(Dir.path("end.json"));
+  EXPECT_THAT(B.output(), ::testing::HasSubstr(S.Said));
+
+  pid_t Former = startFrom(S, 0, Dir.path());
+  for (size_t Point = 0; Point <= S.Steps.size(); ++Point) {
+    pid_t Next = Point < S.Steps.size() ? startFrom(S, Point + 1, Dir.path()) : -1;
+    EXPECT_TRUE(hasEnded(Former)) << Point;
+    compare(End, contents(endPath(Dir.path(), Point)), "the end from point", Point);
+    Former = Next;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Programs, Checkpoints, ::testing::Range<size_t>(0, 4),
+                         [](const auto &Info) { return Scenarios[Info.param].Name; });
+
+/// Not a test of its own: what startFrom starts.
+TEST(Resumed, DISABLED_GoesOn) {
+  const char *Setting = std::getenv(Order);
+  if (!Setting)
+    GTEST_SKIP() << "runs in processes that another test starts";
+  size_t Index, Point;
+  std::string Dir;
+  std::istringstream(Setting) >> Index >> Point >> Dir;
+  const Scenario &S = Scenarios[Index];
+  if (Point == 0) {
+    Board B(S.Cpus);
+    build(S, B);
+    finish(S, 0, endPath(Dir, 0));
+    return;
+  }
+  // The plug-ins come with the checkpoint.
+  orvy_initConfigDirs();
+  orvy_initSupportLib();
+  orvy_logSetLevel(ovLOG_Warning);
+  registerStopper();
+  ASSERT_EQ(orvy_deserialiseJSON(pointPath(Dir, Point).c_str()), 0);
+  std::string Again = endPath(Dir, Point) + "-again";
+  ASSERT_EQ(orvy_serialiseJSON(Again.c_str()), 0);
+  compare(contents(pointPath(Dir, Point)), contents(Again), "point saved again", Point);
+  finish(S, Point, endPath(Dir, Point));
+  orvy_objsysClearObjects();
+}
+
+} // namespace
+
+} // namespace orvy::testing
