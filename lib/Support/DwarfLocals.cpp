@@ -28,19 +28,38 @@ Expression listed(const Attribute &Location, uint64_t Pc) try {
   return {}; // a damaged list, or a unit without a base for it
 }
 
-/// Register that a SPARC function reaches its frame through: the caller's stack pointer is the
-/// stack pointer up to the save that opens the window, and the frame pointer behind it.
-int frameRegister(Context &Target, uint64_t Low, uint64_t Pc) {
-  constexpr uint64_t PrologueBytes = 4096;
-  constexpr int StackPointer = 14, FramePointer = 30;
-  for (uint64_t Addr = Low; Addr < Pc && Addr - Low < PrologueBytes; Addr += 4) {
-    Value Word = Target.getMemoryValue(Addr);
-    bool IsSave = (Word.getHeld().u32() & 0xffffc000) == 0x9de38000; // save %sp, X, %sp
-    if (Word.getType() == Value::Number && IsSave)
-      return FramePointer;
+/// The stack pointer that the caller of a SPARC function had, which the function's frame lies
+/// below: the frame pointer once a save has opened a window, until then the stack pointer without
+/// what a function that opens none has taken from it.
+struct CallerStack {
+  int Register = 14; // %sp
+  uint64_t Taken = 0;
+
+  CallerStack(Context &Target, uint64_t Low, uint64_t Pc) {
+    constexpr uint64_t Farthest = 4096; // as far as a function's first instructions are looked for
+    for (uint64_t Addr = Low; Addr < Pc && Addr - Low < Farthest; Addr += 4) {
+      Value Word = Target.getMemoryValue(Addr);
+      if (Word.getType() == Value::Number && !follow(Word.getHeld().u32()))
+        return;
+    }
   }
-  return StackPointer;
-}
+
+private:
+  /// Does to the stack pointer what an instruction did. @return false behind a save
+  bool follow(uint32_t Instruction) {
+    uint64_t Immediate = static_cast<uint64_t>(static_cast<int64_t>(Instruction << 19) << 32 >> 51);
+    if ((Instruction & 0xffffe000) == 0x9c03a000) // add %sp, X, %sp
+      Taken -= Immediate;
+    else if ((Instruction & 0xffffe000) == 0x9c23a000) // sub %sp, X, %sp
+      Taken += Immediate;
+    else if ((Instruction & 0xffffc000) == 0x9de38000) { // save %sp, X, %sp
+      Register = 30;                                     // %fp
+      Taken = 0;
+      return false;
+    }
+    return true;
+  }
+};
 
 /// Evaluates the locations of a function's variables while a processor stands in it.
 class Locator {
@@ -76,8 +95,12 @@ std::optional<uint64_t> addressIn(const Value &Base) {
 
 void Locator::findCallFrame(void *Cpu) {
   std::optional<Attribute> Low = Function.find(DW_AT_low_pc);
-  if (Cpu && Low && orvy_getInterface(Cpu, "SparcIface", 0))
-    CallFrame = addressIn(Target.getRegisterValue(frameRegister(Target, Low->getAddr(), Pc)));
+  if (!Cpu || !Low || !orvy_getInterface(Cpu, "SparcIface", 0))
+    return;
+  CallerStack Stack(Target, Low->getAddr(), Pc);
+  CallFrame = addressIn(Target.getRegisterValue(Stack.Register));
+  if (CallFrame)
+    *CallFrame = (*CallFrame + Stack.Taken) & UINT32_MAX;
 }
 
 void Locator::findFrameBase() {

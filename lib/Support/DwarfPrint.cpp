@@ -12,9 +12,7 @@ namespace {
 
 /// Starts a line of an entry. Nesting beyond what compilers make shows no deeper.
 OutStream &line(unsigned Depth) {
-  for (unsigned Level = 0; Level < std::min(Depth, 100u); ++Level)
-    outs() << "  ";
-  return outs();
+  return outs().setWidth(static_cast<int32_t>(2 * std::min(Depth, 100u))) << "";
 }
 
 /// Writes a name, or the number where there is none.

@@ -48,7 +48,7 @@ const char *languageName(CompilationUnit *Unit) try {
 class SourceReader {
 public:
   explicit SourceReader(const std::string &Path) : File(Path.c_str()) {}
-  bool isOpen() const { return File.isOpen(); }
+  bool isOpen() const { return File.isPlain(); }
 
   /// Passes over lines. @return whether the file has so many
   bool skip(uint64_t Lines) {
