@@ -32,6 +32,7 @@ const char *readName(VectorStream &VS) {
   return *Name ? Name : nullptr;
 }
 
+/// Writes "0x" and the digits.
 OutStream &hex(uint64_t Value) {
   return outs().setBase(OutStream::Hexadecimal) << Value;
 }
@@ -162,7 +163,7 @@ private:
     P.Registers.OpIndex = 0;
     if (!Verbose)
       return;
-    outs() << "DW_LNS_set_address(0x";
+    outs() << "DW_LNS_set_address(";
     hex(P.Registers.Address) << ")\n";
   }
 
@@ -185,7 +186,7 @@ private:
   }
 
   void printRow() const {
-    outs() << " addr 0x";
+    outs() << " addr ";
     hex(P.Registers.Address) << " index " << P.Registers.OpIndex << " line " << P.Registers.Line
                              << "\n";
   }
