@@ -142,11 +142,14 @@ void save(const char *Path) {
   ReplacementFile File(Path);
   Writer Text(File);
   Text.text("{\n  \"objects\": {");
-  // A model's function may create objects; they are part of the system from then on.
+  // A model's function may create and dispose of objects.
   const char *Separator = "\n    ";
-  for (const auto &[Name, Obj] : Class::objects()) {
+  const NameMap<void *> &Objects = Class::objects();
+  for (auto Next = Objects.begin(); Next != Objects.end();) {
+    const auto [Name, Obj] = *Next;
     Text.text(std::exchange(Separator, ",\n    "));
     writeEntry(Text, Name, Obj, Path);
+    Next = Objects.upper_bound(Name);
   }
   Text.text("\n  },\n  \"plugins\": ");
   Text.value(Plugins, 2);

@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <fcntl.h>
+#include <functional>
 #include <limits>
 #include <random>
 #include <sstream>
@@ -487,6 +488,104 @@ TEST_F(Checkpoint, UnknownTypesEndTheProcess) {
   };
   EXPECT_DEATH(orvy_deserialiseProp(&Node, A, "u8"), "");
   orvy_deserialiseProp(&Node, A, "u16");
+}
+
+// Event queues
+
+class CheckpointQueue : public Checkpoint {
+protected:
+  ~CheckpointQueue() override { orvy_disposeEventQueue(Queue); }
+
+  int64_t publish(const char *Name) {
+    return orvy_eventPublish(Name, Owner, [](orvy_Event *) {});
+  }
+  void post(const char *Name, int64_t Time) {
+    orvy_eventPostAbsoluteInQueueInternal(Queue, publish(Name), Time);
+  }
+  Json serialised() {
+    Json Node;
+    orvy_eventSerialise(Queue, &Node);
+    return Node;
+  }
+  void clear() {
+    orvy_disposeEventQueue(Queue);
+    Queue = orvy_allocateEventQueue();
+  }
+
+  Model *Owner = createModel("owner");
+  orvy_EventQueue *Queue = orvy_allocateEventQueue();
+};
+
+TEST_F(CheckpointQueue, ComesBackInTheSameOrder) {
+  for (const auto &[Name, Time] : {
+           std::pair("a", 7), {"b", 7},
+             {"c", 3},
+             {"d", 7},
+             {"e", 3}
+  })
+    post(Name, Time);
+  int64_t Cyclic = publish("f");
+  orvy_eventSetPeriodCycles(Cyclic, 10);
+  orvy_eventPostAbsoluteInQueueInternal(Queue, Cyclic, -1);
+  orvy_eventPostOneShotInternal(
+      Queue, Owner, [](orvy_Event *) {}, 5);
+  Json Node = serialised();
+  EXPECT_THAT(Log.take(), ElementsAre(HasSubstr(":error:: serialising unknown event -1 @ 0x")));
+  EXPECT_EQ(Node["queueFuncs"].dump(), R"({"data":["f","e","c","d","b","a"],"type":"string"})");
+  EXPECT_EQ(Node["queueTimes"]["data"].dump(), "[4294967295,4294967295,0,3,0,3,0,7,0,7,0,7]");
+  EXPECT_EQ(Node["queueObjs"]["data"][5], "owner");
+
+  clear();
+  orvy_eventSetPeriodCycles(Cyclic, 0);
+  orvy_eventDeserialise(Queue, &Node);
+  EXPECT_EQ(serialised(), Node);
+  EXPECT_EQ(orvy_eventPtrNS(Cyclic)->PeriodCycles, 10);
+  clear();
+  Node.erase("queuePeriods");
+  orvy_eventSetPeriodCycles(Cyclic, 20);
+  orvy_eventDeserialise(Queue, &Node);
+  EXPECT_EQ(orvy_eventPtrNS(Cyclic)->PeriodCycles, 20) << "as it was";
+  EXPECT_THAT(Log.take(), IsEmpty());
+}
+
+TEST_F(CheckpointQueue, TellsWhatItCannotRestore) {
+  EXPECT_EQ(serialised()["queueTimes"]["data"].dump(), "[]") << "an empty queue is written";
+  post("a", 1);
+  post("b", 2);
+  const Json Node = serialised();
+  const std::pair<std::function<void(Json &)>, const char *> Cases[] = {
+      {[](Json &N) { N.erase("queueObjs"); },                "deserialise queue times != funcs != objs"},
+      {[](Json &N) { N["queueFuncs"]["data"][1] = "z"; },    "deserialise func 'z' not registered"     },
+      {[](Json &N) { N["queueObjs"]["data"][1] = "z"; },     "deserialise func 'b' not registered"     },
+      {[](Json &N) { N["queueTimes"]["type"] = "int64_t"; }, "'queueTimes' is of another type"         },
+      {[](Json &N) { N["queueFuncs"]["data"][1] = 5; },
+       "get checkpoint value failed for 'queueFuncs'[1]"                                               },
+  };
+  for (const auto &[Damage, Told] : Cases) {
+    clear();
+    Json Damaged = Node;
+    Damage(Damaged);
+    orvy_eventDeserialise(Queue, &Damaged);
+    EXPECT_THAT(Log.take(), ElementsAre(HasSubstr(Told)));
+  }
+  orvy_eventStackPostInternal(Queue, publish("stacked"));
+  EXPECT_TRUE(serialised().is_null());
+  Json Again = Node;
+  orvy_eventDeserialise(Queue, &Again);
+  EXPECT_THAT(Log.take(), ElementsAre(":error:: serialising queue with non-empty stack",
+                                      ":error:: deserialising queue with non-empty stack"));
+}
+
+TEST_F(Checkpoint, ClocksSaveTheirQueues) {
+  void *Clock = orvy_createObject("Clock", "clock", nullptr);
+  createModel("owner");
+  auto Publish = [] {
+    return orvy_eventPublish("tick", orvy_objectForName("owner"), [](orvy_Event *) {});
+  };
+  orvy_eventPostCycles(Clock, Publish(), 5, ovSE_Cpu);
+  std::string First = save(Dir.path("first.json"));
+  EXPECT_EQ(restore(First).first, 0);
+  EXPECT_EQ(Log.count("deserialise func 'tick' not registered"), 1) << "the model publishes it";
 }
 
 // The direct reader and writer of numbers

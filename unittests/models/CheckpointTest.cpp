@@ -276,6 +276,55 @@ TEST(Resumed, DISABLED_GoesOn) {
   orvy_objsysClearObjects();
 }
 
+/// A board whose state does not show in properties: processors in an order that is not that of
+/// their names, a gap before the first one in the controller, marked memory, and bytes that make no
+/// text.
+TEST(CheckpointOfModels, HasWhatPropertiesDoNotHold) {
+  TempDir Dir;
+  loadModels();
+  make("SparcV8", "cpu1", "freq", Board::Freq);
+  {
+    Board B;
+    void *Second = orvy_objectForName("cpu1");
+    Board::connect(Second, "memorySpace", B.Space, "MemAccessIface");
+    Board::connect(Second, "irqClient", B.Irq, "IrqClientIface[3]");
+    auto *Cpus = static_cast<orvy_IfaceRef *>(orvy_getPropref(B.Irq, "cpus").Ptr);
+    Cpus[3] = orvy_getInterfaceRef(Second, "IrqIface", -1);
+    Cpus[0] = {};
+    orvy_memoryMapNamedIface(B.Space, 0x50000000, 0x1000, B.Ram, "MemAccessIface", 0);
+    orvy_memorySetAttr(B.Space, 0x40000ffe, 0x2004, ovMA_Upset | ovMA_User2);
+    orvy_memorySetAttr(B.Space, 0x40300000, 1, ovMA_Faulty);
+    orvy_MemTransaction Mt{};
+    Mt.Pa = 0x40001000;
+    orvy_memoryReadTransaction(B.Space, &Mt); // the upset is told of from now on
+    std::string File = Dir.path("output");
+    orvy_setValue(B.Uart, "config.file", {ovTY_String, {.String = File.c_str()}}, -1);
+    orvy_memoryWritePhys32(B.Space, Board::UartBase + 8, 2);
+    for (int Byte : {0x61, 0, 0xFF, 0xC3, 0xA9})
+      orvy_memoryWritePhys32(B.Space, Board::UartBase, static_cast<uint32_t>(Byte));
+    EXPECT_STREQ(orvy_getValue(B.Uart, "output", -1).String, "a\xEF\xBF\xBD\xEF\xBF\xBD\u00e9");
+    ASSERT_EQ(orvy_serialiseJSON(pointPath(Dir.path(), 1).c_str()), 0);
+    orvy_memoryWritePhys32(B.Space, Board::UartBase, 'x'); // goes again from the file
+  }
+  ASSERT_EQ(orvy_deserialiseJSON(pointPath(Dir.path(), 1).c_str()), 0);
+  EXPECT_EQ(contents(Dir.path("output")), std::string("a\0\xFF\xC3\xA9", 5));
+  ASSERT_EQ(orvy_serialiseJSON(pointPath(Dir.path(), 2).c_str()), 0);
+  compare(contents(pointPath(Dir.path(), 1)), contents(pointPath(Dir.path(), 2)), "point", 2);
+  EXPECT_STREQ(orvy_nameForObject(orvy_getProcessors()[0]), "cpu1");
+  void *Irq = orvy_objectForName("irqctrl"), *Space = orvy_objectForName("memory");
+  EXPECT_EQ(orvy_getValue(Irq, "cpus", 0).IfaceRef.Obj, nullptr);
+  EXPECT_EQ(orvy_getValue(Irq, "cpus", 3).IfaceRef.Obj, orvy_objectForName("cpu1"));
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40000ffd), 0u);
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40003001), uint32_t(ovMA_Upset | ovMA_User2));
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40003002), 0u);
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40300000), uint32_t(ovMA_Faulty));
+  uint32_t Word;
+  EXPECT_EQ(orvy_memoryReadPhys32(Space, 0x50000000, &Word), 0u);
+  orvy_memoryWritePhys32(Space, Board::UartBase, 'y');
+  orvy_objsysClearObjects();
+  EXPECT_EQ(contents(Dir.path("output")), std::string("a\0\xFF\xC3\xA9y", 6));
+}
+
 } // namespace
 
 } // namespace orvy::testing
