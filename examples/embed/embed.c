@@ -108,5 +108,6 @@ int main(int argc, char **argv) {
   printf("[%s after %.6f s of its time: %llu instructions in %.3f s, %.0f MIPS]\n",
          Reason == ovCER_Halt ? "halted" : "stopped", orvy_getSecs(Cpu), (unsigned long long)Steps,
          Wall, Wall > 0 ? (double)Steps / Wall / 1e6 : 0.0);
+  orvy_objsysClear(); /* objects that are still there at exit are not disposed */
   return Reason == ovCER_Halt && Result == 0 ? 0 : 2;
 }

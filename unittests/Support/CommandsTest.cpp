@@ -178,6 +178,8 @@ TEST_F(Commands, ValidateTextsByKind) {
       {OK_Iface,                     "nobody:echo",                       false},
       {OK_Reg,                       "model.u32",                         true },
       {OK_Reg,                       "model.nothing",                     false},
+      {OK_Reg,                       "model.u8[x]",                       false},
+      {OK_Reg,                       "model.u8[4294967296]",              false},
       {OK_Class,                     "Model",                             true },
       {OK_Class,                     "NoModel",                           false},
       {static_cast<OptionKind>(10),  "x",                                 false},

@@ -3,6 +3,7 @@
 #include "orvy/Support/Orvy.h"
 
 #include "Testing/LogCapture.h"
+#include "Testing/Model.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -357,6 +358,7 @@ std::vector<std::string> registersOf(Context &Ctxt) {
 
 TEST(BareMetalContext, ReadsRegistersAndMemoryOfTheProcessor) {
   orvy_initSupportLib();
+  orvy::testing::CleanSystem Clean;
   BareMetalContext Ctxt(createCpu("cpu", true));
   EXPECT_THAT(registersOf(Ctxt),
               ElementsAre("1000:4", "101f:4", "2000:4", "201f:4", "3000:4", "u0:5", "u0:5"));
@@ -375,6 +377,7 @@ TEST(BareMetalContext, ReadsRegistersAndMemoryOfTheProcessor) {
 
 TEST(BareMetalContext, NothingIsKnownOfObjectsWithoutTables) {
   orvy_initSupportLib();
+  orvy::testing::CleanSystem Clean;
   for (void *Obj : {static_cast<void *>(nullptr), createCpu("plain", false)}) {
     BareMetalContext Ctxt(Obj);
     EXPECT_THAT(registersOf(Ctxt), testing::Each("u0:5"));
@@ -384,6 +387,7 @@ TEST(BareMetalContext, NothingIsKnownOfObjectsWithoutTables) {
 
 TEST(DwarfProcess, ForwardsWordsAndRegistersAndServesNothingElse) {
   orvy_initSupportLib();
+  orvy::testing::CleanSystem Clean;
   Target Cpu(createCpu("processCpu", true));
   Process Program(&Cpu);
   EXPECT_THAT(registersOf(Program), testing::Contains("3000:4"));

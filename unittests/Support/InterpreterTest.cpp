@@ -22,10 +22,10 @@ template <typename Call> std::string errorsOf(Call What) {
   return testing::internal::GetCapturedStderr();
 }
 
-Strings &Noted = *new Strings;
+Strings Noted;
 
-/// Notes its words; the option "self" takes the object. Never destroyed, as the registry keeps it.
-Command &Note = *new Command(
+/// Notes its words; the option "self" takes the object.
+Command Note(
     "note-words",
     {
         {"self", OK_String, false, "", "", /*Self=*/true}

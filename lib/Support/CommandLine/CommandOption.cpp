@@ -12,6 +12,7 @@
 #include <climits>
 #include <cstdlib>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 using namespace orvy;
@@ -113,7 +114,11 @@ static bool isValid(const Option &Opt) {
 
 void Option::setVal(const std::string &Text) {
   Value = Text;
-  Valid = isValid(*this);
+  try {
+    Valid = isValid(*this);
+  } catch (const std::logic_error &) { // an index that is no number
+    Valid = false;
+  }
 }
 
 template <> int Option::getValue<int>() const {
