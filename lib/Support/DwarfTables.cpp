@@ -89,7 +89,7 @@ void FunctionIndex::addSegments(std::vector<Function> Functions) {
   for (const Function &F : Functions)
     Cuts.insert(Cuts.end(), {F.Low, F.High});
   std::ranges::sort(Cuts);
-  Cuts.erase(std::ranges::unique(Cuts).begin(), Cuts.end());
+  Cuts.erase(std::unique(Cuts.begin(), Cuts.end()), Cuts.end());
 
   std::ranges::stable_sort(Functions, {}, &Function::Low);
   auto IsLater = [](const Function *A, const Function *B) {
