@@ -117,13 +117,14 @@ std::unique_ptr<DebugInfo> DebugInfo::load(const char *Path) {
       {".debug_line",     &DebugInfo::setLine    },
       {".debug_loc",      &DebugInfo::setLoc     }
   };
-  if (contents(File, ".debug_abbrev").empty())
+  std::vector<Section> Sections;
+  for (const auto &Setter : Setters)
+    Sections.push_back(contents(File, Setter.first));
+  if (Sections[1].empty()) // no abbreviations
     return nullptr;
   auto Info = std::make_unique<DebugInfo>();
-  for (auto [Name, Set] : Setters) {
-    Section Bytes = contents(File, Name);
-    (Info.get()->*Set)(Bytes);
-  }
+  for (size_t Index = 0; Index < Sections.size(); ++Index)
+    (Info.get()->*Setters[Index].second)(Sections[Index]);
   Info->SourceDirs.emplace_back("./");
   return Info;
 }
