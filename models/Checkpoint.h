@@ -21,6 +21,8 @@ public:
   size_t size() const { return isThere() ? static_cast<size_t>(Length) : 0; }
   uint64_t at(size_t Idx) const {
     orvy_Propval Pv = orvy_checkpointGetValue(Ctxt, Name, static_cast<uint32_t>(Idx));
+    if (Pv.Typ == ovTY_U64) // as most are
+      return Pv.u64;
     return orvy_isDiscrete(Pv) ? orvy_asUnsigned(Pv) : 0;
   }
 

@@ -416,6 +416,17 @@ int64_t Entries::signedAt(size_t Idx, int64_t Min, int64_t Max) const {
   return Number;
 }
 
+uint64_t Entries::pairAt(size_t Idx) const {
+  if (Packed && Width == 4 && Idx < Packed->size() / 8) {
+    uint64_t Halves;
+    std::memcpy(&Halves, Packed->data() + Idx * 8, 8);
+    return std::rotl(Halves, 32);
+  }
+  // The high half may be written as a signed number.
+  int64_t High = signedAt(2 * Idx, INT32_MIN, UINT32_MAX);
+  return static_cast<uint64_t>(High) << 32 | unsignedAt(2 * Idx + 1, UINT32_MAX);
+}
+
 double Entries::realAt(size_t Idx) const {
   if (Packed)
     return static_cast<double>(unsignedAt(Idx, UINT32_MAX));
@@ -441,12 +452,6 @@ unsigned entriesOf(orvy_Type Typ) {
 
 namespace {
 
-/// The high half may be written as a signed number.
-uint64_t pairAt(const Entries &Data, size_t Idx) {
-  int64_t High = Data.signedAt(2 * Idx, INT32_MIN, UINT32_MAX);
-  return static_cast<uint64_t>(High) << 32 | Data.unsignedAt(2 * Idx + 1, UINT32_MAX);
-}
-
 float narrow(double Real) {
   if (std::isfinite(Real) && std::fabs(Real) > static_cast<double>(FLT_MAX))
     throw Unfit("it holds a number that is out of range");
@@ -459,7 +464,7 @@ orvy_Propval numberAt(const Entries &Data, orvy_Type Typ, size_t Idx) {
   orvy_Propval Pv = {};
   Pv.Typ = Typ;
   if (isWide(Typ)) {
-    Pv.u64 = pairAt(Data, Idx);
+    Pv.u64 = Data.pairAt(Idx);
   } else if (Typ == ovTY_Float) {
     Pv.f = narrow(Data.realAt(Idx));
   } else if (Typ == ovTY_Double) {

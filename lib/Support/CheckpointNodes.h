@@ -65,6 +65,8 @@ public:
   /// A number from 0 to Max. Throws what is none.
   uint64_t unsignedAt(size_t Idx, uint64_t Max) const;
   int64_t signedAt(size_t Idx, int64_t Min, int64_t Max) const;
+  /// The number of 64 bits that is pair Idx.
+  uint64_t pairAt(size_t Idx) const;
   double realAt(size_t Idx) const;
   const std::string &textAt(size_t Idx) const;
   const Json &at(size_t Idx) const;
