@@ -105,10 +105,12 @@ LineNumberProgram *DebugInfo::getLineNumberProgram(CompilationUnit *Unit, uint64
 }
 
 LineNumberProgram *CompilationUnit::getLineNumberProgram() {
-  int64_t Offset = getLineNumberOffset();
-  if (Offset < 0)
-    return nullptr;
-  return getDebugInfo()->getLineNumberProgram(this, static_cast<uint64_t>(Offset));
+  if (!Lines) {
+    int64_t Offset = getLineNumberOffset();
+    Lines = Offset < 0 ? nullptr
+                       : getDebugInfo()->getLineNumberProgram(this, static_cast<uint64_t>(Offset));
+  }
+  return *Lines;
 }
 
 std::vector<uint8_t> DebugInfo::getLocationListProg(uint64_t Base, uint64_t Offset,

@@ -525,6 +525,7 @@ private:
   Attribute requiredAttribute(uint64_t Name);
 
   std::unique_ptr<FunctionIndex> Functions;
+  std::optional<LineNumberProgram *> Lines; ///< once asked for
 };
 
 /// A unit of ".debug_types": parsed and printed, and never searched.
