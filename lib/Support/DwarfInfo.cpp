@@ -123,8 +123,9 @@ std::unique_ptr<DebugInfo> DebugInfo::load(const char *Path) {
   if (Sections[1].empty()) // no abbreviations
     return nullptr;
   auto Info = std::make_unique<DebugInfo>();
-  for (size_t Index = 0; Index < Sections.size(); ++Index)
-    (Info.get()->*Setters[Index].second)(Sections[Index]);
+  auto Bytes = Sections.begin();
+  for (const auto &[Name, Set] : Setters)
+    (Info.get()->*Set)(*Bytes++);
   Info->SourceDirs.emplace_back("./");
   return Info;
 }
