@@ -230,9 +230,9 @@ ORVY_API uint64_t orvy_eventQueueGetFreq(void *Holder);
 /* Checkpoints */
 
 /**
- * Adds the scheduled events of a queue to a checkpoint (Checkpoint.h), by their names, owners, times
- * and periods. Events on the stack are refused and those that were never published left out, both
- * with an error. Wall-clock times, flags and data words are not saved.
+ * Adds the scheduled events of a queue to a checkpoint (Checkpoint.h), by their names, owners,
+ * times and periods. Events on the stack are refused and those that were never published left out,
+ * both with an error. Wall-clock times, flags and data words are not saved.
  * @param Ctxt  the context that serialise of ObjectIface got
  */
 ORVY_API void orvy_eventSerialise(orvy_EventQueue *Queue, void *Ctxt);
