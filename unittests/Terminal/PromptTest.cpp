@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <span>
+
 using namespace orvy::testing;
 using testing::HasSubstr;
 using testing::Not;
@@ -135,6 +137,16 @@ struct Completed {
   const char *Seen;
 };
 
+void expectOnTab(Terminal &User, std::span<const Completed> Cases) {
+  for (const Completed &Each : Cases) {
+    User.expect(Prompt);
+    User.type(Each.Typed);
+    User.press(Terminal::Tab);
+    User.expect(Each.Seen);
+    User.press(Terminal::CtrlC);
+  }
+}
+
 TEST_F(PromptTest, TabInsertsTheOnlyCandidate) {
   Home.file("folder/file.elf");
   const Completed Cases[] = {
@@ -157,13 +169,7 @@ TEST_F(PromptTest, TabInsertsTheOnlyCandidate) {
   Terminal User(Home.path());
   User.expect(Prompt);
   User.enter("set var=FOLDER val=folder");
-  for (const Completed &Each : Cases) {
-    User.expect(Prompt);
-    User.type(Each.Typed);
-    User.press(Terminal::Tab);
-    User.expect(Each.Seen);
-    User.press(Terminal::CtrlC);
-  }
+  expectOnTab(User, Cases);
 }
 
 TEST_F(PromptTest, TabListsSeveralCandidates) {
@@ -187,13 +193,7 @@ TEST_F(PromptTest, TabListsSeveralCandidates) {
   User.enter("set var=LIST_ONE val=1");
   User.expect(Prompt);
   User.enter("set var=LIST_TWO val=2");
-  for (const Completed &Each : Cases) {
-    User.expect(Prompt);
-    User.type(Each.Typed);
-    User.press(Terminal::Tab);
-    User.expect(Each.Seen);
-    User.press(Terminal::CtrlC);
-  }
+  expectOnTab(User, Cases);
 }
 
 TEST_F(PromptTest, TabChangesNothingWithoutACandidate) {
