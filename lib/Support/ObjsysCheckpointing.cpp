@@ -2,6 +2,7 @@
 
 #include "CheckpointFile.h"
 #include "ClockModel.h"
+#include "ComponentModel.h"
 #include "InternalError.h"
 #include "ObjsysClass.h"
 #include "ObjsysValue.h"
@@ -242,6 +243,7 @@ void restore(const char *Path) {
   auto &Entries = Document.at("objects").get_ref<Objects &>();
   createObjects(Entries);
   setProperties(Entries);
+  component::adoptRestored();
   restoreExtras(Entries, Path);
 }
 

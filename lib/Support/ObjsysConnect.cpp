@@ -1,3 +1,4 @@
+#include "ComponentModel.h"
 #include "InternalError.h"
 #include "ObjsysClass.h"
 #include "ObjsysValue.h"
@@ -130,8 +131,18 @@ int orvy_connect(void *A, const char *PropName, void *B, const char *IfaceName) 
     orvy_logError(nullptr, "orvy_connect: B/IfaceName is null");
     return -1;
   }
-  orvy_IfaceRef Target = {B, orvy_getInterface(B, IfaceName, -1)};
-  return Connection{A, PropName, B, IfaceName, Target, std::string(baseName(PropName))}.run();
+  // On a component a delegate is the only meaning of a name.
+  orvy_PropName Source = {A, PropName};
+  if (orvy_Component *C = orvy::component::find(A))
+    Source = orvy_componentGetDelegateProp(C, PropName);
+  if (!Source.Obj)
+    return -1;
+  orvy_Component *To = orvy::component::find(B);
+  orvy_IfaceRef Target = To ? orvy_componentGetDelegateIface(To, IfaceName)
+                            : orvy_IfaceRef{B, orvy_getInterface(B, IfaceName, -1)};
+  return Connection{Source.Obj, Source.Name, B,
+                    IfaceName,  Target,      std::string(baseName(Source.Name))}
+      .run();
 }
 
 void orvy_setTimeSource(void *Obj, void *TS) {

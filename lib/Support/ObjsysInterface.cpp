@@ -1,5 +1,6 @@
 #include "ObjsysInterface.h"
 
+#include "ComponentModel.h"
 #include "InternalError.h"
 #include "ObjsysClass.h"
 #include "ObjsysValue.h"
@@ -150,13 +151,19 @@ void *orvy_getInterface(void *Obj, const char *IfaceName, int Idx) {
 }
 
 orvy_IfaceRef orvy_getInterfaceRef(void *Obj, const char *IfaceName, int Idx) {
+  orvy_IfaceRef Delegate = orvy_componentGetDelegateIface(orvy::component::find(Obj), IfaceName);
+  if (Delegate.Obj && Delegate.Iface)
+    return Delegate;
   void *Iface = orvy_getInterface(Obj, IfaceName, Idx);
   return Iface ? orvy_IfaceRef{Obj, Iface} : orvy_IfaceRef{};
 }
 
 int orvy_objectHasIface(void *Obj, const char *IfaceName) {
   const Class *Cls = Class::classForObject(Obj);
-  return Cls && IfaceName && Cls->getInterface(IfaceName);
+  if (!Cls || !IfaceName)
+    return 0;
+  return Cls->getInterface(IfaceName) ||
+         orvy_componentGetDelegateIface(orvy::component::find(Obj), IfaceName).Obj;
 }
 
 const char *orvy_getInterfaceName(void *Obj, void *Iface) {

@@ -1,5 +1,6 @@
 #include "ObjsysProperty.h"
 
+#include "ComponentModel.h"
 #include "InternalError.h"
 #include "ObjsysClass.h"
 #include "ObjsysValue.h"
@@ -386,6 +387,9 @@ int orvy_objectHasProp(void *Obj, const char *PropName) {
 }
 
 orvy_PropName orvy_getPropName(void *Obj, const char *PropName) {
+  orvy_PropName Delegate = orvy_componentGetDelegateProp(orvy::component::find(Obj), PropName);
+  if (Delegate.Obj)
+    return Delegate;
   const Class *Cls = Class::classForObject(Obj);
   const Property *Prop = Cls && PropName ? Cls->getProperty(baseName(PropName)) : nullptr;
   return Prop ? orvy_PropName{Obj, Prop->Name.c_str()} : orvy_PropName{};

@@ -15,6 +15,7 @@
 #include "orvy/Support/Clock.h"
 #include "orvy/Support/CommandLineOptions.h"
 #include "orvy/Support/Commands.h"
+#include "orvy/Support/Component.h"
 #include "orvy/Support/Containers.h"
 #include "orvy/Support/Dwarf.h"
 #include "orvy/Support/Events.h"

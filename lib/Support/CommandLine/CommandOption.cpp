@@ -155,11 +155,14 @@ template <> const char *Option::getValue<const char *>() const {
 template <> orvy_IfaceRef Option::getValue<orvy_IfaceRef>() const {
   ORVY_REQUIRE(Kind == OK_Iface);
   Member Wanted = splitMember(Value, ':');
+  const std::string Whole = Wanted.Name;
   const int Index = takeIndex(Wanted.Name);
   if (!Wanted.Obj || Index < 0)
     return {};
   void *Iface = orvy_getInterface(Wanted.Obj, Wanted.Name.c_str(), Index);
-  return Iface ? orvy_IfaceRef{Wanted.Obj, Iface} : orvy_IfaceRef{};
+  // A component may only delegate the name.
+  return Iface ? orvy_IfaceRef{Wanted.Obj, Iface}
+               : orvy_getInterfaceRef(Wanted.Obj, Whole.c_str(), Index);
 }
 
 template <> orvy_Propref Option::getValue<orvy_Propref>() const {

@@ -1,0 +1,216 @@
+// The group scheduler: the ClockIface of a component, which drives its clocks by quanta. All clocks
+// go to the end of the quantum, one after the other, before the next one begins. CurrentClock,
+// QuantaStart and QuantaEnd say where a run that returned early goes on.
+
+#include "ComponentModel.h"
+
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/Time.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+using orvy::component::referencesIn;
+
+constexpr int32_t DefaultQuanta = 1000000; // ns
+constexpr int64_t EndOfTime = INT64_MAX;   // ns
+
+orvy_Component &groupOf(void *Obj) {
+  return *static_cast<orvy_Component *>(Obj);
+}
+
+/// One of the clocks, for as long as nobody adds another one.
+struct Clock {
+  void *Obj = nullptr;
+  const ClockIface *Iface = nullptr;
+
+  explicit operator bool() const { return Iface; }
+  const ClockIface *operator->() const { return Iface; }
+};
+
+Clock clockAt(orvy_Component &G, size_t Idx) {
+  const auto Refs = referencesIn(G.Clocks);
+  if (Idx >= Refs.size())
+    return {};
+  return {Refs[Idx].Obj, static_cast<const ClockIface *>(Refs[Idx].Iface)};
+}
+
+/// Whether the group can run: it has clocks, and each of them an interface.
+bool canRun(orvy_Component &G) {
+  const auto Refs = referencesIn(G.Clocks);
+  const bool Can = !Refs.empty() && std::ranges::all_of(Refs, &orvy_IfaceRef::Iface);
+  if (!Can)
+    orvy_logSimError(
+        &G, "a component without clocks, or with one that has no ClockIface, stands still");
+  return Can;
+}
+
+/// Calls Get with the reference clock; a group without one stands at 0.
+template <typename Function> auto ofReference(void *Obj, Function Get) {
+  const Clock First = clockAt(groupOf(Obj), 0);
+  return First ? Get(First) : decltype(Get(First)){};
+}
+
+template <typename Function> void forEach(void *Obj, Function Act) {
+  for (size_t Idx = 0; const Clock C = clockAt(groupOf(Obj), Idx); ++Idx)
+    Act(C);
+}
+
+size_t currentIndex(orvy_Component &G) {
+  return G.CurrentClock < 0 ? 0 : static_cast<size_t>(G.CurrentClock);
+}
+
+// Advancing: without quanta, each clock goes to the target in its turn.
+
+uint64_t cyclesOf(void *Obj) {
+  return ofReference(Obj, [](Clock C) { return C->getCycles(C.Obj); });
+}
+
+int advanceToCycles(void *Obj, uint64_t Cycles) {
+  orvy_Component &G = groupOf(Obj);
+  if (!canRun(G))
+    return 0;
+  for (uint64_t Before = cyclesOf(Obj); Before < Cycles;) {
+    const bool IsWhole = currentIndex(G) == 0;
+    for (size_t Idx = currentIndex(G); const Clock C = clockAt(G, Idx); ++Idx) {
+      G.CurrentClock = static_cast<int32_t>(Idx);
+      if (const int Reason = C->advanceToCycles(C.Obj, Cycles))
+        return Reason;
+    }
+    G.CurrentClock = 0;
+    // A clock that refuses to run would be asked for ever.
+    if (std::exchange(Before, cyclesOf(Obj)) == Before && IsWhole)
+      break;
+  }
+  return 0;
+}
+
+int advanceCycles(void *Obj, uint64_t Cycles) {
+  const uint64_t Now = cyclesOf(Obj);
+  return advanceToCycles(Obj, Cycles > UINT64_MAX - Now ? UINT64_MAX : Now + Cycles);
+}
+
+// Stepping: by quanta, until one of the clocks has made its steps.
+
+int64_t later(int64_t Nanos, int64_t Delta) {
+  int64_t Sum = 0;
+  return __builtin_add_overflow(Nanos, Delta, &Sum) ? EndOfTime : Sum;
+}
+
+/// A time without quanta would stand still; the default is taken, said, and shown by the property.
+void needQuanta(orvy_Component &G) {
+  if (G.Quanta >= 1)
+    return;
+  G.Quanta = DefaultQuanta;
+  orvy_logSimWarning(&G, "quanta is not set, running in quanta of %d ns", G.Quanta);
+}
+
+/// End of the present quantum for a clock, by its own frequency from absolute time, so that no
+/// rounding adds up.
+uint64_t limitOf(const orvy_Component &G, Clock C) {
+  const double Freq = C->getFreq(C.Obj);
+  const bool Sound = Freq >= 1.0 && Freq < 0x1p63; // also refuses what is not a number
+  return static_cast<uint64_t>(orvy_nanosToCycles(std::max<int64_t>(G.QuantaEnd, 0),
+                                                  Sound ? static_cast<uint64_t>(Freq) : 1));
+}
+
+/// The clock that counts the steps of the group; false, with an error, if there is none that does.
+Clock countingClock(orvy_Component &G) {
+  const Clock C = G.StepClock < 0 ? Clock{} : clockAt(G, static_cast<size_t>(G.StepClock));
+  if (!C)
+    orvy_logSimError(&G, "stepClock is %d, which is none of the clocks", G.StepClock);
+  else if (C.Iface != &orvy::component::GroupTable)
+    return C;
+  else
+    orvy_logSimError(&G, "clock %d is a group itself, which counts no steps", G.StepClock);
+  return {};
+}
+
+/// Whether all clocks have come to the limit of a step before the quantum ends, or time itself has.
+bool isAtLimit(orvy_Component &G, uint64_t Cycles) {
+  bool AtLimit = true;
+  forEach(&G, [&](Clock C) { AtLimit = AtLimit && limitOf(G, C) >= Cycles; });
+  return AtLimit || G.QuantaEnd == EndOfTime;
+}
+
+/// Acts when the last clock has had its turn, with so many steps left. Says whether it goes on. A
+/// quantum that a limit cuts short is not over: the next call takes it up again.
+bool endRound(orvy_Component &G, uint64_t Left, uint64_t Cycles) {
+  if (Left > 0 && isAtLimit(G, Cycles)) {
+    G.CurrentClock = 0;
+    return false;
+  }
+  G.CurrentClock = 0;
+  G.QuantaStart = G.QuantaEnd;
+  G.QuantaEnd = later(G.QuantaStart, G.Quanta);
+  return Left > 0;
+}
+
+int stepClocks(orvy_Component &G, Clock Counting, uint64_t Steps, uint64_t Cycles) {
+  const uint64_t Start = Counting->getSteps(Counting.Obj);
+  const uint64_t End = Steps > UINT64_MAX - Start ? UINT64_MAX : Start + Steps;
+  for (uint64_t Left = Steps;;) {
+    const size_t Idx = currentIndex(G);
+    const Clock C = clockAt(G, Idx);
+    if (!C) {
+      if (!endRound(G, Left, Cycles))
+        return 0;
+      continue;
+    }
+    const uint64_t Limit = std::min(Cycles, limitOf(G, C));
+    if (Idx != static_cast<size_t>(G.StepClock)) {
+      C->advanceToCycles(C.Obj, Limit);
+    } else {
+      const int Reason = C->stepUntil(C.Obj, Left, Limit);
+      Left = End - std::min(End, C->getSteps(C.Obj));
+      if (Reason)
+        return Reason;
+    }
+    G.CurrentClock = static_cast<int32_t>(Idx + 1);
+  }
+}
+
+int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
+  orvy_Component &G = groupOf(Obj);
+  if (Steps == 0 || !canRun(G))
+    return 0;
+  const Clock Counting = countingClock(G);
+  if (!Counting)
+    return 0;
+  needQuanta(G);
+  return stepClocks(G, Counting, Steps, Cycles);
+}
+
+int step(void *Obj, uint64_t Steps) {
+  return stepUntil(Obj, Steps, UINT64_MAX);
+}
+
+} // namespace
+
+ClockIface orvy::component::GroupTable = {
+    .step = step,
+    .stepUntil = stepUntil,
+    .advanceCycles = advanceCycles,
+    .advanceToCycles = advanceToCycles,
+    .getSteps = [](void *) { return uint64_t{0}; },
+    .getCycles = cyclesOf,
+    .getNanos =
+        [](void *Obj) { return ofReference(Obj, [](Clock C) { return C->getNanos(C.Obj); }); },
+    .getSecs =
+        [](void *Obj) { return ofReference(Obj, [](Clock C) { return C->getSecs(C.Obj); }); },
+    .setSteps = [](void *Obj,
+                   uint64_t Steps) { forEach(Obj, [=](Clock C) { C->setSteps(C.Obj, Steps); }); },
+    .setCycles =
+        [](void *Obj, uint64_t Cycles) {
+          forEach(Obj, [=](Clock C) { C->setCycles(C.Obj, Cycles); });
+        },
+    .setNanos = [](void *Obj,
+                   uint64_t Nanos) { forEach(Obj, [=](Clock C) { C->setNanos(C.Obj, Nanos); }); },
+    .setSecs = [](void *Obj,
+                  double Secs) { forEach(Obj, [=](Clock C) { C->setSecs(C.Obj, Secs); }); },
+    .getFreq =
+        [](void *Obj) { return ofReference(Obj, [](Clock C) { return C->getFreq(C.Obj); }); },
+    .setFreq = [](void *, double) {},
+};
