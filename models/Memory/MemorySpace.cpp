@@ -258,7 +258,7 @@ int mapDevice(void *Obj, uint64_t Addr, uint64_t Len, void *Device, uint32_t) {
 
 int mapNamedIface(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const char *Name,
                   uint32_t) {
-  orvy_IfaceRef Ref = orvy_getInterfaceRef(Device, Name, -1);
+  orvy_IfaceRef Ref = {Device, orvy_getInterface(Device, Name, -1)};
   const char *Type = orvy_typenameForInterface(Ref);
   bool Fits = Type && std::strcmp(Type, "MemAccessIface") == 0;
   return map(Obj, Addr, Len, Device,
@@ -404,8 +404,17 @@ void deserialiseAttrs(MemorySpace &S, void *Ctxt) {
     publish(S);
 }
 
+/// Takes out what is mapped: a component maps its devices when a restore creates it.
+void unmapAll(MemorySpace &S) {
+  revoke(S, 0, UINT64_MAX - 1);
+  for (void *Device : S.Devices)
+    S.Map.removeDevice(Device);
+}
+
 void deserialise(void *Obj, const char *, void *Ctxt) {
   const models::SavedNumbers Bases(Ctxt, "mapBases"), Lengths(Ctxt, "mapLengths");
+  if (Bases.isThere())
+    unmapAll(spaceOf(Obj));
   for (size_t Idx = 0; Idx < Bases.size(); ++Idx)
     deserialiseRegion(Obj, Ctxt, static_cast<uint32_t>(Idx), Bases.at(Idx), Lengths.at(Idx));
   deserialiseAttrs(spaceOf(Obj), Ctxt);

@@ -232,10 +232,11 @@ void limitSlice(Cpu *C, uint64_t Cycles);
 /// The same by the queue's first event, called when that may have changed.
 void limitSliceToEvents(Cpu *C);
 
-// Registers.cpp and Interfaces.cpp: how the class is described
+// Registers.cpp, Interfaces.cpp and Clock.cpp: how the class is described
 
 void describeRegisters(orvy_Class *Cls);
 void describeInterfaces(orvy_Class *Cls);
+void describeClock(orvy_Class *Cls);
 
 } // namespace sparc
 

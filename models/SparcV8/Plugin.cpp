@@ -61,4 +61,5 @@ extern "C" ORVY_API void orvy_pluginInit(void) {
   orvy_qualifyAsCpu(Cls);
   sparc::describeRegisters(Cls);
   sparc::describeInterfaces(Cls);
+  sparc::describeClock(Cls);
 }
