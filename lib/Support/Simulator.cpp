@@ -297,14 +297,15 @@ MachineIface MachineTable = {machineReset,           machineRun,      machineSte
 
 // ObjectIface
 
+bool isNamedBefore(const void *A, const void *B) {
+  return std::strcmp(orvy_nameForObject(A), orvy_nameForObject(B)) < 0;
+}
+
 /// A checkpoint has the simulator's time as a property; its queue is no part of it. The order of
-/// the processors is added where it is not that of their names, in which a restore creates them.
+/// the processors is added where it is not that of their names.
 void serialise(void *, const char *, void *Ctxt) {
   const std::vector<void *> &Cpus = orvy::objsys::Class::getProcessors();
-  auto IsBefore = [](const void *A, const void *B) {
-    return std::strcmp(orvy_nameForObject(A), orvy_nameForObject(B)) < 0;
-  };
-  if (!std::is_sorted(Cpus.begin(), Cpus.end(), IsBefore))
+  if (!std::ranges::is_sorted(Cpus, isNamedBefore))
     orvy_serialiseProp(Ctxt, "processors", ovTY_Obj, static_cast<int>(Cpus.size()), Cpus.data());
 }
 
@@ -312,6 +313,9 @@ void deserialise(void *, const char *, void *Ctxt) {
   std::vector<void *> &Cpus = orvy::objsys::Class::getProcessors();
   std::vector<void *> Ordered;
   int Count = orvy_checkpointGetLength(Ctxt, "processors");
+  // Components have created theirs ahead of others.
+  if (Count < 0)
+    std::ranges::sort(Cpus, isNamedBefore);
   for (int Idx = 0; Idx < Count; ++Idx)
     Ordered.push_back(orvy_checkpointGetValue(Ctxt, "processors", static_cast<uint32_t>(Idx)).Obj);
   if (std::is_permutation(Ordered.begin(), Ordered.end(), Cpus.begin(), Cpus.end()))

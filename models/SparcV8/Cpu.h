@@ -20,6 +20,7 @@
 namespace sparc {
 
 constexpr unsigned WindowCount = 8;
+constexpr unsigned IdAsr = 17; ///< has the processor's number in its upper four bits
 
 enum PsrBits : uint32_t {
   PSR_Cwp = 7, ///< the bits of CWP that eight windows need

@@ -36,9 +36,9 @@ void *create(const char *Name, int Count, const orvy_CreateArg *Args) {
   C->TrapEntry = orvy_publishNotification("orvy.cpuTrapEntry", C);
   C->TrapExit = orvy_publishNotification("orvy.cpuTrapExit", C);
   initPages(C);
-  reset(C, false);
   for (int Arg = 0; Arg < Count; ++Arg)
     applyArgument(C, Name, Args[Arg]);
+  reset(C, false);
   return C;
 }
 

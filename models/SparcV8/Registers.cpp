@@ -161,7 +161,8 @@ void describeTime(orvy_Class *Cls) {
                    "Cycles that an instruction takes, at least 1");
   orvy_addProperty(Cls, "config.resetPc", AT(ResetPc), ovTY_U32, 1, nullptr, nullptr,
                    "Program counter after a reset");
-  orvy_addProperty(Cls, "id", AT(Id), ovTY_U32, 1, nullptr, nullptr, "Number of the processor");
+  orvy_addProperty(Cls, "id", AT(Id), ovTY_U32, 1, nullptr, nullptr,
+                   "Number of the processor; a cold reset puts it into the upper bits of %asr17");
 }
 
 void describeState(orvy_Class *Cls) {

@@ -147,6 +147,7 @@ void reset(Cpu *C, bool Warm) {
   std::memset(C->R, 0, sizeof C->R);
   std::memset(C->Windows, 0, sizeof C->Windows);
   std::memset(C->Asrs, 0, sizeof C->Asrs);
+  C->Asrs[IdAsr] = C->Id << 28;
   C->Wim = C->Tbr = C->Y = 0;
 }
 
