@@ -15,13 +15,16 @@ using Clock = std::chrono::steady_clock;
 
 static constexpr int Patience = 60000; // milliseconds; sanitizers and a busy machine are slow
 
-[[noreturn]] static void runFrontEnd(const std::string &Dir, std::vector<const char *> Arguments) {
+[[noreturn]] static void runFrontEnd(const std::string &Dir, std::vector<const char *> Arguments,
+                                     const Terminal::Variables &Environment) {
   if (chdir(Dir.c_str()) == 0) {
     setenv("HOME", Dir.c_str(), 1);
     setenv("TERM", "xterm", 1);
     setenv("LC_ALL", "C", 1);
     unsetenv("ORVY_NEW_CLI_PARSER");
     unsetenv("ORVY_LOG_STDERR");
+    for (const auto &[Name, Value] : Environment)
+      setenv(Name, Value, 1);
     Arguments.insert(Arguments.begin(), ORVY_BUILD_ROOT "/bin/orvy");
     Arguments.push_back(nullptr);
     execv(Arguments[0], const_cast<char **>(Arguments.data()));
@@ -29,11 +32,12 @@ static constexpr int Patience = 60000; // milliseconds; sanitizers and a busy ma
   _exit(127);
 }
 
-Terminal::Terminal(const std::string &Dir, std::vector<const char *> Arguments) {
+Terminal::Terminal(const std::string &Dir, std::vector<const char *> Arguments,
+                   const Variables &Environment) {
   winsize Size = {50, 200, 0, 0};
   Child = forkpty(&Master, nullptr, nullptr, &Size);
   if (Child == 0)
-    runFrontEnd(Dir, std::move(Arguments));
+    runFrontEnd(Dir, std::move(Arguments), Environment);
 }
 
 Terminal::~Terminal() {

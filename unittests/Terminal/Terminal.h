@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 namespace orvy::testing {
@@ -15,8 +16,11 @@ class Terminal {
 public:
   enum Key : char { CtrlC = 3, CtrlD = 4, Tab = 9, Enter = 10, CtrlP = 16 };
 
+  using Variables = std::vector<std::pair<const char *, const char *>>;
+
   /// Starts the front end in a directory, which is its home as well.
-  explicit Terminal(const std::string &Dir, std::vector<const char *> Arguments = {});
+  explicit Terminal(const std::string &Dir, std::vector<const char *> Arguments = {},
+                    const Variables &Environment = {});
   ~Terminal();
   Terminal(const Terminal &) = delete;
   Terminal &operator=(const Terminal &) = delete;

@@ -96,7 +96,6 @@ private:
 
   bool evaluateNext();
   bool evaluate(const Words &Read);
-  bool evaluateExpression(const std::string &Text);
   bool execute(Command &Cmd, const Words &Read, const std::string *Self);
   bool assign(const std::string &Text);
   bool fail(const char *Fmt, const char *Text = "");

@@ -5,6 +5,7 @@
 
 #include "orvy/Support/Export.h"
 #include "orvy/Support/LineReader.h"
+#include "orvy/Support/Parser.h"
 
 #include <memory>
 #include <string>
@@ -47,12 +48,19 @@ private:
   Tokeniser Words;
 };
 
-/// Gives the text of an expression as one string.
+/// Gives the text of an expression as one string, over as many lines as quotes, blocks and
+/// backslashes ask for.
 class ORVY_API LibEditWithParserLineReader final : public TerminalReader {
 public:
   explicit LibEditWithParserLineReader(const char *ProgramName);
   ~LibEditWithParserLineReader() override;
   std::vector<std::string> readLine() override;
+
+private:
+  bool wantsMore();
+
+  std::string Text; // of the input so far
+  Parser Input;     // over the text, to see whether it is complete
 };
 
 /// The file of the history, whose directories are made if need be; empty, with a message on the

@@ -1,9 +1,11 @@
 #include "orvy/Support/Interpreter.h"
 
 #include "Characters.h"
+#include "orvy/Support/Expression.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/OutStream.h"
+#include "orvy/Support/Parser.h"
 #include "orvy/Support/Paths.h"
 #include "orvy/Support/Scripting.h"
 #include "orvy/Support/TerminalReader.h"
@@ -107,12 +109,62 @@ int Interpreter::readEvalLoop() {
   return 0;
 }
 
+static void writeResult(const ExprValue &Result) {
+  OutStream &Stream = errs() << "result: ";
+  switch (Result.Kind) {
+  case EV_Void:
+    Stream << "void";
+    break;
+  case EV_LVal:
+    Stream << "lval";
+    break;
+  case EV_String:
+    Stream << Result.Text;
+    break;
+  case EV_UInt:
+    Stream << Result.Value.UInt;
+    break;
+  case EV_Int:
+    Stream << Result.Value.Int;
+    break;
+  case EV_Bool:
+    Stream << (Result.Value.Bool ? 1 : 0);
+    break;
+  case EV_Real:
+    Stream << Result.Value.Real;
+    break;
+  }
+  Stream << "\n";
+}
+
+// Nothing fails here: what is wrong with an expression was said by the parser.
+static void evaluateExpression(const std::string &Text) {
+  Parser Input(Text);
+  Input.consumeToken();
+  const OwnedNode Tree = Input.parseCommand();
+  if (!Tree) {
+    errs() << "no ast\n";
+    return;
+  }
+  ExprEvaluator Evaluator;
+  Tree->accept(&Evaluator);
+  if (Evaluator.hasResult())
+    writeResult(Evaluator.getResult());
+  else
+    errs() << "no result\n";
+}
+
 bool Interpreter::evaluateNext() {
   Line = Reader->getLine();
   const Words Read = Reader->readLine();
   switch (Reader->getEnding()) {
   case LineReader::Ending::Command:
-    return Read.empty() || (UseExpressionPath ? evaluateExpression(Read[0]) : evaluate(Read));
+    if (Read.empty())
+      return true;
+    if (!UseExpressionPath)
+      return evaluate(Read);
+    evaluateExpression(Read[0]);
+    return true;
   case LineReader::Ending::OpenQuote:
     return fail("quote left open");
   case LineReader::Ending::Input:
@@ -166,11 +218,6 @@ bool Interpreter::assign(const std::string &Text) {
     attempt([&] { return propSet(Target, Value); });
   else if (isLetter(Target[0]))
     Var::setVariable(Target, Value);
-  return true;
-}
-
-bool Interpreter::evaluateExpression(const std::string &) {
-  errs() << "expressions cannot be evaluated yet\n";
   return true;
 }
 

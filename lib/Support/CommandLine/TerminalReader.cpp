@@ -92,21 +92,37 @@ std::vector<std::string> LibEditLineReader::readLine() {
 }
 
 LibEditWithParserLineReader::LibEditWithParserLineReader(const char *ProgramName)
-    : TerminalReader(ProgramName) {}
+    : TerminalReader(ProgramName), Input(Text, Tracing::Off) {}
 LibEditWithParserLineReader::~LibEditWithParserLineReader() = default;
 
 std::vector<std::string> LibEditWithParserLineReader::readLine() {
+  Text.clear();
   editor().setPrompt(LineEditor::Prompt::Main);
-  const std::optional<std::string_view> Read = editor().read();
-  LastEnding = Read ? Ending::Command : Ending::Input;
-  if (!Read || Read->empty())
-    return {};
-  if (Read->ends_with('\n'))
-    errs() << "linefeed\n";
-  if (Read->ends_with("\\\n"))
-    errs() << "escaped\n";
-  ++Line;
-  return {std::string(*Read)};
+  do {
+    const std::optional<std::string_view> Read = editor().read();
+    LastEnding = Read ? Ending::Command : Ending::Input;
+    if (!Read || Read->empty())
+      return {};
+    if (Read->ends_with('\n'))
+      errs() << "linefeed\n";
+    if (Read->ends_with("\\\n"))
+      errs() << "escaped\n";
+    Text += *Read;
+    ++Line;
+  } while (wantsMore());
+  return {Text};
+}
+
+// The whole command is parsed, in silence: what is cut may be anything but its first token.
+bool LibEditWithParserLineReader::wantsMore() {
+  Input.restart(Text);
+  Input.consumeToken();
+  Input.parseCommand();
+  if (!Input.wantsMore())
+    return false;
+  errs() << "line reader expects more\n";
+  editor().setPrompt(LineEditor::Prompt::Continuation);
+  return true;
 }
 
 // Files of the user.

@@ -1,0 +1,474 @@
+#include "orvy/Support/Expression.h"
+
+#include "Testing/Expressions.h"
+#include "Testing/Seed.h"
+#include "orvy/Support/TypeChecker.h"
+#include "orvy/Support/TypeSystem.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <utility>
+
+using namespace orvy;
+using namespace orvy::cl;
+using namespace orvy::testing;
+
+namespace {
+
+constexpr int64_t Least = std::numeric_limits<int64_t>::min();
+
+TEST(Expressions, HaveValues) {
+  const std::pair<const char *, const char *> Cases[] = {
+      {"7 / 2",              "u3"                                                                },
+      {"7.0 / 2",            "r3.500000"                                                         },
+      {"1.5e3",              "r1500.000000"                                                      },
+      {"0 - 1",              "u18446744073709551615"                                             },
+      {"1 << 64",            "u1"                                                                },
+      {"1 << 65 >> 1",       "u1"                                                                },
+      {"1 < 2",              "b1"                                                                },
+      {"(1 < 2) + 1",        "void"                                                              },
+      {"1 < 2 && 2.5 < 1",   "b0"                                                                },
+      {"1 ^^ 0",             "b1"                                                                },
+      {"1 ^^ 2.5",           "b0"                                                                },
+      {"'a' ^^ 1",           "void"                                                              },
+      {"!0.0",               "b1"                                                                },
+      {"!1.5",               "b0"                                                                },
+      {"!!7",                "b1"                                                                },
+      {"-1 + 2",             "u18446744073709551613"                                             },
+      {"-2.5",               "r-2.500000"                                                        },
+      {"~0xFF",              "u18446744073709551360"                                             },
+      {"-hex(1)",            "void"                                                              },
+      {"1 / 0",              "void"                                                              },
+      {"1 % 0",              "void"                                                              },
+      {"1 % (2 - 2) + 1",    "void"                                                              },
+      {"1.0 / 0",            "rinf"                                                              },
+      {"0.0 / 0 == 0.0 / 0", "b0"                                                                },
+      {"0.0 / 0 && 1",       "b1"                                                                },
+      {"5.0 % 2",            "void"                                                              },
+      {"hex(255)",           "0xff"                                                              },
+      {"hex(0)",             "0x0"                                                               },
+      {"chex(0xAbC)",        "0xabc"                                                             },
+      {"oct(8)",             "0o10"                                                              },
+      {"coct(0)",            "0o0"                                                               },
+      {"dec(0 - 1)",         "18446744073709551615"                                              },
+      {"cdec(0)",            "0"                                                                 },
+      {"bin(5)",             "0b0101"                                                            },
+      {"bin(0x1F0)",         "0b0001_1111_0000"                                                  },
+      {"cbin(0x1F0)",        "0b000111110000"                                                    },
+      {"bin(0)",             "0b"                                                                },
+      {"cbin(1 << 63)",      "0b1000000000000000000000000000000000000000000000000000000000000000"},
+      {"hex(1.0)",           "0x3ff0000000000000"                                                },
+      {"hex(1 == 1)",        "0x1"                                                               },
+      {"hex(hex(1))",        "0x0"                                                               },
+      {"hex()",              "void"                                                              },
+      {"hex(1, 2)",          "void"                                                              },
+      {"nope(1)",            "void"                                                              },
+      {"hex(a)",             "none"                                                              },
+      {"1 + hex(a)",         "void"                                                              },
+      {"hex(1, 'a')",        "none"                                                              },
+      {"a",                  "none"                                                              },
+      {"$a",                 "none"                                                              },
+      {"'a'",                "none"                                                              },
+      {"1 + a",              "void"                                                              },
+      {"'a' + 1",            "void"                                                              },
+      {"-$a",                "void"                                                              },
+      {"1 = 2",              "void"                                                              },
+      {"1 . 2",              "void"                                                              },
+      {"1 ! 2",              "void"                                                              },
+      {"1 $ 2",              "void"                                                              },
+      {"1 : 2",              "void"                                                              },
+      {"1 ? 2",              "void"                                                              },
+      {"1 +",                "wrong"                                                             },
+  };
+  for (const auto &[Text, Value] : Cases)
+    EXPECT_EQ(valueOf(parseExpr(Text).get()), Value) << Text;
+}
+
+// Operators by the kinds of their operands.
+
+using Binary = ExprValue (*)(const ExprValue &, const ExprValue &);
+
+ExprValue u(uint64_t Number) {
+  return ExprValue::ofUInt(Number);
+}
+ExprValue i(int64_t Number) {
+  return ExprValue::ofInt(Number);
+}
+ExprValue r(double Number) {
+  return ExprValue::ofReal(Number);
+}
+
+TEST(ExprValues, FollowTheKindsOfTheirOperands) {
+  const uint64_t All = UINT64_MAX;
+  const std::pair<ExprValue, const char *> Cases[] = {
+      {i(-7) + i(2),                                         "i-5"                         },
+      {i(-7) + u(2),                                         "u18446744073709551611"       },
+      {u(2) - i(3),                                          "u18446744073709551615"       },
+      {i(Least) - i(1),                                      "i9223372036854775807"        },
+      {i(Least) * i(-1),                                     "i-9223372036854775808"       },
+      {u(All) * u(2),                                        "u18446744073709551614"       },
+      {r(0.5) + u(All),                                      "r18446744073709551616.000000"},
+      {i(-1) * r(0.5),                                       "r-0.500000"                  },
+      {u(1) - r(0.5),                                        "r0.500000"                   },
+      {i(-7) / r(2),                                         "r-3.500000"                  },
+      {i(-7) / i(2),                                         "i-3"                         },
+      {i(-7) % i(2),                                         "i-1"                         },
+      {i(7) % i(-2),                                         "i1"                          },
+      {i(-1) / u(2),                                         "u9223372036854775807"        },
+      {u(7) % i(-2),                                         "u7"                          },
+      {i(Least) / i(-1),                                     "void"                        },
+      {i(Least) % i(-1),                                     "void"                        },
+      {i(1) / i(0),                                          "void"                        },
+      {i(1) % u(0),                                          "void"                        },
+      {r(1) % u(2),                                          "void"                        },
+      {i(-1) & i(6),                                         "i6"                          },
+      {i(-1) & u(6),                                         "u6"                          },
+      {i(-2) | i(1),                                         "i-1"                         },
+      {u(5) ^ i(1),                                          "u4"                          },
+      {r(1) & u(1),                                          "void"                        },
+      {i(-8) >> u(1),                                        "i-4"                         },
+      {u(8) >> i(65),                                        "u4"                          },
+      {i(1) << i(-1),                                        "i-9223372036854775808"       },
+      {i(-1) << u(64),                                       "i-1"                         },
+      {r(1) << u(1),                                         "void"                        },
+      {u(1) >> r(1),                                         "void"                        },
+      {i(-1) < u(1),                                         "b1"                          },
+      {u(1) > i(-1),                                         "b0"                          },
+      {u(1) <= i(-1),                                        "b1"                          },
+      {i(-1) == u(All),                                      "b1"                          },
+      {i(-1) >= i(-1),                                       "b1"                          },
+      {i(-1) < r(-0.5),                                      "b1"                          },
+      {r(1e19) > u(All),                                     "b0"                          },
+      {r(NAN) == r(NAN),                                     "b0"                          },
+      {r(NAN) >= u(0),                                       "b0"                          },
+      {u(0) <= r(NAN),                                       "b0"                          },
+      {r(NAN) && i(-1),                                      "b1"                          },
+      {r(0) || u(0),                                         "b0"                          },
+      {r(0) || i(1),                                         "b1"                          },
+      {ExprValue::ofBool(true) && u(1),                      "b1"                          },
+      {ExprValue::ofBool(false) || ExprValue::ofBool(false), "b0"                          },
+      {-i(Least),                                            "i-9223372036854775808"       },
+      {-i(5),                                                "i-5"                         },
+      {-u(1),                                                "u18446744073709551615"       },
+      {-r(0),                                                "r-0.000000"                  },
+      {+i(-1),                                               "i-1"                         },
+      {+r(2),                                                "r2.000000"                   },
+      {~i(0),                                                "i-1"                         },
+      {~u(0),                                                "u18446744073709551615"       },
+      {~r(0),                                                "void"                        },
+      {!i(0),                                                "b1"                          },
+      {!r(NAN),                                              "b0"                          },
+      {!ExprValue::ofBool(false),                            "b1"                          },
+      {-ExprValue::ofBool(true),                             "void"                        },
+      {+ExprValue::ofBool(true),                             "void"                        },
+      {~ExprValue::ofBool(true),                             "void"                        },
+      {!ExprValue::ofText("a"),                              "void"                        },
+      {!ExprValue(),                                         "void"                        },
+  };
+  for (size_t Index = 0; Index < std::size(Cases); ++Index)
+    EXPECT_EQ(show(Cases[Index].first), Cases[Index].second) << "case " << Index;
+}
+
+TEST(ExprValues, AreVoidForOperandsThatAreNoNumbers) {
+  const ExprValue Strange[] = {ExprValue(), ExprValue::ofText("1"), ExprValue::ofBool(true)};
+  const Binary Operators[] = {
+      orvy::cl::operator+,  orvy::cl::operator-,  orvy::cl::operator*,  orvy::cl::operator/,
+      orvy::cl::operator%,  orvy::cl::operator&,  orvy::cl::operator^,  orvy::cl::operator|,
+      orvy::cl::operator<<, orvy::cl::operator>>, orvy::cl::operator<,  orvy::cl::operator>,
+      orvy::cl::operator<=, orvy::cl::operator>=, orvy::cl::operator==,
+  };
+  for (size_t Index = 0; Index < std::size(Operators); ++Index)
+    for (const ExprValue &Each : Strange)
+      for (const ExprValue &Number : {u(1), i(1), r(1), Each}) {
+        EXPECT_EQ(show(Operators[Index](Each, Number)), "void") << Index;
+        EXPECT_EQ(show(Operators[Index](Number, Each)), "void") << Index;
+      }
+  for (const ExprValue &Each : {Strange[0], Strange[1]}) {
+    EXPECT_EQ(show(Each && u(1)), "void");
+    EXPECT_EQ(show(u(1) || Each), "void");
+  }
+}
+
+// Trees drawn by chance, written with no more brackets than precedence asks for, and with some
+// more.
+
+struct Number {
+  char Kind; // 'u', 'b', or 'v' for none
+  uint64_t Value;
+};
+
+std::string describe(Number Each) {
+  return Each.Kind == 'v' ? "void" : Each.Kind + std::to_string(Each.Value);
+}
+
+struct Sample {
+  std::string Text;
+  std::string Tree;
+  Number Value;
+  int Binding; // of the operator outside brackets
+};
+
+struct Operator {
+  const char *Text;
+  int Binding;
+  char Kind; // of the result
+  uint64_t (*Apply)(uint64_t, uint64_t);
+};
+
+#define ORVY_ON(Expr) [](uint64_t A, uint64_t B) -> uint64_t { return Expr; }
+constexpr Operator Operators[] = {
+    {"*",  3,  'u', ORVY_ON(A *B)                },
+    {"/",  3,  'u', ORVY_ON(A / B)               },
+    {"%",  3,  'u', ORVY_ON(A % B)               },
+    {"+",  4,  'u', ORVY_ON(A + B)               },
+    {"-",  4,  'u', ORVY_ON(A - B)               },
+    {"<<", 5,  'u', ORVY_ON(A << (B & 63))       },
+    {">>", 5,  'u', ORVY_ON(A >> (B & 63))       },
+    {"<",  6,  'b', ORVY_ON(A < B)               },
+    {">",  6,  'b', ORVY_ON(A > B)               },
+    {"<=", 6,  'b', ORVY_ON(A <= B)              },
+    {">=", 6,  'b', ORVY_ON(A >= B)              },
+    {"==", 6,  'b', ORVY_ON(A == B)              },
+    {"&",  8,  'u', ORVY_ON(A &B)                },
+    {"^",  9,  'u', ORVY_ON(A ^ B)               },
+    {"|",  10, 'u', ORVY_ON(A | B)               },
+    {"&&", 11, 'b', ORVY_ON(A != 0 && B != 0)    },
+    {"^^", 12, 'b', ORVY_ON((A != 0) != (B != 0))},
+    {"||", 13, 'b', ORVY_ON(A != 0 || B != 0)    },
+};
+#undef ORVY_ON
+
+class Generator {
+public:
+  Sample draw(int Depth) {
+    if (Depth == 0 || below(6) == 0)
+      return drawNumber();
+    const Sample Drawn = below(8) == 0 ? drawUnary(Depth) : drawBinary(Depth);
+    return below(8) == 0 ? bracketed(Drawn) : Drawn;
+  }
+
+private:
+  static constexpr int Unary = 99;
+
+  uint32_t below(uint32_t Limit) { return static_cast<uint32_t>(Random() % Limit); }
+  const char *blank() { return below(2) == 0 ? " " : ""; }
+
+  static Sample bracketed(Sample Inner) {
+    Inner.Text = "(" + Inner.Text + ")";
+    Inner.Binding = 0;
+    return Inner;
+  }
+
+  Sample drawNumber() {
+    const uint64_t Value = below(4) == 0 ? uint64_t(Random()) << 32 | Random() : below(70);
+    return {
+        std::to_string(Value), std::to_string(Value), {'u', Value},
+          0
+    };
+  }
+
+  // A sign applies to all that follows, so only brackets end it.
+  Sample drawUnary(int Depth) {
+    const char Sign = "-!~"[below(3)];
+    const Sample Operand = draw(Depth - 1);
+    const uint64_t Value = Operand.Value.Value;
+    Number Result = {'v', 0};
+    if (Sign == '!' && Operand.Value.Kind != 'v')
+      Result = {'b', Value == 0};
+    else if (Operand.Value.Kind == 'u')
+      Result = {'u', Sign == '-' ? 0 - Value : ~Value};
+    return {Sign + Operand.Text, std::string("(") + Sign + " " + Operand.Tree + ")", Result, Unary};
+  }
+
+  Sample drawBinary(int Depth) {
+    const Operator &Op = Operators[below(std::size(Operators))];
+    Sample Left = draw(Depth - 1);
+    Sample Right = draw(Depth - 1);
+    const std::string Tree = std::string("(") + Op.Text + " " + Left.Tree + " " + Right.Tree + ")";
+    if (Left.Binding > Op.Binding)
+      Left = bracketed(Left);
+    if (Right.Binding >= Op.Binding)
+      Right = bracketed(Right);
+    return {Left.Text + blank() + Op.Text + blank() + Right.Text, Tree,
+            apply(Op, Left.Value, Right.Value), Op.Binding};
+  }
+
+  static Number apply(const Operator &Op, Number Left, Number Right) {
+    const bool TakesTruth = Op.Binding >= 11;
+    for (const Number &Each : {Left, Right})
+      if (Each.Kind == 'v' || (Each.Kind == 'b' && !TakesTruth))
+        return {'v', 0};
+    if ((*Op.Text == '/' || *Op.Text == '%') && Right.Value == 0)
+      return {'v', 0};
+    return {Op.Kind, Op.Apply(Left.Value, Right.Value)};
+  }
+
+  std::mt19937 Random{testSeed()};
+};
+
+TEST(Expressions, GroupAndComputeAsAReferenceDoes) {
+  constexpr int Count = 10000;
+  Generator Source;
+  int HaveValues = 0;
+  size_t Longest = 0;
+  for (int Index = 0; Index < Count; ++Index) {
+    const Sample Drawn = Source.draw(1 + Index % 6);
+    const OwnedExpr Tree = parseExpr(Drawn.Text);
+    ASSERT_EQ(treeOf(Tree.get()), Drawn.Tree) << Drawn.Text;
+    ASSERT_EQ(valueOf(Tree.get()), describe(Drawn.Value)) << Drawn.Text;
+    HaveValues += Drawn.Value.Kind != 'v' ? 1 : 0;
+    Longest = std::max(Longest, Drawn.Text.size());
+  }
+  EXPECT_GT(HaveValues, Count / 3) << "else there is little to see";
+  EXPECT_GT(Longest, 200u);
+}
+
+// Statements and commands.
+
+std::string traceOf(const char *Text) {
+  Parser Input(Text, Tracing::Off);
+  Input.consumeToken();
+  const OwnedNode Command = Input.parseCommand();
+  return errorsOf([&] {
+    ExprEvaluator Evaluator;
+    Command->accept(&Evaluator);
+    EXPECT_EQ(Evaluator.hasResult(), false) << Text;
+  });
+}
+
+TEST(Expressions, SayWhatTheyAreIfTheyHaveNoValue) {
+  const std::pair<const char *, const char *> Cases[] = {
+      {"a 1 + 2",                                                   "command invocation\n"                   },
+      {"a = 1",                                                     "var assignment\n"                       },
+      {"a.b",                                                       "property access\n"                      },
+      {"5",                                                         "other expression list\n"                },
+      {"-5",                                                        "other expression list\n"                },
+      {"'a'",                                                       "other expression list\n"                },
+      {"$a",                                                        "other expression list\n"                },
+      {"hex(a)",                                                    "visit func call\n"                      },
+      {"if a { hex(1) }",                                           ""                                       },
+      {"if 1.5 { } elif 2 { }",                                     "visit literal: 1.50\nvisit literal: 2\n"},
+      {"if 1 { } elif 2 { }",                                       "visit literal: 1\n"                     },
+      {"if !1 { } elif 1 < 0 { } elif b { } elif 3 { } elif 4 { }",
+       "visit un op: 33\nvisit literal: 1\nvisit bin op: <\nvisit literal: 1\nvisit literal: 0\n"
+       "visit literal: 3\n"                                                                                  },
+  };
+  for (const auto &[Text, Trace] : Cases)
+    EXPECT_EQ(traceOf(Text), Trace) << Text;
+}
+
+/// A visitor that shows which branch of a statement is taken.
+class Probe final : public ASTNode {
+public:
+  Probe(std::string &Taken, const char *Name)
+      : ASTNode(NodeKind::CmdSequence), Taken(Taken), Name(Name) {}
+  void accept(ASTVisitor *) override { Taken = Name; }
+
+private:
+  std::string &Taken;
+  const char *Name;
+};
+
+TEST(IfStatements, TakeTheFirstBranchWhoseConditionHolds) {
+  const std::pair<std::pair<const char *, const char *>, const char *> Cases[] = {
+      {{"1", "1"},      "then"},
+      {{"0 == 0", "1"}, "then"},
+      {{"0", "1"},      "elif"},
+      {{"1.5", "1"},    "elif"},
+      {{"hex(1)", "1"}, "elif"},
+      {{"1 / 0", "a"},  "else"},
+      {{"0", "2.5"},    "else"},
+      {{"a", "1"},      ""    },
+  };
+  for (const auto &[Conditions, Branch] : Cases) {
+    std::string Taken;
+    IfStatement Statement;
+    Statement.Condition = parseExpr(Conditions.first);
+    Statement.Then = std::make_unique<Probe>(Taken, "then");
+    Statement.Elifs.push_back(
+        {parseExpr(Conditions.second), std::make_unique<Probe>(Taken, "elif")});
+    Statement.Else = std::make_unique<Probe>(Taken, "else");
+    ExprEvaluator Evaluator(Tracing::Off);
+    Statement.accept(&Evaluator);
+    EXPECT_EQ(Taken, Branch) << Conditions.first;
+  }
+}
+
+TEST(ExpressionsDeathTest, HaveNoResultBeforeTheyAreEvaluated) {
+  EXPECT_DEATH(ExprEvaluator().getResult(), "internal error");
+}
+
+// Types.
+
+struct Typed {
+  const char *Text;
+  const Type *Ty;
+  std::vector<std::string> Complaints;
+};
+
+TEST(TypeChecker, FindsTypesAndFaults) {
+  const Type *I64 = &IntegerType::s_I64Ty;
+  const Type *Bool = &IntegerType::s_BoolTy;
+  const Type *Double = &RealType::s_DoubleTy;
+  const Type *Void = &VoidType::s_VoidTy;
+  const char *OnReal = "1: error: '!' not applicable on floating point";
+  const Typed Cases[] = {
+      {"1",            I64,     {}                                                },
+      {"1.5",          Double,  {}                                                },
+      {"1 + 2",        I64,     {}                                                },
+      {"1 + 2.5 * 3",  Double,  {}                                                },
+      {"a + 2.5",      Double,  {}                                                },
+      {"a + 1",        nullptr, {}                                                },
+      {"a = 1",        Void,    {}                                                },
+      {"1 < 2.5",      Bool,    {}                                                },
+      {"a == b",       Bool,    {}                                                },
+      {"1 || 2",       Bool,    {}                                                },
+      {"1 && 2 ^^ 3",  Bool,    {}                                                },
+      {"1 >= 2",       Bool,    {}                                                },
+      {"(1 <= 2) + 1", I64,     {}                                                },
+      {"1 > 2 << 1",   Bool,    {}                                                },
+      {"-1",           I64,     {}                                                },
+      {"!~-1",         I64,     {}                                                },
+      {"-1.5",         Double,  {}                                                },
+      {"!1.5",         Void,    {OnReal}                                          },
+      {"~1.5",         Void,    {"1: error: '~' not applicable on floating point"}},
+      {"!(1 < 2)",     Bool,    {}                                                },
+      {"-(1 < 2)",     Void,    {"1: error: '-' not applicable on booleans"}      },
+      {"~(1 < 2)",     Void,    {"1: error: '~' not applicable on booleans"}      },
+      {"-a",           Void,    {"1: error: '-' has an untyped operand"}          },
+      {"1 + -'a'",     nullptr, {"1: error: '-' has an untyped operand"}          },
+      {"-hex(1)",      Void,    {"1: error: '-' has an untyped operand"}          },
+      {"-(a = 1)",     Void,    {"1: error: '-' has an untyped operand"}          },
+      {"$a",           nullptr, {}                                                },
+      {"'a'",          nullptr, {}                                                },
+      {"hex(-a)",      nullptr, {}                                                },
+  };
+  for (const Typed &Each : Cases) {
+    const OwnedExpr Tree = parseExpr(Each.Text);
+    EXPECT_EQ(complaintsOf([&] {
+                TypeChecker Checker;
+                Tree->accept(&Checker);
+              }),
+              Each.Complaints)
+        << Each.Text;
+    EXPECT_EQ(Tree->Ty, Each.Ty) << Each.Text;
+  }
+}
+
+TEST(TypeChecker, ReportsTheLineOfTheSignAndVisitsLongSums) {
+  std::string Sum = "1 + \\\n (!2.5)";
+  for (int Count = 0; Count < 100000; ++Count)
+    Sum += " + 1";
+  const OwnedExpr Tree = parseExpr(Sum);
+  EXPECT_EQ(complaintsOf([&] {
+              TypeChecker Checker;
+              Tree->accept(&Checker);
+            }),
+            std::vector<std::string>{"2: error: '!' not applicable on floating point"});
+  EXPECT_EQ(Tree->Ty, nullptr);
+}
+
+} // namespace
