@@ -3,7 +3,8 @@
 ! Eight windows. The trap table lies at the load address and is 4 KiB, aligned to that. Window overflow and
 ! underflow keep one window marked invalid. An interrupt saves what a C function may change, calls
 ! irqHandler(level) with traps enabled and the level masked, and goes back. main returns into "ta 0", which
-! with traps disabled puts the processor into error mode: the run ends with a halt.
+! with traps disabled puts the processor into error mode: the run ends with a halt. Built with PROCESSORS
+! defined, all but the first processor call secondary(number) instead of main.
 
 #define PSR_ET   0x20
 #define PSR_PIL  0xf00
@@ -106,6 +107,13 @@ reset:
         nop
         nop
         nop
+#ifdef PROCESSORS
+        rd      %asr17, %g1
+        srl     %g1, 28, %o0            ! the number of this processor
+        cmp     %o0, 0
+        bne     another
+        nop
+#endif
         set     __stack_top, %sp
         sub     %sp, 96, %sp
         clr     %fp
@@ -137,6 +145,21 @@ exit:
         nop
         ta      0
         nop
+
+#ifdef PROCESSORS
+! Another processor, its number in %o0: runs secondary(number) on a stack of its own, 64 KiB below the one
+! before, and sleeps when that has come to its end.
+another:
+        set     __stack_top, %sp
+        sll     %o0, 16, %g1
+        sub     %sp, %g1, %sp
+        sub     %sp, 96, %sp
+        call    secondary
+        clr     %fp
+1:      wr      %g0, 0, %asr19
+        ba      1b
+        nop
+#endif
 
 ! %l0 psr, %l1 pc, %l2 npc, %l3 wim. The trap has moved into the invalid window, which now is the oldest one:
 ! save the one behind it and mark that invalid.

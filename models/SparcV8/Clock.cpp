@@ -50,12 +50,25 @@ void setSecs(void *Obj, double Secs) {
   setCycles(Obj, uint64_t(std::max<int64_t>(orvy_secsToCycles(frequency(Obj), Secs), 0)));
 }
 
+/// A processor that was halted before only lets time pass: the others of its group go on.
+template <typename Function> int advance(void *Obj, Function Run) {
+  const bool WasHalted = cpu(Obj)->Halted;
+  const orvy_CpuExitReason Reason = Run();
+  return WasHalted && Reason == ovCER_Halt ? 0 : int(Reason);
+}
+
 ClockIface TheClockIface = {
     .step = [](void *Obj, uint64_t Steps) { return int(running(Obj).step(Obj, Steps)); },
     .stepUntil = [](void *Obj, uint64_t Steps,
                     uint64_t Cycles) { return int(stepTo(cpu(Obj), Steps, Cycles)); },
-    .advanceCycles = [](void *Obj, uint64_t Cycles) { return int(running(Obj).run(Obj, Cycles)); },
-    .advanceToCycles = [](void *Obj, uint64_t Cycles) { return int(runTo(cpu(Obj), Cycles)); },
+    .advanceCycles =
+        [](void *Obj, uint64_t Cycles) {
+          return advance(Obj, [=] { return running(Obj).run(Obj, Cycles); });
+        },
+    .advanceToCycles =
+        [](void *Obj, uint64_t Cycles) {
+          return advance(Obj, [=] { return runTo(cpu(Obj), Cycles); });
+        },
     .getSteps = [](void *Obj) { return stepsOf(cpu(Obj)); },
     .getCycles = [](void *Obj) { return cyclesOf(cpu(Obj)); },
     .getNanos =

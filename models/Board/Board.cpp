@@ -1,0 +1,177 @@
+// The class Board: processors, memory and devices under one name, mapped and connected.
+//
+//   NAME-cpu0 ...   SparcV8     argument cpus: 1 to 4; freq in Hz for all of them
+//   NAME-memory     MemorySpace
+//   NAME-ram        Ram         at 0x40000000; argument ramSize
+//   NAME-rom        Rom         at 0, 64 KiB; as it comes it jumps to the start of RAM
+//   NAME-uart       Uart        at 0x80000100
+//   NAME-irqctrl    IrqCtrl     at 0x80000200
+//   NAME-timer      GpTimer     at 0x80000300
+//
+// Every processor starts in ROM; a program tells them apart by the number in %asr17.
+//
+// Delegated interfaces: MemAccessIface, MemoryIface and MemorySpaceIface of the memory,
+// IrqCtrlIface of the interrupt controller. Delegated properties: asiSpace and memorySpace of the
+// first processor, of which the second replaces the memory it sees, and cpus of the interrupt
+// controller. ResetIface resets all that is on the board.
+
+#include "Board.h"
+
+#include <cstring>
+#include <string>
+
+namespace board {
+
+namespace {
+
+constexpr uint64_t RamBase = 0x40000000;
+constexpr uint64_t MostRam = 0x40000000; // up to the devices
+constexpr uint64_t RomSize = 0x10000;
+constexpr uint64_t MostCpus = 4;
+
+struct Row {
+  const char *Key;
+  uint64_t Config::*Field;
+  uint64_t Least;
+  uint64_t Most;
+};
+
+constexpr Row Rows[] = {
+    {"cpus",    &Config::Cpus,    1,              MostCpus     },
+    {"ramSize", &Config::RamSize, ORVY_PAGE_SIZE, MostRam      },
+    {"freq",    &Config::Freq,    1,              9000000000ull},
+};
+
+/// The inner objects; null where one could not be created, which has been told of.
+struct Parts {
+  std::vector<void *> Cpus;
+  void *Memory, *Ram, *Rom, *Uart, *Irq, *Timer;
+};
+
+Parts createParts(orvy_Component *C, const Config &Wanted) {
+  Parts P;
+  for (uint64_t Id = 0; Id < Wanted.Cpus; ++Id)
+    P.Cpus.push_back(orvy_createComponentObject(C, "SparcV8",
+                                                Arguments{
+                                                    {"freq", Wanted.Freq},
+                                                    {"id",   Id         }
+    },
+                                                "cpu%u", unsigned(Id)));
+  P.Memory = orvy_createComponentObject(C, "MemorySpace", nullptr, "memory");
+  P.Ram = orvy_createComponentObject(C, "Ram",
+                                     Arguments{
+                                         {"size", Wanted.RamSize}
+  },
+                                     "ram");
+  P.Rom = orvy_createComponentObject(C, "Rom",
+                                     Arguments{
+                                         {"size", RomSize}
+  },
+                                     "rom");
+  P.Uart = orvy_createComponentObject(C, "Uart", nullptr, "uart");
+  P.Irq = orvy_createComponentObject(C, "IrqCtrl", nullptr, "irqctrl");
+  P.Timer = orvy_createComponentObject(C, "GpTimer", nullptr, "timer");
+  return P;
+}
+
+bool isWhole(const Parts &P) {
+  for (void *Cpu : P.Cpus)
+    if (!Cpu)
+      return false;
+  return P.Memory && P.Ram && P.Rom && P.Uart && P.Irq && P.Timer;
+}
+
+void map(const Parts &P, uint64_t RamSize) {
+  orvy_memoryMap(P.Memory, 0, RomSize, P.Rom, 0);
+  orvy_memoryMap(P.Memory, RamBase, RamSize, P.Ram, 0);
+  orvy_memoryMap(P.Memory, 0x80000100, 0x100, P.Uart, 0);
+  orvy_memoryMap(P.Memory, 0x80000200, 0x100, P.Irq, 0);
+  orvy_memoryMap(P.Memory, 0x80000300, 0x100, P.Timer, 0);
+}
+
+void connect(const Parts &P) {
+  for (size_t Id = 0; Id < P.Cpus.size(); ++Id) {
+    const std::string At = "[" + std::to_string(Id) + "]";
+    orvy_connect(P.Cpus[Id], "memorySpace", P.Memory, "MemAccessIface");
+    orvy_connect(P.Cpus[Id], "irqClient", P.Irq, ("IrqClientIface" + At).c_str());
+    orvy_connect(P.Irq, ("cpus" + At).c_str(), P.Cpus[Id], "IrqIface");
+  }
+  orvy_connect(P.Uart, "irqCtrl", P.Irq, "IrqCtrlIface");
+  orvy_connect(P.Timer, "irqCtrl", P.Irq, "IrqCtrlIface");
+}
+
+/// Goes to the start of RAM, so that a program loaded there needs nothing else.
+void fillRom(const Parts &P) {
+  constexpr uint32_t Boot[] = {
+      0x03100000, // sethi %hi(0x40000000), %g1
+      0x81C06000, // jmp   %g1
+      0x01000000, // nop
+  };
+  orvy_memoryWrite(P.Rom, 0, Boot, sizeof(Boot), 2);
+}
+
+void delegate(orvy_Component *C, const Parts &P) {
+  for (const char *Name : {"MemAccessIface", "MemoryIface", "MemorySpaceIface"})
+    orvy_componentAddDelegateIface(C, Name, orvy_getInterfaceRef(P.Memory, Name, -1));
+  orvy_componentAddDelegateIface(C, "IrqCtrlIface",
+                                 orvy_getInterfaceRef(P.Irq, "IrqCtrlIface", -1));
+  orvy_componentAddDelegateProp(C, "asiSpace", P.Cpus[0], "asiSpace");
+  orvy_componentAddDelegateProp(C, "memorySpace", P.Cpus[0], "memorySpace[0]");
+  orvy_componentAddDelegateProp(C, "cpus", P.Irq, "cpus");
+}
+
+void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  const Config Wanted = configOf(Name, Argc, Args);
+  orvy_Component *C = orvy_componentCreate(Name);
+  C->Quanta = Quanta;
+  const Parts P = createParts(C, Wanted);
+  if (!isWhole(P)) {
+    orvy_logConfigError(nullptr, "board '%s' lacks parts and is not connected", Name);
+    return C;
+  }
+  map(P, Wanted.RamSize);
+  connect(P);
+  fillRom(P);
+  delegate(C, P);
+  return C;
+}
+
+void reset(void *Obj, int Kind) {
+  auto &C = *static_cast<orvy_Component *>(Obj);
+  void *const *Inner = static_cast<void **>(orvy_vecGetData(&C.Objects));
+  for (size_t Idx = 0; Idx < orvy_vecGetSize(&C.Objects); ++Idx)
+    if (orvy_objectHasIface(Inner[Idx], "ResetIface"))
+      static_cast<const ResetIface *>(orvy_getInterface(Inner[Idx], "ResetIface", 0))
+          ->reset(Inner[Idx], Kind);
+}
+
+ResetIface ResetTable = {reset};
+
+} // namespace
+
+Config configOf(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  Config Wanted;
+  for (int Idx = 0; Idx < Argc; ++Idx) {
+    const orvy_CreateArg &Arg = Args[Idx];
+    bool Taken = false;
+    for (const Row &R : Rows) {
+      if (std::strcmp(Arg.Key, R.Key) != 0 || !orvy_isDiscrete(Arg.Val))
+        continue;
+      const uint64_t Value = orvy_asUnsigned(Arg.Val);
+      Taken = Value >= R.Least && Value <= R.Most;
+      if (Taken)
+        Wanted.*R.Field = Value;
+    }
+    if (!Taken)
+      orvy_logConfigError(nullptr, "'%s': argument '%s' is not known or out of range", Name,
+                          Arg.Key);
+  }
+  return Wanted;
+}
+
+void registerBoard() {
+  orvy_Class *Cls = orvy_registerComponent("Board", create, nullptr);
+  orvy_addInterface(Cls, "ResetIface", "ResetIface", &ResetTable, 0, "All that is on the board");
+}
+
+} // namespace board

@@ -1,0 +1,50 @@
+// Board.h - the component classes Board and Unit, and what their sources share.
+
+#ifndef ORVY_MODELS_BOARD_BOARD_H
+#define ORVY_MODELS_BOARD_BOARD_H
+
+#include "orvy/Support/Orvy.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <utility>
+#include <vector>
+
+namespace board {
+
+void registerBoard();
+void registerUnit();
+
+constexpr int32_t Quanta = 100000; // ns
+
+/// What a board can be made of; the limits hold for what the user gives.
+struct Config {
+  uint64_t Cpus = 1;
+  uint64_t RamSize = 0x400000;
+  uint64_t Freq = 50000000; // Hz
+};
+
+/// Reads the arguments of a board. What is not known or out of range is told of and left out.
+Config configOf(const char *Name, int Argc, const orvy_CreateArg *Args);
+
+/// A list of numeric creation arguments.
+class Arguments {
+public:
+  Arguments(std::initializer_list<std::pair<const char *, uint64_t>> Given) {
+    for (const auto &[Key, Value] : Given) {
+      orvy_CreateArg Arg = {Key, {}};
+      Arg.Val.Typ = ovTY_U64;
+      Arg.Val.u64 = Value;
+      List.push_back(Arg);
+    }
+    List.push_back({});
+  }
+  operator const orvy_CreateArg *() const { return List.data(); }
+
+private:
+  std::vector<orvy_CreateArg> List;
+};
+
+} // namespace board
+
+#endif

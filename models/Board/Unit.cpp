@@ -1,0 +1,75 @@
+// The class Unit: two boards, "a" and "b", that run as one. The arguments are those of a board and
+// go to both; freqB is the frequency of the second one, if it has another.
+//
+// The clocks of the unit are the groups of its boards, and each board follows the time of its own
+// first processor. The unit delegates what its boards delegate for others, as IrqCtrlIface_a and
+// cpus_b.
+
+#include "Board.h"
+
+#include <cstring>
+#include <string>
+
+namespace board {
+
+namespace {
+
+constexpr const char *Names[] = {"a", "b"};
+
+void addClock(orvy_Component *C, void *Obj) {
+  orvy_Propval Ref = {};
+  Ref.Typ = ovTY_IfaceRef;
+  Ref.IfaceRef = {Obj, orvy_getInterface(Obj, "ClockIface", 0)};
+  orvy_vecPush(&C->Clocks, Ref);
+}
+
+void delegate(orvy_Component *C, void *Board, const std::string &Suffix) {
+  for (const char *Name : {"MemAccessIface", "MemoryIface", "IrqCtrlIface"})
+    if (orvy_IfaceRef Ref = orvy_getInterfaceRef(Board, Name, -1); Ref.Obj)
+      orvy_componentAddDelegateIface(C, (Name + Suffix).c_str(), Ref);
+  for (const char *Name : {"asiSpace", "memorySpace", "cpus"})
+    if (orvy_PropName Prop = orvy_getPropName(Board, Name); Prop.Obj)
+      orvy_componentAddDelegateProp(C, (Name + Suffix).c_str(), Prop.Obj, Prop.Name);
+}
+
+/// The arguments of one of the boards: all but freqB, which is the frequency of the second.
+std::vector<orvy_CreateArg> argumentsOf(int Board, int Argc, const orvy_CreateArg *Args) {
+  std::vector<orvy_CreateArg> List;
+  const orvy_CreateArg *FreqB = nullptr;
+  for (int Idx = 0; Idx < Argc; ++Idx) {
+    if (std::strcmp(Args[Idx].Key, "freqB") == 0)
+      FreqB = &Args[Idx];
+    else
+      List.push_back(Args[Idx]);
+  }
+  if (FreqB && Board == 1)
+    List.push_back({"freq", FreqB->Val}); // the last one of a name counts
+  List.push_back({});
+  return List;
+}
+
+void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  orvy_Component *C = orvy_componentCreate(Name);
+  C->Quanta = Quanta;
+  void *Boards[2];
+  for (int Idx = 0; Idx < 2; ++Idx)
+    Boards[Idx] = orvy_createComponentObject(C, "Board", argumentsOf(Idx, Argc, Args).data(), "%s",
+                                             Names[Idx]);
+  for (int Idx = 0; Idx < 2; ++Idx) {
+    if (!Boards[Idx])
+      continue;
+    addClock(C, Boards[Idx]);
+    delegate(C, Boards[Idx], std::string("_") + Names[Idx]);
+    if (void *Cpu = orvy_componentGetObject(static_cast<orvy_Component *>(Boards[Idx]), "cpu0"))
+      orvy_setTimeSource(Boards[Idx], Cpu);
+  }
+  return C;
+}
+
+} // namespace
+
+void registerUnit() {
+  orvy_registerComponent("Unit", create, nullptr);
+}
+
+} // namespace board
