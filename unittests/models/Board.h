@@ -27,7 +27,7 @@ inline void loadModels() {
   // A cleared object system has forgotten its plug-ins.
   if (orvy_classForName("MemorySpace"))
     return;
-  for (const char *Model : {"Memory", "SparcV8", "Devices"})
+  for (const char *Model : {"Memory", "SparcV8", "Devices", "Board"})
     EXPECT_EQ(orvy_loadPlugin(Model), 0) << Model;
 }
 
@@ -76,6 +76,25 @@ public:
     connect(Timer, "irqCtrl", Irq, "IrqCtrlIface");
     orvy_setTimeSource(Uart, Cpus[0]);
     orvy_setTimeSource(Timer, Cpus[0]);
+    orvy_setValueU8(Uart, "config.terminal", 0, -1);
+  }
+  /// Creates a component "whole" of a class, and is its board of that name.
+  Board(const char *Class, const std::string &Name, unsigned CpuCount) {
+    loadModels();
+    orvy_simSetQuanta(100000);
+    Whole = static_cast<orvy_Component *>(make(Class, "whole", "cpus", CpuCount));
+    auto Part = [&](const std::string &Inner) {
+      void *Obj = orvy_objectForName((Name + "-" + Inner).c_str());
+      EXPECT_NE(Obj, nullptr) << Inner;
+      return Obj;
+    };
+    for (unsigned Index = 0; Index < CpuCount; ++Index)
+      Cpus.push_back(Part("cpu" + std::to_string(Index)));
+    Space = Part("memory");
+    Ram = Part("ram");
+    Uart = Part("uart");
+    Irq = Part("irqctrl");
+    Timer = Part("timer");
     orvy_setValueU8(Uart, "config.terminal", 0, -1);
   }
   ~Board() { orvy_objsysClearObjects(); }
@@ -144,6 +163,7 @@ public:
     EXPECT_EQ(orvy_memoryMap(Space, Addr, Len, Device, 0), 0u);
   }
 
+  orvy_Component *Whole = nullptr; ///< the component it is made by, if any
   std::vector<void *> Cpus;
   void *Space, *Ram, *Uart, *Irq, *Timer;
 };

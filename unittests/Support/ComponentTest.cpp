@@ -1,0 +1,309 @@
+#include "Testing/LogCapture.h"
+#include "Testing/Model.h"
+#include "Testing/ScriptedCpu.h"
+#include "Testing/TempDir.h"
+
+#include "orvy/Support/Orvy.h"
+#include "orvy/Support/OutStream.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+using namespace orvy::testing;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using Build = std::function<void(orvy_Component *)>;
+Build Building;                    // what the create function of "Box" goes on with
+std::vector<std::string> Disposed; // names of parts, in the order of their disposal
+
+struct Part {
+  orvy_Object Super;
+  std::string Name;
+};
+
+void *createBox(const char *Name, int, const orvy_CreateArg *) {
+  orvy_Component *C = orvy_componentCreate(Name);
+  if (Building)
+    std::exchange(Building, nullptr)(C);
+  return C;
+}
+
+class Components : public ::testing::Test {
+protected:
+  Components() {
+    orvy::sim::registerAndCreateSimulatorObject();
+    Disposed.clear();
+    orvy_registerComponent("Box", createBox, nullptr);
+    orvy_registerClass(
+        "Part",
+        [](const char *Name, int, const orvy_CreateArg *) -> void * {
+          return new Part{{}, Name};
+        },
+        [](void *Obj) {
+          Disposed.push_back(static_cast<Part *>(Obj)->Name);
+          delete static_cast<Part *>(Obj);
+        });
+    registerModel();
+    ScriptedCpu::registerClass();
+  }
+
+  static orvy_Component *make(const char *Name, Build How = nullptr) {
+    Building = std::move(How);
+    return static_cast<orvy_Component *>(orvy_createObject("Box", Name, nullptr));
+  }
+  static void *inner(orvy_Component *C, const char *Cls, const char *Name) {
+    return orvy_createComponentObject(C, Cls, nullptr, "%s", Name);
+  }
+  static orvy_Component *innerBox(orvy_Component *C, const char *Name, Build How = nullptr) {
+    Building = std::move(How);
+    return static_cast<orvy_Component *>(inner(C, "Box", Name));
+  }
+  static bool exists(const char *Name) { return orvy_objectForName(Name); }
+
+  CleanSystem Clean;
+  LogCapture Log;
+};
+
+TEST_F(Components, NameInnerObjectsUnderTheirOwnName) {
+  orvy_Component *C = make("board", [](orvy_Component *C) {
+    orvy_createComponentObject(C, "ScriptedCpu", nullptr, "cpu%d", 0);
+    inner(C, "Part", "part");
+  });
+  EXPECT_STREQ(C->Name, "board");
+  EXPECT_TRUE(orvy_isComponent(C));
+  void *Cpu = orvy_objectForName("board-cpu0");
+  ASSERT_NE(Cpu, nullptr);
+  EXPECT_EQ(orvy_componentGetObject(C, "cpu0"), Cpu);
+  EXPECT_EQ(static_cast<orvy_Object *>(Cpu)->Component, C);
+  for (const char *Absent : {"cpu", "cpu01", "board-cpu0", ""})
+    EXPECT_EQ(orvy_componentGetObject(C, Absent), nullptr) << Absent;
+  EXPECT_EQ(orvy_vecGetSize(&C->Objects), 2u);
+  EXPECT_EQ(orvy_vecGetSize(&C->Clocks), 1u);
+
+  EXPECT_EQ(inner(C, "Part", "part"), nullptr); // the name is taken
+  EXPECT_EQ(inner(C, "NoSuchClass", "other"), nullptr);
+  EXPECT_EQ(orvy_vecGetSize(&C->Objects), 2u);
+  EXPECT_EQ(orvy_registerComponent("Box", createBox, nullptr), nullptr);
+}
+
+TEST_F(Components, GiveInnerObjectsTheTimeOfTheirFirstClock) {
+  void *Outer = nullptr;
+  orvy_Component *C = make("board", [&](orvy_Component *C) {
+    inner(C, "Part", "early");
+    inner(C, "ScriptedCpu", "cpu0");
+    inner(C, "ScriptedCpu", "cpu1");
+    inner(C, "Part", "late");
+    innerBox(C, "box");
+  });
+  const auto SourceOf = [&](const char *Name) {
+    void *Source = static_cast<orvy_Object *>(orvy_componentGetObject(C, Name))->TimeSource;
+    return std::string(Source ? orvy_nameForObject(Source) : "none");
+  };
+  EXPECT_EQ(SourceOf("early"), "none");
+  EXPECT_EQ(SourceOf("cpu0"), "none");
+  EXPECT_EQ(SourceOf("cpu1"), "none");
+  EXPECT_EQ(SourceOf("late"), "board-cpu0");
+  EXPECT_EQ(SourceOf("box"), "board-cpu0");
+  // A group as the first clock passes for its own first one; an empty one for none.
+  for (orvy_Component *First : {C, make("empty")}) {
+    orvy_Component *Unit = make(First == C ? "unit" : "other");
+    orvy_vecPush(&Unit->Clocks, ref(First, orvy_getInterface(First, "ClockIface", 0)));
+    Outer = inner(Unit, "Part", "part");
+    EXPECT_EQ(static_cast<orvy_Object *>(Outer)->TimeSource,
+              First == C ? orvy_objectForName("board-cpu0") : nullptr);
+  }
+}
+
+TEST_F(Components, DelegateNamesInConnectAndInLookUps) {
+  Model *In = nullptr, *Out = createModel("out");
+  orvy_Component *C = make("board", [&](orvy_Component *C) {
+    In = static_cast<Model *>(inner(C, "Model", "in"));
+    EXPECT_EQ(orvy_componentAddDelegateProp(C, "link", In, "strict"), 0);
+    EXPECT_EQ(orvy_componentAddDelegateProp(C, "link", In, "ref"), -1);
+    EXPECT_EQ(orvy_componentAddDelegateProp(C, "third", In, "refs[2]"), 0);
+    EXPECT_EQ(orvy_componentAddDelegateProp(C, "quanta", In, "refs"), 0);
+    EXPECT_EQ(orvy_componentAddDelegateIface(C, "in", ref(In, &Echo).IfaceRef), 0);
+    EXPECT_EQ(orvy_componentAddDelegateIface(C, "in", {}), -1);
+    EXPECT_EQ(orvy_componentAddDelegateIface(C, "second[1]", ref(In, &Echoes[1]).IfaceRef), 0);
+    EXPECT_EQ(orvy_componentAddDelegateIface(C, "ObjectIface", ref(In, &Echo).IfaceRef), 0);
+  });
+  // On a component a delegate is the only meaning of a name.
+  EXPECT_EQ(orvy_connect(C, "link", C, "in"), 0);
+  EXPECT_EQ(In->Strict.Obj, In);
+  EXPECT_EQ(orvy_connect(C, "link", Out, "echo"), -1); // connected already
+  EXPECT_EQ(Log.count("board-in : property array is full"), 1);
+  EXPECT_EQ(orvy_connect(C, "third", Out, "echo"), 0);
+  EXPECT_EQ(In->Refs[2].Obj, Out);
+  EXPECT_EQ(orvy_connect(Out, "ref", C, "second[1]"), 0);
+  EXPECT_EQ(Out->Ref.Iface, &Echoes[1]);
+  Log.clear();
+  EXPECT_EQ(orvy_connect(C, "nothing", Out, "echo"), -1);
+  EXPECT_EQ(orvy_connect(C, "link[0]", Out, "echo"), -1); // names are exact
+  EXPECT_EQ(orvy_connect(Out, "refs", C, "ClockIface"), -1);
+  EXPECT_EQ(orvy_connect(Out, "refs", C, "second"), -1);
+  EXPECT_THAT(Log.take(), IsEmpty());
+
+  // The look-ups try the delegate first, the questions the component's own table.
+  EXPECT_EQ(orvy_getPropName(C, "link").Obj, In);
+  EXPECT_STREQ(orvy_getPropName(C, "link").Name, "strict");
+  EXPECT_EQ(orvy_getPropName(C, "quanta").Obj, In);
+  EXPECT_EQ(orvy_getPropName(C, "clocks").Obj, C);
+  EXPECT_EQ(orvy_getPropName(C, "nothing").Obj, nullptr);
+  EXPECT_EQ(orvy_getInterfaceRef(C, "in", -1).Obj, In);
+  EXPECT_EQ(orvy_getInterfaceRef(C, "ObjectIface", -1).Obj, In);
+  EXPECT_EQ(orvy_getInterfaceRef(C, "ClockIface", -1).Obj, C);
+  EXPECT_EQ(orvy_getInterfaceRef(C, "nothing", -1).Obj, nullptr);
+  EXPECT_EQ(orvy_getInterface(C, "in", -1), nullptr);
+  for (const char *Name : {"link", "third", "clocks", "clocks[3]"})
+    EXPECT_EQ(orvy_objectHasProp(C, Name), 1) << Name;
+  for (const char *Name : {"in", "second[1]", "ClockIface"})
+    EXPECT_EQ(orvy_objectHasIface(C, Name), 1) << Name;
+  EXPECT_EQ(orvy_objectHasProp(C, "nothing"), 0);
+  EXPECT_EQ(orvy_objectHasIface(C, "second"), 0);
+  EXPECT_EQ(orvy_getValue(C, "quanta", -1).Typ, ovTY_I32); // values are the component's own
+
+  EXPECT_EQ(orvy_componentGetDelegateProp(C, "nothing").Obj, nullptr);
+  EXPECT_EQ(orvy_componentGetDelegateProp(C, "nothing").Name, nullptr);
+  EXPECT_EQ(orvy_componentGetDelegateIface(C, "link").Obj, nullptr);
+  EXPECT_EQ(orvy_componentGetDelegateIface(C, "link").Iface, nullptr);
+}
+
+/// A unit with a part, a box of two parts, and another part.
+void makeUnit(orvy_Component *C) {
+  orvy_createComponentObject(C, "Part", nullptr, "first");
+  Building = [](orvy_Component *Box) {
+    for (int Idx = 0; Idx < 2; ++Idx)
+      orvy_createComponentObject(Box, "Part", nullptr, "p%d", Idx);
+  };
+  orvy_createComponentObject(C, "Box", nullptr, "box");
+  orvy_createComponentObject(C, "Part", nullptr, "last");
+}
+
+TEST_F(Components, DisposeOfWhatTheyOwnInAnyOrder) {
+  const struct {
+    std::vector<const char *> Order;
+    std::vector<std::string> Expected;
+  } Cases[] = {
+      {{"unit"},                                                       {"unit-first", "unit-box-p0", "unit-box-p1", "unit-last"}},
+      {{"unit-box", "unit"},                                           {"unit-box-p0", "unit-box-p1", "unit-first", "unit-last"}},
+      {{"unit-box-p1", "unit-last", "unit"},
+       {"unit-box-p1", "unit-last", "unit-first", "unit-box-p0"}                                                                },
+      {{"unit-last", "unit-box-p0", "unit-first", "unit-box", "unit"},
+       {"unit-last", "unit-box-p0", "unit-first", "unit-box-p1"}                                                                },
+  };
+  for (const auto &Case : Cases) {
+    Disposed.clear();
+    make("unit", makeUnit);
+    for (const char *Name : Case.Order)
+      orvy_disposeObject(orvy_objectForName(Name));
+    EXPECT_EQ(Disposed, Case.Expected);
+    EXPECT_EQ(orvy_getObjectCount(), 1u); // sim
+    EXPECT_EQ(orvy_getComponentCount(), 0u);
+  }
+  // A stale entry is no reason to take what has come to lie at its address.
+  orvy_Component *C = make("unit", makeUnit);
+  orvy_disposeObject(orvy_objectForName("unit-last"));
+  Model *Other = createModel("other");
+  static_cast<void **>(orvy_vecGetData(&C->Objects))[2] = Other;
+  orvy_disposeObject(C);
+  EXPECT_TRUE(exists("other"));
+}
+
+TEST_F(Components, GoWithAClearWhateverTheirNesting) {
+  for (auto Clear : {orvy_objsysClearObjects, orvy_objsysClear}) {
+    Disposed.clear();
+    make("unit", makeUnit);
+    make("zero", makeUnit);
+    std::vector<std::string> Roots;
+    const auto Note = [](orvy_Component *C, void *Arg) {
+      static_cast<std::vector<std::string> *>(Arg)->push_back(orvy_nameForObject(C));
+    };
+    orvy_foreachRootComponent(Note, &Roots);
+    EXPECT_THAT(Roots, ElementsAre("unit", "zero"));
+    orvy_foreachComponent(Note, &Roots);
+    EXPECT_THAT(Roots, ElementsAre("unit", "zero", "unit-box", "unit", "zero-box", "zero"));
+    Clear();
+    EXPECT_EQ(Disposed.size(), 8u);
+    EXPECT_EQ(orvy_getObjectCount(), 1u); // sim
+    EXPECT_EQ(orvy_getComponentCount(), 0u);
+  }
+}
+
+TEST_F(Components, LetAClassDisposeInItsOwnWay) {
+  orvy_registerComponent("Own", createBox, [](void *Obj) {
+    Disposed.push_back("own");
+    orvy_componentDispose(Obj);
+  });
+  Building = makeUnit;
+  orvy_disposeObject(orvy_createObject("Own", "own", nullptr));
+  EXPECT_THAT(Disposed, ElementsAre("own", "own-first", "own-box-p0", "own-box-p1", "own-last"));
+}
+
+TEST_F(Components, RefuseClocksOfAnotherKind) {
+  orvy_Component *C = make("board");
+  Model *M = createModel("model");
+  orvy_Propval Pv = {ovTY_Vector, {}};
+  Pv.Vector = orvy_vecCreate(ovTY_IfaceRef);
+  orvy_vecPush(&Pv.Vector, ref(M, &Echo));
+  orvy_setValue(C, "clocks", Pv, -1);
+  EXPECT_EQ(orvy_vecGetSize(&C->Clocks), 0u);
+  EXPECT_EQ(Log.count("takes references to ClockIface only"), 1);
+  Pv.Vector = orvy_vecCreate(ovTY_IfaceRef);
+  orvy_vecPush(&Pv.Vector, ref(C, orvy_getInterface(C, "ClockIface", 0)));
+  orvy_setValue(C, "clocks", Pv, -1);
+  EXPECT_EQ(orvy_vecGetSize(&C->Clocks), 1u);
+}
+
+TEST_F(Components, ComeBackWithWhatTheirCreationDoesNotMake) {
+  TempDir Dir;
+  const std::string Path = Dir.path("unit.json"), Again = Dir.path("again.json");
+  const auto Text = [](const std::string &File) {
+    std::stringstream S;
+    S << std::ifstream(File).rdbuf();
+    return S.str();
+  };
+  make("unit", [](orvy_Component *C) {
+    makeUnit(C);
+    C->CurrentClock = 1, C->StepClock = 2, C->Quanta = 3, C->QuantaStart = 4, C->QuantaEnd = 5;
+    orvy_componentAddDelegateProp(C, "p", orvy_objectForName("unit-first"), "object.timeSource");
+  });
+  ASSERT_EQ(orvy_serialiseJSON(Path.c_str()), 0);
+  ASSERT_EQ(orvy_deserialiseJSON(Path.c_str()), 0);
+  ASSERT_EQ(orvy_serialiseJSON(Again.c_str()), 0);
+  EXPECT_EQ(Text(Path), Text(Again));
+  auto *C = static_cast<orvy_Component *>(orvy_objectForName("unit"));
+  EXPECT_EQ(C->QuantaEnd, 5);
+  EXPECT_STREQ(orvy_componentGetDelegateProp(C, "p").Name, "object.timeSource");
+  EXPECT_EQ(orvy_componentGetObject(C, "box"), orvy_objectForName("unit-box"));
+  Disposed.clear();
+  orvy_disposeObject(C);
+  EXPECT_EQ(Disposed.size(), 4u);
+  EXPECT_EQ(orvy_getObjectCount(), 1u); // sim
+}
+
+/// Who owns whom is a tree, whatever a checkpoint says.
+TEST_F(Components, DoNotOwnEachOtherInCircles) {
+  TempDir Dir;
+  orvy_Component *A = make("a"), *B = make("b");
+  orvy_Propval Pv = {ovTY_Obj, {}};
+  for (void *Obj : {static_cast<void *>(B), static_cast<void *>(A)}) {
+    Pv.Obj = Obj;
+    orvy_vecPush(&A->Objects, Pv);
+    orvy_vecPush(&B->Objects, Pv);
+  }
+  ASSERT_EQ(orvy_serialiseJSON(Dir.path("x.json").c_str()), 0);
+  ASSERT_EQ(orvy_deserialiseJSON(Dir.path("x.json").c_str()), 0);
+  B = static_cast<orvy_Component *>(orvy_objectForName("b"));
+  EXPECT_EQ(B->Super.Component, orvy_objectForName("a"));
+  EXPECT_EQ(B->Super.Component->Super.Component, nullptr);
+}
+
+} // namespace

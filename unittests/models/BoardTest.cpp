@@ -1,0 +1,156 @@
+// The component classes Board and Unit.
+
+#include "Board.h"
+
+#include "Testing/LogCapture.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdio>
+
+namespace orvy::testing {
+
+namespace {
+
+const ClockIface *clockOf(void *Obj) {
+  return static_cast<const ClockIface *>(orvy_getInterface(Obj, "ClockIface", 0));
+}
+
+TEST(BoardComponent, SharesWorkBetweenTwoProcessors) {
+  const struct {
+    const char *Name;
+    orvy_CpuExitReason (*Run)(orvy_Component *C);
+    int Least; // tasks of each processor
+  } Ways[] = {
+      {"simulator",
+       [](orvy_Component *) {
+         orvy_simSetQuanta(7000);
+         return orvy_simRunSecs(1);
+       }, 20},
+      {"quanta of the group",
+       [](orvy_Component *C) {
+         C->Quanta = 7000;
+         return static_cast<orvy_CpuExitReason>(clockOf(C)->step(C, 10000000));
+       }, 20},
+ // Each in its turn goes as far as it can: the first one takes the whole work.
+      {"advance",
+       [](orvy_Component *C) {
+         return static_cast<orvy_CpuExitReason>(clockOf(C)->advanceCycles(C, 10000000));
+       }, 0 },
+  };
+  for (const auto &Way : Ways) {
+    SCOPED_TRACE(Way.Name);
+    Board B("Board", "whole", 2);
+    std::string Path = ORVY_BUILD_ROOT "/share/orvy/examples/shared.elf";
+    uint64_t Start = 0;
+    ASSERT_EQ(orvy_loadElfImageAndStartAddr(B.Space, Path.c_str(), &Start), 0);
+    orvy_CpuExitReason Reason = Way.Run(B.Whole);
+    if (Way.Least == 0) // the second one waits for its turn behind the end of the first one's
+      Reason = Way.Run(B.Whole);
+    EXPECT_EQ(Reason, ovCER_Halt);
+    EXPECT_EQ(orvy_cpuGetReg(B.Cpus[0], 8), 0u);
+    EXPECT_TRUE(Board::number(B.Cpus[1], "poweredDown"));
+    int First = -1, Second = -1;
+    std::sscanf(B.output().c_str(), "shared: tasks of processor 0: %d, of processor 1: %d", &First,
+                &Second);
+    EXPECT_EQ(First + Second, 64);
+    EXPECT_GE(std::min(First, Second), Way.Least);
+    EXPECT_THAT(B.output(), ::testing::EndsWith("shared: sum 0x571cd980 passed\n"));
+  }
+}
+
+TEST(BoardComponent, TakesArgumentsWithinTheirLimits) {
+  loadModels();
+  LogCapture Log;
+  orvy_CreateArg Args[5] = {};
+  const std::pair<const char *, uint64_t> Given[] = {
+      {"cpus",    5      },
+      {"ramSize", 0x10000},
+      {"freq",    1000000},
+      {"colour",  7      }
+  };
+  for (size_t Idx = 0; Idx < std::size(Given); ++Idx) {
+    Args[Idx].Key = Given[Idx].first;
+    Args[Idx].Val = {ovTY_U64, {}};
+    Args[Idx].Val.u64 = Given[Idx].second;
+  }
+  auto *C = static_cast<orvy_Component *>(orvy_createObject("Board", "small", Args));
+  EXPECT_EQ(Log.count("'small': argument 'cpus' is not known or out of range"), 1);
+  EXPECT_EQ(Log.count("argument 'colour'"), 1);
+  EXPECT_EQ(orvy_vecGetSize(&C->Clocks), 1u);
+  EXPECT_EQ(clockOf(C)->getFreq(C), 1e6);
+  void *Space = orvy_componentGetObject(C, "memory");
+  uint32_t Word = 0;
+  EXPECT_EQ(orvy_memoryReadPhys32(Space, 0x4000FFFC, &Word), 0u);
+  EXPECT_NE(orvy_memoryReadPhys32(Space, 0x40010000, &Word), 0u);
+
+  // A part whose name is taken leaves a board that stands still, and is told of.
+  make("Uart", "broken-uart");
+  EXPECT_NE(orvy_createObject("Board", "broken", nullptr), nullptr);
+  EXPECT_EQ(Log.count("board 'broken' lacks parts"), 1);
+  orvy_objsysClearObjects();
+}
+
+/// What the boards of a unit delegate is reached through the unit.
+TEST(UnitComponent, DelegatesToItsBoards) {
+  loadModels();
+  auto *U = static_cast<orvy_Component *>(make("Unit", "unit", "freqB", 25000000));
+  void *CpuA = orvy_objectForName("unit-a-cpu0"), *CpuB = orvy_objectForName("unit-b-cpu0");
+  EXPECT_EQ(Board::number(CpuA, "freq"), 50000000u);
+  EXPECT_EQ(Board::number(CpuB, "freq"), 25000000u);
+  for (const char *Name : {"a", "b"})
+    EXPECT_EQ(static_cast<orvy_Object *>(orvy_componentGetObject(U, Name))->TimeSource,
+              orvy_objectForName((std::string("unit-") + Name + "-cpu0").c_str()));
+
+  // Board a sees the memory of board b behind its other address spaces.
+  Board::connect(U, "asiSpace_a", U, "MemAccessIface_b");
+  EXPECT_EQ(orvy_getValue(CpuA, "asiSpace", -1).IfaceRef.Obj, orvy_objectForName("unit-b-memory"));
+  // A processor of b is the second one of the interrupt controller of a.
+  Board::connect(U, "cpus_a", CpuB, "IrqIface");
+  void *IrqA = orvy_objectForName("unit-a-irqctrl");
+  EXPECT_EQ(orvy_getValue(IrqA, "cpus", 1).IfaceRef.Obj, CpuB);
+  EXPECT_EQ(orvy_getInterfaceRef(U, "IrqCtrlIface_a", -1).Obj, IrqA);
+
+  // The steps of a group are not counted; its time is that of its first clock.
+  LogCapture Log;
+  EXPECT_EQ(clockOf(U)->step(U, 5), 0);
+  EXPECT_EQ(Log.count("counts no steps"), 1);
+  clockOf(U)->setCycles(U, 777);
+  EXPECT_EQ(Board::number(CpuB, "cycles"), 777u);
+  EXPECT_EQ(clockOf(U)->getNanos(U), 15540u);
+  orvy_objsysClearObjects();
+}
+
+/// The processor as one of the clocks of a component.
+TEST(ProcessorClock, CountsAndSetsTheTimeOfTheProcessor) {
+  Board B;
+  B.assemble(0, Board::RamBase, {"add %g1, 1, %g1", "ba .-4", "nop"});
+  void *Cpu = B.Cpus[0];
+  const ClockIface *Clock = clockOf(Cpu);
+  EXPECT_EQ(Clock->step(Cpu, 4), 0);
+  EXPECT_EQ(Clock->advanceCycles(Cpu, 10), 0);
+  EXPECT_EQ(Clock->advanceToCycles(Cpu, 20), 0);
+  EXPECT_EQ(Clock->stepUntil(Cpu, 100, 25), 0);
+  EXPECT_EQ(Clock->getCycles(Cpu), 25u);
+  EXPECT_EQ(Clock->getSteps(Cpu), 25u);
+  EXPECT_EQ(Clock->getNanos(Cpu), 500u);
+  EXPECT_DOUBLE_EQ(Clock->getSecs(Cpu), 500e-9);
+  Clock->setNanos(Cpu, 2000);
+  EXPECT_EQ(B.cycles(), 100u);
+  Clock->setSecs(Cpu, 1.5);
+  EXPECT_EQ(B.cycles(), 75000000u);
+  Clock->setSteps(Cpu, 9);
+  EXPECT_EQ(B.steps(), 9u);
+  Clock->setFreq(Cpu, 1e6);
+  EXPECT_EQ(Clock->getFreq(Cpu), 1e6);
+  EXPECT_EQ(Clock->getNanos(Cpu), 75000000000u);
+  // A halt is told once; then time passes for the sake of the others.
+  B.assemble(0, Board::RamBase, {"ta 0"});
+  EXPECT_EQ(Clock->advanceCycles(Cpu, 10), int(ovCER_Halt));
+  EXPECT_EQ(Clock->advanceCycles(Cpu, 10), 0);
+  EXPECT_EQ(Clock->step(Cpu, 1), int(ovCER_Halt));
+}
+
+} // namespace
+
+} // namespace orvy::testing
