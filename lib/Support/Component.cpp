@@ -271,7 +271,11 @@ void printTree(orvy_Component &C, size_t Indent) {
 }
 
 int printForest(cl::Command &, cl::Interpreter *) {
-  orvy_foreachRootComponent([](orvy_Component *C, void *) { printTree(*C, 0); }, nullptr);
+  const auto Print = [](orvy_Component *Root, void *) {
+    if (orvy_Component *C = component::find(Root))
+      printTree(*C, 0);
+  };
+  orvy_foreachRootComponent(Print, nullptr);
   return 0;
 }
 
@@ -316,29 +320,36 @@ unsigned levelsAbove(const orvy_Component &C, const void *Obj) {
   return Levels;
 }
 
+void adoptListed(orvy_Component &C) {
+  for (void *Obj : objectsOf(C)) {
+    const Class *Cls = Class::classForObject(Obj);
+    if (!Cls || Cls->External)
+      continue;
+    auto &Header = *static_cast<orvy_Object *>(Obj);
+    if (!Header.Component && levelsAbove(C, Obj) < MostLevels)
+      Header.Component = &C;
+  }
+}
+
 } // namespace
 
 orvy_Component *component::find(const void *Obj) {
   const Class *Cls = Class::classForObject(Obj);
-  const bool Is = Cls && !Cls->External && Cls->Qualifier == QualifierComponent;
+  if (!Cls || Cls->External || Cls->Qualifier != QualifierComponent)
+    return nullptr;
+  // A class can be qualified by hand; only a registered one has the record.
+  const Property *Last = Cls->getProperty("delegateInterfaces");
+  const bool Is = Last && Last->Offset == offsetof(orvy_Component, DelegateIfaces);
   return Is ? static_cast<orvy_Component *>(const_cast<void *>(Obj)) : nullptr;
 }
 
 void component::adoptRestored() {
-  for (void *Each : Class::getComponents()) {
-    orvy_Component &C = componentOf(Each);
-    for (void *Obj : objectsOf(C)) {
-      const Class *Cls = Class::classForObject(Obj);
-      if (!Cls || Cls->External)
-        continue;
-      auto &Header = *static_cast<orvy_Object *>(Obj);
-      if (!Header.Component && levelsAbove(C, Obj) < MostLevels)
-        Header.Component = &C;
-    }
-  }
   for (void *Each : Class::getComponents())
-    if (levelsAbove(componentOf(Each), nullptr) >= MostLevels)
-      componentOf(Each).Super.Component = nullptr;
+    if (orvy_Component *C = find(Each))
+      adoptListed(*C);
+  for (void *Each : Class::getComponents())
+    if (orvy_Component *C = find(Each); C && levelsAbove(*C, nullptr) >= MostLevels)
+      C->Super.Component = nullptr;
 }
 
 std::span<orvy_IfaceRef> component::referencesIn(orvy_Vector &Vec) {

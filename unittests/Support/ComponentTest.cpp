@@ -289,6 +289,20 @@ TEST_F(Components, ComeBackWithWhatTheirCreationDoesNotMake) {
   EXPECT_EQ(orvy_getObjectCount(), 1u); // sim
 }
 
+/// A class that was only qualified as one has no record to look into.
+TEST_F(Components, AreOfRegisteredClassesOnly) {
+  orvy_Class *Cls = orvy_registerClass(
+      "Bare", [](const char *, int, const orvy_CreateArg *) -> void * { return new orvy_Object{}; },
+      [](void *Obj) { delete static_cast<orvy_Object *>(Obj); });
+  orvy_qualifyAs(Cls, 5);
+  void *Obj = orvy_createObject("Bare", "bare", nullptr);
+  EXPECT_TRUE(orvy_isComponent(Obj));
+  EXPECT_EQ(orvy_getPropName(Obj, "object.timeSource").Obj, Obj);
+  EXPECT_EQ(orvy_objectHasIface(Obj, "x"), 0);
+  EXPECT_EQ(orvy_connect(Obj, "object.timeSource", Obj, "x"), -1);
+  orvy_execCommand("component-forest");
+}
+
 /// Who owns whom is a tree, whatever a checkpoint says.
 TEST_F(Components, DoNotOwnEachOtherInCircles) {
   TempDir Dir;
