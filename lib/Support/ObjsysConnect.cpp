@@ -43,7 +43,8 @@ struct Connection {
 
 int Connection::run() {
   orvy_Type Typ = orvy_getPropType(A, Base.c_str());
-  if (!Target.Obj || !Target.Iface)
+  // A delegate may outlive its object.
+  if (!Class::classForObject(Target.Obj) || !Target.Iface)
     return -1;
   switch (Typ) {
   case ovTY_Vector:

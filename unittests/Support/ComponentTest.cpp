@@ -174,6 +174,11 @@ TEST_F(Components, DelegateNamesInConnectAndInLookUps) {
   EXPECT_EQ(orvy_componentGetDelegateProp(C, "nothing").Name, nullptr);
   EXPECT_EQ(orvy_componentGetDelegateIface(C, "link").Obj, nullptr);
   EXPECT_EQ(orvy_componentGetDelegateIface(C, "link").Iface, nullptr);
+
+  // Delegates to what is gone lead nowhere.
+  orvy_disposeObject(In);
+  EXPECT_EQ(orvy_connect(C, "third", Out, "echo"), -1);
+  EXPECT_EQ(orvy_connect(Out, "refs", C, "in"), -1);
 }
 
 /// A unit with a part, a box of two parts, and another part.
