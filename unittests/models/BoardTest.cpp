@@ -138,11 +138,10 @@ TEST(ProcessorClock, CountsAndSetsTheTimeOfTheProcessor) {
   Clock->setNanos(Cpu, 2000);
   EXPECT_EQ(B.cycles(), 100u);
   Clock->setSecs(Cpu, 1.5);
-  EXPECT_EQ(B.cycles(), 75000000u);
   Clock->setSteps(Cpu, 9);
-  EXPECT_EQ(B.steps(), 9u);
   Clock->setFreq(Cpu, 1e6);
-  EXPECT_EQ(Clock->getFreq(Cpu), 1e6);
+  EXPECT_EQ(B.cycles(), 75000000u);
+  EXPECT_EQ(B.steps(), 9u);
   EXPECT_EQ(Clock->getNanos(Cpu), 75000000000u);
   // A halt is told once; then time passes for the sake of the others.
   B.assemble(0, Board::RamBase, {"ta 0"});
