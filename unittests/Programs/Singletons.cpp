@@ -31,6 +31,9 @@ constinit Singleton Singletons[] = {
     {"LoggingEngine",     sizeof(orvy::LoggingEngine),         false, nullptr},
     {"PythonInterpreter", sizeof(orvy::PythonInterpreter),     false, nullptr},
     {"Interpreter",       sizeof(orvy::cl::Interpreter),       false, nullptr},
+    {"InterfaceTypes",    sizeof(orvy::InterfaceTypes),        false, nullptr},
+    {"ObjectSystem",      sizeof(orvy::ObjectSystem),          false, nullptr},
+    {"TypeSystem",        sizeof(orvy::TypeSystem),            false, nullptr},
 };
 
 void noteAllocation(void *Address, size_t Size) {
@@ -97,5 +100,8 @@ int main() {
     orvy::scripting::run(orvy::scripting::SL_Python, "");
     orvy_logSetLevel(ovLOG_Debug);
   });
+  build(Singletons[8], [] { orvy::getObjectSystem(); });
+  build(Singletons[9], [] { orvy_typesystemInitOrvyTypes(); });
+  build(Singletons[7], [] { orvy_getInterfaceType("x"); });
   return 0;
 }

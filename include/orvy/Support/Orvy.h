@@ -26,6 +26,7 @@
 #include "orvy/Support/Loader.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Memory.h"
+#include "orvy/Support/NewObjectSystem.h"
 #include "orvy/Support/Notifications.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/Output.h"
@@ -39,6 +40,7 @@
 #include "orvy/Support/Symtab.h"
 #include "orvy/Support/Targets.h"
 #include "orvy/Support/Time.h"
+#include "orvy/Support/TypeSystem.h"
 #include "orvy/Support/Types.h"
 
 #endif

@@ -1,13 +1,14 @@
 #include "orvy/Support/TypeSystem.h"
 
+#include "ForeignTypes.h"
 #include "InternalError.h"
 
-#include <ffi.h>
+#include <iterator>
 #include <utility>
 
 using namespace orvy;
 
-static ffi_type *integerDescription(uint64_t Bits, IntegerType::Signedness Sign) {
+ffi_type *orvy::describeInteger(uint64_t Bits, IntegerType::Signedness Sign) {
   const bool Signed = Sign == IntegerType::SignedInteger;
   switch (Bits) {
   case 8:
@@ -46,7 +47,7 @@ ffi_type *VoidType::getFFIType() const {
 
 IntegerType::IntegerType(const char *Name, const char *Doc, uint64_t Bits, Signedness Sign)
     : Type(Integer, Name, Doc), Bits(Bits), Size(Bits / 8), Alignment(Bits / 8),
-      Signed(Sign == SignedInteger), FFIType(integerDescription(Bits, Sign)) {}
+      Signed(Sign == SignedInteger), FFIType(describeInteger(Bits, Sign)) {}
 IntegerType::~IntegerType() = default;
 
 bool IntegerType::isBool() const {
@@ -56,6 +57,9 @@ bool IntegerType::isBool() const {
 RealType::RealType(const char *Name, uint64_t Bits)
     : Type(Real, Name, ""), Bits(Bits), Size(Bits / 8), Alignment(Bits / 8),
       FFIType(Bits == 32 ? &ffi_type_float : &ffi_type_double) {}
+
+PointerType::PointerType(const Type *Pointee)
+    : Type(Pointer, "*" + Pointee->Name, ""), Pointee(Pointee), FFIType(&ffi_type_pointer) {}
 
 // The built-in records.
 
@@ -86,3 +90,26 @@ ORVY_INTEGER(s_ULongTy, "unsigned long", "unsigned long integer of C", 64, Unsig
 
 const RealType RealType::s_FloatTy("float", 32);
 const RealType RealType::s_DoubleTy("double", 64);
+
+const PointerType PointerType::s_CharPtrTy(&IntegerType::s_CharTy);
+const PointerType PointerType::s_VoidPtrTy(&VoidType::s_VoidTy);
+
+// The flat interface.
+
+const orvy_MetaType *orvy_typesysGetBuiltIn(orvy_BuiltInType Which) {
+  static const Type *const BuiltIns[] = {
+      &VoidType::s_VoidTy,     &IntegerType::s_CharTy,   &IntegerType::s_UCharTy,
+      &IntegerType::s_ShortTy, &IntegerType::s_UShortTy, &IntegerType::s_IntTy,
+      &IntegerType::s_UIntTy,  &IntegerType::s_LongTy,   &IntegerType::s_ULongTy,
+      &IntegerType::s_IPtrTy,  &IntegerType::s_UPtrTy,   &IntegerType::s_I8Ty,
+      &IntegerType::s_U8Ty,    &IntegerType::s_I16Ty,    &IntegerType::s_U16Ty,
+      &IntegerType::s_I32Ty,   &IntegerType::s_U32Ty,    &IntegerType::s_I64Ty,
+      &IntegerType::s_U64Ty,   &RealType::s_FloatTy,     &RealType::s_DoubleTy,
+  };
+  ORVY_REQUIRE(Which < std::size(BuiltIns));
+  return BuiltIns[Which];
+}
+
+orvy_PointerMetaType *orvy_typesysGetPointerMetaType(const orvy_MetaType *Pointee) {
+  return new PointerType(Pointee);
+}
