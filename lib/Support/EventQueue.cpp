@@ -183,19 +183,20 @@ void orvy_EventQueue::endFiring(orvy_Event *Event, bool IsLate, bool Descheduled
 }
 
 void orvy_EventQueue::postCallback(orvy_ThreadSafeCb Cb, void *Arg) {
-  std::lock_guard<std::recursive_mutex> Guard(Mutex);
+  std::lock_guard<std::mutex> Guard(Mutex);
   Callbacks.push_back({Cb, Arg});
   CallbackCount.store(Callbacks.size(), std::memory_order_relaxed);
 }
 
 void orvy_EventQueue::removeCallback(orvy_ThreadSafeCb Cb, void *Arg) {
-  std::lock_guard<std::recursive_mutex> Guard(Mutex);
+  std::lock_guard<std::recursive_mutex> DrainGuard(DrainMutex);
   // Inside a drain the entries being called come first; they keep their places until it has ended.
   for (size_t Index = DrainPos; Index < Draining.size(); ++Index)
     if (Draining[Index].Cb == Cb && Draining[Index].Arg == Arg) {
       Draining[Index].Cb = nullptr;
       return;
     }
+  std::lock_guard<std::mutex> Guard(Mutex);
   for (auto It = Callbacks.begin(); It != Callbacks.end(); ++It)
     if (It->Cb == Cb && It->Arg == Arg) {
       Callbacks.erase(It);
@@ -210,15 +211,23 @@ void orvy_EventQueue::runCallbacks() {
     drainCallbacks();
 }
 
-/// Calls what was posted up to now, if no poster holds the list. What the callbacks post themselves
-/// waits for the next drain.
-void orvy_EventQueue::drainCallbacks() {
-  std::unique_lock<std::recursive_mutex> Lock(Mutex, std::try_to_lock);
-  if (!Lock || IsDraining)
-    return;
-  IsDraining = true;
+/// Takes over what was posted up to now, unless somebody holds the list.
+bool orvy_EventQueue::takePosted() {
+  std::unique_lock<std::mutex> Lock(Mutex, std::try_to_lock);
+  if (!Lock)
+    return false;
   Draining.swap(Callbacks);
   CallbackCount.store(0, std::memory_order_relaxed);
+  return true;
+}
+
+/// Calls what was posted up to now, if nobody holds the list. What the callbacks post themselves
+/// waits for the next drain.
+void orvy_EventQueue::drainCallbacks() {
+  std::unique_lock<std::recursive_mutex> Lock(DrainMutex, std::try_to_lock);
+  if (!Lock || IsDraining || !takePosted())
+    return;
+  IsDraining = true;
   for (DrainPos = 0; DrainPos < Draining.size() && !Disposed; ++DrainPos)
     if (Callback Next = Draining[DrainPos]; Next.Cb)
       Next.Cb(Next.Arg);

@@ -6,8 +6,10 @@
 #include "EventHeap.h"
 
 #include "orvy/Support/Events.h"
+#include "orvy/Support/LegacyEvents.h"
 
 #include <atomic>
+#include <map>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -52,6 +54,7 @@ private:
 
   ~orvy_EventQueue();
   void drainCallbacks();
+  bool takePosted();
   void fireStacked();
   void fireFirst(bool DescheduledStops);
   [[gnu::noinline]] void endFiring(orvy_Event *Event, bool IsLate, bool DescheduledStops);
@@ -60,11 +63,15 @@ private:
   orvy_EventQueue *PrevQueue = nullptr;
   orvy_EventQueue *NextQueue = nullptr;
 
-  std::recursive_mutex Mutex; // guards the three below
-  std::vector<Callback> Callbacks;
-  std::vector<Callback> Draining; // being called; a null Cb was taken back
+  // Held while callbacks run, and by whoever takes one back; ahead of the other lock. Posting does
+  // not need it: a poster never waits for a callback.
+  std::recursive_mutex DrainMutex; // guards the three below
+  std::vector<Callback> Draining;  // being called; a null Cb was taken back
   size_t DrainPos = 0;
   bool IsDraining = false;
+
+  std::mutex Mutex; // guards the list, and is held for no longer than a look at it takes
+  std::vector<Callback> Callbacks;
   std::atomic<size_t> CallbackCount{0};
 
   int Uses = 0;
@@ -79,6 +86,15 @@ void init();
 
 /// Name and owner of a published event.
 using EventKey = std::pair<std::string, void *>;
+
+/// Ids of old-style events by function and owner.
+extern std::map<std::pair<orvy_OldStyleEventFunc, void *>, int64_t> OldStyleEventMap;
+
+/// Forgets the names and ids of all events. Their records stay.
+void forgetAll();
+
+/// Releases the record of an old-style event. False for any other one.
+bool releaseOldStyle(orvy_Event *Event);
 
 /// The key under which an event was published; null for an id that has none.
 const EventKey *keyForId(int64_t EvId);

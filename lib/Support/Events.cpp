@@ -24,6 +24,8 @@ namespace orvy::event {
 
 Running *Running::Innermost = nullptr;
 
+std::map<std::pair<orvy_OldStyleEventFunc, void *>, int64_t> OldStyleEventMap;
+
 namespace {
 
 int64_t g_TimeSlipNotification = 0;
@@ -199,6 +201,16 @@ orvy_Event *allocateAdHoc() {
 void releaseRecord(orvy_Event *Event) {
   if (Event->Flags & (ovEF_AdHoc | ovEF_LibraryOwned))
     Records.give(Event);
+  else
+    releaseOldStyle(Event);
+}
+
+void forgetAll() {
+  EventNameMap.clear();
+  EventMap.clear();
+  EventsByOwner.clear();
+  OldStyleEventMap.clear(); // ids start anew
+  EventVector.clear();
 }
 
 } // namespace orvy::event
@@ -223,12 +235,9 @@ void orvy_eventDepublish(int64_t EvId) {
 }
 
 void orvy_eventDepublishAll(void) {
-  EventNameMap.clear();
-  EventMap.clear();
-  EventsByOwner.clear();
   for (size_t Index = 0; Index < EventVector.size(); ++Index)
     withdraw(static_cast<int64_t>(Index) + 1);
-  EventVector.clear();
+  forgetAll();
 }
 
 void orvy_eventEraseAssociatedEvents(void *Obj) {

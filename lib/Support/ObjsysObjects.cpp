@@ -1,5 +1,6 @@
 #include "ObjsysClass.h"
 
+#include "AsyncContext.h"
 #include "ObjsysValue.h"
 #include "PluginManager.h"
 #include "orvy/Support/Events.h"
@@ -145,6 +146,7 @@ void Class::disposeObject(void *Obj) {
   if (!Cls)
     return;
   orvy_eventEraseAssociatedEvents(Obj);
+  orvy::forgetAsyncHolder(Obj);
   ClassRegistry::get().removeObject(Obj);
   if (Cls->External)
     return;

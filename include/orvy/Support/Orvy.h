@@ -11,6 +11,7 @@
 #ifndef ORVY_SUPPORT_ORVY_H
 #define ORVY_SUPPORT_ORVY_H
 
+#include "orvy/Support/AsyncEvents.h"
 #include "orvy/Support/Checkpoint.h"
 #include "orvy/Support/Clock.h"
 #include "orvy/Support/CommandLineOptions.h"
@@ -23,6 +24,7 @@
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Interpreter.h"
 #include "orvy/Support/Interrupts.h"
+#include "orvy/Support/LegacyEvents.h"
 #include "orvy/Support/Loader.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Memory.h"
@@ -36,6 +38,8 @@
 #include "orvy/Support/Propval.h"
 #include "orvy/Support/Scripting.h"
 #include "orvy/Support/Simulator.h"
+#include "orvy/Support/SpaceWireLinkStateMachine.h"
+#include "orvy/Support/SpaceWireRmap.h"
 #include "orvy/Support/Support.h"
 #include "orvy/Support/Symtab.h"
 #include "orvy/Support/Targets.h"
