@@ -15,9 +15,14 @@
 // property "output", which keeps the end of it. Writing a text to the property "input" makes it
 // come in; setting that property replaces what has not been taken yet. The properties show bytes
 // that make no text as U+FFFD; a checkpoint has the bytes themselves beside them.
+//
+// "config.line" joins the device to the host: what is typed there comes in by asynchronous events,
+// while the time source runs, and what is sent goes there too if it is a terminal. "pty" makes a
+// pseudo terminal of its own; "line" tells what to open at the other end.
 
 #include "../Checkpoint.h"
 #include "Devices.h"
+#include "SerialLine.h"
 #include "ShownText.h"
 
 #include "orvy/Support/OutStream.h"
@@ -43,6 +48,8 @@ constexpr uint8_t DefaultIrq = 3;
 constexpr uint64_t LongestByte = uint64_t{1} << 62;
 /// The output kept for the property; at the limit the older half goes.
 constexpr size_t KeptOutput = 1 << 20;
+/// Bytes from the line that wait for the program; more wait on the host.
+constexpr size_t MostPending = 4096;
 
 enum Status : uint32_t { DataReady = 1, Idle = 2, Writable = 4, Overrun = 16 };
 enum Control : uint32_t { RxOn = 1, TxOn = 2, RxIrq = 4, TxIrq = 8 };
@@ -87,6 +94,8 @@ struct Uart {
   OutFile File;
   uint8_t IsFileOld;     // the file holds what was there before
   std::string ShownText; // what a property has handed out
+  std::string LineName;
+  SerialLine Line;
 
   uint32_t readRegister(uint64_t Offset);
   void writeRegister(uint64_t Offset, uint32_t Value);
@@ -96,7 +105,10 @@ struct Uart {
   void emit(uint8_t Byte);
   void sent();
   uint8_t take();
-  void come(const char *Text);
+  void come(std::string_view Bytes);
+  void openLine(const char *Name);
+  void listen();
+  void hear();
   void openFile(const char *Name);
   void emptyFile();
   const char *show(std::string_view Bytes) { return (ShownText = shownText(Bytes)).c_str(); }
@@ -165,6 +177,8 @@ void Uart::emit(uint8_t Byte) {
     emptyFile();
     std::fputc(Byte, File.get());
   }
+  if (Line.isOpen())
+    Line.write(Byte);
   if (Terminal) {
     orvy::outs().write(&Char, 1);
     if (Char == '\n')
@@ -179,19 +193,51 @@ uint8_t Uart::take() {
   if (InputPos == Input.size()) {
     Input.clear();
     InputPos = 0;
+    if (!Line.isListening())
+      listen();
   } else {
     interrupt(RxIrq);
   }
   return Byte;
 }
 
-void Uart::come(const char *Text) {
-  if (!Text || !*Text)
+void Uart::come(std::string_view Bytes) {
+  if (Bytes.empty())
     return;
   bool WasEmpty = InputPos == Input.size();
-  Input += Text;
+  Input.erase(0, InputPos);
+  InputPos = 0;
+  Input += Bytes;
   if (WasEmpty)
     interrupt(RxIrq);
+}
+
+void Uart::openLine(const char *Name) {
+  LineName = Name ? Name : "";
+  if (const char *Wrong = Line.open(LineName))
+    orvy_logConfigError(this, "cannot open the line '%s': %s", LineName.c_str(), Wrong);
+  listen();
+}
+
+/// Hears the line from now on, if there is one and a processor on which to hear it.
+void Uart::listen() {
+  if (Super.TimeSource)
+    Line.listen(
+        Super.TimeSource, [](void *Obj) { uartOf(Obj).hear(); }, this);
+}
+
+/// Takes what has come on the line, up to the limit of what may wait.
+void Uart::hear() {
+  char Bytes[256];
+  int Count = Line.read(Bytes, sizeof(Bytes));
+  if (Count < 0) {
+    orvy_logConfigInfo(this, "the line '%s' has ended", LineName.c_str());
+    Line.close();
+    return;
+  }
+  come({Bytes, static_cast<size_t>(Count)});
+  if (Input.size() - InputPos >= MostPending)
+    Line.pause();
 }
 
 void Uart::openFile(const char *Name) {
@@ -319,9 +365,11 @@ void deserialise(void *Obj, const char *, void *Ctxt) {
   const models::SavedNumbers Length(Ctxt, "fileLength");
   if (Length.size() == 1 && U.File.get())
     resumeFile(U, Length.at(0));
+  U.listen();
 }
 
-ObjectIface ObjectTable = {serialise, deserialise, nullptr, nullptr, nullptr};
+ObjectIface ObjectTable = {serialise, deserialise, nullptr, [](void *Obj) { uartOf(Obj).listen(); },
+                           nullptr};
 
 orvy_Propval text(const char *Text) {
   orvy_Propval Value{};
@@ -338,7 +386,10 @@ void addText(orvy_Class *Cls, const char *Name, void (*Write)(void *, orvy_Propv
 
 void addTexts(orvy_Class *Cls) {
   addText(
-      Cls, "input", [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).come(Value.String); },
+      Cls, "input",
+      [](void *Obj, orvy_Propval Value, int) {
+        uartOf(Obj).come(Value.String ? Value.String : "");
+      },
       [](void *Obj, orvy_Propval Value, int) {
         uartOf(Obj).Input = Value.String ? Value.String : "";
         uartOf(Obj).InputPos = 0;
@@ -364,6 +415,16 @@ void addTexts(orvy_Class *Cls) {
       [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).openFile(Value.String); },
       [](void *Obj, int) { return text(uartOf(Obj).FileName.c_str()); },
       "File that what is sent goes to, written anew; empty for none");
+  addText(
+      Cls, "config.line",
+      [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).openLine(Value.String); },
+      [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).openLine(Value.String); },
+      [](void *Obj, int) { return text(uartOf(Obj).LineName.c_str()); },
+      "Terminal or pipe of the host that is joined to the device; pty for a new pseudo terminal");
+  addText(
+      Cls, "line", nullptr, nullptr,
+      [](void *Obj, int) { return text(uartOf(Obj).Line.farEnd().c_str()); },
+      "What a program of the host opens at the other end of the line");
 }
 
 void addRegisters(orvy_Class *Cls) {

@@ -38,10 +38,11 @@ public:
 
   const std::vector<AddrInfo> &all() const { return Infos; }
 
+protected:
+  std::vector<AddrInfo> Infos;
+
 private:
   void lookUp(const char *Host, uint16_t Port, int Flags, bool Datagram);
-
-  std::vector<AddrInfo> Infos;
 };
 
 /// A socket that is not open until it is bound or connected; doing so again opens it anew.
