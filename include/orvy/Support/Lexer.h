@@ -15,10 +15,6 @@
 #include <string>
 #include <string_view>
 
-namespace orvy {
-class OutStream;
-}
-
 namespace orvy::cl {
 
 /// A place in a text, both from 1.
@@ -131,8 +127,7 @@ public:
   bool isCut() const { return NeedsMore; }
 
 protected:
-  /// Where to say what goes on.
-  OutStream &trace() const;
+  const Tracing Says;
 
 private:
   Token lex();
@@ -154,7 +149,6 @@ private:
   uint32_t Column = 1;
   Token Current;
   bool NeedsMore = false;
-  Tracing Says;
 };
 
 } // namespace orvy::cl

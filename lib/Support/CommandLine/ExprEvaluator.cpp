@@ -129,14 +129,14 @@ void ExprEvaluator::visitVariable(Variable *) {}
 void ExprEvaluator::visitSym(Symbol *) {}
 
 void ExprEvaluator::visitLiteral(Literal *Node) {
-  OutStream &Trace = traceStream(Says);
-  Trace << "visit literal: ";
   if (Node->Number.Kind == TokenKind::Real) {
-    Stack.push_back(ExprValue::ofReal(Node->Number.getRealValue()));
-    Trace << Stack.back().Value.Real << "\n";
+    const double Value = Node->Number.getRealValue();
+    trace(Says, "visit literal: ", Value, "\n");
+    Stack.push_back(ExprValue::ofReal(Value));
   } else {
-    Stack.push_back(ExprValue::ofUInt(Node->Number.getIntegerValue()));
-    Trace << Stack.back().Value.UInt << "\n";
+    const uint64_t Value = Node->Number.getIntegerValue();
+    trace(Says, "visit literal: ", Value, "\n");
+    Stack.push_back(ExprValue::ofUInt(Value));
   }
 }
 
@@ -144,7 +144,7 @@ void ExprEvaluator::visitLiteral(Literal *Node) {
 void ExprEvaluator::visitBinOp(BinOp *Node) {
   const std::vector<BinOp *> Spine = Node->leftSpine();
   for (const BinOp *Each : Spine)
-    traceStream(Says) << "visit bin op: " << static_cast<char>(Each->Op.Kind) << "\n";
+    trace(Says, "visit bin op: ", static_cast<char>(Each->Op.Kind), "\n");
   ExprValue Value = operandOf(*Spine.back()->Left);
   for (auto Each = Spine.rbegin(); Each != Spine.rend(); ++Each)
     Value = applyBinary((*Each)->Op.Kind, Value, operandOf(*(*Each)->Right));
@@ -152,7 +152,7 @@ void ExprEvaluator::visitBinOp(BinOp *Node) {
 }
 
 void ExprEvaluator::visitUnOp(UnOp *Node) {
-  traceStream(Says) << "visit un op: " << static_cast<uint32_t>(Node->Op.Kind) << "\n";
+  trace(Says, "visit un op: ", static_cast<uint32_t>(Node->Op.Kind), "\n");
   Stack.push_back(applyUnary(Node->Op.Kind, operandOf(*Node->Operand)));
 }
 

@@ -87,19 +87,7 @@ constexpr int baseOf(int Letter) {
   return 10;
 }
 
-class Nowhere final : public OutStream {
-public:
-  void write(const char *, size_t) override {}
-  void flush() override {}
-};
-
-constinit Nowhere Silence;
-
 } // namespace
-
-OutStream &orvy::cl::traceStream(Tracing Says) {
-  return Says == Tracing::On ? errs() : Silence;
-}
 
 // Tokens.
 
@@ -205,10 +193,6 @@ template <typename Predicate> void Lexer::consumeWhile(Predicate Fits) {
     consumeChar();
 }
 
-OutStream &Lexer::trace() const {
-  return traceStream(Says);
-}
-
 // Tokens of a text.
 
 Token Lexer::lex() {
@@ -282,7 +266,7 @@ TokenKind Lexer::lexNumber() {
   consumeWhile(isDecimal);
   if (getChar() != '.')
     return TokenKind::Integer;
-  trace() << "lexing float\n";
+  trace(Says, "lexing float\n");
   lexFraction();
   return TokenKind::Real;
 }

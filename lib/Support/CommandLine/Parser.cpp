@@ -112,17 +112,17 @@ OwnedNode Parser::parseCommand() {
 OwnedNode Parser::parseExprList() {
   auto List = std::make_unique<ExprList>();
   while (!endsCommand()) {
-    trace() << "next token = " << static_cast<uint32_t>(nextKind()) << "\n";
+    trace(Says, "next token = ", static_cast<uint32_t>(nextKind()), "\n");
     OwnedExpr Expr = parseExpr();
     if (!Expr) {
-      trace() << "eof...\n";
+      trace(Says, "eof...\n");
       break;
     }
     List->Exprs.push_back(std::move(Expr));
   }
   if (List->Exprs.empty())
     return fail("Expected expression in command.");
-  trace() << "return exprs " << List->Exprs.size() << "\n";
+  trace(Says, "return exprs ", List->Exprs.size(), "\n");
   return List;
 }
 
@@ -131,12 +131,12 @@ OwnedNode Parser::parseIfStatement() {
     return fail("Nested too deeply.");
   const Level Inner(Depth);
   auto Statement = std::make_unique<IfStatement>();
-  trace() << "parsing if statement\n";
+  trace(Says, "parsing if statement\n");
   consumeToken();
   Statement->Condition = parseExpr();
   if (!Statement->Condition)
     return nullptr;
-  trace() << "parsed if header\n";
+  trace(Says, "parsed if header\n");
   Statement->Then = take('{') ? parseThen() : nullptr;
   if (!Statement->Then || !parseElifs(*Statement))
     return nullptr;
@@ -161,29 +161,29 @@ bool Parser::parseElifs(IfStatement &Statement) {
 
 OwnedNode Parser::parseThen() {
   const Level Inner(Blocks);
-  trace() << "do parse command sequence\n";
+  trace(Says, "do parse command sequence\n");
   OwnedNode Sequence = parseCommandSeq();
   if (!Sequence)
     return nullptr;
-  trace() << "got command sequence\n"
-          << "should have right curly here " << static_cast<uint32_t>(nextKind()) << "\n";
+  trace(Says, "got command sequence\n", "should have right curly here ",
+        static_cast<uint32_t>(nextKind()), "\n");
   if (!takeClosing("Expected '}' at end of then branch."))
     return nullptr;
-  trace() << "parsed right curly\n";
+  trace(Says, "parsed right curly\n");
   return Sequence;
 }
 
 OwnedNode Parser::parseElse() {
   const Level Inner(Blocks);
-  trace() << "parsing else\n";
+  trace(Says, "parsing else\n");
   consumeToken();
   if (!take('{'))
     return fail("Expected '{'.");
-  trace() << "got left curly in else\n";
+  trace(Says, "got left curly in else\n");
   OwnedNode Sequence = parseCommandSeq();
   if (!Sequence || !takeClosing("Expected '}'."))
     return nullptr;
-  trace() << "got right curly in else\n";
+  trace(Says, "got right curly in else\n");
   return Sequence;
 }
 
@@ -219,13 +219,13 @@ OwnedExpr Parser::parsePrimary() {
   const Token &Next = peekNextToken();
   switch (Next.Kind) {
   case TokenKind::Integer:
-    trace() << "Integer: " << Next.getIntegerValue() << "\n";
+    trace(Says, "Integer: ", Next.getIntegerValue(), "\n");
     return std::make_unique<Literal>(take());
   case TokenKind::Real:
-    trace() << "Real: " << Next.getRealValue() << "\n";
+    trace(Says, "Real: ", Next.getRealValue(), "\n");
     return std::make_unique<Literal>(take());
   case TokenKind::String:
-    trace() << "String: " << Next.getText() << "\n";
+    trace(Says, "String: ", Next.getText(), "\n");
     return std::make_unique<String>(take());
   case TokenKind::Ident:
     return parseNamed();
@@ -244,14 +244,14 @@ OwnedExpr Parser::parsePrimary() {
 
 OwnedExpr Parser::parseNamed() {
   const Token Name = take();
-  trace() << "Ident: " << Name.getText() << "\n";
+  trace(Says, "Ident: ", Name.getText(), "\n");
   if (isNext('('))
     return parseCall(Name);
   return std::make_unique<Symbol>(Name);
 }
 
 OwnedExpr Parser::parseCall(const Token &Name) {
-  trace() << "trying to parse func call\n";
+  trace(Says, "trying to parse func call\n");
   auto Call = std::make_unique<FuncCallNode>(Name);
   consumeToken();
   if (!isNext(')')) {
@@ -264,7 +264,7 @@ OwnedExpr Parser::parseCall(const Token &Name) {
   }
   if (!take(')'))
     return fail("Expected ')'.");
-  trace() << "finished parsing func call\n";
+  trace(Says, "finished parsing func call\n");
   return Call;
 }
 

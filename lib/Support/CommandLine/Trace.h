@@ -1,4 +1,4 @@
-// Trace.h - where the expression front end says what it is doing.
+// Trace.h - how the expression front end says what it is doing.
 
 #ifndef ORVY_LIB_TRACE_H
 #define ORVY_LIB_TRACE_H
@@ -8,8 +8,11 @@
 
 namespace orvy::cl {
 
-/// The error stream, or one that drops everything.
-OutStream &traceStream(Tracing Says);
+/// Writes the parts on the error stream.
+template <typename... Parts> void trace(Tracing Says, const Parts &...Text) {
+  if (Says == Tracing::On)
+    (errs() << ... << Text);
+}
 
 } // namespace orvy::cl
 
