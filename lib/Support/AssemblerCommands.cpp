@@ -2,6 +2,7 @@
 
 #include "HexText.h"
 #include "orvy/Support/Commands.h"
+#include "orvy/Support/Debugging.h"
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Memory.h"
@@ -116,6 +117,17 @@ DisassembleCommand::DisassembleCommand()
 },
               Handler(), "disassemble memory range", {"dis", "disassemble"}) {}
 
+/// Start and size of a function of the current debugging context; zeros if there is none.
+static std::pair<uint64_t, uint64_t> functionRange(const char *Name) {
+  const debugging::Ctxt *Current = debugging::Manager::getDebuggingManager().getCurrent();
+  if (!Current)
+    return {};
+  orvy_AddrRange Range = {};
+  if (Current->getDwarf() && orvy_dwarfGetNamedAddressRange(Current->getDwarf(), Name, &Range) == 0)
+    return {Range.Low, Range.High - Range.Low};
+  return Current->getFuncRange(Name);
+}
+
 // The last of the list wins.
 void DisassembleCommand::takeAddress() {
   if (getOption("addr").Valid)
@@ -132,16 +144,20 @@ void DisassembleCommand::takeAddress() {
 
 int DisassembleCommand::run(Interpreter *) {
   takeAddress();
-  const long Count = countOf(*this);
+  long Count = countOf(*this);
   const Processor Cpu = lookAt(getOption("cpu").getValue<void *>());
   if (!Cpu.Iface) {
     errs() << "'" << getOption("cpu").Value << "' is not a valid cpu\n";
     return 1;
   }
-  // No debugging context, no functions.
   if (const Option &Func = getOption("func"); Func.Valid) {
-    orvy_logError(Cpu.Obj, "no such function '%s'", Func.Value.c_str());
-    return 1;
+    const auto [Start, Size] = functionRange(Func.Value.c_str());
+    if (Size == 0) {
+      orvy_logError(Cpu.Obj, "no such function '%s'", Func.Value.c_str());
+      return 1;
+    }
+    Address = Start;
+    Count = static_cast<long>(Size / InstrBytes);
   }
   std::string Lines;
   for (long Index = 0; Index < Count && addLine(Cpu, Lines); ++Index) {

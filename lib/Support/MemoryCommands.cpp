@@ -1,5 +1,7 @@
 // The commands on target memory: reading, writing, loading, translating, and fault attributes.
 
+#include "CommandLine/Handlers.h"
+#include "Debugging/LoadContext.h"
 #include "HexText.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Interfaces.h"
@@ -122,6 +124,9 @@ static int loadMemory(Command &Cmd, Interpreter *) {
   uint64_t Start = 0;
   if (orvy_loadImageAndStartAddr(Obj, File, &Start) != 0)
     return 1;
+  using Kind = debugging::Ctxt::Kind;
+  if (orvy_imageIsELF(File)) // how its symbols fare does not count
+    debugging::loadContext(Obj, File, isOn(Cmd, "dwarf") ? Kind::Dwarf : Kind::Symtab);
   outs() << "start address = 0x" << hexText(Start, 8) << "\n";
   return 0;
 }

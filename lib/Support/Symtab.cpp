@@ -144,6 +144,11 @@ void Symtab::Class::index() {
   }
 }
 
+void Symtab::Class::visit(const Visit &V) const {
+  for (const auto &[Name, R] : Ranges)
+    V(Name.first, Name.second, R);
+}
+
 const Symtab::Class::Entry *Symtab::Class::find(uint64_t Addr) const {
   const Entry *Symbol = nearest(Addr);
   if (!Symbol)

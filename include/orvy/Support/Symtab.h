@@ -62,6 +62,7 @@ ORVY_END_C
 
 #ifdef __cplusplus
 
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -112,6 +113,13 @@ public:
   Range getLocalFunctionRange(std::string_view File, std::string_view Name) const;
   Range getLocalObjectRange(std::string_view File, std::string_view Name) const;
 
+  /// Calls a function with file, name and range of each symbol of a class, by file and name.
+  using Visit = std::function<void(const std::string &File, const std::string &Name, Range)>;
+  void visitGlobalFuncs(const Visit &V) const { Functions.Global.visit(V); }
+  void visitLocalFuncs(const Visit &V) const { Functions.Local.visit(V); }
+  void visitGlobalData(const Visit &V) const { Data.Global.visit(V); }
+  void visitLocalData(const Visit &V) const { Data.Local.visit(V); }
+
 private:
   /// The symbols of a class, by name and by address.
   class Class {
@@ -121,6 +129,7 @@ private:
 
     void add(std::string_view File, std::string_view Name, Range R);
     void index();
+    void visit(const Visit &V) const;
     /// The symbol that covers an address; null if there is none.
     const Entry *find(uint64_t Addr) const;
     /// The range of a name; null if it is not there.
