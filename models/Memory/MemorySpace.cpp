@@ -16,7 +16,7 @@ namespace memory {
 
 namespace {
 
-using Access = void (*MemAccessIface::*)(void *, orvy_MemTransaction *);
+using Slot = void (*MemAccessIface::*)(void *, orvy_MemTransaction *);
 
 struct MemorySpace {
   orvy_Object Super;
@@ -50,14 +50,35 @@ void publish(MemorySpace &S) {
   S.UserNotification[2] = orvy_publishNotification("memory.user3", &S);
 }
 
-/// Acts on the attributes of what is accessed. Returns false if the access fails.
-bool applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, bool IsWrite) {
+/// The hook that break points of a kind set.
+constexpr AttributeMap::Bits HookOf[] = {ovMA_FetchHook, ovMA_ReadHook, ovMA_WriteHook,
+                                         ovMA_ReadHook | ovMA_WriteHook};
+
+/// Asks the debugging contexts of the space about each byte that has a hook. Returns whether the
+/// processor is to stop before the access.
+bool stopsAtHook(MemorySpace &S, const orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
+  orvy_MemTransaction At = Mt;
+  bool Stops = false;
+  for (const uint64_t End = Mt.Pa + (1u << Mt.Size); At.Pa != End; ++At.Pa)
+    if (S.Attrs.at(At.Pa) & HookOf[Kind])
+      Stops |= orvy_debugHandleAccess(&S, Kind, &At) == ovBA_Stop;
+  return Stops;
+}
+
+enum class Course { GoesOn, Fails, Stops };
+
+/// Acts on the attributes of what is accessed.
+Course applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
+  const bool IsWrite = Kind >= ovBK_Write;
   uint32_t Bytes = 1u << Mt.Size;
   AttributeMap::Bits Bits = S.Attrs.of(Mt.Pa, Bytes);
   if (Bits == 0)
-    return true;
+    return Course::GoesOn;
+  // First of all: an access that a stop puts off is made again, and counts once.
+  if ((Bits & HookOf[Kind]) && !(Mt.Flags & ovMF_Resume) && stopsAtHook(S, Mt, Kind))
+    return Course::Stops;
   if (Bits & ovMA_Faulty)
-    return false;
+    return Course::Fails;
   for (unsigned User = 0; User < 3; ++User)
     if (Bits & (ovMA_User1 << User))
       orvy_notify(S.UserNotification[User], &Mt);
@@ -69,7 +90,7 @@ bool applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, bool IsWrite) {
       orvy_notify(S.UpsetNotification, &Mt);
     }
   }
-  return true;
+  return Course::GoesOn;
 }
 
 /// Keeps a page that goes to the initiator, so that it can be taken back, or keeps it from going.
@@ -85,7 +106,7 @@ void handOut(MemorySpace &S, Region &R, orvy_MemTransaction &Mt) {
   R.Handed[Number - R.FirstPage] = static_cast<orvy_MemPage *>(Mt.Page);
 }
 
-template <bool IsWrite> void transact(void *Obj, orvy_MemTransaction *Mt, Access Slot) {
+template <orvy_BreakKind Kind> void transact(void *Obj, orvy_MemTransaction *Mt, Slot Call) {
   MemorySpace &S = spaceOf(Obj);
   Region *R = S.Map.find(Mt->Pa);
   if (!R || Mt->Size > 3 || !R->holds(Mt->Pa, uint64_t{1} << Mt->Size)) {
@@ -93,32 +114,33 @@ template <bool IsWrite> void transact(void *Obj, orvy_MemTransaction *Mt, Access
     return;
   }
   if (__builtin_expect(!S.Attrs.empty(), 0)) {
+    const Course How = applyAttributes(S, *Mt, Kind);
     // Who is told of the access may have disposed the device.
-    if (!applyAttributes(S, *Mt, IsWrite) || !(R = S.Map.find(Mt->Pa))) {
-      Mt->Flags |= ovMF_Failed;
+    if (How != Course::GoesOn || !(R = S.Map.find(Mt->Pa))) {
+      Mt->Flags |= How == Course::Stops ? ovMF_Stop : ovMF_Failed;
       return;
     }
   }
   Mt->Page = nullptr;
   uint64_t Base = R->Base;
   Mt->Pa -= Base;
-  (R->Access->*Slot)(R->Device, Mt);
+  (R->Access->*Call)(R->Device, Mt);
   Mt->Pa += Base;
   if (Mt->Page)
     handOut(S, *R, *Mt);
 }
 
 void fetch(void *Obj, orvy_MemTransaction *Mt) {
-  transact<false>(Obj, Mt, &MemAccessIface::fetch);
+  transact<ovBK_Fetch>(Obj, Mt, &MemAccessIface::fetch);
 }
 void read(void *Obj, orvy_MemTransaction *Mt) {
-  transact<false>(Obj, Mt, &MemAccessIface::read);
+  transact<ovBK_Read>(Obj, Mt, &MemAccessIface::read);
 }
 void write(void *Obj, orvy_MemTransaction *Mt) {
-  transact<true>(Obj, Mt, &MemAccessIface::write);
+  transact<ovBK_Write>(Obj, Mt, &MemAccessIface::write);
 }
 void exchange(void *Obj, orvy_MemTransaction *Mt) {
-  transact<true>(Obj, Mt, &MemAccessIface::exchange);
+  transact<ovBK_Exchange>(Obj, Mt, &MemAccessIface::exchange);
 }
 
 MemAccessIface AccessTable = {fetch, read, write, exchange};
@@ -126,13 +148,13 @@ MemAccessIface AccessTable = {fetch, read, write, exchange};
 // Blocks
 
 /// Moves a block through a device's single accesses, in words where they are aligned.
-uint32_t moveSingly(const Region &R, uint8_t *Data, uint64_t Offset, uint32_t Len, Access Slot) {
+uint32_t moveSingly(const Region &R, uint8_t *Data, uint64_t Offset, uint32_t Len, Slot Call) {
   for (uint32_t Done = 0; Done < Len;) {
     orvy_MemTransaction Mt{};
     Mt.Pa = Offset + Done;
     Mt.Size = Mt.Pa % 4 == 0 && Len - Done >= 4 ? 2 : 0;
     Mt.Value = load(Data + Done, Mt.Size);
-    (R.Access->*Slot)(R.Device, &Mt);
+    (R.Access->*Call)(R.Device, &Mt);
     if (Mt.Flags & ovMF_Failed)
       return Done;
     store(Data + Done, Mt.Size, Mt.Value);
