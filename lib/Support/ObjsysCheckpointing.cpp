@@ -10,6 +10,7 @@
 #include "orvy/Support/Containers.h"
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Logging.h"
+#include "orvy/Support/Notifications.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/Plugins.h"
 #include "orvy/Support/Simulator.h"
@@ -245,6 +246,7 @@ void restore(const char *Path) {
   setProperties(Entries);
   component::adoptRestored();
   restoreExtras(Entries, Path);
+  orvy_notify(orvy_publishNotification("orvy.checkpointRestored", nullptr), nullptr);
 }
 
 /// Nothing half restored is left to be taken for the whole.

@@ -1,13 +1,15 @@
 #include "AttributeMap.h"
 
 #include <algorithm>
+#include <functional>
+#include <numeric>
 
 namespace memory {
 
-bool AttributeMap::Page::isClear() const {
+AttributeMap::Bits AttributeMap::Page::ofAll() const {
   if (!Single)
-    return Uniform == 0;
-  return std::all_of(Single->begin(), Single->end(), [](Bits B) { return B == 0; });
+    return Uniform;
+  return std::accumulate(Single->begin(), Single->end(), Bits{0}, std::bit_or<Bits>());
 }
 
 /// Applies a change to every byte of a range and forgets pages that are left without attributes.
@@ -27,7 +29,8 @@ template <typename Change> void AttributeMap::change(uint64_t Addr, uint64_t Len
       std::transform(P.Single->begin() + Offset, P.Single->begin() + Offset + Part,
                      P.Single->begin() + Offset, Apply);
     }
-    if (P.isClear())
+    P.Any = P.ofAll();
+    if (P.Any == 0)
       Pages.erase(Number);
     Addr += Part;
     Len -= Part;
@@ -51,6 +54,11 @@ std::map<uint64_t, const AttributeMap::Page *> AttributeMap::inOrder() const {
 
 AttributeMap::Bits AttributeMap::at(uint64_t Addr) const {
   return of(Addr, 1);
+}
+
+AttributeMap::Bits AttributeMap::ofPage(uint64_t Addr) const {
+  auto Found = Pages.find(Addr >> ORVY_PAGE_BITS);
+  return Found == Pages.end() ? Bits{0} : Found->second.Any;
 }
 
 AttributeMap::Bits AttributeMap::of(uint64_t Addr, uint32_t Len) const {

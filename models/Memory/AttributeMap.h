@@ -29,8 +29,8 @@ public:
   Bits at(uint64_t Addr) const;
   /// Bits of any byte of a range that does not cross a page.
   Bits of(uint64_t Addr, uint32_t Len) const;
-  /// Whether any byte of an address's page has any bit.
-  bool marks(uint64_t Addr) const { return Pages.contains(Addr >> ORVY_PAGE_BITS); }
+  /// Bits of any byte of an address's page.
+  Bits ofPage(uint64_t Addr) const;
 
   /// Calls a function with the address, length and bits of each range of bytes that have the same
   /// bits, other than none, by address.
@@ -59,8 +59,9 @@ private:
   struct Page {
     Bits Uniform = 0;
     std::unique_ptr<std::array<Bits, ORVY_PAGE_SIZE>> Single;
+    Bits Any = 0; ///< of all bytes
 
-    bool isClear() const;
+    Bits ofAll() const;
   };
 
   std::map<uint64_t, const Page *> inOrder() const;

@@ -93,11 +93,21 @@ Course applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind K
   return Course::GoesOn;
 }
 
+/// Whether a page may be accessed without a call. Hooks are in the way of their own kind only, and
+/// not of fetches by a processor that looks at them.
+bool isFree(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
+  constexpr AttributeMap::Bits Hooks = ovMA_FetchHook | ovMA_ReadHook | ovMA_WriteHook;
+  const bool LooksAtHooks = Kind == ovBK_Fetch && (Mt.Flags & ovMF_FetchHooks);
+  const AttributeMap::Bits Bits = S.Attrs.empty() ? AttributeMap::Bits{0} : S.Attrs.ofPage(Mt.Pa);
+  if (!(Bits & ovMA_FetchHook))
+    Mt.Flags &= ~uint32_t{ovMF_FetchHooks};
+  return !(Bits & (LooksAtHooks ? ~Hooks : ~Hooks | HookOf[Kind]));
+}
+
 /// Keeps a page that goes to the initiator, so that it can be taken back, or keeps it from going.
-void handOut(MemorySpace &S, Region &R, orvy_MemTransaction &Mt) {
+void handOut(MemorySpace &S, Region &R, orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
   uint64_t Number = Mt.Pa >> ORVY_PAGE_BITS;
-  bool IsFree = S.Attrs.empty() || !S.Attrs.marks(Mt.Pa);
-  if (Number < R.FirstPage || Number >= R.EndPage || !IsFree) {
+  if (Number < R.FirstPage || Number >= R.EndPage || !isFree(S, Mt, Kind)) {
     Mt.Page = nullptr;
     return;
   }
@@ -127,7 +137,7 @@ template <orvy_BreakKind Kind> void transact(void *Obj, orvy_MemTransaction *Mt,
   (R->Access->*Call)(R->Device, Mt);
   Mt->Pa += Base;
   if (Mt->Page)
-    handOut(S, *R, *Mt);
+    handOut(S, *R, *Mt, Kind);
 }
 
 void fetch(void *Obj, orvy_MemTransaction *Mt) {
@@ -334,8 +344,11 @@ void clearAttr(void *Obj, uint64_t Addr, uint64_t Len, uint32_t Bits) {
   if (Bits & ovMA_Upset)
     Mask |= AttributeMap::Reported;
   if (!S.Attrs.empty())
-    forEachMapped(S, Addr, Len,
-                  [&](uint64_t From, uint64_t Bytes) { S.Attrs.clear(From, Bytes, Mask); });
+    forEachMapped(S, Addr, Len, [&](uint64_t From, uint64_t Bytes) {
+      S.Attrs.clear(From, Bytes, Mask);
+      // Who kept a page with its hooks asks anew.
+      revoke(S, From >> ORVY_PAGE_BITS, (From + Bytes - 1) >> ORVY_PAGE_BITS);
+    });
 }
 
 uint32_t getAttrs(void *Obj, uint64_t Addr) {

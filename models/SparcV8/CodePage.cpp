@@ -89,12 +89,13 @@ void CodeCache::detachAll() {
   }
 }
 
-void CodeCache::attach(CodePage *Page, orvy_MemPage *Memory) {
+void CodeCache::attach(CodePage *Page, orvy_MemPage *Memory, bool HasHooks) {
   if (Page->Memory == Memory)
     return;
   if (Page->Memory)
     orvy_memPageUnwatch(Page->Memory, &Page->Watcher);
   Page->Memory = Memory;
+  Page->HasHooks = HasHooks;
   orvy_memPageWatch(Memory, &Page->Watcher);
   fill(Page, Handler::Decode);
 }

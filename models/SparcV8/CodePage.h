@@ -2,8 +2,9 @@
 //
 // A page has one slot for each word. A slot begins as Fetch, which asks the memory space; once that
 // has shown the page's bytes, all slots become Decode, and each turns into its instruction when it
-// is first reached. Stores turn slots back to Decode, a revoked page all of them back to Fetch. So
-// a slot may be pointed to for as long as its page lives, whatever happens to the memory.
+// is first reached, or into Hooked if the memory space is to be asked every time. Stores turn slots
+// back to Decode, a revoked page all of them back to Fetch. So a slot may be pointed to for as long
+// as its page lives, whatever happens to the memory.
 
 #ifndef ORVY_MODELS_SPARCV8_CODEPAGE_H
 #define ORVY_MODELS_SPARCV8_CODEPAGE_H
@@ -51,7 +52,7 @@ struct CodePage {
   orvy_PageWatcher Watcher;
   orvy_MemPage *Memory; ///< null while the bytes are not known
   uint32_t Va;
-  uint32_t Reserved;
+  uint32_t HasHooks; ///< the memory space is to be asked about each word that is decoded
   Op Slots[AllSlots + 2];
 };
 
@@ -89,8 +90,9 @@ public:
     return &Page->Slots[(Va & (ORVY_PAGE_SIZE - 1)) / 4];
   }
 
-  /// Takes note of the bytes behind a page, so that its slots decode from them.
-  void attach(CodePage *Page, orvy_MemPage *Memory);
+  /// Takes note of the bytes behind a page, so that its slots decode from them, and of whether the
+  /// page has fetch hooks.
+  void attach(CodePage *Page, orvy_MemPage *Memory, bool HasHooks);
 
   /// Has every page ask the memory space again.
   void detachAll();

@@ -183,8 +183,12 @@ uint32_t load(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t *Value);
 uint32_t store(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t Value);
 /// Swaps memory with *Value.
 uint32_t exchange(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t *Value);
-/// Fetches the word at Va; leaves the page if it may be kept.
-uint32_t fetch(Cpu *C, uint32_t Va, uint32_t *Word, orvy_MemPage **Page);
+/// Fetches the word at Va; leaves the page if it may be kept, and whether that has fetch hooks.
+uint32_t fetch(Cpu *C, uint32_t Va, uint32_t *Word, orvy_MemPage **Page, bool *HasHooks);
+/// Fetches the word at Va, which has a hook.
+uint32_t fetchHooked(Cpu *C, uint32_t Va, uint32_t *Word);
+/// Whether the word at Va has a fetch hook.
+bool isHooked(Cpu *C, uint32_t Va);
 /// What a call to someone else has done to the instruction in progress.
 uint32_t outcomeOfCall(Cpu *C);
 void initPages(Cpu *C);

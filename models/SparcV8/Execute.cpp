@@ -213,21 +213,34 @@ DoFetch : {
   }
   uint32_t Word;
   orvy_MemPage *Memory = nullptr;
-  CALLED(fetch(C, Va, &Word, &Memory));
+  bool HasHooks = false;
+  CALLED(fetch(C, Va, &Word, &Memory, &HasHooks));
   if (!Memory)
     goto *Table[unsigned(decode(Word, Ip))];
-  C->Code->attach(pageOf(Ip), Memory);
+  C->Code->attach(pageOf(Ip), Memory, HasHooks);
   if (C->Code->isFull()) {
     CALL_OUT;
     limitSlice(C, 0);
     Left = C->Left;
   }
+  if (HasHooks) // this fetch has been seen; the next one of this word sees to its hook
+    goto *Table[unsigned(decode(Word, Ip))];
 }
 DoDecode : {
+  if (pageOf(Ip)->HasHooks && isHooked(C, addressOf(Ip))) {
+    Ip->Do = &&DoHooked;
+    goto DoHooked;
+  }
   uint32_t Word;
   std::memcpy(&Word, pageOf(Ip)->Memory->Data + addressOf(Ip) % ORVY_PAGE_SIZE, sizeof Word);
   Ip->Do = Table[unsigned(decode(fromTarget(Word), Ip))];
   goto * Ip->Do;
+}
+
+DoHooked : {
+  uint32_t Word;
+  CALLED(fetchHooked(C, addressOf(Ip), &Word));
+  goto *Table[unsigned(decode(Word, Ip))];
 }
 
 DoSlow:

@@ -53,6 +53,10 @@ orvy_MemTransaction transaction(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi,
   return Mt;
 }
 
+orvy_MemTransaction fetchTransaction(Cpu *C, uint32_t Va) {
+  return transaction(C, Va, 2, C->Psr & PSR_S ? 9 : 8, 0);
+}
+
 void revoked(orvy_PageWatcher *Watcher) {
   auto *Page =
       reinterpret_cast<DataPage *>(reinterpret_cast<char *>(Watcher) - offsetof(DataPage, Watcher));
@@ -124,13 +128,31 @@ uint32_t exchange(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t *Val
   return OC_Done;
 }
 
-uint32_t fetch(Cpu *C, uint32_t Va, uint32_t *Word, orvy_MemPage **Page) {
-  orvy_MemTransaction Mt = transaction(C, Va, 2, C->Psr & PSR_S ? 9 : 8, 0);
+uint32_t fetch(Cpu *C, uint32_t Va, uint32_t *Word, orvy_MemPage **Page, bool *HasHooks) {
+  orvy_MemTransaction Mt = fetchTransaction(C, Va);
+  // Words can be asked about only where there is someone to ask.
+  const bool CanAsk = orvy_getInterface(C->MemorySpace.Obj, "MemorySpaceIface", 0);
+  Mt.Flags = CanAsk ? ovMF_FetchHooks : 0;
   if (uint32_t Out = transact(C, Fetch, &Mt))
     return Out;
   *Word = uint32_t(Mt.Value);
   *Page = static_cast<orvy_MemPage *>(Mt.Page);
+  *HasHooks = CanAsk && (Mt.Flags & ovMF_FetchHooks);
   return OC_Done;
+}
+
+uint32_t fetchHooked(Cpu *C, uint32_t Va, uint32_t *Word) {
+  orvy_MemTransaction Mt = fetchTransaction(C, Va);
+  uint32_t Out = transact(C, Fetch, &Mt);
+  *Word = uint32_t(Mt.Value);
+  return Out;
+}
+
+bool isHooked(Cpu *C, uint32_t Va) {
+  uint32_t Attrs = 0;
+  for (uint32_t Byte = 0; Byte < 4; ++Byte)
+    Attrs |= orvy_memoryGetAttrs(C->MemorySpace.Obj, Va + Byte);
+  return Attrs & ovMA_FetchHook;
 }
 
 void initPages(Cpu *C) {

@@ -236,6 +236,10 @@ private:
 /// All contexts.
 class ORVY_API Manager {
 public:
+  Manager();
+  Manager(const Manager &) = delete;
+  Manager &operator=(const Manager &) = delete;
+
   /// The one manager of the process, built on first use.
   static Manager &getDebuggingManager();
 

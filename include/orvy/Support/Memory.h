@@ -19,7 +19,10 @@ typedef ORVY_ENUM(orvy_MemFlag){
     ovMF_Stop =
         16, /**< set by a memory space: the processor is to stop before the access has effect */
     ovMF_Resume =
-        32 /**< set by a processor: goes on behind a stop, which is not to stop it again */
+        32, /**< set by a processor: goes on behind a stop, which is not to stop it again */
+    ovMF_FetchHooks =
+        64 /**< set by a processor: it takes a page with fetch hooks as well; left by the memory
+              space if the page that it hands out has some. See orvy_MemPage. */
 } orvy_MemFlag;
 
 /** Attributes of memory, as a memory space keeps them. */
@@ -90,6 +93,11 @@ ORVY_STATIC_ASSERT(sizeof(MemorySpaceIface) == 5 * sizeof(void *), "boundary tab
  * the page of ORVY_PAGE_SIZE bytes, aligned by physical address, that the access fell into. The
  * initiator may then make further accesses of the same kind to that page through Data, without a
  * call, until the page is revoked. Data holds the bytes in target order, most significant first.
+ *
+ * A page whose words do not all read, write or fetch alike is not handed out for that access. A
+ * processor that fetches with ovMF_FetchHooks is given pages with fetch hooks too: it finds that
+ * flag set in the answer, asks getAttrs for each word before it executes it out of the page, and
+ * fetches a word with a hook through the memory space every time.
  *
  * Whoever keeps a page pointer registers a watcher, and takes it back before the watcher goes away.
  * Whoever stores into Data calls orvy_memPageWritten behind the store; that costs one test unless

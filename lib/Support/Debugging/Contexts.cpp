@@ -4,6 +4,7 @@
 #include "LoaderElf.h"
 
 #include "orvy/Support/Loader.h"
+#include "orvy/Support/Notifications.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/OutStream.h"
 
@@ -129,6 +130,17 @@ std::string Ctxt::disassemble(uint64_t, int) const {
 
 std::unique_ptr<Manager> Manager::s_DBM;
 bool Manager::ResumeWatchpoints = false;
+
+/// Restored memory spaces have the marks of when they were saved.
+static void markAll(void *Arg, void *, void *) {
+  for (const auto &[Path, Context] : static_cast<Manager *>(Arg)->getAll())
+    Context->Breaks.markAll();
+}
+
+Manager::Manager() {
+  orvy_publishNotification("orvy.checkpointRestored", nullptr);
+  orvy_subscribeNotification("orvy.checkpointRestored", nullptr, this, markAll);
+}
 
 Manager &Manager::getDebuggingManager() {
   if (!s_DBM)
