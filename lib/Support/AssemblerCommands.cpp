@@ -122,10 +122,14 @@ static std::pair<uint64_t, uint64_t> functionRange(const char *Name) {
   const debugging::Ctxt *Current = debugging::Manager::getDebuggingManager().getCurrent();
   if (!Current)
     return {};
+  if (!Current->getDwarf())
+    return Current->getFuncRange(Name);
   orvy_AddrRange Range = {};
-  if (Current->getDwarf() && orvy_dwarfGetNamedAddressRange(Current->getDwarf(), Name, &Range) == 0)
+  if (orvy_dwarfGetNamedAddressRange(Current->getDwarf(), Name, &Range) == 0)
     return {Range.Low, Range.High - Range.Low};
-  return Current->getFuncRange(Name);
+  uint64_t Start = 0, Size = 0; // a function in assembly has a symbol only
+  orvy_symtabGetGlobalFuncRange(Current->getSymtab(), Name, &Start, &Size);
+  return {Start, Size};
 }
 
 // The last of the list wins.

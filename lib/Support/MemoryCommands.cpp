@@ -124,9 +124,9 @@ static int loadMemory(Command &Cmd, Interpreter *) {
   uint64_t Start = 0;
   if (orvy_loadImageAndStartAddr(Obj, File, &Start) != 0)
     return 1;
-  using Kind = debugging::Ctxt::Kind;
+  using debugging::Symbols;
   if (orvy_imageIsELF(File)) // how its symbols fare does not count
-    debugging::loadContext(Obj, File, isOn(Cmd, "dwarf") ? Kind::Dwarf : Kind::Symtab);
+    debugging::loadContext(Obj, File, isOn(Cmd, "dwarf") ? Symbols::All : Symbols::Symtab);
   outs() << "start address = 0x" << hexText(Start, 8) << "\n";
   return 0;
 }

@@ -132,7 +132,8 @@ uint32_t fetch(Cpu *C, uint32_t Va, uint32_t *Word, orvy_MemPage **Page, bool *H
   orvy_MemTransaction Mt = fetchTransaction(C, Va);
   // Words can be asked about only where there is someone to ask.
   const bool CanAsk = orvy_getInterface(C->MemorySpace.Obj, "MemorySpaceIface", 0);
-  Mt.Flags = CanAsk ? ovMF_FetchHooks : 0;
+  if (CanAsk)
+    Mt.Flags |= ovMF_FetchHooks;
   if (uint32_t Out = transact(C, Fetch, &Mt))
     return Out;
   *Word = uint32_t(Mt.Value);

@@ -194,17 +194,18 @@ class ORVY_API Ctxt {
 public:
   enum class Kind : uint32_t { Symtab = 0, Dwarf = 1 };
 
-  /// Reads the symbols of an ELF file, from DWARF if it has that. Throws std::invalid_argument for
-  /// a file without symbols, and std::runtime_error for one that cannot be read.
-  Ctxt(void *Memory, const char *Path);
-  /// Reads the symbols of an ELF file of a kind.
+  /// Reads the symbols of an ELF file. Throws std::invalid_argument for a file without symbols of
+  /// that kind, and std::runtime_error for one that cannot be read.
   Ctxt(void *Memory, const char *Path, Kind From);
   ~Ctxt();
   Ctxt(const Ctxt &) = delete;
   Ctxt &operator=(const Ctxt &) = delete;
 
+  /// Reads the symbol table of an ELF file as well, if there is one.
+  void addSymtab(const char *Path);
+
   /// The function or the data object of a name, "file::name" for a local one, or at an address;
-  /// only of a symbol table.
+  /// none in a context of DWARF.
   std::optional<Function> getFunc(const char *Name) const;
   std::optional<Function> getFunc(uint64_t Addr) const;
   std::optional<Object> getObj(const char *Name) const;

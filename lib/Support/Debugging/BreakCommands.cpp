@@ -3,6 +3,7 @@
 #include "DebugCommands.h"
 
 #include "HexText.h"
+#include "orvy/Support/DwarfLines.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"
 
@@ -49,15 +50,24 @@ int breakAtLine(const Request &R, int64_t Line) {
   return 0;
 }
 
+/// The address of a line of a file with its directory, as the unit at an address has it, which
+/// knows the file without as well; else of any unit that has that name.
+uint64_t addressNear(const Request &R, const std::string &File, int64_t Line) {
+  auto *Unit = static_cast<dwarf::CompilationUnit *>(orvy_dwarfGetCUForAddr(R.dwarf(), *R.Pc));
+  const dwarf::LineNumberProgram *Program = Unit ? Unit->getLineNumberProgram() : nullptr;
+  unsigned long Addr = 0;
+  if (Program && Program->getBreakLocation(File.c_str(), Line, 0, Addr))
+    return Addr;
+  return orvy_dwarfGetBreakLoc(R.dwarf(), File.c_str(), static_cast<uint32_t>(Line));
+}
+
 int breakAtRelativeLine(const Request &R, int64_t Lines) {
   if (!R.Pc)
     return complainOfCpu();
   const orvy_SourceLoc Here = orvy_dwarfGetSourceLocForAddr(R.dwarf(), *R.Pc);
   const int64_t Line = Here.Line + Lines;
   const std::string File = Here.File ? Here.File : "";
-  const uint64_t Addr =
-      Here.File ? orvy_dwarfGetBreakLoc(R.dwarf(), File.c_str(), static_cast<uint32_t>(Line))
-                : NoAddress;
+  const uint64_t Addr = Here.File ? addressNear(R, File, Line) : NoAddress;
   if (Addr == NoAddress)
     return complain(1, "could not get address for line", Line);
   set(R, Addr, "at ", File, ":", Line);

@@ -12,10 +12,14 @@ using namespace orvy;
 using namespace orvy::cl;
 using namespace orvy::debugging;
 
-int orvy::debugging::loadContext(void *Memory, const char *Path, std::optional<Ctxt::Kind> From) {
+int orvy::debugging::loadContext(void *Memory, const char *Path, Symbols Which) {
   try {
-    Manager::getDebuggingManager().add(Path, From ? std::make_unique<Ctxt>(Memory, Path, *From)
-                                                  : std::make_unique<Ctxt>(Memory, Path));
+    const bool HasDwarf = Which == Symbols::Any ? orvy_elfHasDwarf(Path) : Which == Symbols::All;
+    auto Made =
+        std::make_unique<Ctxt>(Memory, Path, HasDwarf ? Ctxt::Kind::Dwarf : Ctxt::Kind::Symtab);
+    if (Which == Symbols::All)
+      Made->addSymtab(Path);
+    Manager::getDebuggingManager().add(Path, std::move(Made));
     return 0;
   } catch (const std::exception &) {
     errs() << "warning: can't read symtabs or dwarf in '" << Path << "'\n"
@@ -28,7 +32,7 @@ static int load(Command &Cmd, Interpreter *) {
   const char *Path = Cmd.getOption("file").getValue<const char *>();
   if (!orvy_imageIsELF(Path))
     return 1;
-  return loadContext(Cmd.getOption("mem").getValue<void *>(), Path, std::nullopt);
+  return loadContext(Cmd.getOption("mem").getValue<void *>(), Path, Symbols::Any);
 }
 
 static Command LoadCtxt("experimental-debug-load-ctxt",

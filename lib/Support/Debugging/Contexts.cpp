@@ -23,12 +23,6 @@ std::string Function::getSource() const {
 
 // Contexts.
 
-static Ctxt::Kind kindOf(const char *Path) {
-  return orvy_elfHasDwarf(Path) ? Ctxt::Kind::Dwarf : Ctxt::Kind::Symtab;
-}
-
-Ctxt::Ctxt(void *Memory, const char *Path) : Ctxt(Memory, Path, kindOf(Path)) {}
-
 Ctxt::Ctxt(void *Memory, const char *Path, Kind From) : Ranges(getELFRanges(Path)), From(From) {
   if (const char *Name = orvy_nameForObject(Memory))
     MemoryName = Name;
@@ -41,6 +35,11 @@ Ctxt::Ctxt(void *Memory, const char *Path, Kind From) : Ranges(getELFRanges(Path
     errs() << "file " << Path << " does not have symtabs\n";
     throw std::invalid_argument("file lacks symtabs");
   }
+}
+
+void Ctxt::addSymtab(const char *Path) {
+  if (!Symbols && orvy_loadSymtab(Path, &Symbols) != 0)
+    Symbols = nullptr;
 }
 
 Ctxt::~Ctxt() {
@@ -80,7 +79,7 @@ bool findRange(orvy_Symtab Symbols, const Kinds &K, const char *Name, uint64_t &
 template <typename T>
 std::optional<T> findNamed(orvy_Symtab Symbols, const Kinds &K, const char *Name) {
   uint64_t Start = 0, Size = 0;
-  if (!Symbols || !findRange(Symbols, K, Name, Start, Size))
+  if (!findRange(Symbols, K, Name, Start, Size))
     return std::nullopt;
   const char *File = nullptr, *Found = nullptr;
   K.NameAt(Symbols, &File, &Found, Start);
@@ -90,15 +89,15 @@ std::optional<T> findNamed(orvy_Symtab Symbols, const Kinds &K, const char *Name
 } // namespace
 
 std::optional<Function> Ctxt::getFunc(const char *Name) const {
-  return findNamed<Function>(Symbols, Functions, Name);
+  return From == Kind::Symtab ? findNamed<Function>(Symbols, Functions, Name) : std::nullopt;
 }
 
 std::optional<Object> Ctxt::getObj(const char *Name) const {
-  return findNamed<Object>(Symbols, DataObjects, Name);
+  return From == Kind::Symtab ? findNamed<Object>(Symbols, DataObjects, Name) : std::nullopt;
 }
 
 std::optional<Function> Ctxt::getFunc(uint64_t Addr) const {
-  if (!Symbols)
+  if (From != Kind::Symtab)
     return std::nullopt;
   const char *File = nullptr, *Name = nullptr;
   uint64_t Start = 0, Size = 0;

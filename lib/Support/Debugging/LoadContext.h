@@ -5,13 +5,18 @@
 
 #include "orvy/Support/Debugging.h"
 
-#include <optional>
-
 namespace orvy::debugging {
 
-/// Reads the symbols of a file and keeps them as the current context under its path. Without a kind
-/// DWARF is taken where the file has it. Returns 0, or 1 with a warning on the error stream.
-int loadContext(void *Memory, const char *Path, std::optional<Ctxt::Kind> From);
+/// Which symbols of a file are read.
+enum class Symbols {
+  Any,    ///< DWARF where the file has it, else the symbol table
+  Symtab, ///< the symbol table
+  All     ///< DWARF, and the symbol table where the file has one
+};
+
+/// Reads the symbols of a file and keeps them as the current context under its path. Returns 0, or
+/// 1 with a warning on the error stream.
+int loadContext(void *Memory, const char *Path, Symbols Which);
 
 } // namespace orvy::debugging
 
