@@ -28,7 +28,8 @@ bool startLibrary(const char *Program) {
   orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy_logSetLevel(ovLOG_Error);
-  return orvy_loadPlugin("Memory") == 0 && orvy_loadPlugin("SparcV8") == 0;
+  return orvy_loadPlugin("Memory") == 0 && orvy_loadPlugin("SparcV8") == 0 &&
+         orvy_loadPlugin("Devices") == 0;
 }
 
 } // namespace

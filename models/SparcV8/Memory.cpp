@@ -130,15 +130,13 @@ uint32_t exchange(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t *Val
 
 uint32_t fetch(Cpu *C, uint32_t Va, uint32_t *Word, orvy_MemPage **Page, bool *HasHooks) {
   orvy_MemTransaction Mt = fetchTransaction(C, Va);
-  // Words can be asked about only where there is someone to ask.
-  const bool CanAsk = orvy_getInterface(C->MemorySpace.Obj, "MemorySpaceIface", 0);
-  if (CanAsk)
+  if (C->KnownHooks)
     Mt.Flags |= ovMF_FetchHooks;
   if (uint32_t Out = transact(C, Fetch, &Mt))
     return Out;
   *Word = uint32_t(Mt.Value);
   *Page = static_cast<orvy_MemPage *>(Mt.Page);
-  *HasHooks = CanAsk && (Mt.Flags & ovMF_FetchHooks);
+  *HasHooks = Mt.Flags & ovMF_FetchHooks;
   return OC_Done;
 }
 
@@ -152,7 +150,7 @@ uint32_t fetchHooked(Cpu *C, uint32_t Va, uint32_t *Word) {
 bool isHooked(Cpu *C, uint32_t Va) {
   uint32_t Attrs = 0;
   for (uint32_t Byte = 0; Byte < 4; ++Byte)
-    Attrs |= orvy_memoryGetAttrs(C->MemorySpace.Obj, Va + Byte);
+    Attrs |= C->KnownHooks->getAttrs(C->KnownSpace.Obj, Va + Byte);
   return Attrs & ovMA_FetchHook;
 }
 

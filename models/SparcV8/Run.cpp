@@ -18,6 +18,12 @@ struct Turn {
   uint64_t Hops; ///< how often steps without a limit of time may pass to the next event
 };
 
+const MemorySpaceIface *tableOfHooks(void *Space) {
+  return Space ? static_cast<const MemorySpaceIface *>(
+                     orvy_getInterface(Space, "MemorySpaceIface", 0))
+               : nullptr;
+}
+
 void adoptSpace(Cpu *C) {
   bool Same =
       C->KnownSpace.Obj == C->MemorySpace.Obj && C->KnownSpace.Iface == C->MemorySpace.Iface;
@@ -25,6 +31,7 @@ void adoptSpace(Cpu *C) {
     forgetPages(C);
     C->Code->detachAll();
     C->KnownSpace = C->MemorySpace;
+    C->KnownHooks = tableOfHooks(C->KnownSpace.Obj);
   }
   if (C->Code->isFull())
     C->Code->clear();

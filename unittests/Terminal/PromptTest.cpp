@@ -224,6 +224,30 @@ TEST_F(PromptTest, ControlCDropsTheLine) {
   User.expect("\ndone \n");
 }
 
+TEST_F(PromptTest, StopsWhereTheSourceSays) {
+  Terminal User(Home.path(), {"-i"});
+  for (const char *Line :
+       {"source board.orvy", "load obj=memory file=${ORVY_SHARE}/examples/hello.elf dwarf=1",
+        "experimental-debug-add-path path=${ORVY_SHARE}/examples", "cpu-reset", "cpu-set-pc pc=0x40000000",
+        "experimental-debug-break loc=main"}) {
+    User.expect(Prompt);
+    User.enter(Line);
+  }
+  User.expect("Breakpoint 1 set at main @ 0x");
+  User.enter("run");
+  User.expect("Breakpoint 1 hit at hello/hello.c:5 (main)");
+  User.expect(Prompt);
+  User.enter("experimental-debug-list-source cpu=cpu0 lines=1");
+  User.expect("*    5: int main(void) {");
+  User.enter("experimental-debug-break loc=+1 cpu=cpu0");
+  User.expect("Breakpoint 2 set at hello/hello.c:6 @ 0x");
+  User.enter("run");
+  User.expect("Breakpoint 2 hit at hello/hello.c:");
+  User.expect(Prompt);
+  User.enter("run");
+  User.expect("Hello");
+}
+
 class RunTest : public PromptTest, public testing::WithParamInterface<const char *> {};
 
 TEST_P(RunTest, ControlCStopsARunAndTheSignalIsThePromptsAgain) {

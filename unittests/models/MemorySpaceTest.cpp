@@ -210,13 +210,15 @@ TEST_F(MemoryModels, HandOutPagesAndTakeThemBack) {
   EXPECT_EQ(Last.Value, 0xabu);
 
   Keeper ByAttribute(Page);
-  orvy_memorySetAttr(Space, 0x40001000, 4, ovMA_WriteHook);
+  orvy_memorySetAttr(Space, 0x40001000, 4, ovMA_ReadHook);
   EXPECT_TRUE(ByAttribute.Revoked);
   EXPECT_TRUE(read(0x40001ffc, 2));
-  EXPECT_EQ(Last.Page, nullptr); // the whole page is watched now
-  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40001003), unsigned(ovMA_WriteHook));
+  EXPECT_EQ(Last.Page, nullptr); // all reads of the page are watched now
+  EXPECT_TRUE(write(0x40001ffc, 2, 0));
+  EXPECT_NE(Last.Page, nullptr);
+  EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40001003), unsigned(ovMA_ReadHook));
   EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40001004), 0u);
-  orvy_memoryClearAttr(Space, 0x40001000, 0x1000, ovMA_WriteHook);
+  orvy_memoryClearAttr(Space, 0x40001000, 0x1000, ovMA_ReadHook);
   EXPECT_TRUE(read(0x40001ffc, 2));
   EXPECT_NE(Last.Page, nullptr);
 
