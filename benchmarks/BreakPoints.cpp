@@ -25,12 +25,16 @@ public:
     Ram = orvy_createObject("Ram", "benchRam", Args);
     orvy_memoryMap(Space, RamBase, RamSize, Ram, 0);
     orvy_memoryMap(Space, 0x80000100, 0x100, Uart, 0);
+    orvy_memoryMap(Space, 0x80000200, 0x100, Irq, 0);
+    orvy_memoryMap(Space, 0x80000300, 0x100, Timer, 0);
     orvy_connect(Cpu, "memorySpace", Space, "MemAccessIface");
+    orvy_setTimeSource(Uart, Cpu);
+    orvy_setTimeSource(Timer, Cpu);
     orvy_setValueU8(Uart, "config.terminal", 0, -1);
     Table = static_cast<CpuIface *>(orvy_getInterface(Cpu, "CpuIface", -1));
   }
   ~Board() {
-    for (void *Obj : {Cpu, Uart, Space, Ram})
+    for (void *Obj : {Cpu, Timer, Irq, Uart, Space, Ram})
       orvy_disposeObject(Obj);
   }
 
@@ -43,13 +47,15 @@ public:
       return false;
     orvy_cpuReset(Cpu, ovRK_Cold);
     orvy_cpuSetPc(Cpu, RamBase);
-    return Table->run(Cpu, MostCycles) == ovCER_Normal;
+    return Table->run(Cpu, MostCycles) != ovCER_Break;
   }
 
 private:
   void *Cpu = orvy_createObject("SparcV8", "benchCpu", nullptr);
   void *Space = orvy_createObject("MemorySpace", "benchSpace", nullptr);
   void *Uart = orvy_createObject("Uart", "benchUart", nullptr);
+  void *Irq = orvy_createObject("IrqCtrl", "benchIrq", nullptr);
+  void *Timer = orvy_createObject("GpTimer", "benchTimer", nullptr);
   void *Ram;
   CpuIface *Table;
   Ctxt Symbols{Space, Image, Ctxt::Kind::Symtab};

@@ -117,21 +117,6 @@ DisassembleCommand::DisassembleCommand()
 },
               Handler(), "disassemble memory range", {"dis", "disassemble"}) {}
 
-/// Start and size of a function of the current debugging context; zeros if there is none.
-static std::pair<uint64_t, uint64_t> functionRange(const char *Name) {
-  const debugging::Ctxt *Current = debugging::Manager::getDebuggingManager().getCurrent();
-  if (!Current)
-    return {};
-  if (!Current->getDwarf())
-    return Current->getFuncRange(Name);
-  orvy_AddrRange Range = {};
-  if (orvy_dwarfGetNamedAddressRange(Current->getDwarf(), Name, &Range) == 0)
-    return {Range.Low, Range.High - Range.Low};
-  uint64_t Start = 0, Size = 0; // a function in assembly has a symbol only
-  orvy_symtabGetGlobalFuncRange(Current->getSymtab(), Name, &Start, &Size);
-  return {Start, Size};
-}
-
 // The last of the list wins.
 void DisassembleCommand::takeAddress() {
   if (getOption("addr").Valid)
@@ -155,13 +140,14 @@ int DisassembleCommand::run(Interpreter *) {
     return 1;
   }
   if (const Option &Func = getOption("func"); Func.Valid) {
-    const auto [Start, Size] = functionRange(Func.Value.c_str());
-    if (Size == 0) {
+    const debugging::Ctxt *Current = debugging::Manager::getDebuggingManager().getCurrent();
+    const auto Range = Current ? Current->findFuncRange(Func.Value.c_str()) : std::nullopt;
+    if (!Range) {
       orvy_logError(Cpu.Obj, "no such function '%s'", Func.Value.c_str());
       return 1;
     }
-    Address = Start;
-    Count = static_cast<long>(Size / InstrBytes);
+    Address = Range->first;
+    Count = static_cast<long>(Range->second / InstrBytes);
   }
   std::string Lines;
   for (long Index = 0; Index < Count && addLine(Cpu, Lines); ++Index) {

@@ -229,6 +229,16 @@ protected:
     return output(std::string("readelf -W --debug-dump=") + What + " " + Image);
   }
 
+  /// The bytes of a section.
+  std::vector<uint8_t> section(const std::string &Name) {
+    std::vector<uint8_t> Bytes;
+    for (const std::string &Line : output("readelf -x " + Name + " " + Image))
+      if (Line.starts_with("  0x")) // an address, four words, and the same as text
+        for (size_t At = 13; At + 1 < 13 + 36 && Line[At] != ' '; At += Line[At + 2] == ' ' ? 3 : 2)
+          Bytes.push_back(static_cast<uint8_t>(std::stoul(Line.substr(At, 2), nullptr, 16)));
+    return Bytes;
+  }
+
   void expectEntry(DebugInfoEntry &Entry, unsigned Depth);
   void expectEntries();
   void expectAbbrevs();
@@ -399,6 +409,7 @@ void Corpus::expectLocations() {
       Places.push_back({Offset, Low, High});
     else if (sscanf(Line.c_str(), " %8x %8x %8x", &First, &Low, &High) == 3)
       Places.push_back({First, Low, High});
+  const std::vector<uint8_t> Bytes = section(".debug_loc");
   size_t Found = 0;
   for (const ToldEntry &E : Told) {
     const ToldAttribute *Location = E.find("DW_AT_location");
@@ -409,10 +420,12 @@ void Corpus::expectLocations() {
     auto At = std::ranges::find(Places, static_cast<unsigned>(Location->number()), &Place::Offset);
     for (bool Ended = false; At != Places.end() && At->High && !Ended; ++At) {
       bool Reached = At->Low < At->High && Own.getForm() == DW_FORM_sec_offset;
-      // An expression has what is left to the next one but two addresses and its length.
-      size_t Length = Reached ? (At + 1)->Offset - At->Offset - 10 : 0;
-      EXPECT_EQ(Own.getLocList(At->Low).size(), Length) << E.Offset << " " << At->Low;
-      Found += Length > 0;
+      // An expression is what is left to the next one but two addresses and its length.
+      std::vector<uint8_t> Expression;
+      if (Reached)
+        Expression.assign(Bytes.begin() + At->Offset + 10, Bytes.begin() + (At + 1)->Offset);
+      EXPECT_EQ(Own.getLocList(At->Low), Expression) << E.Offset << " " << At->Low;
+      Found += !Expression.empty();
       Ended = At->Low == Unit->getBaseAddress(); // a list is not searched behind such a range
     }
   }

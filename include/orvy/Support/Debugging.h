@@ -211,6 +211,9 @@ public:
   std::optional<Object> getObj(const char *Name) const;
   /// Start and size of a function; zeros if there is none.
   std::pair<uint64_t, uint64_t> getFuncRange(const char *Name) const;
+  /// The same from DWARF or the symbol table, whichever knows the function: compilers describe an
+  /// optimised one in ways that hide its address, and one in assembly not at all.
+  std::optional<std::pair<uint64_t, uint64_t>> findFuncRange(const char *Name) const;
   /// Tells on the error stream where a break point for a function would be.
   void setBreak(const char *Name) const;
   /// Not known: an empty text.

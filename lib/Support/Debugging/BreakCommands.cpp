@@ -87,12 +87,12 @@ int breakAtFileLine(const Request &R, const orvy_BreakLoc &Loc) {
 }
 
 int breakAtFunction(const Request &R, const char *Name) {
-  orvy_AddrRange Range;
-  if (orvy_dwarfGetNamedAddressRange(R.dwarf(), Name, &Range) != 0) {
+  const auto Range = R.Context.findFuncRange(Name);
+  if (!Range) {
     outs() << "cound not get address raneg for '" << Name << "'\n";
     return 1;
   }
-  set(R, Range.Low, "at ", Name);
+  set(R, Range->first, "at ", Name);
   return 0;
 }
 

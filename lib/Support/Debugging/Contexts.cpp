@@ -79,7 +79,7 @@ bool findRange(orvy_Symtab Symbols, const Kinds &K, const char *Name, uint64_t &
 template <typename T>
 std::optional<T> findNamed(orvy_Symtab Symbols, const Kinds &K, const char *Name) {
   uint64_t Start = 0, Size = 0;
-  if (!findRange(Symbols, K, Name, Start, Size))
+  if (!Symbols || !findRange(Symbols, K, Name, Start, Size))
     return std::nullopt;
   const char *File = nullptr, *Found = nullptr;
   K.NameAt(Symbols, &File, &Found, Start);
@@ -112,6 +112,14 @@ std::optional<Function> Ctxt::getFunc(uint64_t Addr) const {
 std::pair<uint64_t, uint64_t> Ctxt::getFuncRange(const char *Name) const {
   const std::optional<Function> Found = getFunc(Name);
   return Found ? Found->getRange() : std::pair<uint64_t, uint64_t>();
+}
+
+std::optional<std::pair<uint64_t, uint64_t>> Ctxt::findFuncRange(const char *Name) const {
+  orvy_AddrRange Range = {};
+  if (Debug && orvy_dwarfGetNamedAddressRange(Debug, Name, &Range) == 0)
+    return std::pair(Range.Low, Range.High - Range.Low);
+  const auto Found = findNamed<Function>(Symbols, Functions, Name);
+  return Found ? std::optional(Found->getRange()) : std::nullopt;
 }
 
 void Ctxt::setBreak(const char *Name) const {
