@@ -1,5 +1,6 @@
 #include "EventQueue.h"
 
+#include "CacheBlock.h"
 #include "InternalError.h"
 
 #include "orvy/Support/Time.h"
@@ -8,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <new>
 
 using orvy::event::EventHeap;
 using orvy::event::Running;
@@ -18,7 +18,6 @@ namespace {
 orvy_EventQueue *AllQueues = nullptr;
 size_t StackedCount = 0; // entries on all stacks: mostly none, and then there is nothing to search
 
-constexpr size_t CacheLine = 64;
 // Slots are 16 bytes. With the root at this offset in a cache line the four grandchildren of any
 // slot share a line, and so do its two children.
 constexpr size_t RootOffset = 16;
@@ -50,18 +49,15 @@ EventHeap::~EventHeap() {
 
 void EventHeap::grow() {
   ORVY_REQUIRE(Reserved < INT32_MAX / 2);
-  size_t Wanted = Reserved ? Reserved * 2 : 16;
-  size_t Bytes = RootOffset + Wanted * sizeof(Slot);
-  void *Block = std::aligned_alloc(CacheLine, (Bytes + CacheLine - 1) / CacheLine * CacheLine);
-  if (!Block)
-    throw std::bad_alloc();
-  auto *Fresh = reinterpret_cast<Slot *>(static_cast<char *>(Block) + RootOffset);
+  size_t Bytes = RootOffset + (Reserved ? Reserved * 2 : 16) * sizeof(Slot);
+  auto *Block = static_cast<char *>(orvy::allocateCacheBlock(Bytes));
+  auto *Fresh = reinterpret_cast<Slot *>(Block + RootOffset);
   if (Slots) {
     std::memcpy(Fresh, Slots, Size * sizeof(Slot));
     std::free(reinterpret_cast<char *>(Slots) - RootOffset);
   }
   Slots = Fresh;
-  Reserved = Wanted;
+  Reserved = (Bytes - RootOffset) / sizeof(Slot);
 }
 
 /// Keeps a queue alive while one of its operations calls out.

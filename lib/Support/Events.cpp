@@ -1,5 +1,6 @@
 #include "orvy/Support/Events.h"
 
+#include "CacheBlock.h"
 #include "EventQueue.h"
 #include "InternalError.h"
 
@@ -11,7 +12,6 @@
 #include "orvy/Support/Time.h"
 
 #include <cstdlib>
-#include <iterator>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -60,16 +60,22 @@ public:
 private:
   struct Block {
     Block *Next;
-    orvy_Event Records[50];
+    orvy_Event Records[];
   };
 
+  /// Each block is twice as long as the one before, up to a large page.
   void addBlock() {
-    Blocks = new Block{Blocks, {}};
-    for (size_t Index = std::size(Blocks->Records); Index > 0; --Index)
-      give(&Blocks->Records[Index - 1]);
+    size_t Bytes = NextBytes;
+    auto *Fresh = static_cast<Block *>(allocateCacheBlock(Bytes));
+    Fresh->Next = std::exchange(Blocks, Fresh);
+    for (size_t Count = (Bytes - sizeof(Block)) / sizeof(orvy_Event); Count > 0; --Count)
+      give(&Fresh->Records[Count - 1]);
+    if (NextBytes < LargePage)
+      NextBytes *= 2;
   }
 
   Block *Blocks = nullptr;
+  size_t NextBytes = 4096;
   orvy_Event *Free = nullptr; // chained by Data
 };
 

@@ -115,6 +115,10 @@ public:
   Property *getPortProp(std::string_view IfaceName) const;
   const char *getLoggingCategory(unsigned Id) const;
 
+  /// Writes the documentation of the class as AsciiDoc to a file, which is replaced, or for null to
+  /// the standard output stream. A file that cannot be written is passed over.
+  void generateDocs(const char *File) const;
+
   unsigned Qualifier; ///< stays the first word: read through the headers of objects
   std::string Name;
   NameMap<std::unique_ptr<Property>> Properties;
