@@ -44,12 +44,12 @@ TEST_F(Pictures, OfTheBoardAndOfNestedComponentsAreDrawn) {
 TEST_F(Pictures, OfEveryClassAreReadAsAsciiDoc) {
   if (!std::filesystem::exists(ORVY_ASCIIDOCTOR))
     GTEST_SKIP() << "asciidoctor is not installed";
-  const std::string List = ORVY_BUILD_ROOT
-                           "/bin/orvy -c 'import Memory SparcV8 Devices Board' -c class-list >" +
-                           Files.path("list");
-  ASSERT_EQ(std::system(List.c_str()), 0);
+  const std::string Import = "import Memory SparcV8 Devices Board\n";
+  const std::string List = Files.file("list.orvy", Import + "class-list");
+  const std::string Run = ORVY_BUILD_ROOT "/bin/orvy " + List + " >" + Files.path("list");
+  ASSERT_EQ(std::system(Run.c_str()), 0);
   std::istringstream Lines(read("list"));
-  std::string Script = "import Memory SparcV8 Devices Board\n", Documents;
+  std::string Script = Import, Documents;
   for (std::string Line; std::getline(Lines, Line);)
     if (Line.starts_with("  ")) {
       const std::string Class = Line.substr(2, Line.find(' ', 2) - 2);
