@@ -4,6 +4,7 @@
 #include "InternalError.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 using namespace orvy;
@@ -94,16 +95,36 @@ uint64_t StructType::computeOffset(size_t Index) const {
 
 // Unions.
 
-static bool isReal(const Type &Ty) {
-  const auto AreReal = [](const std::vector<Field> &Fields) {
-    return std::all_of(Fields.begin(), Fields.end(),
-                       [](const Field &Each) { return isReal(*Each.Ty); });
-  };
+// The fields of a compound type, null for any other.
+static const std::vector<Field> *fieldsOf(const Type &Ty) {
   if (Ty.Kind == Type::Struct)
-    return AreReal(static_cast<const StructType &>(Ty).getFields());
-  if (Ty.Kind == Type::Union)
-    return AreReal(static_cast<const UnionType &>(Ty).getFields());
-  return Ty.Kind == Type::Real;
+    return &static_cast<const StructType &>(Ty).getFields();
+  return Ty.Kind == Type::Union ? &static_cast<const UnionType &>(Ty).getFields() : nullptr;
+}
+
+// Whether something else than a real number lies in a range of a type.
+static bool holdsInteger(const Type &Ty, uint64_t From, uint64_t To, uint64_t At = 0) {
+  const std::vector<Field> *Fields = fieldsOf(Ty);
+  if (!Fields)
+    return Ty.Kind != Type::Real && At < To && At + Ty.getSize() > From;
+  return std::any_of(Fields->begin(), Fields->end(), [&](const Field &Each) {
+    return holdsInteger(*Each.Ty, From, To, At + Each.Offset);
+  });
+}
+
+// libffi knows no unions: it gets a structure that travels in the same registers, by eight bytes at
+// a time, which are integers if any integer lies in them (System V ABI, AMD64, 3.2.3).
+static std::vector<ffi_type *> describeUnion(const UnionType &Ty) {
+  std::vector<ffi_type *> Types;
+  for (uint64_t From = 0; From < Ty.getSize(); From += 8) {
+    const uint64_t Bytes = std::min<uint64_t>(Ty.getSize() - From, 8);
+    const uint64_t Unit = std::bit_floor(std::min(Ty.getAlignment(), Bytes));
+    ffi_type *Piece = Unit == 8 ? &ffi_type_double : &ffi_type_float;
+    if (holdsInteger(Ty, From, From + Bytes))
+      Piece = describeInteger(Unit * 8, IntegerType::UnsignedInteger);
+    Types.insert(Types.end(), roundUp(Bytes, Unit) / Unit, Piece);
+  }
+  return Types;
 }
 
 UnionType::UnionType(const char *Name)
@@ -114,23 +135,12 @@ ffi_type *UnionType::getFFIType() const {
   return &Description->Description;
 }
 
-// libffi knows no unions: it gets a structure that travels in the same registers. One integer among
-// the fields makes integers of all of them.
 void UnionType::addField(const char *Name, const Type *Ty, const char *Doc) {
   ORVY_REQUIRE(Ty && Ty != this);
   Fields.push_back({Name, Ty, 0, Doc});
   Alignment = std::max(Alignment, alignmentOf(*Ty));
   Size = std::max(Size, Ty->getSize());
-  if (isReal(*this)) {
-    const auto Widest =
-        std::max_element(Fields.begin(), Fields.end(), [](const Field &Left, const Field &Right) {
-          return Left.Ty->getSize() < Right.Ty->getSize();
-        });
-    Description->setElements({Widest->Ty->getFFIType()});
-  } else {
-    ffi_type *Unit = describeInteger(Alignment * 8, IntegerType::UnsignedInteger);
-    Description->setElements(std::vector<ffi_type *>(roundUp(Size, Alignment) / Alignment, Unit));
-  }
+  Description->setElements(describeUnion(*this));
 }
 
 // Views.

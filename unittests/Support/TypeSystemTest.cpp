@@ -177,6 +177,36 @@ TEST(CompoundTypes, LieAndTravelAsTheCompilersDo) {
   Triples<int8_t, uint16_t, int32_t, uint64_t, float, double, char *>::checkAll();
 }
 
+TEST(CompoundTypes, TravelInsideUnions) {
+  StructType Floats("Floats");
+  for (const char *Name : {"First", "Second", "Third"})
+    Floats.addField(Name, &RealType::s_FloatTy, "");
+  UnionType Ty("U");
+  Ty.addField("Int", &IntegerType::s_I32Ty, "");
+  Ty.addField("Floats", &Floats, "");
+  union Choice {
+    int32_t Int;
+    float Floats[3];
+  };
+  const Choice Value = {
+      .Floats = {1.5f, 2.5f, 3.5f}
+  };
+  const auto Pass = [](Choice Given) { return Given; };
+  const Choice Returned = Triple<float, float, float>::callThrough<Choice>(Pass, Ty, Value);
+  EXPECT_THAT(Returned.Floats, ::testing::ElementsAre(1.5f, 2.5f, 3.5f))
+      << "the first two in an integer register, the third in one of real numbers";
+
+  StructType Bytes("Bytes");
+  for (int Index = 0; Index < 11; ++Index)
+    Bytes.addField("", &IntegerType::s_I8Ty, "");
+  Ty.addField("Bytes", &Bytes, "");
+  EXPECT_EQ(Ty.getSize(), 12u);
+  UnionType Odd("Odd");
+  Odd.addField("Int", &IntegerType::s_I32Ty, "");
+  Odd.addField("Bytes", &Bytes, "");
+  EXPECT_EQ(Odd.getSize(), 11u);
+}
+
 TEST(CompoundTypes, AreAlignedAsTheirFirstField) {
   const Type *Fields[] = {&IntegerType::s_I8Ty, &IntegerType::s_I32Ty};
   const std::unique_ptr<StructType> Ty(orvy_typesysRegisterStruct("S", 2, Fields));

@@ -126,9 +126,6 @@ public:
   /// Whether the text has ended inside something unfinished: a quote, or behind a backslash.
   bool isCut() const { return NeedsMore; }
 
-protected:
-  const Tracing Says;
-
 private:
   Token lex();
   bool skipBlanks();
@@ -149,6 +146,9 @@ private:
   uint32_t Column = 1;
   Token Current;
   bool NeedsMore = false;
+
+protected:
+  const Tracing Says;
 };
 
 } // namespace orvy::cl

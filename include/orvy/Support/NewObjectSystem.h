@@ -71,6 +71,8 @@ public:
   const orvy_ObjectDisposeFunc DisposeFunc;
 
 private:
+  std::vector<std::unique_ptr<BitFieldType>> BitFields; // nobody uses these two yet
+  std::map<std::string, std::unique_ptr<Type>> Records;
   orvy::Function CreateRecord;
   orvy::Function DisposeRecord;
 };

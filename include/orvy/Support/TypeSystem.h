@@ -39,6 +39,7 @@ typedef ORVY_ENUM(orvy_BuiltInType){
     ovBT_Uintptr = 10, ovBT_I8 = 11,  ovBT_U8 = 12,   ovBT_I16 = 13,  ovBT_U16 = 14,
     ovBT_I32 = 15,     ovBT_U32 = 16, ovBT_I64 = 17,  ovBT_U64 = 18,  ovBT_Float = 19,
     ovBT_Double = 20} orvy_BuiltInType;
+ORVY_STATIC_ASSERT(sizeof(orvy_BuiltInType) == 4, "boundary enumeration");
 
 /** The record of a built-in type. Any other value is an internal error. */
 ORVY_API const orvy_MetaType *orvy_typesysGetBuiltIn(orvy_BuiltInType Which);
