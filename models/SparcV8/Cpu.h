@@ -131,9 +131,9 @@ struct Cpu {
   bool TrapReturned;    ///< a rett is to be notified
   uint32_t PendingTrap; ///< raised from outside under the instruction in progress, 0 if none
   uint64_t SliceEnd;    ///< cycles at which the present slice ends at the latest
-  orvy_IfaceRef KnownSpace; ///< the memory space that the caches were filled from
+  orvy_IfaceRef KnownSpace;           ///< the memory space that the caches were filled from
   const MemorySpaceIface *KnownHooks; ///< who tells of its fetch hooks; null if nobody does
-  int64_t TrapEntry;        ///< notification ids
+  int64_t TrapEntry;                  ///< notification ids
   int64_t TrapExit;
   jmp_buf *Leave; ///< where raiseTrapNoReturn goes
   CodeCache *Code;

@@ -228,8 +228,8 @@ TEST_F(PromptTest, StopsWhereTheSourceSays) {
   Terminal User(Home.path(), {"-i"});
   for (const char *Line :
        {"source board.orvy", "load obj=memory file=${ORVY_SHARE}/examples/hello.elf dwarf=1",
-        "experimental-debug-add-path path=${ORVY_SHARE}/examples", "cpu-reset", "cpu-set-pc pc=0x40000000",
-        "experimental-debug-break loc=main"}) {
+        "experimental-debug-add-path path=${ORVY_SHARE}/examples", "cpu-reset",
+        "cpu-set-pc pc=0x40000000", "experimental-debug-break loc=main"}) {
     User.expect(Prompt);
     User.enter(Line);
   }
