@@ -107,7 +107,9 @@ INSTANTIATE_TEST_SUITE_P(
     Kinds, WatchPoints,
     testing::Values(Watch{BreakPoint::Read, Counter, ovCER_BreakRead, LoadOfCounter},
                     Watch{BreakPoint::Write, Counter, ovCER_BreakWrite, StoreOfCounter},
-                    Watch{BreakPoint::Exchange, Lock, ovCER_BreakWrite, SwapOfLock}));
+                    Watch{BreakPoint::Exchange, Lock, ovCER_BreakWrite, SwapOfLock},
+                    Watch{BreakPoint::Read, Lock, ovCER_BreakWrite, SwapOfLock},
+                    Watch{BreakPoint::Write, Lock, ovCER_BreakWrite, SwapOfLock}));
 
 TEST_F(BreakPoints, MeetPartsOfWhatTheyWatch) {
   context().Breaks.createHandler(BreakPoint::Write, Counter + 3);

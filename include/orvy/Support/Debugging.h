@@ -56,7 +56,7 @@ typedef ORVY_ENUM(orvy_BreakAction){
 /**
  * Asks the debugging contexts of a memory space about an access to an address whose hook is set,
  * and shows the messages of the break points that it meets. For memory spaces.
- * @param Kind an orvy_BreakKind
+ * @param Kind an orvy_BreakKind; an exchange meets the break points of reads and writes as well
  * @param Mt the access, with its physical address in Pa and the processor in Initiator
  * @return an orvy_BreakAction; stop if any context wants it
  */

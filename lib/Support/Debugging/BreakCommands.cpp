@@ -35,6 +35,16 @@ int complainOfCpu() {
   return complain(1, "could not get current CPU cannot determine break loc");
 }
 
+/// Whether a number is one that a line can have.
+bool isLine(int64_t Line) {
+  return Line >= 0 && Line <= UINT32_MAX;
+}
+
+uint64_t addressOf(const Request &R, const std::string &File, int64_t Line) {
+  return isLine(Line) ? orvy_dwarfGetBreakLoc(R.dwarf(), File.c_str(), static_cast<uint32_t>(Line))
+                      : NoAddress;
+}
+
 int breakAtLine(const Request &R, int64_t Line) {
   if (!R.Pc)
     return complainOfCpu();
@@ -43,7 +53,7 @@ int breakAtLine(const Request &R, int64_t Line) {
   if (!UnitName)
     return complain(1, "could not get name for CU");
   const std::string Name = fs::normalisePath(UnitName);
-  const uint64_t Addr = orvy_dwarfGetBreakLoc(R.dwarf(), Name.c_str(), static_cast<uint32_t>(Line));
+  const uint64_t Addr = addressOf(R, Name, Line);
   if (Addr == NoAddress)
     return complain(-1, "could not get address for ", Name);
   set(R, Addr, "at ", Name, ":", Line);
@@ -56,16 +66,18 @@ uint64_t addressNear(const Request &R, const std::string &File, int64_t Line) {
   auto *Unit = static_cast<dwarf::CompilationUnit *>(orvy_dwarfGetCUForAddr(R.dwarf(), *R.Pc));
   const dwarf::LineNumberProgram *Program = Unit ? Unit->getLineNumberProgram() : nullptr;
   unsigned long Addr = 0;
-  if (Program && Program->getBreakLocation(File.c_str(), Line, 0, Addr))
+  if (isLine(Line) && Program && Program->getBreakLocation(File.c_str(), Line, 0, Addr))
     return Addr;
-  return orvy_dwarfGetBreakLoc(R.dwarf(), File.c_str(), static_cast<uint32_t>(Line));
+  return addressOf(R, File, Line);
 }
 
 int breakAtRelativeLine(const Request &R, int64_t Lines) {
   if (!R.Pc)
     return complainOfCpu();
   const orvy_SourceLoc Here = orvy_dwarfGetSourceLocForAddr(R.dwarf(), *R.Pc);
-  const int64_t Line = Here.Line + Lines;
+  int64_t Line = 0;
+  if (__builtin_add_overflow(int64_t{Here.Line}, Lines, &Line))
+    Line = INT64_MAX;
   const std::string File = Here.File ? Here.File : "";
   const uint64_t Addr = Here.File ? addressNear(R, File, Line) : NoAddress;
   if (Addr == NoAddress)
@@ -78,8 +90,7 @@ int breakAtRelativeLine(const Request &R, int64_t Lines) {
 int breakAtFileLine(const Request &R, const orvy_BreakLoc &Loc) {
   const std::string File(Loc.Start, Loc.End + 1);
   orvy_logDebugFunc(nullptr, "file with line '%s'", File.c_str());
-  const uint64_t Addr =
-      orvy_dwarfGetBreakLoc(R.dwarf(), File.c_str(), static_cast<uint32_t>(Loc.Line));
+  const uint64_t Addr = addressOf(R, File, Loc.Line);
   if (Addr == NoAddress)
     return complain(0, "could not get address for line ", Loc.Line);
   set(R, Addr, "at ", File, ":", Loc.Line);

@@ -124,9 +124,14 @@ int orvy_debugHandleAccess(void *Space, uint32_t Kind, const orvy_MemTransaction
   // A device may access memory as well; only a processor has a program counter.
   void *Cpu = Mt->Initiator && orvy_isCpu(Mt->Initiator) ? Mt->Initiator : nullptr;
   int Action = ovBA_None;
-  for (const auto &[Path, Context] : Manager::getDebuggingManager().getAll())
-    if (Context->getMemory() == Space)
-      Action = std::max(Action, Context->Breaks.hit(static_cast<BreakPoint::Kind>(Kind), Cpu, Mt));
+  for (const auto &[Path, Context] : Manager::getDebuggingManager().getAll()) {
+    if (Context->getMemory() != Space)
+      continue;
+    Action = std::max(Action, Context->Breaks.hit(static_cast<BreakPoint::Kind>(Kind), Cpu, Mt));
+    if (Kind == ovBK_Exchange) // reads and writes in one
+      for (const BreakPoint::Kind Half : {BreakPoint::Read, BreakPoint::Write})
+        Action = std::max(Action, Context->Breaks.hit(Half, Cpu, Mt));
+  }
   if (Action == ovBA_Stop && Kind != ovBK_Fetch && Manager::ResumeWatchpoints)
     return ovBA_Resume;
   return Action;

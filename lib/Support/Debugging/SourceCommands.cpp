@@ -6,6 +6,7 @@
 #include "HexText.h"
 #include "orvy/Support/DwarfLines.h"
 
+#include <algorithm>
 #include <cstring>
 
 using namespace orvy;
@@ -91,7 +92,8 @@ static int listSource(Command &Cmd, Interpreter *) {
   const orvy_Dwarf Dwarf = requireCurrentDwarf();
   if (!Dwarf)
     return 1;
-  const auto Lines = static_cast<uint32_t>(given<unsigned long>(Cmd, "lines").value_or(5));
+  const auto Lines = static_cast<uint32_t>(
+      std::min<unsigned long>(given<unsigned long>(Cmd, "lines").value_or(5), UINT32_MAX));
   const std::optional<uint64_t> Addr = givenPlace(Cmd);
   if (!Addr)
     return 1;
