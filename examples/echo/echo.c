@@ -12,7 +12,9 @@ static char getChar(void) {
   return (char)UART_DATA;
 }
 
-static char capital(char C) { return C >= 'a' && C <= 'z' ? (char)(C - 'a' + 'A') : C; }
+static char capital(char C) {
+  return C >= 'a' && C <= 'z' ? (char)(C - 'a' + 'A') : C;
+}
 
 int main(void) {
   int Column = 0;
