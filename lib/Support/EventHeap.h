@@ -63,9 +63,10 @@ public:
   void fetch(size_t Index) const {
     if (Size < Large)
       return;
+    const size_t Child = 2 * Index + 1;
     __builtin_prefetch(&Slots[Index]);
     __builtin_prefetch(&Slots[parent(Index | 1)]);
-    __builtin_prefetch(&Slots[2 * Index + 1]);
+    __builtin_prefetch(&Slots[Child < Size ? Child : Index]);
   }
 
   /// Whether no event lies before its parent.

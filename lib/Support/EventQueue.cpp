@@ -30,7 +30,7 @@ void sleepFor(uint64_t Nanos) {
 }
 
 /// Waits until a real-time event is due by the wall clock. Returns whether it was late.
-bool paceRealTime(const orvy_Event *Event) {
+[[gnu::noinline]] bool paceRealTime(const orvy_Event *Event) {
   uint64_t Now = orvy_timeGetMonotonicWct();
   if (Now >= Event->RTTime) {
     orvy::event::notifyTimeSlip();
@@ -95,12 +95,6 @@ void orvy_EventQueue::dispose() {
   Disposed = true;
   if (Uses == 0)
     delete this;
-}
-
-void orvy_EventQueue::schedule(orvy_Event *Event, int64_t Time) {
-  Event->Time = Time;
-  Event->Flags &= ~static_cast<uint32_t>(ovEF_Descheduled);
-  Heap.insert(Event);
 }
 
 void orvy_EventQueue::remove(orvy_Event *Event) {

@@ -29,7 +29,12 @@ public:
 
   int64_t firstTime() const { return !Stack.empty() ? 0 : Heap.empty() ? -1 : Heap.rootTime(); }
 
-  void schedule(orvy_Event *Event, int64_t Time);
+  /// Puts an event that is in no heap on this one's.
+  void schedule(orvy_Event *Event, int64_t Time) {
+    Event->Time = Time;
+    Event->Flags &= ~static_cast<uint32_t>(ovEF_Descheduled);
+    Heap.insert(Event);
+  }
   void remove(orvy_Event *Event);
   void push(orvy_Event *Event);
   int64_t trigger(int64_t Time);

@@ -2,6 +2,7 @@
 
 #include "CacheBlock.h"
 #include "EventQueue.h"
+#include "EventTable.h"
 #include "InternalError.h"
 
 #include "orvy/Support/Commands.h"
@@ -30,15 +31,14 @@ namespace {
 
 int64_t g_TimeSlipNotification = 0;
 
-/// Slot id-1 holds the event; a depublished slot stays as a null entry.
-constinit std::vector<orvy_Event *> EventVector;
+constinit EventTable Table;
 std::map<EventKey, int64_t> EventMap;
 std::map<int64_t, EventKey> EventNameMap;
 /// Ids by owner, in the order of publishing, so that disposing an object looks at its own events
 /// only.
 std::unordered_map<void *, std::vector<int64_t>> EventsByOwner;
 
-/// Records of the library. They lie together, however far apart in time they are published: a heap
+/// Records of one-shot events. They lie together, however far apart in time they are posted: a heap
 /// of many events writes to a few of them at each step. Blocks stay for the life of the process.
 class RecordPool {
 public:
@@ -79,23 +79,21 @@ private:
   orvy_Event *Free = nullptr; // chained by Data
 };
 
-constinit RecordPool Records;
-
-bool isValid(int64_t EvId) {
-  return EvId > 0 && static_cast<uint64_t>(EvId) <= EventVector.size();
-}
+constinit RecordPool OneShots;
 
 orvy_Event *&slot(int64_t EvId) {
-  ORVY_REQUIRE(isValid(EvId));
-  return EventVector[static_cast<size_t>(EvId - 1)];
+  ORVY_REQUIRE(Table.contains(EvId));
+  return Table[EvId].Event;
 }
 
-int64_t publish(const char *Name, orvy_Event *Event, void *Obj, orvy_EventFunc Func,
-                uint32_t Flags) {
-  ORVY_REQUIRE(Name && Event && Func);
-  int64_t EvId = static_cast<int64_t>(EventVector.size()) + 1;
-  *Event = {-1, EvId, Flags, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
-  EventVector.push_back(Event);
+/// Publishes an owner's record, or without one a record of the library.
+int64_t publish(const char *Name, orvy_Event *Event, void *Obj, orvy_EventFunc Func) {
+  ORVY_REQUIRE(Name && Func);
+  EventTable::Slot &Slot = Table.add();
+  const int64_t EvId = Table.lastId();
+  const uint32_t Flags = Event ? 0 : uint32_t{ovEF_LibraryOwned};
+  Slot.Event = Event ? Event : Slot.takeRecord();
+  *Slot.Event = {-1, EvId, Flags, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
   EventMap.try_emplace({Name, Obj}, EvId);
   EventNameMap.try_emplace(EvId, Name, Obj);
   EventsByOwner[Obj].push_back(EvId);
@@ -122,20 +120,29 @@ void withdraw(int64_t EvId) {
   releaseRecord(Event);
 }
 
-[[gnu::noinline]] void takeOffToPost(orvy_Event *Event, const char *ScheduledText) {
-  Event->Queue->Heap.fetch(static_cast<size_t>(Event->QueueIdx));
+/// Takes an event that is to be posted off the heap it is on, and says so.
+void takeOff(orvy_Event *Event, const char *ScheduledText) {
+  const auto Index = static_cast<size_t>(Event->QueueIdx);
+  Event->Queue->Heap.fetch(Index);
   orvy_logWarning(Event->Obj, "%s", ScheduledText);
-  Event->Queue->remove(Event);
+  Event->Queue->Heap.removeAt(Index);
 }
 
-/// The event to post, off its former heap; null, with an error, if there is none.
-orvy_Event *prepare(int64_t EvId, const char *InvalidText, const char *ScheduledText) {
-  orvy_Event *Event = eventForId(EvId);
-  if (!Event)
-    orvy_logError(nullptr, "%s", InvalidText);
-  else if (Event->Queue)
-    takeOffToPost(Event, ScheduledText);
-  return Event;
+/// Posts an event that is scheduled already.
+[[gnu::noinline]] void postAgain(orvy_EventQueue *Queue, orvy_Event *Event, int64_t Time) {
+  takeOff(Event, "event already scheduled when posting");
+  Queue->schedule(Event, Time);
+}
+
+/// Posts a real-time event; its delay by the wall clock begins now.
+[[gnu::noinline]] void postRealTime(orvy_EventQueue *Queue, orvy_Event *Event, int64_t Time,
+                                    int64_t WallDelayNanos) {
+  if (Event->Queue)
+    takeOff(Event, "event already scheduled when posting");
+  Event->RTTime = orvy_timeGetMonotonicWct() + static_cast<uint64_t>(WallDelayNanos);
+  orvy_logInfo(nullptr, "post relative event %ld %ld", static_cast<long>(Event->RTTime),
+               static_cast<long>(WallDelayNanos));
+  Queue->schedule(Event, Time);
 }
 
 } // namespace
@@ -165,7 +172,7 @@ int64_t idForKey(const std::string &Name, void *Obj) {
 }
 
 orvy_Event *eventForId(int64_t EvId) {
-  return isValid(EvId) ? slot(EvId) : nullptr;
+  return Table.contains(EvId) ? Table[EvId].Event : nullptr;
 }
 
 static void printState(const orvy_Event &Event) {
@@ -201,12 +208,14 @@ void notifyTimeSlip() {
 }
 
 orvy_Event *allocateAdHoc() {
-  return Records.take();
+  return OneShots.take();
 }
 
 void releaseRecord(orvy_Event *Event) {
-  if (Event->Flags & (ovEF_AdHoc | ovEF_LibraryOwned))
-    Records.give(Event);
+  if (Event->Flags & ovEF_AdHoc)
+    OneShots.give(Event);
+  else if (Event->Flags & ovEF_LibraryOwned)
+    EventTable::giveRecord(Event);
   else
     releaseOldStyle(Event);
 }
@@ -216,7 +225,7 @@ void forgetAll() {
   EventMap.clear();
   EventsByOwner.clear();
   OldStyleEventMap.clear(); // ids start anew
-  EventVector.clear();
+  Table.clear();
 }
 
 } // namespace orvy::event
@@ -224,16 +233,17 @@ void forgetAll() {
 using namespace orvy::event;
 
 int64_t orvy_eventPublish(const char *Name, void *Obj, orvy_EventFunc Func) {
-  return publish(Name, Records.take(), Obj, Func, ovEF_LibraryOwned);
+  return publish(Name, nullptr, Obj, Func);
 }
 
 int64_t orvy_eventPublishStruct(const char *Name, orvy_Event *Event, void *Obj,
                                 orvy_EventFunc Func) {
-  return publish(Name, Event, Obj, Func, 0);
+  ORVY_REQUIRE(Event);
+  return publish(Name, Event, Obj, Func);
 }
 
 void orvy_eventDepublish(int64_t EvId) {
-  if (!isValid(EvId)) {
+  if (!Table.contains(EvId)) {
     orvy_logError(nullptr, "depublishing invalid event");
     return;
   }
@@ -241,8 +251,8 @@ void orvy_eventDepublish(int64_t EvId) {
 }
 
 void orvy_eventDepublishAll(void) {
-  for (size_t Index = 0; Index < EventVector.size(); ++Index)
-    withdraw(static_cast<int64_t>(Index) + 1);
+  for (int64_t EvId = 1; EvId <= Table.lastId(); ++EvId)
+    withdraw(EvId);
   forgetAll();
 }
 
@@ -309,23 +319,22 @@ void orvy_disposeEventQueue(orvy_EventQueue *Queue) {
 }
 
 void orvy_eventPostAbsoluteInQueueInternal(orvy_EventQueue *Queue, int64_t EvId, int64_t Time) {
-  if (orvy_Event *Event =
-          prepare(EvId, "posting absolute invalid event", "event already scheduled when posting"))
+  orvy_Event *Event = eventForId(EvId);
+  if (!Event)
+    orvy_logError(nullptr, "posting absolute invalid event");
+  else if (Event->Queue)
+    postAgain(Queue, Event, Time);
+  else
     Queue->schedule(Event, Time);
 }
 
 void orvy_eventPostRelativeInQueueInternal(orvy_EventQueue *Queue, int64_t EvId, int64_t Time,
                                            int64_t WallDelayNanos) {
-  orvy_Event *Event =
-      prepare(EvId, "posting absolute invalid event", "event already scheduled when posting");
-  if (!Event)
-    return;
-  if (Event->Flags & ovEF_RealTime) {
-    Event->RTTime = orvy_timeGetMonotonicWct() + static_cast<uint64_t>(WallDelayNanos);
-    orvy_logInfo(nullptr, "post relative event %ld %ld", static_cast<long>(Event->RTTime),
-                 static_cast<long>(WallDelayNanos));
-  }
-  Queue->schedule(Event, Time);
+  orvy_Event *Event = eventForId(EvId);
+  if (Event && Event->Flags & ovEF_RealTime)
+    postRealTime(Queue, Event, Time, WallDelayNanos);
+  else
+    orvy_eventPostAbsoluteInQueueInternal(Queue, EvId, Time);
 }
 
 void orvy_eventPostOneShotInternal(orvy_EventQueue *Queue, void *Obj, orvy_EventFunc Func,
@@ -336,10 +345,13 @@ void orvy_eventPostOneShotInternal(orvy_EventQueue *Queue, void *Obj, orvy_Event
 }
 
 void orvy_eventStackPostInternal(orvy_EventQueue *Queue, int64_t EvId) {
-  orvy_Event *Event =
-      prepare(EvId, "stack posting invalid event", "event already scheduled when stack posting");
-  if (!Event)
+  orvy_Event *Event = eventForId(EvId);
+  if (!Event) {
+    orvy_logError(nullptr, "stack posting invalid event");
     return;
+  }
+  if (Event->Queue)
+    takeOff(Event, "event already scheduled when stack posting");
   Event->Flags &= ~static_cast<uint32_t>(ovEF_Descheduled);
   Queue->push(Event);
 }

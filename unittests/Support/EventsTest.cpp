@@ -235,6 +235,33 @@ TEST_F(EventQueue, FiresOneAtATime) {
   EXPECT_THAT(Fired, ElementsAre("b", "a"));
 }
 
+// More than one block of the table holds; owners' records lie between those of the library.
+TEST_F(EventQueue, IdsAndRecordsStandHoweverManyEventsArePublished) {
+  constexpr int Count = 140000;
+  static int64_t Sum;
+  Sum = 0;
+  auto Add = [](orvy_Event *Event) { Sum += Event->EventId; };
+  std::vector<orvy_Event> Own(Count / 7);
+  std::vector<orvy_Event *> Records;
+  for (int Index = 0; Index < Count; ++Index) {
+    int64_t Id = Index % 7 == 0
+                     ? orvy_eventPublishStruct("own", &Own[Records.size() / 7], nullptr, Add)
+                     : orvy_eventPublish("library's", nullptr, Add);
+    ASSERT_EQ(Id, Index + 1);
+    Records.push_back(orvy_eventPtrNS(Id));
+    post(Id, Count - Index);
+  }
+  for (int Index = 0; Index < Count; ++Index) {
+    ASSERT_EQ(orvy_eventPtrNS(Index + 1), Records[Index]);
+    ASSERT_EQ(Records[Index]->EventId, Index + 1);
+  }
+  for (int Index = 0; Index < Count; Index += 2)
+    orvy_eventDepublish(Index + 1);
+  EXPECT_EQ(orvy_eventTrigger(Queue, Count), -1);
+  EXPECT_EQ(Sum, int64_t{Count} / 2 * (Count / 2 + 1)); // those with even ids
+  orvy_eventDepublishAll();                             // ahead of the owner's records
+}
+
 TEST_F(EventQueue, EventsMayGoAwayWhileTheyRunOrLieOnAStack) {
   int64_t Self = publish("self", [](orvy_Event *E) { orvy_eventDepublish(E->EventId); });
   orvy_eventSetPeriodCycles(Self, 5);
