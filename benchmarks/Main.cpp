@@ -15,21 +15,26 @@ namespace {
 /// The options, behind those that hold unless they say otherwise. Repetitions of a path and of its
 /// yardstick alternate, so that what else the machine does falls on both.
 std::vector<char *> withDefaults(int argc, char **argv) {
-  static char Repetitions[] = "--benchmark_repetitions=9";
+  static char Repetitions[] = "--benchmark_repetitions=25";
   static char Interleaving[] = "--benchmark_enable_random_interleaving=true";
-  static char MinTime[] = "--benchmark_min_time=0.05";
+  static char MinTime[] = "--benchmark_min_time=0.02";
   std::vector<char *> Args = {argv[0], Repetitions, Interleaving, MinTime};
   Args.insert(Args.end(), argv + 1, argv + argc);
   return Args;
 }
 
-bool startLibrary(const char *Program) {
+const char *Program;
+
+bool startLibrary() {
   orvy_initPathSupport(Program);
   orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy_logSetLevel(ovLOG_Error);
-  return orvy_loadPlugin("Memory") == 0 && orvy_loadPlugin("SparcV8") == 0 &&
-         orvy_loadPlugin("Devices") == 0;
+  if (orvy_loadPlugin("Memory") == 0 && orvy_loadPlugin("SparcV8") == 0 &&
+      orvy_loadPlugin("Devices") == 0)
+    return true;
+  std::fprintf(stderr, "benchmarks: a model could not be loaded\n");
+  return false;
 }
 
 } // namespace
@@ -40,10 +45,6 @@ int main(int argc, char **argv) {
   benchmark::Initialize(&Count, Args.data());
   if (benchmark::ReportUnrecognizedArguments(Count, Args.data()))
     return 1;
-  if (!startLibrary(argv[0])) {
-    std::fprintf(stderr, "benchmarks: a model could not be loaded\n");
-    return 2;
-  }
-  bench::runAll();
-  return 0;
+  Program = argv[0];
+  return bench::runAll(startLibrary) ? 0 : 1;
 }

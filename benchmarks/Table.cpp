@@ -2,9 +2,14 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
+#include <regex>
 #include <utility>
 #include <vector>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace bench {
 
@@ -36,15 +41,18 @@ public:
 
   void ReportRuns(const std::vector<Run> &Runs) override {
     for (const Run &R : Runs)
-      if (R.run_type == Run::RT_Iteration && !R.error_occurred)
+      if (R.error_occurred)
+        Error = R.error_message;
+      else if (R.run_type == Run::RT_Iteration)
         Nanos[R.run_name.function_name].push_back(nanosPerItem(R));
   }
 
-  /// Median of a benchmark; 0 if it did not run.
+  /// Why a benchmark could not run; empty if all could.
+  const std::string &error() const { return Error; }
+
+  /// Median of a benchmark that has run.
   double median(const std::string &Name) {
     std::vector<double> &Times = Nanos[Name];
-    if (Times.empty())
-      return 0;
     auto Middle = Times.begin() + static_cast<std::ptrdiff_t>(Times.size() / 2);
     std::nth_element(Times.begin(), Middle, Times.end());
     return *Middle;
@@ -59,6 +67,7 @@ private:
   }
 
   std::map<std::string, std::vector<double>> Nanos;
+  std::string Error;
 };
 
 std::string goalText(const Goal &G) {
@@ -73,13 +82,39 @@ std::string goalText(const Goal &G) {
 }
 
 void print(const Row &R, Collector &Results) {
+  if (!Results.error().empty()) {
+    std::printf("%-44s left out: %s\n", R.Name.c_str(), Results.error().c_str());
+    return;
+  }
   double Path = Results.median(pathName(R));
   double Yardstick = Results.median(yardstickName(R));
-  if (Path == 0 || Yardstick == 0)
-    return; // not among those chosen
   bool IsMet = Path <= R.Allowed.Times * Yardstick + R.Allowed.Plus;
   std::printf("%-44s %9.2f %9.2f %7.2f  %s%s\n", R.Name.c_str(), Path, Yardstick, Path / Yardstick,
               goalText(R.Allowed).c_str(), IsMet ? "" : "  missed");
+}
+
+void runHere(const Row &R) {
+  benchmark::RegisterBenchmark(pathName(R).c_str(), R.Path);
+  benchmark::RegisterBenchmark(yardstickName(R).c_str(), R.Yardstick);
+  Collector Results;
+  benchmark::RunSpecifiedBenchmarks(&Results, "all");
+  print(R, Results);
+}
+
+bool runAlone(const Row &R, bool (*Start)()) {
+  std::fflush(stdout);
+  const pid_t Child = fork();
+  if (Child == 0) {
+    if (!Start())
+      std::exit(1);
+    runHere(R);
+    std::exit(0);
+  }
+  int Status = 0;
+  if (Child > 0 && waitpid(Child, &Status, 0) == Child && Status == 0)
+    return true;
+  std::fprintf(stderr, "benchmarks: \"%s\" failed\n", R.Name.c_str());
+  return false;
 }
 
 } // namespace
@@ -89,16 +124,14 @@ int compare(std::string Name, Goal Allowed, Function Path, Function Yardstick) {
   return 0;
 }
 
-void runAll() {
-  for (const Row &R : rows()) {
-    benchmark::RegisterBenchmark(pathName(R).c_str(), R.Path);
-    benchmark::RegisterBenchmark(yardstickName(R).c_str(), R.Yardstick);
-  }
-  Collector Results;
-  benchmark::RunSpecifiedBenchmarks(&Results);
+bool runAll(bool (*Start)()) {
+  const std::regex Chosen(benchmark::GetBenchmarkFilter());
   std::printf("%-44s %9s %9s %7s  %s\n", "hot path", "ns", "yardstick", "ratio", "goal");
+  bool AllRan = true;
   for (const Row &R : rows())
-    print(R, Results);
+    if (std::regex_search(pathName(R), Chosen))
+      AllRan &= runAlone(R, Start);
+  return AllRan;
 }
 
 } // namespace bench

@@ -27,9 +27,10 @@ constexpr Goal below(double Nanos) {
 /// is more than one operation, both set the number of items processed. Returns 0, for a static.
 int compare(std::string Row, Goal Allowed, Function Path, Function Yardstick);
 
-/// Runs what the program's options choose and prints the table, from the medians of the thread's
-/// processor time.
-void runAll();
+/// Runs the rows that the program's options choose, each in a process of its own, which Start gets
+/// ready: what one does to the library is not felt by the next. Prints the table, from the medians
+/// of the thread's processor time. False, with a line on the standard error, if a row failed.
+bool runAll(bool (*Start)());
 
 } // namespace bench
 

@@ -137,9 +137,9 @@ AsyncContext::AsyncContext()
 AsyncContext::~AsyncContext() {
   Current = nullptr;
   if (getpid() != Process) {
-    // The thread and the file behind the descriptors are the parent's.
-    if (Thread.joinable())
-      Thread.detach();
+    // The thread and the file behind the descriptors are the parent's. The handle of a thread that
+    // is not here can be neither joined nor detached, only kept from its destructor.
+    [[maybe_unused]] static const auto *Parents = new std::thread(std::move(Thread));
     return;
   }
   raise(TerminateFd.get());

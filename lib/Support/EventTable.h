@@ -33,9 +33,7 @@ public:
   };
 
   /// Ends the use of a record that takeRecord has returned.
-  static void giveRecord(orvy_Event *Record) {
-    ASAN_POISON_MEMORY_REGION(Record, sizeof(*Record));
-  }
+  static void giveRecord(orvy_Event *Record) { ASAN_POISON_MEMORY_REGION(Record, sizeof(*Record)); }
 
   bool contains(int64_t EvId) const { return EvId > 0 && EvId <= LastId; }
   int64_t lastId() const { return LastId; }
