@@ -24,27 +24,37 @@ namespace {
 
 enum ExitStatus { Success = 0, UsageError = 1, ScriptFailed = 2 };
 
-/// The scripts, whose names are taken as they stand.
-class ScriptNames final : public Option2 {
+/// An option that may come several times, with values that are taken as they stand.
+class Words : public Option2 {
 public:
+  bool parse(const char *Word) override {
+    Values.emplace_back(Word);
+    return true;
+  }
+  const std::vector<std::string> &get() const { return Values; }
+
+private:
+  std::vector<std::string> Values;
+};
+
+struct ScriptNames final : Words {
   ScriptNames() {
     setPositional();
     setValueName("script");
     setDescription("Scripts to run, in order");
   }
-  bool parse(const char *Text) override {
-    Names.emplace_back(Text);
-    return true;
+} Scripts;
+
+struct CommandTexts final : Words {
+  CommandTexts() {
+    setLongName("command");
+    setShortName('c');
+    setValueName("text");
+    TakesValue = true;
+    setDescription("Run the commands of a text, behind the scripts; may come several times");
   }
-  const std::vector<std::string> &get() const { return Names; }
+} Texts;
 
-private:
-  std::vector<std::string> Names;
-};
-
-ScriptNames Scripts;
-opt<std::string> Text(longName("command"), shortName('c'), valueName("text"),
-                      description("Run the commands of a text, behind the scripts"));
 opt<bool> Interactive(longName("interactive"), shortName('i'),
                       description("Enter the prompt at the end"));
 opt<bool> Help(longName("help"), shortName('h'), description("Show this help"));
@@ -96,7 +106,10 @@ bool runScripts() {
   for (const std::string &Name : Scripts.get())
     if (!runNamedScript(Name))
       return false;
-  return !Text.isGiven() || orvy_execCommand(static_cast<std::string &>(Text).c_str()) == 0;
+  for (const std::string &Text : Texts.get())
+    if (orvy_execCommand(Text.c_str()) != 0)
+      return false;
+  return true;
 }
 
 /// ^C belongs to the runs and to the line editor; between them it does nothing.
@@ -118,7 +131,7 @@ void runPrompt() {
 }
 
 ExitStatus runAll() {
-  const bool HasWork = !Scripts.get().empty() || Text.isGiven();
+  const bool HasWork = !Scripts.get().empty() || !Texts.get().empty();
   bool Succeeds = runScripts();
   if (Interactive || (!HasWork && isatty(STDIN_FILENO))) {
     runPrompt();
@@ -133,7 +146,7 @@ ExitStatus runAll() {
 } // namespace
 
 int main(int argc, char **argv) {
-  startLibrary(argv[0]);
+  // Ahead of the start, which is the first to use some of the values.
   if (orvy_parseCommandLineOptions(argc, const_cast<const char **>(argv)) != 0) {
     errs() << "orvy: '" << getWrongWord() << "' is no option, or its value is missing or wrong\n\n";
     orvy_printCommandLineHelp();
@@ -147,6 +160,7 @@ int main(int argc, char **argv) {
     outs() << orvy_getVersionString() << "\n";
     return Success;
   }
+  startLibrary(argv[0]);
   setUpScripts();
   return runAll();
 }
