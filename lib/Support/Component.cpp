@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <set>
 #include <span>
 #include <string>
 #include <utility>
@@ -106,16 +107,36 @@ bool isClock(const orvy_IfaceRef &Ref) {
   return Type && std::strcmp(Type, "ClockIface") == 0;
 }
 
+/// Whether to run these clocks is to run that component, or to go too deep.
+bool wouldRun(orvy_Vector &Clocks, const orvy_Component &C, std::set<const orvy_Component *> &Seen,
+              unsigned Level = 0) {
+  return std::ranges::any_of(component::referencesIn(Clocks), [&](const orvy_IfaceRef &Ref) {
+    orvy_Component *Group =
+        Ref.Iface == &component::GroupTable ? component::find(Ref.Obj) : nullptr;
+    if (!Group || !Seen.insert(Group).second)
+      return false;
+    return Group == &C || Level >= MostLevels || wouldRun(Group->Clocks, C, Seen, Level + 1);
+  });
+}
+
+/// What is wrong with the clocks of a component; null if nothing is.
+const char *faultOf(orvy_Vector &Clocks, const orvy_Component &C) {
+  const bool AreClocks =
+      Clocks.Typ == ovTY_IfaceRef && std::ranges::all_of(component::referencesIn(Clocks), isClock);
+  if (!AreClocks)
+    return "takes references to ClockIface only";
+  std::set<const orvy_Component *> Seen;
+  return wouldRun(Clocks, C, Seen) ? "leads back to its own component" : nullptr;
+}
+
 void setClocks(void *Obj, orvy_Propval Pv, int) {
   orvy_Component &C = componentOf(Obj);
   if (Pv.Typ != ovTY_Vector || Pv.Vector.VecData == C.Clocks.VecData)
     return;
-  const bool Fits = Pv.Vector.Typ == ovTY_IfaceRef &&
-                    std::ranges::all_of(component::referencesIn(Pv.Vector), isClock);
-  if (Fits)
-    std::swap(C.Clocks, Pv.Vector);
+  if (const char *Fault = faultOf(Pv.Vector, C))
+    orvy_logError(Obj, "property 'clocks' %s, it stays as it is", Fault);
   else
-    orvy_logError(Obj, "property 'clocks' takes references to ClockIface only, it stays as it is");
+    std::swap(C.Clocks, Pv.Vector);
   disposeVector(Pv.Vector);
 }
 
@@ -321,9 +342,10 @@ unsigned levelsAbove(const orvy_Component &C, const void *Obj) {
 }
 
 void adoptListed(orvy_Component &C) {
+  const void *Sim = Class::objectForName("sim"); // which outlives all components
   for (void *Obj : objectsOf(C)) {
     const Class *Cls = Class::classForObject(Obj);
-    if (!Cls || Cls->External)
+    if (!Cls || Cls->External || Obj == Sim)
       continue;
     auto &Header = *static_cast<orvy_Object *>(Obj);
     if (!Header.Component && levelsAbove(C, Obj) < MostLevels)

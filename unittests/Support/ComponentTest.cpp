@@ -252,6 +252,21 @@ TEST_F(Components, RefuseClocksOfAnotherKind) {
   EXPECT_EQ(Log.count("takes references to ClockIface only"), 1);
 }
 
+TEST_F(Components, RefuseClocksThatWouldRunThem) {
+  orvy_Component *A = make("a"), *B = make("b");
+  const auto SetClock = [](orvy_Component *Of, orvy_Component *To) {
+    orvy_Propval Pv = {ovTY_Vector, {}};
+    Pv.Vector = orvy_vecCreate(ovTY_IfaceRef);
+    orvy_vecPush(&Pv.Vector, ref(To, orvy_getInterface(To, "ClockIface", -1)));
+    orvy_setValue(Of, "clocks", Pv, -1);
+    return orvy_vecGetSize(&Of->Clocks);
+  };
+  EXPECT_EQ(SetClock(A, A), 0u);
+  EXPECT_EQ(SetClock(A, B), 1u);
+  EXPECT_EQ(SetClock(B, A), 0u);
+  EXPECT_EQ(Log.count("leads back to its own component"), 2);
+}
+
 TEST_F(Components, ComeBackWithWhatTheirCreationDoesNotMake) {
   TempDir Dir;
   const std::string Path = Dir.path("unit.json"), Again = Dir.path("again.json");
@@ -303,11 +318,15 @@ TEST_F(Components, DoNotOwnEachOtherInCircles) {
     orvy_vecPush(&A->Objects, Pv);
     orvy_vecPush(&B->Objects, Pv);
   }
+  Pv.Obj = orvy_objectForName("sim");
+  orvy_vecPush(&A->Objects, Pv);
   ASSERT_EQ(orvy_serialiseJSON(Dir.path("x.json").c_str()), 0);
   ASSERT_EQ(orvy_deserialiseJSON(Dir.path("x.json").c_str()), 0);
   B = static_cast<orvy_Component *>(orvy_objectForName("b"));
   EXPECT_EQ(B->Super.Component, orvy_objectForName("a"));
   EXPECT_EQ(B->Super.Component->Super.Component, nullptr);
+  auto *Sim = static_cast<orvy_Object *>(orvy_objectForName("sim"));
+  EXPECT_EQ(Sim->Component, nullptr) << "it survives what lists it";
 }
 
 } // namespace
