@@ -41,8 +41,8 @@ private:
 class ReplacementFile {
 public:
   /// Opens a new file beside what the path leads to, with the rights of that; what is no plain
-  /// file, or stands for an open one as /dev/stdout does, is written to itself. Throws
-  /// std::system_error.
+  /// file, or stands for an open one as /dev/stdout does, or lies where no other file can be made,
+  /// is written to itself. Throws std::system_error.
   explicit ReplacementFile(const char *Path);
   /// Without commit(), all is as it was before.
   ~ReplacementFile();
@@ -53,6 +53,7 @@ public:
   void commit();
 
 private:
+  /// Leaves the file closed if there can be none, with errno telling why.
   void openBeside(const std::string &Path);
 
   std::string Target;

@@ -118,6 +118,11 @@ ReplacementFile::ReplacementFile(const char *Path) : Target(resolved(Path)) {
   if (Exists && access(Target.c_str(), W_OK) != 0)
     fail();
   openBeside(Target);
+  // A directory that takes no other file may hold one that can be written.
+  if (!File.isOpen() && (errno == EACCES || errno == EPERM || errno == ENAMETOOLONG))
+    File.reset(openFile(Target, O_CREAT | O_TRUNC, 0666));
+  if (!File.isOpen())
+    fail();
   if (Exists)
     fchmod(File.get(), Info.st_mode & 0777); // a new file of ours does not refuse
 }
@@ -133,7 +138,6 @@ void ReplacementFile::openBeside(const std::string &Path) {
       break;
   }
   Temporary.clear();
-  fail();
 }
 
 ReplacementFile::~ReplacementFile() {

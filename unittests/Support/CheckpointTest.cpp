@@ -354,6 +354,8 @@ TEST_F(Checkpoint, FailedSavesLeaveTheFormerFile) {
   for (const auto &Each : std::filesystem::directory_iterator(Dir.path()))
     Files += Each.exists();
   EXPECT_EQ(Files, 2u) << "nothing else is left";
+  std::string Long = Dir.path(std::string(255, 'x'));
+  EXPECT_EQ(save(Long), Text) << "there is no name for another file beside it";
   testing::internal::CaptureStderr();
   EXPECT_EQ(orvy_serialiseJSON("/dev/full"), 1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "\033[31merror\033[0m: serialisation failed\n");
