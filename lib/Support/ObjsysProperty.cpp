@@ -408,7 +408,11 @@ orvy_Propref orvy_getPropref(void *Obj, const char *PropName) {
   if (!Obj || !PropName)
     return {};
   Element El = resolve(Obj, PropName, -1);
-  if (!El.Prop || !El.Prop->hasField() || static_cast<size_t>(El.Idx) >= El.Prop->Count)
+  if (!El.Prop || !El.Prop->hasField())
+    return {};
+  // An array that grows is one element, whatever the count.
+  size_t Count = El.Prop->Typ == ovTY_IfaceRefArray ? 1 : El.Prop->Count;
+  if (static_cast<size_t>(El.Idx) >= Count)
     return {};
   void *Ptr = El.Prop->getPointer(Obj, static_cast<unsigned>(El.Idx));
   return Ptr ? orvy_Propref{El.Prop->Typ, Ptr} : orvy_Propref{};

@@ -161,6 +161,10 @@ TEST_F(Connections, GrowArraysAndVectorsOfReferences) {
     EXPECT_EQ(orvy_connect(A, "dynamic", B, "echo"), 0);
   EXPECT_EQ(orvy_connect(A, "dynamic[0]", B, "echo"), 0);
   EXPECT_EQ(orvy_ifaceRefArraySize(&A->Dynamic), 7u);
+  orvy_addProperty(orvy_classForObject(A), "uncounted", offsetof(Model, Dynamic),
+                   ovTY_IfaceRefArray, 0, nullptr, nullptr, "");
+  EXPECT_EQ(orvy_connect(A, "uncounted", B, "echo"), 0) << "the count says nothing of an array";
+  EXPECT_EQ(orvy_ifaceRefArraySize(&A->Dynamic), 8u);
   EXPECT_EQ(orvy_connect(A, "refvector", B, "echo"), 0);
   EXPECT_EQ(orvy_connect(A, "refvector[0]", B, "echo"), -1);
   EXPECT_EQ(orvy_vecGetSize(&A->RefVector), 1u);
