@@ -379,7 +379,11 @@ void wctSyncEvent(orvy_Event *Event) {
   postAgain(Event, static_cast<double>(simOf(Event->Obj).WCTSyncInterval));
 }
 
-void *create(const char *, int, const orvy_CreateArg *) {
+void *create(const char *Name, int, const orvy_CreateArg *) {
+  if (gSimPtr) {
+    orvy_logError(nullptr, "'%s': the simulator is the object 'sim', there is no other", Name);
+    return nullptr;
+  }
   gSimPtr.reset(new Simulator{});
   Simulator *Sim = gSimPtr.get();
   Sim->Queue = orvy_allocateEventQueue();
