@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <span>
 
 using namespace orvy::testing;
@@ -246,6 +247,14 @@ TEST_F(PromptTest, StopsWhereTheSourceSays) {
   User.expect(Prompt);
   User.enter("run");
   User.expect("Hello");
+}
+
+TEST_F(PromptTest, TellsWhichTerminalAProgramTalksTo) {
+  Terminal User(Home.path(), {"-c", "source ${ORVY_SHARE}/examples/echo.orvy"});
+  User.expect("/dev/pts/");
+  const std::string Path = "/dev/pts/" + User.takeUntil("\n");
+  std::fstream(Path.substr(0, Path.find('\n'))) << ".\r" << std::flush;
+  EXPECT_EQ(User.waitForExit(), 0);
 }
 
 class RunTest : public PromptTest, public testing::WithParamInterface<const char *> {};
