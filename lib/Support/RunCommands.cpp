@@ -204,12 +204,18 @@ int driveMachine(Target<MachineIface> Machine, const Command &Cmd, Advance Go) {
   return 0;
 }
 
+/// A machine counts its time in 63 bits: a run that would go past their end goes up to it.
+uint64_t toNanos(Target<MachineIface> Machine, double Secs) {
+  const uint64_t Now = std::min<uint64_t>(Machine->getTime(Machine.Obj), INT64_MAX);
+  return std::min(toCount(Secs * NanosPerSecond), INT64_MAX - Now);
+}
+
 int runMachine(Target<MachineIface> Machine, Command &Cmd) {
   for (const Target<CpuIface> &Cpu : processorsOf(Machine))
     setPcIfGiven(Cpu, Cmd);
   return driveMachine(Machine, Cmd, [&] {
     if (const auto Secs = givenSeconds(Cmd)) {
-      Machine->run(Machine.Obj, toCount(*Secs * NanosPerSecond));
+      Machine->run(Machine.Obj, toNanos(Machine, *Secs));
       return;
     }
     while (!StopFlag && Machine->run(Machine.Obj, NanosPerSecond) == ovCER_Normal)

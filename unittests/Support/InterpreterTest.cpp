@@ -1,5 +1,6 @@
 #include "orvy/Support/Interpreter.h"
 
+#include "Testing/LogCapture.h"
 #include "Testing/Model.h"
 #include "Testing/TempDir.h"
 
@@ -128,6 +129,16 @@ TEST_F(Interpreters, FindScriptsInTheSearchPaths) {
   EXPECT_EQ(errorsOf([&] { EXPECT_EQ(RunFile(Bad.c_str()), 0); }),
             Bad + ":7: " + Red + "unknown command 'nope'\n");
   EXPECT_EQ(value("z"), "none");
+}
+
+TEST_F(Interpreters, TellAScriptThatCannotBeRead) {
+  const char *Unmappable = "/sys/devices/system/cpu/online";
+  if (!Interpreter::getPath(Unmappable))
+    GTEST_SKIP() << "the system has no such file";
+  LogCapture Log;
+  EXPECT_EQ(runScript(Unmappable), ScriptResult::Failed);
+  EXPECT_EQ(Log.count("cannot read script '" + std::string(Unmappable) + "'"), 1);
+  EXPECT_EQ(runScript(Dir.file("empty.orvy", "").c_str()), ScriptResult::Succeeded);
 }
 
 TEST_F(Interpreters, KeepVariablesOfScopes) {

@@ -310,6 +310,10 @@ ScriptResult orvy::cl::runScript(const char *Path) {
     return ScriptResult::NotFound;
   Interpreter Script(Resolved);
   addSystemPath();
+  if (Script.bad() && fs::size(Resolved) != 0) { // nothing to read is no failure
+    orvy_logError(nullptr, "cannot read script '%s'", Resolved);
+    return ScriptResult::Failed;
+  }
   return Script.readEvalLoop() == 0 ? ScriptResult::Succeeded : ScriptResult::Failed;
 }
 
