@@ -225,6 +225,19 @@ TEST_F(PromptTest, ControlCDropsTheLine) {
   User.expect("\ndone \n");
 }
 
+TEST_F(PromptTest, ShowsTheLineAnewInAWindowThatWasResized) {
+  Terminal User(Home.path());
+  User.expect(Prompt);
+  const std::string Line = "echo " + std::string(50, 'x');
+  User.type(Line);
+  User.expect(Line);
+  User.resize(40);
+  User.type("y");
+  User.expect("\norvy> echo xxx");
+  User.press(Terminal::Enter);
+  User.expect("\n" + std::string(50, 'x') + "y \n");
+}
+
 TEST_F(PromptTest, StopsWhereTheSourceSays) {
   Terminal User(Home.path(), {"-i"});
   for (const char *Line :

@@ -57,6 +57,11 @@ void Terminal::type(std::string_view Text) {
   }
 }
 
+void Terminal::resize(unsigned short Columns) {
+  winsize Size = {50, Columns, 0, 0};
+  ioctl(Master, TIOCSWINSZ, &Size);
+}
+
 void Terminal::press(Key Which) {
   const char Character = Which;
   type({&Character, 1});

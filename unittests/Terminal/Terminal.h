@@ -27,6 +27,8 @@ public:
 
   void type(std::string_view Text);
   void press(Key Which);
+  /// Gives the window another width.
+  void resize(unsigned short Columns);
   /// Types a line and Enter.
   void enter(std::string_view Line);
   /// Waits for a text, without the escape sequences and carriage returns of the terminal, and

@@ -1,5 +1,6 @@
 #include "LineEditor.h"
 
+#include "UniqueDescriptor.h"
 #include "orvy/Support/Completion.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/TerminalReader.h"
@@ -7,7 +8,11 @@
 
 #include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cwchar>
+#include <unistd.h>
+#include <utility>
 
 using namespace orvy;
 using namespace orvy::cl;
@@ -38,10 +43,14 @@ LineEditor::LineEditor(const char *ProgramName)
   el_set(Editor, EL_HIST, history, Lines);
   el_set(Editor, EL_ADDFN, "ed-complete", "Complete argument", complete);
   el_set(Editor, EL_BIND, "^I", "ed-complete", nullptr);
-  // While a line is edited ^C is a key; while a command runs it is a signal again.
+  el_set(Editor, EL_GETCFN, readKey);
+  isResized();
+  // While a line is edited ^C and ^Z are keys; while a command runs they are signals again.
   el_set(Editor, EL_CLIENTDATA, this);
   el_set(Editor, EL_ADDFN, "ed-drop-line", "Drop the line", dropLine);
   el_set(Editor, EL_BIND, "^C", "ed-drop-line", nullptr);
+  el_set(Editor, EL_ADDFN, "ed-suspend", "Suspend the program", suspend);
+  el_set(Editor, EL_BIND, "^Z", "ed-suspend", nullptr);
   el_set(Editor, EL_SETTY, "-d", "-isig", nullptr);
 }
 
@@ -77,13 +86,64 @@ void LineEditor::remember(const std::string &Text) {
   history(Lines, &Event, H_ENTER, Text.c_str());
 }
 
-unsigned char LineEditor::dropLine(EditLine *Editor, int) {
+// Keys.
+
+LineEditor &LineEditor::of(EditLine *Editor) {
   void *This = nullptr;
   el_get(Editor, EL_CLIENTDATA, &This);
-  static_cast<LineEditor *>(This)->IsDropped = true;
+  return *static_cast<LineEditor *>(This);
+}
+
+// Whether the window has another size than at the last look.
+bool LineEditor::isResized() {
+  winsize Now = {};
+  if (ioctl(STDIN_FILENO, TIOCGWINSZ, &Now) != 0)
+    return false;
+  const winsize Before = std::exchange(Window, Now);
+  return Now.ws_col != Before.ws_col || Now.ws_row != Before.ws_row;
+}
+
+// Reads a character as libedit does: 1, or what read gives at the end or for an error.
+static int readCharacter(wchar_t *Character) {
+  std::mbstate_t State = {};
+  for (;;) {
+    char Byte = 0;
+    const ssize_t Count = retryOnSignal([&] { return ::read(STDIN_FILENO, &Byte, 1); });
+    if (Count != 1)
+      return static_cast<int>(Count);
+    const size_t Length = std::mbrtowc(Character, &Byte, 1, &State);
+    if (Length <= 1)
+      return 1;
+    if (Length == static_cast<size_t>(-1)) // no character of the locale
+      State = {};
+  }
+}
+
+// In a window that was resized meanwhile the line is shown anew: the terminal has moved the old
+// one.
+int LineEditor::readKey(EditLine *Editor, wchar_t *Key) {
+  const int Result = readCharacter(Key);
+  if (of(Editor).isResized()) {
+    outs() << "\n";
+    outs().flush();
+    el_resize(Editor);
+    el_set(Editor, EL_REFRESH);
+  }
+  return Result;
+}
+
+unsigned char LineEditor::dropLine(EditLine *Editor, int) {
+  of(Editor).IsDropped = true;
   outs() << "^C\n";
   outs().flush();
   return CC_NEWLINE;
+}
+
+unsigned char LineEditor::suspend(EditLine *Editor, int) {
+  el_set(Editor, EL_PREP_TERM, 0);
+  std::raise(SIGTSTP);
+  el_set(Editor, EL_PREP_TERM, 1);
+  return CC_REDISPLAY;
 }
 
 // Completion.

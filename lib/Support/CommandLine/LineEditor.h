@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/ioctl.h>
 
 namespace orvy::cl {
 
@@ -30,12 +31,17 @@ public:
   void remember(const std::string &Text);
 
 private:
+  static LineEditor &of(EditLine *Editor);
+  static int readKey(EditLine *Editor, wchar_t *Key);
   static unsigned char dropLine(EditLine *Editor, int);
+  static unsigned char suspend(EditLine *Editor, int);
+  bool isResized();
 
   EditLine *Editor;
   History *Lines;
   HistEvent Event = {};
   std::string HistoryPath; // empty if there is no place for one
+  winsize Window = {};     // as the editor knows it
   bool IsDropped = false;  // the line being read
 };
 
