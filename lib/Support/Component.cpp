@@ -366,6 +366,11 @@ orvy_Component *component::find(const void *Obj) {
 }
 
 void component::adoptRestored() {
+  // What creation made and the checkpoint does not list would belong to a component that does not
+  // dispose of it.
+  for (const auto &[Name, Obj] : Class::objects())
+    if (!Class::classForObject(Obj)->External)
+      static_cast<orvy_Object *>(Obj)->Component = nullptr;
   for (void *Each : Class::getComponents())
     if (orvy_Component *C = find(Each))
       adoptListed(*C);

@@ -16,7 +16,7 @@ orvy_Component *find(const void *Obj);
 /// The references in a vector; none if it holds anything else.
 std::span<orvy_IfaceRef> referencesIn(orvy_Vector &Vec);
 
-/// Gives inner objects that a restore created by themselves back to the components that list them.
+/// Gives objects to the components that list them, as a restore may have created or left out some.
 void adoptRestored();
 
 /// The ClockIface of every component: the scheduler of its group of clocks.

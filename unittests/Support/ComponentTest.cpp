@@ -294,6 +294,22 @@ TEST_F(Components, ComeBackWithWhatTheirCreationDoesNotMake) {
   EXPECT_EQ(orvy_getObjectCount(), 1u); // sim
 }
 
+/// Otherwise nobody would dispose of it.
+TEST_F(Components, LetGoOfWhatACheckpointDoesNotList) {
+  TempDir Dir;
+  const Build MakePart = [](orvy_Component *C) { inner(C, "Part", "part"); };
+  orvy_Component *C = make("box", MakePart);
+  orvy_vecDispose(&C->Objects);
+  C->Objects = orvy_vecCreate(ovTY_Obj);
+  ASSERT_EQ(orvy_serialiseJSON(Dir.path("x.json").c_str()), 0);
+  orvy_disposeObject(orvy_objectForName("box-part"));
+  Building = MakePart;
+  ASSERT_EQ(orvy_deserialiseJSON(Dir.path("x.json").c_str()), 0);
+  Disposed.clear();
+  orvy_objsysClearObjects();
+  EXPECT_THAT(Disposed, ElementsAre("box-part"));
+}
+
 /// A class that was only qualified as one has no record to look into.
 TEST_F(Components, AreOfRegisteredClassesOnly) {
   orvy_Class *Cls = orvy_registerClass(
