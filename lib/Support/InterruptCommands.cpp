@@ -4,15 +4,19 @@
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/OutStream.h"
 
-#include <cstring>
+#include <algorithm>
+#include <iterator>
+#include <string_view>
 
 using namespace orvy;
 using namespace orvy::cl;
 
-// The one table of the system's own that every model may have: its functions take no number.
-static bool isObjectIface(orvy_IfaceRef Ref) {
+// The system's own tables whose first functions take pointers, or more than a number.
+static bool takesNoNumber(orvy_IfaceRef Ref) {
+  constexpr std::string_view Tables[] = {"EventIface", "MemAccessIface", "MemoryIface",
+                                         "MemorySpaceIface", "ObjectIface"};
   const char *Type = orvy_typenameForInterface(Ref);
-  return Type && std::strcmp(Type, "ObjectIface") == 0;
+  return Type && std::ranges::find(Tables, Type) != std::end(Tables);
 }
 
 // Both commands call the first function of whatever table they are given: its type is the user's
@@ -21,7 +25,7 @@ static int callFirst(Command &Cmd, Interpreter *) {
   using NumberFunc = void (*)(void *Obj, uint8_t Number);
   const auto Ref = Cmd.getOption("iface").getValue<orvy_IfaceRef>();
   const auto Number = static_cast<uint8_t>(Cmd.getOption("irq").getValue<unsigned long>());
-  const bool IsCallable = Ref.Obj && !isObjectIface(Ref);
+  const bool IsCallable = Ref.Obj && !takesNoNumber(Ref);
   const NumberFunc First = IsCallable ? *static_cast<const NumberFunc *>(Ref.Iface) : nullptr;
   if (!First) {
     errs() << "'" << Cmd.getOption("iface").Value << "' takes no interrupts\n";

@@ -39,6 +39,24 @@ Command Note(
     },
     "");
 
+/// Runs its text as commands between two looks at its words.
+Command Wrap(
+    "wrap-words",
+    {
+        {"text", OK_String, false}
+},
+    [](Command &Cmd, Interpreter *) {
+      const Strings &Words = Cmd.getPositionals();
+      const char *Text = Cmd.getOption("text").getValue<const char *>();
+      Noted.insert(Noted.end(), Words.begin(), Words.end());
+      if (Cmd.getOption("text").Valid && orvy_execCommand(Text) != 0)
+        return 1;
+      Noted.insert(Noted.end(), Words.begin(), Words.end());
+      Noted.push_back(Cmd.getOption("text").Valid ? Text : "none");
+      return 0;
+    },
+    "");
+
 /// What the last command of a text was given.
 Strings wordsOf(const std::string &Text) {
   Noted.clear();
@@ -163,6 +181,16 @@ TEST_F(Interpreters, EndScriptsThatRunThemselves) {
   EXPECT_THAT(Errors, HasSubstr("scripts run each other too deeply"));
   EXPECT_EQ(std::count(Errors.begin(), Errors.end(), '\n'), 65);
   EXPECT_EQ(orvy_execCommand("w=1"), 0) << "and then it is over";
+}
+
+TEST_F(Interpreters, KeepTheArgumentsOfACommandThatRunsInsideItself) {
+  EXPECT_THAT(wordsOf("wrap-words a text='wrap-words b'"),
+              ElementsAre("a", "b", "b", "none", "a", "wrap-words b"));
+  Noted.clear();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(orvy_execCommand("wrap-words a text='wrap-words no=1'"), -1);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("option with key 'no'"));
+  EXPECT_THAT(wordsOf("wrap-words c"), ElementsAre("c", "c", "none"));
 }
 
 TEST_F(Interpreters, TakeWhateverAScriptHolds) {

@@ -233,6 +233,8 @@ public:
   static Command *findCommand(std::string_view Name);
 
 private:
+  friend class CommandUse;
+
   enum class WordResult { Taken, EndsWords, Fails };
 
   Option *findOption(std::string_view OptName);
@@ -248,6 +250,7 @@ private:
   std::string Help;
   std::vector<OptionKind> PositionalKinds;
   std::string SelfName; // of the first option that takes the object, empty if none does
+  unsigned Uses = 0;    // inside each other
 };
 
 /// A command made through the flat interface.

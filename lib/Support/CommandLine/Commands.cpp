@@ -1,6 +1,7 @@
 #include "orvy/Support/Commands.h"
 
 #include "Characters.h"
+#include "CommandUse.h"
 #include "InternalError.h"
 #include "orvy/Support/OutStream.h"
 
@@ -72,6 +73,26 @@ void Command::clearOptions() {
   for (Option &Opt : Options)
     Opt.Valid = false;
   Positionals.clear();
+}
+
+CommandUse::CommandUse(Command &Cmd) : Cmd(Cmd) {
+  if (++Cmd.Uses == 1)
+    return;
+  OuterOptions = Cmd.Options;
+  swapArguments();
+  Cmd.clearOptions();
+}
+
+CommandUse::~CommandUse() {
+  Cmd.clearOptions();
+  if (--Cmd.Uses != 0)
+    swapArguments();
+}
+
+// What points into the arguments of the outer use stays right, as swapping moves no element.
+void CommandUse::swapArguments() {
+  Cmd.Options.swap(OuterOptions);
+  Cmd.Positionals.swap(OuterPositionals);
 }
 
 // Parsing.

@@ -1,6 +1,7 @@
 #include "orvy/Support/Interpreter.h"
 
 #include "Characters.h"
+#include "CommandUse.h"
 #include "orvy/Support/Expression.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"
@@ -194,9 +195,8 @@ bool Interpreter::evaluate(const Words &Read) {
   if (!Cmd)
     return assign(First);
   const std::string Self(First, 0, Name ? Dot : 0);
-  const bool Succeeds = execute(*Cmd, Read, Self.empty() ? nullptr : &Self);
-  Cmd->clearOptions();
-  return Succeeds;
+  const CommandUse Arguments(*Cmd);
+  return execute(*Cmd, Read, Self.empty() ? nullptr : &Self);
 }
 
 bool Interpreter::execute(Command &Cmd, const Words &Read, const std::string *Self) {
