@@ -2,7 +2,8 @@
  *
  * The bridge speaks the interface of Python 2.7. What Python 3 has under the same name comes from
  * its own library, which this one brings along; here is the rest, and the start, which must not
- * touch what belongs to the host: signal handlers, the locale, the environment. */
+ * touch what belongs to the host: the locale, the environment, signal handlers but that for the
+ * interrupt, which the bridge takes back. */
 
 #include <Python.h>
 
@@ -50,6 +51,7 @@ EXPORTED void Py_Initialize(void) {
     PyStatus Status = initialise();
     if (PyStatus_Exception(Status))
       Py_ExitStatusException(Status);
+    PyRun_SimpleString("__import__('signal').signal(2, __import__('signal').default_int_handler)");
     IsOurs = 1;
   }
   Py_None = &_Py_NoneStruct;

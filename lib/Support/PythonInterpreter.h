@@ -3,6 +3,7 @@
 #ifndef ORVY_LIB_PYTHONINTERPRETER_H
 #define ORVY_LIB_PYTHONINTERPRETER_H
 
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 
@@ -17,6 +18,20 @@ struct PythonInterpreter {
   ~PythonInterpreter();
 
   bool isLoaded() const { return PyRun_SimpleStringFlags != nullptr; }
+
+  /// Lets ^C interrupt Python while it lives; otherwise the signal is the program's.
+  class Interruptible {
+  public:
+    explicit Interruptible(PythonInterpreter &Python);
+    ~Interruptible();
+    Interruptible(const Interruptible &) = delete;
+    Interruptible &operator=(const Interruptible &) = delete;
+
+  private:
+    struct sigaction &OnInterrupt;
+    struct sigaction Former;
+  };
+
   /// Whether an object is an integer of any size.
   static bool isInteger(void *Object);
 
@@ -45,9 +60,12 @@ struct PythonInterpreter {
                              int ApiVersion) = nullptr; // borrowed
 
 private:
+  void start();
   void takeSymbols();
   void extendPath();
   void appendPath(void *List, const char *Dir);
+
+  struct sigaction OnInterrupt = {}; // while Python runs
 };
 
 } // namespace orvy

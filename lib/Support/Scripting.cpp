@@ -52,7 +52,7 @@ PythonInterpreter::PythonInterpreter() {
   takeSymbols();
   if (!isLoaded())
     return;
-  Py_Initialize();
+  start();
   extendPath();
   Py_InitModule4_64("orvybuiltin", BuiltinMethods, "scripting support", nullptr, PythonApiVersion);
 }
@@ -60,6 +60,26 @@ PythonInterpreter::PythonInterpreter() {
 PythonInterpreter::~PythonInterpreter() {
   if (isLoaded())
     Py_Finalize();
+}
+
+// Python takes the interrupt signal when it starts. It is to have it only while it runs, and never
+// in a program that is not to be interrupted.
+void PythonInterpreter::start() {
+  struct sigaction Former;
+  sigaction(SIGINT, nullptr, &Former);
+  Py_Initialize();
+  sigaction(SIGINT, &Former, &OnInterrupt);
+  if (Former.sa_handler == SIG_IGN)
+    OnInterrupt = Former;
+}
+
+PythonInterpreter::Interruptible::Interruptible(PythonInterpreter &Python)
+    : OnInterrupt(Python.OnInterrupt) {
+  sigaction(SIGINT, &OnInterrupt, &Former);
+}
+
+PythonInterpreter::Interruptible::~Interruptible() {
+  sigaction(SIGINT, &Former, &OnInterrupt); // the text may have chosen another action
 }
 
 // A Python that the process runs on already comes ahead of the one just opened: there can be but
@@ -224,6 +244,7 @@ int PythonCommand::call() {
   void *Words = makeWords();
   void *Options = makeOptions();
   clearOptions(); // the function may run the command again
+  const PythonInterpreter::Interruptible Guard(*ThePython);
   void *Result = ThePython->PyObject_Call(Callable, Words, Options);
   ThePython->Py_DecRef(Words);
   ThePython->Py_DecRef(Options);
@@ -252,6 +273,7 @@ int orvy::scripting::run(ScriptLang Lang, const std::string &Text) {
     return -1;
   }
   outs().flush(); // Python writes past the stream
+  const PythonInterpreter::Interruptible Guard(*ThePython);
   return ThePython->PyRun_SimpleStringFlags(Text.c_str(), nullptr);
 }
 

@@ -225,6 +225,16 @@ TEST_F(PromptTest, ControlCDropsTheLine) {
   User.expect("\ndone \n");
 }
 
+#ifdef ORVY_HAS_PYTHON
+TEST_F(PromptTest, ControlCInterruptsPython) {
+  Terminal User(Home.path());
+  User.expect(Prompt);
+  User.enter("! while True: pass");
+  User.pressUntil(Terminal::CtrlC, "KeyboardInterrupt");
+  User.pressUntil(Terminal::CtrlC, Prompt);
+}
+#endif
+
 TEST_F(PromptTest, ShowsTheLineAnewInAWindowThatWasResized) {
   Terminal User(Home.path());
   User.expect(Prompt);
