@@ -114,8 +114,9 @@ int64_t later(int64_t Time, int64_t Nanos) {
   return __builtin_add_overflow(Time, Nanos, &Sum) ? EndOfTime : Sum;
 }
 
+/// A time before the start, which the property can be given, is none to run to.
 uint64_t cycleLimit(int64_t Nanos, const Turn &T) {
-  return static_cast<uint64_t>(orvy_nanosToCycles(Nanos, T.Freq));
+  return static_cast<uint64_t>(orvy_nanosToCycles(std::max<int64_t>(Nanos, 0), T.Freq));
 }
 
 bool isBreak(orvy_CpuExitReason Reason) {

@@ -330,6 +330,8 @@ void setAttr(void *Obj, uint64_t Addr, uint64_t Len, uint32_t Bits) {
   bool Any = false;
   forEachMapped(S, Addr, Len, [&](uint64_t From, uint64_t Bytes) {
     Any = true;
+    if (Bits & ovMA_Upset) // another one
+      S.Attrs.clear(From, Bytes, AttributeMap::Reported);
     S.Attrs.set(From, Bytes, static_cast<uint8_t>(Bits));
     revoke(S, From >> ORVY_PAGE_BITS, (From + Bytes - 1) >> ORVY_PAGE_BITS);
   });

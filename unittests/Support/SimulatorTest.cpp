@@ -75,6 +75,13 @@ TEST_F(Simulation, AMultipleOfTheQuantumRunsOneMoreAndLosesNothing) {
   EXPECT_EQ(A->Cycles, 9);
 }
 
+TEST_F(Simulation, ATimeBeforeTheStartRunsNothing) {
+  addCpu("a");
+  orvy_setValueI64(Sim, "time", -15, -1);
+  orvy_simRunNanos(10);
+  EXPECT_THAT(Limits, ElementsAre(0, 5));
+}
+
 TEST_F(Simulation, WithoutQuantaTakesAMillisecondAndSaysSo) {
   addCpu("a");
   orvy_simSetQuanta(0);

@@ -251,6 +251,9 @@ TEST_F(MemoryModels, TellOfUpsetsOnceAndFailFaultyWords) {
   orvy_memorySetAttr(Space, 0x40000100, 4, ovMA_Upset);
   EXPECT_TRUE(fetch(0x40000100));
   EXPECT_EQ(Heard.size(), 2u);
+  orvy_memorySetAttr(Space, 0x40000102, 1, ovMA_Upset);
+  EXPECT_TRUE(read(0x40000102, 0));
+  EXPECT_EQ(Heard.size(), 3u) << "of the new one";
 
   orvy_memorySetAttr(Space, 0x40000200, 1, ovMA_Faulty);
   EXPECT_FALSE(read(0x40000200, 2));
@@ -261,7 +264,7 @@ TEST_F(MemoryModels, TellOfUpsetsOnceAndFailFaultyWords) {
   orvy_subscribeNotification("memory.user2", Space, nullptr, Note);
   EXPECT_TRUE(write(0x40000300, 2, 1));
   EXPECT_TRUE(read(0x40000300, 2));
-  EXPECT_EQ(Heard.size(), 4u);
+  EXPECT_EQ(Heard.size(), 5u);
 
   // Whoever hears of an access may take the device away: the access fails.
   orvy_subscribeNotification("memory.user2", Space, Ram,
