@@ -16,10 +16,16 @@ namespace {
 
 constexpr uint64_t NanosPerSec = 1000000000;
 
+/// Machine of a processor; null for what is none, as it may be a user who sets it.
+void *machineOf(void *Cpu) {
+  void *Machine = cpuIface(Cpu).getMachine(Cpu);
+  return kindOf(Machine) == Kind::Machine ? Machine : nullptr;
+}
+
 /// Machine in whose queue a post on a processor ends, or null for the processor's own.
 void *machineFor(void *Cpu, orvy_SyncEvent Sync) {
   ORVY_REQUIRE(Sync == ovSE_Cpu || Sync == ovSE_Machine);
-  return Sync == ovSE_Machine ? cpuIface(Cpu).getMachine(Cpu) : nullptr;
+  return Sync == ovSE_Machine ? machineOf(Cpu) : nullptr;
 }
 
 /// The holder whose own queue a post means: the object, or the machine of a processor. Null for an
@@ -148,7 +154,7 @@ std::optional<TimeLeft> leftOnCpu(void *Cpu, const orvy_Event *Event) {
   if (Event->Queue && Event->Queue == queueOf(Cpu))
     return fromCycles(Event->Time - Now, Freq);
 
-  void *Machine = cpuIface(Cpu).getMachine(Cpu);
+  void *Machine = machineOf(Cpu);
   if (!Event->Queue || !Machine || Event->Queue != queueOf(Machine)) {
     orvy_logError(Event->Obj, "event %ld not in cpu nor machine queue as expected",
                   static_cast<long>(Event->EventId));

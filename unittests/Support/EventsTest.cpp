@@ -496,9 +496,12 @@ TEST_F(Holders, PostInTheUnitOfTheQueueTheEventGoesTo) {
   }
   EXPECT_EQ(Log.count("posting cycle event on machine object not supported"), 1);
 
-  Cpu->Machine = nullptr; // without a machine both mean the processor
-  orvy_eventPostCycles(Cpu, Id, 7, ovSE_Machine);
-  EXPECT_EQ(rawTime(), 107);
+  for (void *None : {Plain, static_cast<void *>(nullptr)}) {
+    Cpu->Machine = None; // without a machine both mean the processor
+    orvy_eventPostCycles(Cpu, Id, 7, ovSE_Machine);
+    EXPECT_EQ(orvy_eventGetCycles(Cpu, Id), 7);
+    EXPECT_EQ(rawTime(), 107);
+  }
   orvy_eventPostStack(Cpu, Id, ovSE_Machine);
   EXPECT_EQ(orvy_eventGetFirstTime(Cpu->Queue), 0);
 }
