@@ -67,7 +67,7 @@ private:
   using Owned = std::unique_ptr<AsyncEvent>;
   using Entries = std::map<uint64_t, Owned>;
 
-  void makeNotifier(AsyncEvent &Notifier, int Fd);
+  bool makeNotifier(AsyncEvent &Notifier, int Fd);
   void startThread();
   bool add(const AsyncEvent &Entry);
   Owned takeNewest(int Fd, const std::function<bool(const AsyncEvent &)> &IsWanted);

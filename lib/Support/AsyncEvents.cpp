@@ -128,10 +128,14 @@ void eventCb(void *Arg) {
 AsyncContext::AsyncContext()
     : EpollFd(epoll_create1(EPOLL_CLOEXEC)), TerminateFd(eventfd(0, EFD_CLOEXEC)),
       DeleteFd(eventfd(0, EFD_CLOEXEC)), Process(getpid()) {
-  makeNotifier(TerminateEvent, TerminateFd.get());
-  makeNotifier(DeleteEvent, DeleteFd.get());
+  const bool CanEnd = makeNotifier(TerminateEvent, TerminateFd.get());
+  const bool CanDelete = makeNotifier(DeleteEvent, DeleteFd.get());
   Current = this;
-  startThread();
+  // Without them the thread would wait for ever, and so would those who ask it for something.
+  if (CanEnd && CanDelete)
+    startThread();
+  else
+    HasEnded = true;
 }
 
 AsyncContext::~AsyncContext() {
@@ -154,10 +158,12 @@ AsyncContext *AsyncContext::get() {
   return Context && Context->Process == getpid() ? Context : nullptr;
 }
 
-void AsyncContext::makeNotifier(AsyncEvent &Notifier, int Fd) {
+bool AsyncContext::makeNotifier(AsyncEvent &Notifier, int Fd) {
   Notifier = {AsyncKind::Notifier, nullptr, Fd, 0, nullptr, nullptr, lastKey(Fd)};
-  if (control(EpollFd.get(), EPOLL_CTL_ADD, Notifier) != 0)
-    std::perror("epollctl terminate event");
+  if (control(EpollFd.get(), EPOLL_CTL_ADD, Notifier) == 0)
+    return true;
+  std::perror("epollctl terminate event");
+  return false;
 }
 
 /// Signals go to the threads that expect them.
