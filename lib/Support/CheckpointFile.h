@@ -41,8 +41,8 @@ private:
 class ReplacementFile {
 public:
   /// Opens a new file beside what the path leads to, with the rights of that; what is no plain
-  /// file, or stands for an open one as /dev/stdout does, or lies where no other file can be made,
-  /// is written to itself. Throws std::system_error.
+  /// file, or stands for an open one as /dev/stdout does, or lies where no other file can be made
+  /// or put in its place, is written to itself. Throws std::system_error.
   explicit ReplacementFile(const char *Path);
   /// Without commit(), all is as it was before.
   ~ReplacementFile();

@@ -87,11 +87,26 @@ int descriptorOf(std::string_view Path) {
   return -1;
 }
 
+std::string directoryOf(const std::string &Path) {
+  size_t Slash = Path.rfind('/');
+  return Slash == Path.npos ? "." : Path.substr(0, Slash + 1);
+}
+
+/// Whether a directory keeps what others have in it from being replaced, as /tmp does.
+bool isKept(const std::string &Path, const struct stat &File) {
+  struct stat Dir;
+  return stat(directoryOf(Path).c_str(), &Dir) == 0 && (Dir.st_mode & S_ISVTX) &&
+         File.st_uid != geteuid() && Dir.st_uid != geteuid();
+}
+
+bool isLink(const std::string &Path) {
+  struct stat Info;
+  return lstat(Path.c_str(), &Info) == 0 && S_ISLNK(Info.st_mode);
+}
+
 /// Has the directory remember the new entry. Not every file system can be told.
 void syncDirectory(const std::string &Path) {
-  size_t Slash = Path.rfind('/');
-  std::string Dir = Slash == Path.npos ? "." : Path.substr(0, Slash + 1);
-  UniqueDescriptor Opened(open(Dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  UniqueDescriptor Opened(open(directoryOf(Path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (Opened.isOpen())
     fsync(Opened.get());
 }
@@ -108,8 +123,9 @@ ReplacementFile::ReplacementFile(const char *Path) : Target(resolved(Path)) {
   }
   struct stat Info;
   bool Exists = stat(Target.c_str(), &Info) == 0;
-  if (Exists && !S_ISREG(Info.st_mode)) {
-    File.reset(openFile(Target, O_TRUNC, 0));
+  // A link that leads nowhere yet is to stay one.
+  if (Exists ? !S_ISREG(Info.st_mode) || isKept(Target, Info) : isLink(Target)) {
+    File.reset(openFile(Target, O_TRUNC | (Exists ? 0 : O_CREAT), 0666));
     if (!File.isOpen())
       fail();
     return;

@@ -356,6 +356,10 @@ TEST_F(Checkpoint, FailedSavesLeaveTheFormerFile) {
   EXPECT_EQ(Files, 2u) << "nothing else is left";
   std::string Long = Dir.path(std::string(255, 'x'));
   EXPECT_EQ(save(Long), Text) << "there is no name for another file beside it";
+  std::string Later = Dir.path("later.json");
+  ASSERT_EQ(symlink("new.json", Later.c_str()), 0);
+  EXPECT_EQ(save(Later), Text);
+  EXPECT_EQ(contents(Dir.path("new.json")), Text) << "a link stays one";
   testing::internal::CaptureStderr();
   EXPECT_EQ(orvy_serialiseJSON("/dev/full"), 1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "\033[31merror\033[0m: serialisation failed\n");
