@@ -7,7 +7,9 @@
 #include "orvy/Support/MemoryBuffer.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/Paths.h"
+#include "orvy/Support/Simulator.h"
 
+#include <atomic>
 #include <dlfcn.h>
 #include <set>
 #include <type_traits>
@@ -73,13 +75,30 @@ void PythonInterpreter::start() {
     OnInterrupt = Former;
 }
 
+// What Python does on an interrupt, and a run of the simulator that Python has called.
+static constinit std::atomic<void (*)(int)> PythonHandler{nullptr};
+
+static void interrupt(int Signal) {
+  sim::simSigIntHandler(Signal);
+  PythonHandler.load()(Signal);
+}
+
 PythonInterpreter::Interruptible::Interruptible(PythonInterpreter &Python)
     : OnInterrupt(Python.OnInterrupt) {
-  sigaction(SIGINT, &OnInterrupt, &Former);
+  struct sigaction Action = OnInterrupt;
+  const bool IsFunction = Action.sa_handler != SIG_DFL && Action.sa_handler != SIG_IGN;
+  if (IsFunction && !(Action.sa_flags & SA_SIGINFO)) {
+    PythonHandler = Action.sa_handler;
+    Action.sa_handler = interrupt;
+  }
+  sigaction(SIGINT, &Action, &Former);
 }
 
 PythonInterpreter::Interruptible::~Interruptible() {
-  sigaction(SIGINT, &Former, &OnInterrupt); // the text may have chosen another action
+  struct sigaction Action;
+  sigaction(SIGINT, &Former, &Action);
+  if (Action.sa_handler != interrupt)
+    OnInterrupt = Action; // chosen by the text
 }
 
 // A Python that the process runs on already comes ahead of the one just opened: there can be but

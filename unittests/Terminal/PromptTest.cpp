@@ -229,9 +229,11 @@ TEST_F(PromptTest, ControlCDropsTheLine) {
 TEST_F(PromptTest, ControlCInterruptsPython) {
   Terminal User(Home.path());
   User.expect(Prompt);
-  User.enter("! while True: pass");
-  User.pressUntil(Terminal::CtrlC, "KeyboardInterrupt");
-  User.pressUntil(Terminal::CtrlC, Prompt);
+  for (const char *Text : {"! while True: pass", "! import orvy; orvy.run(1e7)"}) {
+    User.enter(Text);
+    User.pressUntil(Terminal::CtrlC, "KeyboardInterrupt");
+    User.pressUntil(Terminal::CtrlC, Prompt);
+  }
 }
 #endif
 
