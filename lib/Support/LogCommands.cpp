@@ -59,7 +59,6 @@ uint32_t categoryForName(std::string_view Name, void *Obj) {
 int setSeverity(void *Obj, uint32_t Category, const std::string &Name) {
   const auto Level = levelForName(Name);
   if (!Level) {
-    errs() << "invalid logging severity\n";
     if (Obj)
       errs() << "unknown log level '" << Name << "'\n";
     return 1;
@@ -102,6 +101,8 @@ int logLevel(Command &Cmd, Interpreter *) {
   const uint32_t Category = categoryForName(CategoryName, Obj);
   const Option &Severity = Cmd.getOption("severity");
   const std::vector<std::string> &Words = Cmd.getPositionals();
+  if (Severity.Valid && !levelForName(Severity.Value))
+    errs() << "invalid logging severity\n";
   if (Severity.Valid && (Obj || Words.empty()))
     return setSeverity(Obj, Category, Severity.Value);
   if (!Words.empty())
