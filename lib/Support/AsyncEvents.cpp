@@ -10,6 +10,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <new>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
@@ -143,7 +144,8 @@ AsyncContext::~AsyncContext() {
   if (getpid() != Process) {
     // The thread and the file behind the descriptors are the parent's. The handle of a thread that
     // is not here can be neither joined nor detached, only kept from its destructor.
-    [[maybe_unused]] static const auto *Parents = new std::thread(std::move(Thread));
+    alignas(std::thread) static unsigned char Parents[sizeof(std::thread)];
+    new (Parents) std::thread(std::move(Thread));
     return;
   }
   raise(TerminateFd.get());
