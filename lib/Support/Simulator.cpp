@@ -231,7 +231,8 @@ orvy_CpuExitReason stepFor(Simulator &Sim, size_t Stepped, uint64_t Steps) {
   const Turn *T = turnAt(Sim, Stepped);
   if (Steps == 0 || !T)
     return leave(Sim, ovCER_Normal);
-  uint64_t StepsEnd = T->Iface->getSteps(T->Cpu) + Steps;
+  // As many as can be told from too many.
+  uint64_t StepsEnd = T->Iface->getSteps(T->Cpu) + std::min<uint64_t>(Steps, EndOfTime);
   for (int64_t Now = Sim.time();;) {
     Sim.setTime(Now);
     int64_t Next = stepQuantumEnd(Sim, Now);

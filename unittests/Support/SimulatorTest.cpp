@@ -159,6 +159,8 @@ TEST_F(Simulation, SteppingStopsWhateverTheSwitchesSay) {
   EXPECT_EQ(orvy_simStep(-1, 5), ovCER_Normal);
   EXPECT_EQ(orvy_simStep(2, 5), ovCER_Normal);
   EXPECT_EQ(B->Steps, Before);
+  B->stopAt(B->Cycles + 35, ovCER_Break); // some quanta from now
+  EXPECT_EQ(orvy_simStep(1, UINT64_MAX), ovCER_Break);
 }
 
 TEST_F(Simulation, ConvertsDurationsAndChecksTheIndex) {
