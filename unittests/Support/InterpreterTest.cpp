@@ -159,6 +159,12 @@ TEST_F(Interpreters, TellAScriptThatCannotBeRead) {
   EXPECT_EQ(runScript(Dir.file("empty.orvy", "").c_str()), ScriptResult::Succeeded);
 }
 
+TEST_F(Interpreters, KeepAScriptThatIsEditedWhileItRuns) {
+  BufferLineReader Script(Dir.file("s.orvy", "v=1\n").c_str());
+  Dir.file("s.orvy", "");
+  EXPECT_THAT(Script.readLine(), ElementsAre("v=1"));
+}
+
 TEST_F(Interpreters, KeepVariablesOfScopes) {
   Interpreter Script(1, " ");
   Script.addGlobalVar("a", "1");

@@ -92,8 +92,13 @@ BufferLineReader::BufferLineReader(std::unique_ptr<MemoryBuffer> Script)
   skipBlanksAndComments();
 }
 
-BufferLineReader::BufferLineReader(const char *Path)
-    : BufferLineReader(MemoryBuffer::mapFile(Path)) {}
+// A copy, as a script may be edited while it runs: what is cut off a mapped file ends the process.
+static std::unique_ptr<MemoryBuffer> readScript(const char *Path) {
+  const std::unique_ptr<MemoryBuffer> Mapped = MemoryBuffer::mapFile(Path);
+  return Mapped ? MemoryBuffer::getBufferCopy(Mapped->begin(), Mapped->end() - 1) : nullptr;
+}
+
+BufferLineReader::BufferLineReader(const char *Path) : BufferLineReader(readScript(Path)) {}
 
 BufferLineReader::BufferLineReader(size_t Length, const char *Text)
     : BufferLineReader(Length ? MemoryBuffer::getBuffer(Text, Text + Length - 1) : nullptr) {}
