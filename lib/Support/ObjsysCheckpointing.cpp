@@ -251,6 +251,7 @@ void restore(const char *Path) {
 
 /// Nothing half restored is left to be taken for the whole.
 int giveUp() {
+  component::adoptRestored(); // the lists of parts may have been restored already
   Class::clearObjects();
   return 1;
 }

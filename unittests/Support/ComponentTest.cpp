@@ -17,6 +17,7 @@
 using namespace orvy::testing;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -308,6 +309,15 @@ TEST_F(Components, LetGoOfWhatACheckpointDoesNotList) {
   Disposed.clear();
   orvy_objsysClearObjects();
   EXPECT_THAT(Disposed, ElementsAre("box-part"));
+
+  std::stringstream Text;
+  Text << std::ifstream(Dir.path("x.json")).rdbuf();
+  std::string Damaged = Text.str();
+  Damaged.insert(Damaged.find("\"box\""), R"("zz": { "className": "Part", "extra": null }, )");
+  Building = MakePart;
+  Disposed.clear();
+  EXPECT_EQ(orvy_deserialiseJSON(Dir.file("damaged.json", Damaged).c_str()), 1);
+  EXPECT_THAT(Disposed, UnorderedElementsAre("box-part", "zz"));
 }
 
 /// A class that was only qualified as one has no record to look into.
