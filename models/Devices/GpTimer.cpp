@@ -28,6 +28,15 @@ constexpr uint8_t FirstIrq = 8;
 
 enum Control : uint32_t { Enable = 1, Restart = 2, Load = 4, IrqEnable = 8, IrqPending = 16 };
 
+/// Sums and differences of times that are sane, unless a damaged checkpoint has set them: then they
+/// wrap.
+int64_t sum(int64_t A, int64_t B) {
+  return static_cast<int64_t>(static_cast<uint64_t>(A) + static_cast<uint64_t>(B));
+}
+int64_t difference(int64_t A, int64_t B) {
+  return static_cast<int64_t>(static_cast<uint64_t>(A) - static_cast<uint64_t>(B));
+}
+
 /// One timer. While it runs, Counter was its value at the tick StartTick.
 struct Timer {
   uint32_t Counter;
@@ -49,7 +58,9 @@ struct GpTimer {
   uint32_t readRegister(uint64_t Offset);
   void writeRegister(uint64_t Offset, uint32_t Value);
   int64_t now();
-  int64_t tick() { return TickBase + (now() - ScalerBase) / (int64_t{ScalerReload} + 1); }
+  int64_t period() const { return int64_t{ScalerReload} + 1; }
+  int64_t sinceBase() { return difference(now(), ScalerBase); }
+  int64_t tick() { return sum(TickBase, sinceBase() / period()); }
   uint32_t counter(const Timer &T);
   void stop(Timer &T);
   void start(Timer &T);
@@ -67,7 +78,8 @@ int64_t GpTimer::now() {
 }
 
 uint32_t GpTimer::counter(const Timer &T) {
-  return T.Control & Enable ? T.Counter - static_cast<uint32_t>(tick() - T.StartTick) : T.Counter;
+  return T.Control & Enable ? T.Counter - static_cast<uint32_t>(difference(tick(), T.StartTick))
+                            : T.Counter;
 }
 
 /// Freezes a timer at its present value.
@@ -86,13 +98,12 @@ void GpTimer::start(Timer &T) {
     return;
   }
   T.StartTick = tick();
-  int64_t Ticks = T.StartTick + T.Counter + 1 - TickBase;
+  int64_t Ticks = sum(difference(T.StartTick, TickBase), int64_t{T.Counter} + 1);
   int64_t At = 0;
   // The longest periods end behind the end of time.
-  if (__builtin_mul_overflow(Ticks, int64_t{ScalerReload} + 1, &At) ||
-      __builtin_add_overflow(At, ScalerBase, &At))
+  if (__builtin_mul_overflow(Ticks, period(), &At) || __builtin_add_overflow(At, ScalerBase, &At))
     At = INT64_MAX;
-  orvy_eventPostCycles(Super.TimeSource, T.Event, At - now(), ovSE_Cpu);
+  orvy_eventPostCycles(Super.TimeSource, T.Event, difference(At, now()), ovSE_Cpu);
 }
 
 /// Changes the length of a tick from now on; the tick in progress starts anew.
@@ -133,10 +144,9 @@ void GpTimer::underflow(unsigned Index) {
 }
 
 uint32_t GpTimer::readRegister(uint64_t Offset) {
-  int64_t Period = int64_t{ScalerReload} + 1;
   switch (Offset) {
   case 0x00:
-    return static_cast<uint32_t>(ScalerReload - (now() - ScalerBase) % Period);
+    return static_cast<uint32_t>(ScalerReload - sinceBase() % period());
   case 0x04:
     return ScalerReload;
   case 0x08:

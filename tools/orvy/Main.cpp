@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -143,6 +144,15 @@ ExitStatus runAll() {
   return Succeeds ? Success : ScriptFailed;
 }
 
+/// The status of the process, which has not succeeded if what it had to say was lost.
+ExitStatus finish(ExitStatus Status) {
+  outs().flush();
+  if (std::cout.good() && std::fflush(stdout) == 0 && !std::ferror(stdout))
+    return Status;
+  errs() << "orvy: not everything could be written to the standard output\n";
+  return Status == Success ? ScriptFailed : Status;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -158,9 +168,9 @@ int main(int argc, char **argv) {
   }
   if (Version) {
     outs() << orvy_getVersionString() << "\n";
-    return Success;
+    return finish(Success);
   }
   startLibrary(argv[0]);
   setUpScripts();
-  return runAll();
+  return finish(runAll());
 }

@@ -103,6 +103,21 @@ TEST_F(TimerModel, TakesPeriodsBeyondTheEndOfTime) {
   EXPECT_EQ(get(Base + 0x10), UINT32_MAX);
 }
 
+TEST_F(TimerModel, SurvivesTimesOfADamagedCheckpoint) {
+  for (const char *Name : {"scalerBase", "tickBase", "startTick0"})
+    for (int64_t Time : {INT64_MIN, int64_t{-1}, INT64_MAX}) {
+      start(0, 9, Restart | Irq);
+      orvy_setValueI64(B.Timer, Name, Time, -1);
+      get(Base);
+      get(Base + 0x10);
+      start(3, 9, Restart | Irq);
+      pass(100);
+    }
+  start(0, 9, Restart | Irq);
+  pass(10);
+  EXPECT_EQ(pending() & 1u << 8, 1u << 8);
+}
+
 TEST_F(TimerModel, NeedsATimeSource) {
   void *Lone = make("GpTimer", "lone");
   orvy_memoryMap(B.Space, 0x90000000, 0x100, Lone, 0);
