@@ -50,9 +50,11 @@ public:
   /// Why a benchmark could not run; empty if all could.
   const std::string &error() const { return Error; }
 
-  /// Median of a benchmark that has run.
+  /// Median of a benchmark; 0 if it did not run.
   double median(const std::string &Name) {
     std::vector<double> &Times = Nanos[Name];
+    if (Times.empty())
+      return 0;
     auto Middle = Times.begin() + static_cast<std::ptrdiff_t>(Times.size() / 2);
     std::nth_element(Times.begin(), Middle, Times.end());
     return *Middle;
@@ -88,6 +90,8 @@ void print(const Row &R, Collector &Results) {
   }
   double Path = Results.median(pathName(R));
   double Yardstick = Results.median(yardstickName(R));
+  if (Path == 0 || Yardstick == 0)
+    return; // listed only
   bool IsMet = Path <= R.Allowed.Times * Yardstick + R.Allowed.Plus;
   std::printf("%-44s %9.2f %9.2f %7.2f  %s%s\n", R.Name.c_str(), Path, Yardstick, Path / Yardstick,
               goalText(R.Allowed).c_str(), IsMet ? "" : "  missed");
@@ -125,7 +129,14 @@ int compare(std::string Name, Goal Allowed, Function Path, Function Yardstick) {
 }
 
 bool runAll(bool (*Start)()) {
-  const std::regex Chosen(benchmark::GetBenchmarkFilter());
+  const std::string Filter = benchmark::GetBenchmarkFilter();
+  std::regex Chosen;
+  try {
+    Chosen = Filter == "all" ? "" : Filter;
+  } catch (const std::regex_error &) {
+    std::fprintf(stderr, "benchmarks: '%s' is no regular expression\n", Filter.c_str());
+    return false;
+  }
   std::printf("%-44s %9s %9s %7s  %s\n", "hot path", "ns", "yardstick", "ratio", "goal");
   bool AllRan = true;
   for (const Row &R : rows())

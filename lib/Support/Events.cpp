@@ -122,10 +122,10 @@ void withdraw(int64_t EvId) {
 
 /// Takes an event that is to be posted off the heap it is on, and says so.
 void takeOff(orvy_Event *Event, const char *ScheduledText) {
-  const auto Index = static_cast<size_t>(Event->QueueIdx);
-  Event->Queue->Heap.fetch(Index);
+  Event->Queue->Heap.fetch(static_cast<size_t>(Event->QueueIdx));
   orvy_logWarning(Event->Obj, "%s", ScheduledText);
-  Event->Queue->Heap.removeAt(Index);
+  if (Event->Queue) // who hears the warning may have moved it, or taken it off
+    Event->Queue->Heap.removeAt(static_cast<size_t>(Event->QueueIdx));
 }
 
 /// Posts an event that is scheduled already.

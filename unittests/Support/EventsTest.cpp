@@ -160,6 +160,24 @@ TEST_F(EventQueue, MovesAScheduledEventAndWarnsOnce) {
   EXPECT_THAT(fireUntil(20), ElementsAre("a"));
 }
 
+TEST_F(EventQueue, WhoHearsTheWarningMayChangeTheQueue) {
+  static std::function<void()> Hear;
+  int64_t A = publish("a");
+  int64_t B = publish("b");
+  for (const std::function<void()> &Act : std::initializer_list<std::function<void()>>{
+           [&] { orvy_eventDeschedule(A); }, [&] { orvy_eventDeschedule(B); }}) {
+    post(B, 5);
+    post(A, 10); // moves to the place of the other when that goes
+    Hear = Act;
+    orvy_logSetFunc([](const char *) { std::exchange(Hear, nullptr)(); });
+    post(A, 20);
+    orvy_logSetFunc(nullptr);
+    orvy_eventDeschedule(B);
+    EXPECT_TRUE(orvy_verifyHeapOrder(Queue));
+    EXPECT_THAT(fireUntil(20), ElementsAre("a"));
+  }
+}
+
 TEST_F(EventQueue, SaysOfInvalidIdsWhatWasTried) {
   int64_t Gone = publish("gone");
   orvy_eventDepublish(Gone);
