@@ -4,6 +4,7 @@
 #include "EventQueue.h"
 #include "EventTable.h"
 #include "InternalError.h"
+#include "LoggingEngine.h"
 
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Logging.h"
@@ -120,25 +121,40 @@ void withdraw(int64_t EvId) {
   releaseRecord(Event);
 }
 
-/// Takes an event that is to be posted off the heap it is on, and says so.
-void takeOff(orvy_Event *Event, const char *ScheduledText) {
+/// Says that an event is scheduled. Who hears it may move the event, take it off or depublish it:
+/// false if there is no such event any more.
+[[gnu::noinline]] bool warn(const orvy_Event *Event, const char *Text) {
+  const int64_t EvId = Event->EventId;
+  orvy_logWarning(Event->Obj, "%s", Text);
+  return eventForId(EvId) == Event;
+}
+
+/// Takes an event that is to be posted off the heap it is on, with a warning. False if the event
+/// has gone at that.
+bool takeOff(orvy_Event *Event, const char *Text) {
   Event->Queue->Heap.fetch(static_cast<size_t>(Event->QueueIdx));
-  orvy_logWarning(Event->Obj, "%s", ScheduledText);
-  if (Event->Queue) // who hears the warning may have moved it, or taken it off
-    Event->Queue->Heap.removeAt(static_cast<size_t>(Event->QueueIdx));
+  // Mostly the warning passes nobody, and then it is not to cost anything.
+  if (TheEngine->passes(ovLOG_Warning, 0)) {
+    if (!warn(Event, Text))
+      return false;
+    if (!Event->Queue)
+      return true;
+  }
+  Event->Queue->Heap.removeAt(static_cast<size_t>(Event->QueueIdx));
+  return true;
 }
 
 /// Posts an event that is scheduled already.
 [[gnu::noinline]] void postAgain(orvy_EventQueue *Queue, orvy_Event *Event, int64_t Time) {
-  takeOff(Event, "event already scheduled when posting");
-  Queue->schedule(Event, Time);
+  if (takeOff(Event, "event already scheduled when posting"))
+    Queue->schedule(Event, Time);
 }
 
 /// Posts a real-time event; its delay by the wall clock begins now.
 [[gnu::noinline]] void postRealTime(orvy_EventQueue *Queue, orvy_Event *Event, int64_t Time,
                                     int64_t WallDelayNanos) {
-  if (Event->Queue)
-    takeOff(Event, "event already scheduled when posting");
+  if (Event->Queue && !takeOff(Event, "event already scheduled when posting"))
+    return;
   Event->RTTime = orvy_timeGetMonotonicWct() + static_cast<uint64_t>(WallDelayNanos);
   orvy_logInfo(nullptr, "post relative event %ld %ld", static_cast<long>(Event->RTTime),
                static_cast<long>(WallDelayNanos));
@@ -350,8 +366,8 @@ void orvy_eventStackPostInternal(orvy_EventQueue *Queue, int64_t EvId) {
     orvy_logError(nullptr, "stack posting invalid event");
     return;
   }
-  if (Event->Queue)
-    takeOff(Event, "event already scheduled when stack posting");
+  if (Event->Queue && !takeOff(Event, "event already scheduled when stack posting"))
+    return;
   Event->Flags &= ~static_cast<uint32_t>(ovEF_Descheduled);
   Queue->push(Event);
 }

@@ -82,7 +82,7 @@ int setLevels(const std::vector<std::string> &Names) {
 
 int showLevel(void *Obj, uint32_t Category, const std::string &CategoryName) {
   if (!Obj) {
-    outs() << "current log level: '" << logLevelName(loggingEngine().getSeverity(0)) << "'\n";
+    outs() << "current log level: '" << logLevelName(TheEngine->getSeverity(0)) << "'\n";
     return 0;
   }
   if (orvy_isExternal(Obj)) {

@@ -3,7 +3,6 @@
 #include "LoggingEngine.h"
 #include "ObjsysClass.h"
 #include "orvy/Support/CommandLineOptions.h"
-#include "orvy/Support/ManagedStatic.h"
 #include "orvy/Support/Time.h"
 
 #include <algorithm>
@@ -23,7 +22,7 @@ static cl::opt<bool> *const LogStderr =
     new cl::opt<bool>(cl::longName("log-stderr"), cl::category("Logging"),
                       cl::description("Change default log output to stderr"));
 
-static ManagedStatic<LoggingEngine> TheEngine;
+ManagedStatic<LoggingEngine> orvy::TheEngine;
 
 namespace {
 
@@ -180,10 +179,6 @@ std::string_view orvy::formatSeconds(double Secs, SecondsText &Buffer) {
   for (int Digit = 6; Digit > 0; --Digit, Fraction /= 10)
     Point[Digit] = static_cast<char>('0' + Fraction % 10);
   return {Buffer, static_cast<size_t>(Point + 7 - Buffer)};
-}
-
-LoggingEngine &orvy::loggingEngine() {
-  return *TheEngine;
 }
 
 // Clients.

@@ -4,6 +4,7 @@
 #define ORVY_LIB_LOGGINGENGINE_H
 
 #include "orvy/Support/Logging.h"
+#include "orvy/Support/ManagedStatic.h"
 
 #include <atomic>
 #include <cstdarg>
@@ -93,7 +94,7 @@ private:
   std::function<void(const char *)> Func;
 };
 
-/// Filters messages and hands them to its clients in order. One for the process; see loggingEngine.
+/// Filters messages and hands them to its clients in order. One for the process: TheEngine.
 class LoggingEngine {
 public:
   /// With a client on the standard output, or on the standard error if the environment variable
@@ -120,8 +121,8 @@ private:
   std::atomic<LogThresholds> Thresholds{AllDebug}; // read by messages of any thread
 };
 
-/// The engine, built if need be.
-LoggingEngine &loggingEngine();
+/// The engine, built when it is first used.
+extern ManagedStatic<LoggingEngine> TheEngine;
 
 } // namespace orvy
 

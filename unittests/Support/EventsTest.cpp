@@ -178,6 +178,27 @@ TEST_F(EventQueue, WhoHearsTheWarningMayChangeTheQueue) {
   }
 }
 
+TEST_F(EventQueue, WhoHearsTheWarningMayDepublishTheEvent) {
+  static int64_t Id;
+  static orvy_EventQueue *Posted;
+  Posted = Queue;
+  for (void (*Post)() : {+[] { orvy_eventPostAbsoluteInQueueInternal(Posted, Id, 20); },
+                         +[] {
+                           orvy_eventPtrNS(Id)->Flags |= ovEF_RealTime;
+                           orvy_eventPostRelativeInQueueInternal(Posted, Id, 20, 0);
+                         },
+                         +[] { orvy_eventStackPostInternal(Posted, Id); }}) {
+    Id = publish("gone");
+    post(Id, 10);
+    orvy_logSetFunc([](const char *) { orvy_eventDepublish(Id); });
+    Post();
+    orvy_logSetFunc(nullptr);
+    EXPECT_EQ(orvy_eventPtrNS(Id), nullptr);
+    EXPECT_EQ(orvy_eventGetFirstTime(Queue), -1);
+    EXPECT_THAT(fireUntil(20), ElementsAre());
+  }
+}
+
 TEST_F(EventQueue, SaysOfInvalidIdsWhatWasTried) {
   int64_t Gone = publish("gone");
   orvy_eventDepublish(Gone);

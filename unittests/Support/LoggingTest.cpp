@@ -322,7 +322,7 @@ TEST(LogClients, ThereIsOnlyTheLastOneSet) {
 TEST(LogClients, AllGetEachMessageInOrder) {
   TempDir Dir;
   std::vector<std::string> Heard;
-  LoggingEngine &Engine = loggingEngine();
+  LoggingEngine &Engine = *TheEngine;
   Engine.replaceClients(LoggingClient::createFileClient(Dir.path("log").c_str()));
   for (const char *Name : {"first ", "second "})
     Engine.addClient(LoggingClient::createStrCallbackClient(
