@@ -1,5 +1,7 @@
 #include "orvy/Support/Diagnostics.h"
 
+#include "ErrorRecord.h"
+
 #include <cstdio>
 
 using namespace orvy;
@@ -15,16 +17,25 @@ constexpr DiagnosticKind ErrorKind = {"\033[31m", "error"};
 
 } // namespace
 
+[[gnu::format(printf, 1, 0)]] static std::string format(const char *Fmt, va_list Args) {
+  va_list Measured;
+  va_copy(Measured, Args);
+  const int Length = std::vsnprintf(nullptr, 0, Fmt, Measured);
+  va_end(Measured);
+  std::string Text(Length > 0 ? Length : 0, '\0');
+  std::vsnprintf(Text.data(), Text.size() + 1, Fmt, Args);
+  return Text;
+}
+
 [[gnu::format(printf, 5, 0)]] static void report(const DiagnosticKind &Kind, bool Color,
                                                  const std::string &File, uint32_t Line,
                                                  const char *Fmt, va_list Args) {
   const char *Start = Color ? Kind.Color : "";
   const char *End = Color ? "\033[0m" : "";
-  if (!File.empty())
-    std::fprintf(stderr, "%s:", File.c_str());
-  std::fprintf(stderr, "%u: %s%s%s: ", Line, Start, Kind.Name, End);
-  std::vfprintf(stderr, Fmt, Args);
-  std::fputc('\n', stderr);
+  const std::string Place = (File.empty() ? "" : File + ":") + std::to_string(Line) + ": ";
+  const std::string Text = format(Fmt, Args) + '\n';
+  std::fprintf(stderr, "%s%s%s%s: %s", Place.c_str(), Start, Kind.Name, End, Text.c_str());
+  recordError(Place + Kind.Name + ": " + Text);
 }
 
 void DiagnosticsClient::setColor(bool) {}

@@ -1,5 +1,6 @@
 #include "orvy/Support/Logging.h"
 
+#include "ErrorRecord.h"
 #include "LoggingEngine.h"
 #include "ObjsysClass.h"
 #include "orvy/Support/CommandLineOptions.h"
@@ -155,6 +156,20 @@ void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Categor
   return Out.end();
 }
 
+// For those who ask for the reason of a failure: the message without level and time.
+[[gnu::format(printf, 2, 0)]] void record(const void *Obj, const char *Fmt, va_list Args) {
+  Line Out;
+  if (const char *Name = Obj ? Class::nameForObject(Obj) : nullptr) {
+    Out.add(Name);
+    Out.add(": ");
+  }
+  va_list Own;
+  va_copy(Own, Args);
+  Out.addFormatted(Fmt, Own);
+  va_end(Own);
+  recordError(Out.end());
+}
+
 constexpr LogThresholds withThreshold(LogThresholds Set, uint32_t Category, orvy_LogLevel Level) {
   const uint32_t Shift = 4 * Category;
   return (Set & ~(0xfull << Shift)) | static_cast<uint64_t>(std::min(Level, ovLOG_Debug)) << Shift;
@@ -245,6 +260,8 @@ void LoggingEngine::log(orvy_LogLevel Level, const void *Obj, uint32_t Category,
   const orvy_Object *Header = headerOf(Obj);
   if (Header && Level > thresholdOf(Header->LoggingFlags, Category))
     return;
+  if (Level <= ovLOG_Error)
+    record(Obj, Fmt, Args);
   for (const auto &Client : Clients) {
     va_list Own;
     va_copy(Own, Args);

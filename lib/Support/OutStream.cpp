@@ -1,5 +1,7 @@
 #include "orvy/Support/OutStream.h"
 
+#include "ErrorRecord.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -151,8 +153,18 @@ constexpr const char *ColorSequences[] = {"\033[30m", "\033[31m", "\033[32m", "\
 // Keeps std::cout and std::cerr usable in the initialisers of every source file of the library.
 [[gnu::init_priority(101)]] const std::ios_base::Init StandardStreams;
 
+/// The error stream, of which a record is kept.
+class ErrorStream final : public OutStream {
+public:
+  void write(const char *Text, size_t Length) override {
+    orvy::recordError({Text, Length});
+    std::cerr.write(Text, static_cast<std::streamsize>(Length));
+  }
+  void flush() override { std::cerr.flush(); }
+};
+
 constinit OSStream StdOut(std::cout);
-constinit OSStream StdErr(std::cerr);
+constinit ErrorStream StdErr;
 
 } // namespace
 

@@ -525,6 +525,19 @@ orvy_CpuExitReason orvy_simRunNanos(uint64_t Nanos) {
   return Reason;
 }
 
+orvy_CpuExitReason orvy_simRunUntil(uint64_t Nanos) {
+  Simulator &Sim = sim();
+  needQuanta(Sim);
+  const auto Now = static_cast<uint64_t>(std::max<int64_t>(Sim.time(), 0));
+  const uint64_t End = std::min<uint64_t>(Nanos, EndOfTime);
+  if (End <= Now)
+    return leave(Sim, ovCER_Normal);
+  // A run goes on until a quantum ends after its duration: the last one here is the one that the
+  // time lies in.
+  const auto Quanta = static_cast<uint64_t>(Sim.Quanta);
+  return orvy_simRunNanos((End - Now - 1) / Quanta * Quanta);
+}
+
 orvy_CpuExitReason orvy_simRunSecs(double Secs) {
   return orvy_simRunNanos(static_cast<uint64_t>(orvy_secsToNanos(Secs)));
 }

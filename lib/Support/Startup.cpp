@@ -12,13 +12,18 @@
 
 using namespace orvy;
 
-// The process does not go on without the directory.
-static void requireConfigDir(bool WithParents) {
+static bool makeConfigDir(bool WithParents) {
   const std::string Dir = os::path::getConfDir();
   if (fs::exists(Dir) || (!Dir.empty() && fs::mkdir(Dir.c_str(), WithParents)))
-    return;
+    return true;
   orvy_logError(nullptr, "could not create config dir '%s'", Dir.c_str());
-  std::exit(1);
+  return false;
+}
+
+// The process does not go on without the directory.
+static void requireConfigDir(bool WithParents) {
+  if (!makeConfigDir(WithParents))
+    std::exit(1);
 }
 
 void orvy_initPathSupport(const char *Command) {
@@ -29,6 +34,10 @@ void orvy_initPathSupport(const char *Command) {
 
 void orvy_initConfigDirs() {
   requireConfigDir(true);
+}
+
+int orvy_tryConfigDirs() {
+  return makeConfigDir(true) ? 0 : -1;
 }
 
 void orvy_initSupportLib() {

@@ -1,6 +1,8 @@
 """Builds a board, runs a program on it, and looks at what became of it."""
 
+import os
 import sys
+import tempfile
 
 import orvy
 
@@ -59,6 +61,36 @@ def main(image):
     expect(orvy.Error, orvy.load_plugin, "NoPlugin")
     expect(orvy.Error, orvy.exec, "memory-read obj=memory addr=0")
     expect(TypeError, orvy.set, cpu, "memorySpace", 1)
+    expect(orvy.Error, orvy.set_time_source, uart, space)
+    expect(orvy.Error, orvy.set_time_source, uart, None)
+    expect(orvy.Error, orvy.load_image, uart, image)
+    expect(orvy.Error, orvy.map, space, -1, 16, uart)
+    expect(orvy.Error, orvy.add_command, "memory-read", print)
+    for seconds in (-5, float("nan"), 1e300):
+        expect(orvy.Error, orvy.run, seconds)
+    restore(cpu)
+    run_by_parts(cpu)
+
+
+def restore(cpu):
+    """Objects stand for what has their name after a checkpoint was restored."""
+    with tempfile.TemporaryDirectory() as folder:
+        kept = os.path.join(folder, "kept.json")
+        orvy.exec(f"checkpoint-save {kept}")
+        rams = [orvy.create("Ram", f"late{index}", size=4096) for index in range(50)]
+        orvy.exec(f"checkpoint-restore {kept}")
+    print("restored", orvy.get(cpu, "freq"), cpu == orvy.find("cpu0"), any(ram.exists for ram in rams))
+    expect(orvy.Error, orvy.get, rams[0], "size")
+
+
+def run_by_parts(cpu):
+    """Runs of less than a quantum add up."""
+    orvy.dispose(cpu)
+    expect(orvy.Error, orvy.get, cpu, "freq")
+    begin = orvy.time()
+    for _ in range(2000):
+        orvy.run(0.0005)
+    print("ran", round(orvy.time() - begin, 9), orvy.get("sim", "time") - round(begin * 1e9))
 
 
 if __name__ == "__main__":

@@ -1,5 +1,7 @@
 #include "orvy/Support/OutStream.h"
 
+#include "orvy/Support/Logging.h"
+
 #include <cmath>
 #include <gmock/gmock.h>
 #include <limits>
@@ -213,6 +215,26 @@ TEST(GlobalStreams, PrintIsCutButTellsTheFullLength) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(orvy_printerr("%d%%", 50), 3);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "50%");
+}
+
+TEST(GlobalStreams, TheLastErrorTextsCanBeReadBack) {
+  char Text[64];
+  orvy_printerr("before");
+  const uint64_t Mark = orvy_errorMark();
+  EXPECT_EQ(orvy_errorsSince(Mark, Text, sizeof Text), 0u);
+  orvy_printerr("on the stream, ");
+  orvy_logWarning(nullptr, "not an error");
+  orvy_logConfigError(nullptr, "in the %s", "log");
+  EXPECT_EQ(orvy_errorsSince(Mark, Text, sizeof Text), 26u);
+  EXPECT_STREQ(Text, "on the stream, in the log\n");
+  EXPECT_EQ(orvy_errorsSince(Mark, Text, 5), 4u);
+  EXPECT_STREQ(Text, "log\n");
+  EXPECT_EQ(orvy_errorsSince(Mark, nullptr, 5), 0u);
+  for (int Count = 0; Count < 20000; ++Count)
+    orvy::errs() << (Count == 19999 ? "z" : "x");
+  std::string Kept(20000, '\0');
+  EXPECT_EQ(orvy_errorsSince(Mark, Kept.data(), Kept.size()), 16384u);
+  EXPECT_EQ(Kept.substr(0, 16384), std::string(16383, 'x') + "z");
 }
 
 TEST(GlobalStreams, AnOSStreamWritesToAnyStandardStream) {

@@ -1,4 +1,4 @@
-/* Output.h - printf into the two global text streams.
+/* Output.h - printf into the two global text streams, and what has been reported as an error.
  *
  * The streams take no lock: calls from several threads may interleave their text. */
 
@@ -20,6 +20,29 @@ ORVY_API int orvy_printf(const char *Fmt, ...) ORVY_PRINTF(1, 2);
  * @return the full length of the text, as vsnprintf reports it; negative if the format fails
  */
 ORVY_API int orvy_printerr(const char *Fmt, ...) ORVY_PRINTF(1, 2);
+
+/* The reason of a failure. A program that calls a function that may fail takes a mark first, and
+ * asks for the text since that mark if the call has failed:
+ *
+ *     uint64_t Mark = orvy_errorMark();
+ *     if (orvy_execCommand(Text) != 0)
+ *       orvy_errorsSince(Mark, Reason, sizeof Reason);
+ *
+ * Any thread may call these; the text is that of all threads. */
+
+/** The present end of all that has been written to the error stream or logged as an error. */
+ORVY_API uint64_t orvy_errorMark(void);
+
+/**
+ * Copies what has been written to the error stream, or has passed the log at the levels error and
+ * fatal, since a mark: whole as the user has read it, colours included. A logged message stands
+ * there with the name of its source and a line end. Only the last 16 KiB are kept.
+ * @param Mark    result of orvy_errorMark; 0 for all that is kept
+ * @param Buffer  takes the text and a NUL; null is ignored
+ * @param Size    of the buffer in bytes; of a longer text the end is copied
+ * @return the length of what was copied, without the NUL
+ */
+ORVY_API size_t orvy_errorsSince(uint64_t Mark, char *Buffer, size_t Size);
 
 ORVY_END_C
 

@@ -12,8 +12,23 @@
 
 ORVY_BEGIN_C
 
-/** Runs for a time in nanoseconds. @return why the run ended */
+/**
+ * Runs for a time in nanoseconds, in whole quanta: the run ends after the first quantum whose end
+ * lies past that time, so a duration that is a multiple of the quantum takes one quantum more. The
+ * time of "sim" then is the start of that last quantum, and the processors stand at its end. A run
+ * of less than a quantum leaves the time where it is, and the next one starts from there: for runs
+ * that add up, see orvy_simRunUntil.
+ * @return why the run ended
+ */
 ORVY_API orvy_CpuExitReason orvy_simRunNanos(uint64_t Nanos);
+
+/**
+ * Runs until the processors stand at a simulated time in nanoseconds, or, where it lies inside a
+ * quantum, at the end of that quantum. Does nothing if the time of "sim" is there already. Unlike a
+ * run for a duration it takes no quantum more, so that runs to successive times add up.
+ * @return why the run ended
+ */
+ORVY_API orvy_CpuExitReason orvy_simRunUntil(uint64_t Nanos);
 
 /** Runs for a time in seconds. @return why the run ended */
 ORVY_API orvy_CpuExitReason orvy_simRunSecs(double Secs);

@@ -27,6 +27,11 @@ ORVY_API void orvy_initPathSupport(const char *Command);
  */
 ORVY_API void orvy_initConfigDirs(void);
 /**
+ * The same for a host that is to go on, or to end in a way of its own.
+ * @return 0, or -1 after an error in the log; orvy_initSupportLib would then end the process
+ */
+ORVY_API int orvy_tryConfigDirs(void);
+/**
  * Brings up the event system, the object "sim" and the class "Clock". Makes sure that the user's
  * configuration directory exists, whose parent must be there; ends the process with status 1, after
  * an error in the log, if it cannot be created.

@@ -10,12 +10,14 @@ Works in a script that the emulator runs with script-run and in a program of its
     orvy.map(space, 0x40000000, 0x10000, ram)
     orvy.exec("memory-read obj=memory addr=0x40000000")
 
-What fails raises orvy.Error; the reason stands on the error stream. Everything belongs to the one
-thread that uses the module, and no other Python thread runs during a call.
+What fails raises orvy.Error with the reason, which also stands on the error stream. Everything
+belongs to the one thread that uses the module, and no other Python thread runs during a call.
 """
 
 import ctypes
 import enum
+import fractions
+import math
 import os
 import re
 import struct
@@ -26,7 +28,7 @@ _LIBRARY = "libORVYSupport.so"
 
 
 class Error(Exception):
-    """An operation of the library failed."""
+    """An operation of the library failed. The text ends with what the library said of it."""
 
 
 class ExitReason(enum.IntEnum):
@@ -130,7 +132,7 @@ _U64_TYPE = ctypes.c_uint64
 
 _FUNCTIONS = {
     "orvy_initPathSupport": (None, [_TEXT]),
-    "orvy_initConfigDirs": (None, []),
+    "orvy_tryConfigDirs": (ctypes.c_int, []),
     "orvy_initSupportLib": (None, []),
     "orvy_loadPlugin": (ctypes.c_int, [_TEXT]),
     "orvy_createObject": (_OBJECT, [_TEXT, _TEXT, ctypes.POINTER(_CreateArg)]),
@@ -149,22 +151,66 @@ _FUNCTIONS = {
     "orvy_memoryMap": (ctypes.c_uint32, [_OBJECT, _U64_TYPE, _U64_TYPE, _OBJECT, _U64_TYPE]),
     "orvy_loadImageAndStartAddr": (ctypes.c_int, [_OBJECT, _TEXT, ctypes.POINTER(_U64_TYPE)]),
     "orvy_isCpu": (ctypes.c_int, [_OBJECT]),
+    "orvy_isMemory": (ctypes.c_int, [_OBJECT]),
+    "orvy_isMachine": (ctypes.c_int, [_OBJECT]),
+    "orvy_isQualifiedAs": (ctypes.c_int, [_OBJECT, ctypes.c_uint]),
+    "orvy_isExternal": (ctypes.c_int, [_OBJECT]),
     "orvy_cpuReset": (None, [_OBJECT, ctypes.c_int]),
     "orvy_cpuSetPc": (None, [_OBJECT, _U64_TYPE]),
-    "orvy_simRunSecs": (ctypes.c_uint32, [ctypes.c_double]),
+    "orvy_simRunUntil": (ctypes.c_uint32, [_U64_TYPE]),
+    "orvy_simIsRunning": (ctypes.c_uint8, []),
     "orvy_simGetTime": (_U64_TYPE, []),
+    "orvy_errorMark": (_U64_TYPE, []),
+    "orvy_errorsSince": (ctypes.c_size_t, [_U64_TYPE, ctypes.c_char_p, ctypes.c_size_t]),
     "orvy_execCommand": (ctypes.c_int, [_TEXT]),
     "orvy_addPythonCommand": (ctypes.py_object, [ctypes.c_void_p, ctypes.py_object]),
 }
 
 
+_libc = ctypes.PyDLL(None)
+
+
+def _flush_python():
+    """Hands on what Python has printed. A stream that is not there or is closed has nothing, and what
+    cannot be written is the business of those who print."""
+    for stream in (sys.stdout, sys.stderr):
+        try:
+            stream.flush()
+        except (AttributeError, ValueError, OSError):
+            pass
+
+
+def _in_order(function):
+    """The function, with its output after what Python has printed before. Any function may print: what
+    a model does when it is asked for a property is not known here."""
+
+    def call(*arguments):
+        _flush_python()
+        try:
+            return function(*arguments)
+        finally:
+            _libc.fflush(None)
+
+    return call
+
+
+class _Library:
+    """The functions of the library."""
+
+    def __init__(self, library):
+        for name, (result, arguments) in _FUNCTIONS.items():
+            function = getattr(library, name)
+            function.restype, function.argtypes = result, arguments
+            setattr(self, name, _in_order(function))
+
+
 def _open():
-    """The library of this process, and whether it was there already. PyDLL keeps the lock of the
-    interpreter during a call, as commands may call Python."""
+    """The library of this process, or else that of the tree in which this file lies. PyDLL keeps the
+    lock of the interpreter during a call, as commands may call Python."""
     try:
-        return ctypes.PyDLL(_LIBRARY, mode=os.RTLD_NOW | os.RTLD_NOLOAD), True
+        return ctypes.PyDLL(_LIBRARY, mode=os.RTLD_NOW | os.RTLD_NOLOAD)
     except OSError:
-        return ctypes.PyDLL(os.path.join(_root(), "lib", _LIBRARY), mode=os.RTLD_NOW), False
+        return ctypes.PyDLL(os.path.join(_root(), "lib", _LIBRARY), mode=os.RTLD_NOW)
 
 
 def _root():
@@ -172,53 +218,87 @@ def _root():
     return os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), *[os.pardir] * 4))
 
 
-def _load():
-    library, is_running = _open()
-    for name, (result, arguments) in _FUNCTIONS.items():
-        function = getattr(library, name)
-        function.restype, function.argtypes = result, arguments
-    if not is_running:
-        library.orvy_initPathSupport(os.fsencode(os.path.join(_root(), "lib", "orvy")))
-        library.orvy_initConfigDirs()
-        library.orvy_initSupportLib()
-    return library
+def _start():
+    """Brings the library up, where that has not been done."""
+    if _lib.orvy_objectForName(b"sim"):
+        return
+    _lib.orvy_initPathSupport(os.fsencode(os.path.join(_root(), "lib", "orvy")))
+    mark = _lib.orvy_errorMark()
+    if _lib.orvy_tryConfigDirs() != 0:
+        raise ImportError(f"{_reason(mark)}; set HOME to a directory in which it can be made")
+    _lib.orvy_initSupportLib()
 
 
-_lib = _load()
-_libc = ctypes.PyDLL(None)
+# Failures
+
+_REASON_LIMIT = 1 << 14
+_COLOUR = re.compile("\033\\[[0-9;]*m")
+_CONSEQUENCE = re.compile(r"\n\S*[0-9]+: error: command '[^\n]*' failed$")  # after the reason itself
 
 
-class _Output:
-    """Keeps the output of Python and that of the library in order."""
+def _reason(mark):
+    """What the library has reported as errors since a mark."""
+    text = ctypes.create_string_buffer(_REASON_LIMIT)
+    _lib.orvy_errorsSince(mark, text, _REASON_LIMIT)
+    return _CONSEQUENCE.sub("", _COLOUR.sub("", text.value.decode(errors="replace")).strip())
 
-    def __enter__(self):
-        sys.stdout.flush()
 
-    def __exit__(self, *_):
-        _libc.fflush(None)
+def _failure(what, mark):
+    """The exception for a failed call, with the reason that was reported since the mark."""
+    reason = _reason(mark)
+    return Error(f"{what}: {reason}" if reason else what)
+
+
+def _call(what, function, *arguments):
+    """Calls a function without a result, which tells a failure as an error only."""
+    mark = _lib.orvy_errorMark()
+    function(*arguments)
+    if _lib.orvy_errorMark() != mark:
+        raise _failure(what, mark)
+
+
+_lib = _Library(_open())
+_start()
 
 
 # Objects
 
 
 class Object:
-    """An object of the machine. One that was disposed fails like one that has no properties."""
+    """An object of the machine: the one that has the name. After a checkpoint was restored it stands for
+    the restored object of that name. Where there is none any more, its use raises Error."""
 
-    __slots__ = ("handle",)
+    __slots__ = ("_handle", "_name")
 
     def __init__(self, handle):
-        self.handle = handle
+        self._handle = handle
+        self._name = _lib.orvy_nameForObject(handle)
+
+    @property
+    def handle(self):
+        """The address of the object, which may change when a checkpoint is restored."""
+        if not self.exists:
+            raise Error(f"there is no object '{self.name}' any more")
+        return self._handle
+
+    @property
+    def exists(self):
+        """Whether there is an object of that name."""
+        if self._name is None:
+            return False
+        if _lib.orvy_nameForObject(self._handle) != self._name:
+            self._handle = _lib.orvy_objectForName(self._name)
+        return bool(self._handle)
 
     @property
     def name(self):
-        text = _lib.orvy_nameForObject(self.handle)
-        return text.decode() if text else None
+        return None if self._name is None else os.fsdecode(self._name)
 
     def __eq__(self, other):
-        return isinstance(other, Object) and self.handle == other.handle
+        return isinstance(other, Object) and self._name == other._name
 
     def __hash__(self):
-        return hash(self.handle)
+        return hash(self._name)
 
     def __repr__(self):
         return f"<orvy.Object {self.name}>"
@@ -230,11 +310,20 @@ def _wrap(handle):
 
 def _handle(obj):
     """The address of an object that is given itself or by its name; None stands for none."""
-    if obj is None or isinstance(obj, Object):
-        return obj.handle if obj else None
+    if obj is None:
+        return None
     if isinstance(obj, str):
-        return find(obj).handle
-    raise TypeError(f"{obj!r} is no object of the machine")
+        obj = find(obj)
+    if isinstance(obj, Object):
+        return obj.handle
+    raise TypeError(f"{obj!r} is not an object of the machine")
+
+
+def _address(value):
+    """An address or a length, which must not be cut in silence."""
+    if not 0 <= value < 1 << 64:
+        raise Error(f"{value:#x} is not an address or a length: they are of 64 bits")
+    return value
 
 
 _MEMBER = re.compile(r"([^\[\]]+)(?:\[([0-9]{1,9})\])?")
@@ -270,15 +359,16 @@ def create(cls, name, **arguments):
     """Creates an object of a class, with creation arguments."""
     packed = [(key, _Packed(_type_of_argument(value), value)) for key, value in arguments.items()]
     listed = (_CreateArg * (len(packed) + 1))(*[(key.encode(), each.value) for key, each in packed])
+    mark = _lib.orvy_errorMark()
     handle = _lib.orvy_createObject(cls.encode(), name.encode(), listed)
     if not handle:
-        raise Error(f"cannot create '{name}' of class '{cls}'")
+        raise _failure(f"cannot create '{name}' of class '{cls}'", mark)
     return Object(handle)
 
 
 def dispose(obj):
     """Disposes an object."""
-    _lib.orvy_disposeObject(_handle(obj))
+    _call(f"cannot dispose {obj!r}", _lib.orvy_disposeObject, _handle(obj))
 
 
 def get(obj, prop):
@@ -298,26 +388,35 @@ def set(obj, prop, value):  # pylint: disable=redefined-builtin
     """Sets a number, a string or an object without side effects."""
     handle, name, index, typ = _element(obj, prop)
     packed = _Packed(typ, value)
-    _lib.orvy_setValue(handle, name, packed.value, index)
+    _call(f"cannot set '{prop}' of {obj!r}", _lib.orvy_setValue, handle, name, packed.value, index)
 
 
 def write(obj, prop, value):
     """The same as the simulated software would write it, with its side effects."""
     handle, name, index, typ = _element(obj, prop)
     packed = _Packed(typ, value)
-    _lib.orvy_writeValue(handle, name, packed.value, index)
+    _call(f"cannot write '{prop}' of {obj!r}", _lib.orvy_writeValue, handle, name, packed.value, index)
 
 
 def connect(obj, prop, other, iface):
     """Connects a reference property to an interface of another object."""
     _split(prop), _split(iface)  # a malformed index must not reach the library
+    mark = _lib.orvy_errorMark()
     if _lib.orvy_connect(_handle(obj), prop.encode(), _handle(other), iface.encode()) != 0:
-        raise Error(f"cannot connect '{prop}' of {obj!r} to '{iface}' of {other!r}")
+        raise _failure(f"cannot connect '{prop}' of {obj!r} to '{iface}' of {other!r}", mark)
+
+
+_CLOCK = 6  # the qualifier of clocks
 
 
 def set_time_source(obj, source):
     """Has an object follow the time of a processor, machine or clock."""
-    _lib.orvy_setTimeSource(_handle(obj), _handle(source))
+    handle, clock = _handle(obj), _handle(source)
+    if not handle or _lib.orvy_isExternal(handle):
+        raise Error(f"{obj!r} cannot follow a time source")
+    if not (_lib.orvy_isCpu(clock) or _lib.orvy_isMachine(clock) or _lib.orvy_isQualifiedAs(clock, _CLOCK)):
+        raise Error(f"{source!r} is not a processor, machine or clock")
+    _lib.orvy_setTimeSource(handle, clock)
 
 
 # Machine
@@ -325,21 +424,27 @@ def set_time_source(obj, source):
 
 def load_plugin(name):
     """Loads a plug-in by name or path; one that is loaded already stays."""
+    mark = _lib.orvy_errorMark()
     if _lib.orvy_loadPlugin(os.fsencode(name)) not in (0, 1):
-        raise Error(f"cannot load the plug-in '{name}'")
+        raise _failure(f"cannot load the plug-in '{name}'", mark)
 
 
 def map(space, addr, length, device):  # pylint: disable=redefined-builtin
     """Maps a device into a memory space."""
-    if _lib.orvy_memoryMap(_handle(space), addr, length, _handle(device), 0) != 0:
-        raise Error(f"cannot map {device!r} at {addr:#x}")
+    mark = _lib.orvy_errorMark()
+    if _lib.orvy_memoryMap(_handle(space), _address(addr), _address(length), _handle(device), 0) != 0:
+        raise _failure(f"cannot map {device!r} at {addr:#x}", mark)
 
 
 def load_image(memory, path):
-    """Loads an image and returns its start address."""
+    """Loads an image into a memory or memory space and returns its start address."""
+    handle = _handle(memory)
+    if not _lib.orvy_isMemory(handle):
+        raise Error(f"cannot load '{path}': {memory!r} is not a memory or memory space")
     start = _U64_TYPE()
-    if _lib.orvy_loadImageAndStartAddr(_handle(memory), os.fsencode(path), start) != 0:
-        raise Error(f"cannot load '{path}'")
+    mark = _lib.orvy_errorMark()
+    if _lib.orvy_loadImageAndStartAddr(handle, os.fsencode(path), start) != 0:
+        raise _failure(f"cannot load '{path}'", mark)
     return start.value
 
 
@@ -347,20 +452,51 @@ def reset(cpu, pc):
     """Resets a processor, which is to start at an address."""
     handle = _handle(cpu)
     if not _lib.orvy_isCpu(handle):
-        raise Error(f"{cpu!r} is no processor")
+        raise Error(f"{cpu!r} is not a processor")
     _lib.orvy_cpuReset(handle, 0)
-    _lib.orvy_cpuSetPc(handle, pc)
+    _lib.orvy_cpuSetPc(handle, _address(pc))
+
+
+_NANOS = 10**9
+_END_OF_TIME = (1 << 63) - 1
+
+
+class _Reached:
+    """The time up to which runs were asked for. The simulator knows only the start of the quantum in
+    which it is."""
+
+    secs = fractions.Fraction(0)
+
+    @classmethod
+    def get(cls):
+        """In seconds; that of the simulator if something else has moved it since."""
+        now = _lib.orvy_simGetTime()
+        quantum = _lib.orvy_getValue(_lib.orvy_objectForName(b"sim"), b"quanta", 0).Word0
+        if not now <= round(cls.secs * _NANOS) <= now + quantum:
+            cls.secs = fractions.Fraction(now, _NANOS)
+        return cls.secs
 
 
 def run(seconds):
-    """Runs the machine for a time of its own. Returns the ExitReason."""
-    with _Output():
-        return ExitReason(_lib.orvy_simRunSecs(seconds))
+    """Runs the machine for a time of its own. Returns the ExitReason. The machine runs in whole quanta:
+    the processors stand at the end of the one in which the time lies, and the rest counts for the next
+    run, so that runs add up."""
+    if not (math.isfinite(seconds) and seconds >= 0):
+        raise Error(f"cannot run for {seconds} s: the time must be finite and not negative")
+    if _lib.orvy_simIsRunning():
+        raise Error("cannot run: a run is in progress")
+    end = _Reached.get() + fractions.Fraction(seconds)
+    if end * _NANOS > _END_OF_TIME:
+        raise Error(f"cannot run for {seconds} s: simulated time ends after {_END_OF_TIME / _NANOS:g} s")
+    reason = ExitReason(_lib.orvy_simRunUntil(round(end * _NANOS)))
+    if reason == ExitReason.NORMAL:
+        _Reached.secs = end  # a run that was stopped is not there, which the next one finds out
+    return reason
 
 
 def time():
-    """The simulated time in seconds."""
-    return _lib.orvy_simGetTime() / 1e9
+    """The simulated time in seconds: where the last run was to end, or where it stopped."""
+    return float(_Reached.get())
 
 
 # Commands
@@ -368,10 +504,9 @@ def time():
 
 def exec(text):  # pylint: disable=redefined-builtin
     """Runs commands, one a line. Raises Error at the first that fails."""
-    with _Output():
-        failed = _lib.orvy_execCommand(os.fsencode(text)) != 0
-    if failed:
-        raise Error(f"a command failed: {text}")
+    mark = _lib.orvy_errorMark()
+    if _lib.orvy_execCommand(os.fsencode(text)) != 0:
+        raise _failure(f"a command failed: {text}", mark)
 
 
 def add_command(name, function):
@@ -384,5 +519,7 @@ def add_command(name, function):
         except Exception:  # whatever it is, the caller is not Python
             traceback.print_exc()
             return 1
+        finally:
+            _flush_python()
 
-    _lib.orvy_addPythonCommand(None, (name, call, {}))
+    _call(f"cannot add the command '{name}'", _lib.orvy_addPythonCommand, None, (name, call, {}))
