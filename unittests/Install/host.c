@@ -26,5 +26,6 @@ int main(int argc, char **argv) {
   orvy_setValueU32(Tiny, "number", 21, -1);
   ((TinyIface *)orvy_getInterface(Tiny, "TinyIface", -1))->twice(Tiny);
   printf("%u\n", (unsigned)orvy_getValueU32(Tiny, "number", -1));
-  return 0;
+  return orvy_execCommand("tiny-values int=-3 real=0.5 obj=tiny word=text prop=tiny.number "
+                          "iface=tiny:TinyIface class=Tiny");
 }

@@ -218,6 +218,7 @@ TEST(GlobalStreams, PrintIsCutButTellsTheFullLength) {
 }
 
 TEST(GlobalStreams, TheLastErrorTextsCanBeReadBack) {
+  testing::internal::CaptureStderr();
   char Text[64];
   orvy_printerr("before");
   const uint64_t Mark = orvy_errorMark();
@@ -235,6 +236,7 @@ TEST(GlobalStreams, TheLastErrorTextsCanBeReadBack) {
   std::string Kept(20000, '\0');
   EXPECT_EQ(orvy_errorsSince(Mark, Kept.data(), Kept.size()), 16384u);
   EXPECT_EQ(Kept.substr(0, 16384), std::string(16383, 'x') + "z");
+  testing::internal::GetCapturedStderr();
 }
 
 TEST(GlobalStreams, AnOSStreamWritesToAnyStandardStream) {
