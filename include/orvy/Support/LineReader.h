@@ -87,11 +87,12 @@ private:
   std::unique_ptr<MemoryBuffer> Buffer;
 };
 
-/// Reads a script from a stream as it comes in: each line can be run before the next is there.
+/// Reads a script from a stream as it comes in: each line can be run before the next is there. Unless
+/// the stream is a file, the standard output is flushed before a line is waited for.
 class ORVY_API StreamLineReader final : public ScriptReader {
 public:
   /// The stream must outlive the reader.
-  explicit StreamLineReader(FILE *Stream) : Stream(Stream) {}
+  explicit StreamLineReader(FILE *Stream);
   ~StreamLineReader() override;
 
   bool good() const override { return true; }
@@ -103,6 +104,7 @@ private:
   bool fetchLine();
 
   FILE *Stream;
+  bool IsFile;
   char *Text = nullptr; // of getline
   size_t Capacity = 0;
 };

@@ -1,10 +1,13 @@
 #include "orvy/Support/LineReader.h"
 
+#include "orvy/Support/OutStream.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <sys/stat.h>
 #include <utility>
 
 using namespace orvy;
@@ -107,6 +110,13 @@ std::vector<std::string> BufferLineReader::readLine() {
   return takeCommand();
 }
 
+static bool isFile(FILE *Stream) {
+  struct stat Status;
+  return fstat(fileno(Stream), &Status) == 0 && S_ISREG(Status.st_mode);
+}
+
+StreamLineReader::StreamLineReader(FILE *Stream) : Stream(Stream), IsFile(isFile(Stream)) {}
+
 StreamLineReader::~StreamLineReader() {
   std::free(Text);
 }
@@ -120,6 +130,10 @@ std::vector<std::string> StreamLineReader::readLine() {
 }
 
 bool StreamLineReader::fetchLine() {
+  if (!IsFile) { // whoever writes the commands may wait for the answers
+    outs().flush();
+    std::fflush(stdout);
+  }
   ssize_t Length;
   do {
     clearerr(Stream);
