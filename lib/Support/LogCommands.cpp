@@ -99,6 +99,8 @@ int logLevel(Command &Cmd, Interpreter *) {
   void *Obj = given<void *>(Cmd, "obj").value_or(nullptr);
   const std::string CategoryName = given<const char *>(Cmd, "category").value_or("");
   const uint32_t Category = categoryForName(CategoryName, Obj);
+  if (Category == 0 && !CategoryName.empty() && CategoryName != "default")
+    errs() << "warning: unknown category '" << CategoryName << "', using the default one\n";
   const Option &Severity = Cmd.getOption("severity");
   const std::vector<std::string> &Words = Cmd.getPositionals();
   if (Severity.Valid && !levelForName(Severity.Value))

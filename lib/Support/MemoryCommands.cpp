@@ -98,7 +98,7 @@ static Command MemoryRead("memory-read",
                           {
                               {"obj",   OK_Object, true                                         },
                               { "addr", OK_Int,      true,                            "physical address"},
-                              { "length", OK_Int,     false,                             "length in bytes"},
+                              inBytes("length", "length in bytes"),
                               { "elemsize", OK_Int,     false,
                                "data element size (default = 0 = u8, 1 = u16, 2 = u32, 3 = u64)"}
 },
@@ -107,7 +107,7 @@ static Command MemoryWrite("memory-write",
                            {
                                {"obj",      OK_Object, true },
                                {"addr",     OK_Int,    true },
-                               {"length",   OK_Int,    false},
+                               inBytes("length"),
                                {"elemsize", OK_Int,    false},
                                {"data",     OK_Int,    true }
 },
@@ -236,7 +236,7 @@ Option addressOption() {
 }
 
 Option lengthOption(const char *Help) {
-  return {"len", OK_Int, false, Help};
+  return inBytes("len", Help);
 }
 
 Option numberOption() {

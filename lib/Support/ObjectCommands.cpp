@@ -36,7 +36,7 @@ int listObjects(Command &, Interpreter *) {
 using KeyAndValue = std::pair<std::string, std::string>;
 
 /// The pairs of "key:value,key:value". A key reaches to the last colon of its pair; a character
-/// behind a backslash is text.
+/// behind a backslash is text. An end that is not a pair is ignored, with a warning.
 std::vector<KeyAndValue> splitArguments(const std::string &Text) {
   std::vector<KeyAndValue> Pairs;
   size_t Start = 0;
@@ -53,6 +53,8 @@ std::vector<KeyAndValue> splitArguments(const std::string &Text) {
       ++I;
     }
   }
+  if (Start < Text.size())
+    errs() << "warning: '" << Text.substr(Start) << "' in 'args' is not key:value and is ignored\n";
   return Pairs;
 }
 

@@ -1,12 +1,11 @@
 // The commands that read and write properties as simulated software would.
 
 #include "CommandLine/Handlers.h"
+#include "CommandLine/NumberText.h"
 #include "ObjsysValue.h"
 
 #include "orvy/Support/Properties.h"
 #include "orvy/Support/Propval.h"
-
-#include <cstdlib>
 
 using namespace orvy;
 using namespace orvy::cl;
@@ -62,14 +61,14 @@ template <typename Number> orvy_Propval numberValue(orvy_Type Typ, Number Value)
   return Pv;
 }
 
-/// What a conversion of the C library makes of the text, which must begin with a number.
-template <typename Function>
-auto numberInText(const char *Text, const char *Wanted, Function Convert) {
-  char *End = nullptr;
-  const auto Value = Convert(Text, &End);
-  if (End == Text)
-    throw WrongArgument{std::string("value '") + Text + "' is not " + Wanted + "\n"};
-  return Value;
+/// The number that the text of "value" begins with, as that was read.
+template <typename Number>
+orvy_Propval numberInText(orvy_Type Typ, const Option &Opt, const char *Wanted,
+                          NumberText<Number> Read) {
+  if (Read.Length == 0)
+    throw WrongArgument{"value '" + Opt.Value + "' is not " + Wanted + "\n"};
+  warnOfRest(Opt, Read);
+  return numberValue(Typ, Read.Value);
 }
 
 /// The object of a name; the empty name is for none.
@@ -90,36 +89,44 @@ orvy_Propval stringValue(const char *Text) {
   return Pv;
 }
 
-orvy_Propval valueFromText(orvy_Type Typ, const char *Text) {
+orvy_Propval valueFromText(orvy_Type Typ, const Option &Opt) {
   if (isInteger(Typ))
-    return numberValue(Typ, numberInText(Text, "an integer", [](const char *In, char **End) {
-                         return std::strtoll(In, End, 0);
-                       }));
+    return numberInText(Typ, Opt, "an integer", readInteger(Opt.Value, ovOU_None));
   if (isReal(Typ))
-    return numberValue(Typ, numberInText(Text, "real", std::strtod));
+    return numberInText(Typ, Opt, "real", readReal(Opt.Value, ovOU_None));
   if (Typ == ovTY_Obj)
-    return objectValue(Text);
+    return objectValue(Opt.Value.c_str());
   if (Typ == ovTY_String)
-    return stringValue(Text);
+    return stringValue(Opt.Value.c_str());
   throw WrongArgument{"cannot write to interfaces\n"};
 }
 
 /// The value that the options give for a property of a type.
-orvy_Propval wantedValue(const Command &Cmd, orvy_Type Typ) {
+orvy_Propval wantedValue(Command &Cmd, orvy_Type Typ) {
   const auto Integer = given<long>(Cmd, "val");
   const auto Real = given<double>(Cmd, "fval");
-  const auto Text = given<const char *>(Cmd, "value");
+  const Option &Text = Cmd.getOption("value");
   if (Integer && !isInteger(Typ))
     throw WrongArgument{"val set but property is not an integer\n"};
   if (!Integer && Real && !isReal(Typ))
     throw WrongArgument{"fval set but property is not a floating point value\n"};
-  if (Text)
-    return valueFromText(Typ, *Text);
+  if (Text.Valid)
+    return valueFromText(Typ, Text);
   if (Integer)
     return numberValue(Typ, *Integer);
   if (Real)
     return numberValue(Typ, *Real);
   throw WrongArgument{"missing 'val' or 'fval' argument to object-prop-write\n"};
+}
+
+/// The element that "index" names, 0 by default. One that is not there is neither read nor written.
+int wantedIndex(const Command &Cmd, void *Obj, const std::string &Name) {
+  const auto Index = given<int>(Cmd, "index");
+  const int Count = orvy_getPropDynLength(Obj, Name.c_str());
+  if (Index && (*Index < 0 || *Index >= Count))
+    errs() << "warning: index " << *Index << " is out of range: '" << Name << "' has " << Count
+           << " elements\n";
+  return Index.value_or(0);
 }
 
 int writeProperty(Command &Cmd, Interpreter *) {
@@ -128,7 +135,7 @@ int writeProperty(Command &Cmd, Interpreter *) {
   const std::string Name = Opt.getPropName();
   try {
     const orvy_Propval Pv = wantedValue(Cmd, orvy_getPropType(Obj, Name.c_str()));
-    orvy_writeValue(Obj, Name.c_str(), Pv, given<int>(Cmd, "index").value_or(0));
+    orvy_writeValue(Obj, Name.c_str(), Pv, wantedIndex(Cmd, Obj, Name));
     return 0;
   } catch (const WrongArgument &Wrong) {
     errs() << Wrong.Message;
@@ -163,11 +170,11 @@ int readProperty(Command &Cmd, Interpreter *) {
   const Option &Opt = Cmd.getOption("prop");
   void *Obj = Opt.getPropObject();
   const std::string Name = Opt.getPropName();
-  const auto Idx = given<int>(Cmd, "index");
-  if (!Idx && orvy_getPropType(Obj, Name.c_str()) == ovTY_IfaceRefArray)
+  const bool IsOne = Cmd.getOption("index").Valid;
+  if (!IsOne && orvy_getPropType(Obj, Name.c_str()) == ovTY_IfaceRefArray)
     printReferences(Obj, Name.c_str());
   else
-    printValue(orvy_readValue(Obj, Name.c_str(), Idx.value_or(0)));
+    printValue(orvy_readValue(Obj, Name.c_str(), wantedIndex(Cmd, Obj, Name)));
   return 0;
 }
 

@@ -11,6 +11,9 @@
 #include <cmath>
 #include <csignal>
 #include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
 
 using namespace orvy;
 using namespace orvy::cl;
@@ -114,6 +117,39 @@ void advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
   }
 }
 
+/// Says once where a run or step executes nothing: at once if a processor is halted, and after a
+/// second of simulated time if all may just be asleep.
+class IdleWarning {
+public:
+  IdleWarning(std::string Name, std::vector<Target<CpuIface>> Watched)
+      : Name(std::move(Name)), Cpus(std::move(Watched)), Start(steps()) {}
+
+  /// To be called when some of the run, or all of it, is done, with the seconds done so far.
+  void check(orvy_CpuExitReason Reason, double Secs) {
+    const bool IsHalted = Reason == ovCER_Halt;
+    if (Told || (!IsHalted && Secs < 1) || steps() != Start)
+      return;
+    Told = true;
+    errs() << "warning: '" << Name << "' has executed no instruction: "
+           << (Cpus.empty() ? "there is no processor, only events run\n"
+               : IsHalted   ? "halted in error mode; reset it to run again\n"
+                            : "halted in error mode, or waiting for an interrupt\n");
+  }
+
+private:
+  uint64_t steps() const {
+    uint64_t Sum = 0;
+    for (const Target<CpuIface> &Cpu : Cpus)
+      Sum += Cpu.exists() ? Cpu->getSteps(Cpu.Obj) : 0;
+    return Sum;
+  }
+
+  const std::string Name;
+  const std::vector<Target<CpuIface>> Cpus;
+  const uint64_t Start;
+  bool Told = false;
+};
+
 // Processors
 
 void setPcIfGiven(Target<CpuIface> Cpu, const Command &Cmd) {
@@ -128,9 +164,18 @@ int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position 
   std::optional<RunReport> Report;
   if (isOn(Cmd, "perf"))
     Report.emplace(std::vector{Cpu});
+  IdleWarning Idle(Cpu.name(), {Cpu});
+  const auto secondsSince = [&, Start = Cpu->getCycles(Cpu.Obj)] {
+    return static_cast<double>(Cpu->getCycles(Cpu.Obj) - Start) /
+           static_cast<double>(Cpu->getFreq(Cpu.Obj));
+  };
   advance(
       Run, MaxSlice, [&] { return At(Cpu.Obj); }, [&] { return Cpu->getCycles(Cpu.Obj); },
-      [&](uint64_t Slice) { return Go(Cpu.Obj, Slice); });
+      [&](uint64_t Slice) {
+        const orvy_CpuExitReason Reason = Go(Cpu.Obj, Slice);
+        Idle.check(Reason, secondsSince());
+        return Reason;
+      });
   if (Report)
     Report->printProcessor();
   return 0;
@@ -211,20 +256,30 @@ uint64_t toNanos(Target<MachineIface> Machine, double Secs) {
 }
 
 int runMachine(Target<MachineIface> Machine, Command &Cmd) {
-  for (const Target<CpuIface> &Cpu : processorsOf(Machine))
+  const auto Cpus = processorsOf(Machine);
+  const auto Secs = givenSeconds(Cmd);
+  if (Cpus.empty() && !Secs && !orvy_isComponent(Machine.Obj)) {
+    errs() << "nothing to run: '" << Machine.name()
+           << "' has no processor; with 'time' its events run for that long\n";
+    return 1;
+  }
+  for (const Target<CpuIface> &Cpu : Cpus)
     setPcIfGiven(Cpu, Cmd);
+  IdleWarning Idle(Machine.name(), Cpus);
   return driveMachine(Machine, Cmd, [&] {
-    if (const auto Secs = givenSeconds(Cmd)) {
-      Machine->run(Machine.Obj, toNanos(Machine, *Secs));
-      return;
-    }
-    while (!StopFlag && Machine->run(Machine.Obj, NanosPerSecond) == ovCER_Normal)
-      ;
+    const uint64_t Length = Secs ? toNanos(Machine, *Secs) : NanosPerSecond;
+    orvy_CpuExitReason Reason;
+    do {
+      Reason = Machine->run(Machine.Obj, Length);
+      Idle.check(Reason, static_cast<double>(Length) / NanosPerSecond);
+    } while (!Secs && Reason == ovCER_Normal && !StopFlag && Machine.exists());
   });
 }
 
 int stepMachine(Target<MachineIface> Machine, Command &Cmd, int CpuIdx) {
-  return driveMachine(Machine, Cmd, [&] { Machine->step(Machine.Obj, CpuIdx, givenSteps(Cmd)); });
+  IdleWarning Idle(Machine.name(), processorsOf(Machine));
+  return driveMachine(Machine, Cmd,
+                      [&] { Idle.check(Machine->step(Machine.Obj, CpuIdx, givenSteps(Cmd)), 0); });
 }
 
 int currentProcessor(Target<MachineIface> Machine) {
@@ -332,11 +387,11 @@ int stepMachineOfCpu(Target<MachineIface> Machine, Command &Cmd) {
 Command
     ObjectRun("object-run",
               {
-                  {"obj", OK_Object, true,  "Object to run (machine or cpu).", "DEFAULT_RUNNABLE"},
-                  {"cycles",     OK_Int,       false,  "Time in cycles (only for CPUs)"                       },
-                  {"time",     OK_Double,         false, "Time in seconds."},
-                  {"perf",     OK_Int,         false,    "Set to 1 to report emulator performance (MIPS-rating)."                          },
-                  {"pc",     OK_Int,           false,      "Program counter for start address of all CPUs."}
+                  {"obj", OK_Object, true, "Object to run (machine or cpu).", "DEFAULT_RUNNABLE"},
+                  counted("cycles", "Time in cycles (only for CPUs)"),
+                  inSeconds("time", "Time in seconds."),
+                  {"perf",     OK_Int,         false,   "Set to 1 to report emulator performance (MIPS-rating)."                      },
+                  {"pc",     OK_Int,           false,     "Program counter for start address of all CPUs."}
 },
               runObject,
               "Run the machine or cpu for the given time. If time is omitted,\n"
@@ -349,40 +404,40 @@ Command ObjectStep(
     {
         {"obj", OK_Object, true, "Object to step (machine or cpu).", "DEFAULT_RUNNABLE"},
         {"cpuidx",     OK_Int,       false, "CPU to step in a machine. Defaults to current CPU."                       },
-        {"steps",     OK_Int,        false,  "Number of steps, default is 1."},
-        {"perf",     OK_Int,         false,   "Set to 1 to report emulator performance of step operation."                       },
-        {"pc",     OK_Int,           false,     "PC to start stepping from."}
+        counted("steps", "Number of steps, default is 1."),
+        {"perf",     OK_Int,         false,   "Set to 1 to report emulator performance of step operation."},
+        {"pc",     OK_Int,           false,     "PC to start stepping from."                       }
 },
     stepObject, "Step machine or processor", {"step"});
 
 Command CpuRun("cpu-run",
                {
-                   {"cpu",    OK_Object, true },
-                   {"pc",     OK_Int,    false},
-                   {"cycles", OK_Int,    false},
-                   {"time",   OK_Double, false},
-                   {"perf",   OK_Int,    false}
+                   {"cpu",  OK_Object, true },
+                   {"pc",   OK_Int,    false},
+                   counted("cycles"),
+                   inSeconds("time"),
+                   {"perf", OK_Int,    false}
 },
                deprecated<CpuIface>("object-run", "cpu", runProcessor),
                "Run the emulator. By default the emulator is run forever, and must be\n"
                "stopped by ^C. The length of the run can be set using the cycles or\n"
                "time parameters. Time is given in seconds.\n");
 
-Command CpuStep("cpu-step",
-                {
-                    {"cpu",   OK_Object, true },
-                    {"pc",    OK_Int,    false},
-                    {"steps", OK_Int,    false},
-                    {"perf",  OK_Int,    false}
+Command CpuStep(
+    "cpu-step",
+    {
+        {"cpu",  OK_Object, true },
+        {"pc",   OK_Int,    false},
+        counted("steps"), {"perf", OK_Int,    false}
 },
-                deprecated<CpuIface>("object-step", "cpu", stepProcessor),
-                "Step the emulator. By default a single step is executed.\n");
+    deprecated<CpuIface>("object-step", "cpu", stepProcessor),
+    "Step the emulator. By default a single step is executed.\n");
 
 Command MachineRun("machine-run",
                    {
-                       {"machine", OK_Object, true,  "Machine object to run.", "DEFAULT_MACHINE"},
-                       {"time",         OK_Double,             false, "Time in seconds."       },
-                       {"perf",         OK_Int,             false,    "Set to 1 to report performance."   }
+                       {"machine", OK_Object, true, "Machine object to run.", "DEFAULT_MACHINE"},
+                       inSeconds("time", "Time in seconds."),
+                       {"perf",         OK_Int,             false,   "Set to 1 to report performance."         }
 },
                    deprecated<MachineIface>("object-run", "machine", runMachine),
                    "Run the emulator. By default one second of time is executed, but this can\n"
@@ -393,7 +448,7 @@ Command MachineStep("machine-step",
                     {
                         {"machine", OK_Object, true },
                         {"cpu",     OK_Object, false},
-                        {"steps",   OK_Int,    false},
+                        counted("steps"),
                         {"perf",    OK_Int,    false}
 },
                     deprecated<MachineIface>("object-step", "machine", stepMachineOfCpu),

@@ -114,9 +114,8 @@ TEST_F(Interpreters, FailWithThePlaceOfTheCommand) {
 TEST_F(Interpreters, AssignVariablesAndProperties) {
   Model *Obj = createModel("m");
   EXPECT_EQ(
-      orvy_execCommand("v=1.5=2\n1w=2\n@m.u8[2]=511\n@m.i64=-3x\n@m.u64=18446744073709551615\n"
-                       "@m.double=2.5\n@m.float=1e1\n@m.obj=m\n@m.u16=zero\n@m.no=1\n@no.u8=1\n"
-                       "@m=1\n@m.obj=nobody\n@m.string=x"),
+      orvy_execCommand("v=1.5=2\n1w=2\n@m.u8[2]=511\n@m.i64=-0x3\n@m.u64=18446744073709551615\n"
+                       "@m.double=2.5\n@m.float=1e1\n@m.obj=m\n@m.u32=1e6\n@m.i32=010"),
       0);
   EXPECT_EQ(value("v"), "1.5=2");
   EXPECT_EQ(value("1w"), "none");
@@ -126,9 +125,37 @@ TEST_F(Interpreters, AssignVariablesAndProperties) {
   EXPECT_EQ(Obj->Double, 2.5);
   EXPECT_EQ(Obj->Float, 10.0f);
   EXPECT_EQ(Obj->Obj, Obj);
+  EXPECT_EQ(Obj->U32[0], 1000000u);
+  EXPECT_EQ(Obj->I32[0], 10);
   EXPECT_EQ(propSet("@m.u8[1]", "7"), 0);
   EXPECT_EQ(Obj->U8[1], 7);
   EXPECT_EQ(propSet("@m.u8", "x"), 1);
+  EXPECT_EQ(propSet("@m.i64", "0x10"), 0);
+  EXPECT_EQ(Obj->I64[0], 0) << "the function itself reads decimal numbers, up to what is none";
+}
+
+TEST_F(Interpreters, SayWhatIsWrongWithAnAssignmentAndGoOn) {
+  Model *Obj = createModel("m");
+  Obj->I64[0] = 5;
+  const std::pair<const char *, const char *> Cases[] = {
+      {"@m.i64=-3x",    "'-3x' is not an integer"                     },
+      {"@m.i64=1.5",    "'1.5' is not an integer"                     },
+      {"@m.i64=1ms",    "'1ms' is not an integer"                     },
+      {"@m.i64=",       "'' is not an integer"                        },
+      {"@m.double=1s",  "'1s' is not a number"                        },
+      {"@m.u8[99]=1",   "the property has 4 elements"                 },
+      {"@m.u8[x]=1",    "the index is not a number"                   },
+      {"@m.no=1",       "'m' has no property 'no'"                    },
+      {"@no.u8=1",      "there is no object 'no'"                     },
+      {"@m=1",          "not '@object.property'"                      },
+      {"@m.obj=nobody", "there is no object 'nobody'"                 },
+      {"@m.string=x",   "a property of type string cannot be assigned"},
+  };
+  for (const auto &[Text, Why] : Cases)
+    EXPECT_EQ(
+        errorsOf([&] { EXPECT_EQ(orvy_execCommand((std::string(Text) + "\nx=1").c_str()), 0); }),
+        std::string("1: ") + Red + Text + ": " + Why + "\n");
+  EXPECT_EQ(Obj->I64[0], 5);
 }
 
 TEST_F(Interpreters, FindScriptsInTheSearchPaths) {

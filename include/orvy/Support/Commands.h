@@ -35,6 +35,17 @@ typedef ORVY_ENUM(orvy_OptionKind){
     ovOK_Class = 9      /**< the name of a class */
 } orvy_OptionKind;
 
+/**
+ * What the number of an ovOK_Int or ovOK_Double option counts, and so which units may follow it.
+ * What else follows a number is ignored, of which the interpreter warns.
+ */
+typedef ORVY_ENUM(orvy_OptionUnit){
+    ovOU_None = 0,   /**< nothing that has units */
+    ovOU_Count = 1,  /**< an integer number of things: k, M, G, T, Ki, Mi, Gi, Ti */
+    ovOU_Bytes = 2,  /**< an integer number of bytes: as before, and B, kB, KiB, ... */
+    ovOU_Seconds = 3 /**< a real number of seconds: s, ms, us, ns, min, h, days, ... */
+} orvy_OptionUnit;
+
 /** Handles a command made with orvy_createCmd; the context is valid during the call. 0 for success.
  */
 typedef int (*orvy_CmdFunc)(void *Ctxt);
@@ -56,6 +67,10 @@ ORVY_API void *orvy_createCmd(const char *Name, orvy_CmdFunc Func, const char *H
  */
 ORVY_API void orvy_cmdAddOption(void *Cmd, const char *OptName, int Kind, int Required,
                                 const char *Doc, const char *Default);
+
+/** Says what an option of the command counts; it has no unit before. An option that the command
+ * does not have is an internal error. */
+ORVY_API void orvy_cmdSetOptionUnit(void *Cmd, const char *OptName, orvy_OptionUnit Unit);
 
 /* For handlers. The option must be one of the command's; the text of an option lives until the
  * handler returns. */
@@ -124,7 +139,7 @@ struct ORVY_API Option {
   /// Default is the name of a variable. Self marks the option that takes the object in front of
   /// object.command.
   Option(std::string Name, OptionKind Kind, bool Required, std::string Help = {},
-         std::string Default = {}, bool Self = false);
+         std::string Default = {}, bool Self = false, orvy_OptionUnit Unit = ovOU_None);
 
   /// Keeps the text, valid or not, and notes whether it is valid.
   void setVal(const std::string &Text);
@@ -155,6 +170,9 @@ struct ORVY_API Option {
   std::string Default;
   std::string Help;
   bool Self;
+  orvy_OptionUnit Unit;
+  bool Given = false;   ///< in the present use, valid or not
+  std::string Replaced; ///< what was given, if it is not valid and the default took its place
 };
 
 template <> ORVY_API int Option::getValue<int>() const;
@@ -217,6 +235,10 @@ public:
   int parseOptions(const std::vector<std::string> &Words, const std::string *Self);
   /// As above, except that '#' is an ordinary character.
   int parseOptions(int argc, const char **argv, const char *Self);
+  /// Whether each option that was given is valid; parseOptions leaves an optional one that is not
+  /// as if it had not been given. Says on the error stream which is not and why, and warns where a
+  /// default took the place of what was given and where a number is followed by something else.
+  bool checkGiven() const;
   /// Forgets what was parsed, except for the texts of the options.
   void clearOptions();
 

@@ -98,6 +98,7 @@ private:
   bool evaluate(const Words &Read);
   bool execute(Command &Cmd, const Words &Read, const std::string *Self);
   bool assign(const std::string &Text);
+  int assignToProperty(std::string_view Target, const std::string &Value);
   bool fail(const char *Fmt, const char *Text = "");
 
   static std::vector<std::string> s_SearchPaths;

@@ -1,6 +1,7 @@
 #include "orvy/Support/Commands.h"
 
 #include "InternalError.h"
+#include "NumberText.h"
 #include "ObjsysClass.h"
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Objsys.h"
@@ -8,7 +9,6 @@
 #include "orvy/Support/Properties.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <iterator>
@@ -42,19 +42,6 @@ KindWords wordsFor(OptionKind Kind) {
   return Kind < std::size(Words) ? Words[Kind] : KindWords{"unknown", "unknown"};
 }
 
-// Whether a number begins the text and fits its type.
-template <typename Convert> bool isNumber(const char *Text, Convert Read) {
-  char *End;
-  errno = 0;
-  Read(Text, &End);
-  return End != Text && errno != ERANGE;
-}
-
-bool isInteger(const char *Text) {
-  return isNumber(Text, [](const char *In, char **End) { return strtol(In, End, 0); }) ||
-         isNumber(Text, [](const char *In, char **End) { return strtoul(In, End, 0); });
-}
-
 struct Member {
   void *Obj;
   std::string Name;
@@ -82,9 +69,9 @@ int takeIndex(std::string &Name) {
 } // namespace
 
 Option::Option(std::string Name, OptionKind Kind, bool Required, std::string Help,
-               std::string Default, bool Self)
+               std::string Default, bool Self, orvy_OptionUnit Unit)
     : Kind(Kind), Name(std::move(Name)), Required(Required), Default(std::move(Default)),
-      Help(std::move(Help)), Self(Self) {}
+      Help(std::move(Help)), Self(Self), Unit(Unit) {}
 
 static bool isValid(const Option &Opt) {
   switch (Opt.Kind) {
@@ -95,9 +82,9 @@ static bool isValid(const Option &Opt) {
   case OK_Object:
     return Opt.getValue<void *>() != nullptr;
   case OK_Int:
-    return isInteger(Opt.Value.c_str());
+    return readInteger(Opt.Value, Opt.Unit).Length != 0;
   case OK_Double:
-    return isNumber(Opt.Value.c_str(), strtod);
+    return readReal(Opt.Value, Opt.Unit).Length != 0;
   case OK_Prop: {
     const orvy_PropName Name = Opt.getValue<orvy_PropName>();
     return Name.Obj && Name.Name;
@@ -131,7 +118,7 @@ template <> unsigned int Option::getValue<unsigned int>() const {
 
 template <> long Option::getValue<long>() const {
   ORVY_REQUIRE(Kind == OK_Int);
-  return strtol(Value.c_str(), nullptr, 0);
+  return readInteger(Value, Unit).Value;
 }
 
 template <> unsigned long Option::getValue<unsigned long>() const {
@@ -140,7 +127,7 @@ template <> unsigned long Option::getValue<unsigned long>() const {
 
 template <> double Option::getValue<double>() const {
   ORVY_REQUIRE(Kind == OK_Double);
-  return strtod(Value.c_str(), nullptr);
+  return readReal(Value, Unit).Value;
 }
 
 template <> void *Option::getValue<void *>() const {

@@ -3,6 +3,7 @@
 #include "Characters.h"
 #include "CommandUse.h"
 #include "InternalError.h"
+#include "NumberText.h"
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>
@@ -70,8 +71,10 @@ Option &Command::getOption(const char *OptName) {
 }
 
 void Command::clearOptions() {
-  for (Option &Opt : Options)
-    Opt.Valid = false;
+  for (Option &Opt : Options) {
+    Opt.Valid = Opt.Given = false;
+    Opt.Replaced.clear();
+  }
   Positionals.clear();
 }
 
@@ -155,6 +158,7 @@ Command::WordResult Command::takeValue(std::string_view Key, std::string_view Te
     return WordResult::Fails;
   }
   Opt->setVal(Value);
+  Opt->Given = true;
   return WordResult::Taken;
 }
 
@@ -172,7 +176,14 @@ int Command::applySelf(const char *Self) {
     return 1;
   }
   Opt->setVal(Self);
+  Opt->Given = true;
   return 0;
+}
+
+static void takeDefault(Option &Opt, const Var &Default) {
+  if (Opt.Given)
+    Opt.Replaced = Opt.Value;
+  Opt.setVal(Default.getValue());
 }
 
 int Command::checkRequired() {
@@ -180,13 +191,67 @@ int Command::checkRequired() {
     if (!Opt.Required || Opt.Valid)
       continue;
     if (const Var *Default = Var::findVariable(Opt.Default))
-      Opt.setVal(Default->getValue());
+      takeDefault(Opt, *Default);
     if (Opt.Valid)
       continue;
     errs() << "required option '" << Opt.Name << "' is not valid (= '" << Opt.Value << "')\n";
     return -1;
   }
   return 0;
+}
+
+static const char *whyInvalid(OptionKind Kind) {
+  switch (Kind) {
+  case OK_Object:
+    return "there is no such object";
+  case OK_Int:
+    return "not an integer of 64 bits";
+  case OK_Double:
+    return "not a number";
+  case OK_Prop:
+    return "there is no such property, as 'object.property'";
+  case OK_Iface:
+    return "there is no such interface, as 'object:interface'";
+  case OK_Reg:
+    return "there is no such register, as 'object.register'";
+  case OK_Class:
+    return "there is no such class";
+  case OK_String:
+  case OK_Path:
+  case OK_Unchecked:
+    break;
+  }
+  return "an option of an unknown kind";
+}
+
+// Work on another object than the one that was meant is not what anybody wants.
+static bool checkReplaced(const Option &Opt) {
+  if (Opt.Replaced.empty())
+    return true;
+  const bool IsError = Opt.Kind == OK_Object;
+  errs() << (IsError ? "option '" : "warning: option '") << Opt.Name << "' is not valid (= '"
+         << Opt.Replaced << "')" << (IsError ? "; without it '" : ", using '") << Opt.Default
+         << "' = '" << Opt.Value << (IsError ? "' is used\n" : "'\n");
+  return !IsError;
+}
+
+bool Command::checkGiven() const {
+  for (const Option &Opt : Options) {
+    if (!Opt.Given)
+      continue;
+    if (!checkReplaced(Opt))
+      return false;
+    if (!Opt.Valid) {
+      errs() << "option '" << Opt.Name << "' is not valid (= '" << Opt.Value
+             << "'): " << whyInvalid(Opt.Kind) << "\n";
+      return false;
+    }
+    if (Opt.Kind == OK_Int)
+      warnOfRest(Opt, readInteger(Opt.Value, Opt.Unit));
+    else if (Opt.Kind == OK_Double)
+      warnOfRest(Opt, readReal(Opt.Value, Opt.Unit));
+  }
+  return true;
 }
 
 void Command::help() const {
@@ -268,6 +333,11 @@ void orvy_cmdAddOption(void *Cmd, const char *OptName, int Kind, int Required, c
   static_cast<PlainCCommand *>(Cmd)->addOption(Option(OptName, static_cast<OptionKind>(Kind),
                                                       Required != 0, Doc ? Doc : "",
                                                       Default ? Default : ""));
+}
+
+void orvy_cmdSetOptionUnit(void *Cmd, const char *OptName, orvy_OptionUnit Unit) {
+  ORVY_REQUIRE(Cmd);
+  static_cast<PlainCCommand *>(Cmd)->getOption(OptName).Unit = Unit;
 }
 
 void *orvy_cmdGetData(void *Ctxt) {

@@ -41,6 +41,17 @@ template <typename T> struct Target {
   bool exists() const { return orvy_classForObject(Obj); }
 };
 
+/// Optional options that are quantities.
+inline Option inSeconds(const char *Name, const char *Help = "") {
+  return {Name, OK_Double, false, Help, "", false, ovOU_Seconds};
+}
+inline Option inBytes(const char *Name, const char *Help = "") {
+  return {Name, OK_Int, false, Help, "", false, ovOU_Bytes};
+}
+inline Option counted(const char *Name, const char *Help = "") {
+  return {Name, OK_Int, false, Help, "", false, ovOU_Count};
+}
+
 /// The target that an object option names; false, with a message on the error stream, if there is
 /// none.
 template <typename T> Target<T> requireTarget(const Option &Opt) {

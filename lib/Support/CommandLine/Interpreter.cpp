@@ -2,6 +2,7 @@
 
 #include "Characters.h"
 #include "CommandUse.h"
+#include "PropertyAssignment.h"
 #include "orvy/Support/Expression.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"
@@ -200,7 +201,7 @@ bool Interpreter::evaluate(const Words &Read) {
 }
 
 bool Interpreter::execute(Command &Cmd, const Words &Read, const std::string *Self) {
-  if (attempt([&] { return Cmd.parseOptions(Read, Self); }) != 0)
+  if (attempt([&] { return Cmd.parseOptions(Read, Self); }) != 0 || !Cmd.checkGiven())
     return fail("command argument error for '%s'", join(Read, 0).c_str());
   if (attempt([&] { return Cmd.run(nullptr); }) != 0 || Nesting::unwinds())
     return fail("command '%s' failed", Read[0].c_str());
@@ -215,10 +216,18 @@ bool Interpreter::assign(const std::string &Text) {
   const std::string_view Target = std::string_view(Text).substr(0, Equals);
   const std::string Value(Text, Equals + 1);
   if (Target[0] == '@')
-    attempt([&] { return propSet(Target, Value); });
+    attempt([&] { return assignToProperty(Target, Value); });
   else if (isLetter(Target[0]))
     Var::setVariable(Target, Value);
   return true;
+}
+
+// What is wrong is said, and the script goes on.
+int Interpreter::assignToProperty(std::string_view Target, const std::string &Value) {
+  const std::string Why = assignProperty(Target, Value);
+  if (!Why.empty())
+    fail("%s", (std::string(Target) + "=" + Value + ": " + Why).c_str());
+  return 0;
 }
 
 // What was written before comes before the report, also where both go to one file.

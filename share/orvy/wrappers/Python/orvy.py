@@ -233,7 +233,7 @@ def _start():
 
 _REASON_LIMIT = 1 << 14
 _COLOUR = re.compile("\033\\[[0-9;]*m")
-_CONSEQUENCE = re.compile(r"\n\S*[0-9]+: error: command '[^\n]*' failed$")  # after the reason itself
+_CONSEQUENCE = re.compile(r"(^|\n)\S*[0-9]+: error: command '[^\n]*' failed$")  # after the reason itself
 
 
 def _reason(mark):
