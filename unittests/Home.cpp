@@ -1,5 +1,5 @@
 // Home.cpp - gives each process of tests a home of its own: tests run beside each other, and what the
-// user has at home is neither read nor written.
+// user has at home is neither read nor written. It has a .config, which the library does not make.
 
 #include <cstdlib>
 #include <filesystem>
@@ -11,7 +11,7 @@ namespace {
 class Home {
 public:
   Home() {
-    if (!mkdtemp(Path.data()))
+    if (!mkdtemp(Path.data()) || !std::filesystem::create_directory(Path + "/.config"))
       std::abort();
     setenv("HOME", Path.c_str(), 1);
   }

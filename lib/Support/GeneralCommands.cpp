@@ -36,7 +36,11 @@ int execute(Command &Cmd, Interpreter *) {
     return 1;
   const std::string Path = File.Valid ? File.Value : Words.front();
   Cmd.clearOptions(); // the script may use this command
-  return RunFile(Path.c_str());
+  if (runScript(Path.c_str()) != ScriptResult::NotFound)
+    return 0;
+  errs() << "cannot find the script '" << Path
+         << "'; exec-path-list shows where it is looked for\n";
+  return -1;
 }
 
 int quit(Command &, Interpreter *) {

@@ -4,6 +4,7 @@
 #include "Debugging/LoadContext.h"
 #include "HexText.h"
 #include "orvy/Support/Commands.h"
+#include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Loader.h"
 #include "orvy/Support/Logging.h"
@@ -119,8 +120,11 @@ static int loadMemory(Command &Cmd, Interpreter *) {
   void *Obj = Cmd.getOption("obj").getValue<void *>();
   const char *File = Cmd.getOption("file").getValue<const char *>();
   const Option &Addr = Cmd.getOption("addr");
-  if (Addr.Valid)
+  if (Addr.Valid) {
+    if (!fs::isFile(File))
+      errs() << "cannot read '" << File << "'\n";
     return orvy_loadBinaryImage(Obj, File, Addr.getValue<unsigned long>());
+  }
   uint64_t Start = 0;
   if (orvy_loadImageAndStartAddr(Obj, File, &Start) != 0)
     return 1;

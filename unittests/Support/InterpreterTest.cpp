@@ -138,18 +138,18 @@ TEST_F(Interpreters, SayWhatIsWrongWithAnAssignmentAndGoOn) {
   Model *Obj = createModel("m");
   Obj->I64[0] = 5;
   const std::pair<const char *, const char *> Cases[] = {
-      {"@m.i64=-3x",    "'-3x' is not an integer"                     },
-      {"@m.i64=1.5",    "'1.5' is not an integer"                     },
-      {"@m.i64=1ms",    "'1ms' is not an integer"                     },
-      {"@m.i64=",       "'' is not an integer"                        },
-      {"@m.double=1s",  "'1s' is not a number"                        },
-      {"@m.u8[99]=1",   "the property has 4 elements"                 },
-      {"@m.u8[x]=1",    "the index is not a number"                   },
-      {"@m.no=1",       "'m' has no property 'no'"                    },
-      {"@no.u8=1",      "there is no object 'no'"                     },
-      {"@m=1",          "not '@object.property'"                      },
-      {"@m.obj=nobody", "there is no object 'nobody'"                 },
-      {"@m.string=x",   "a property of type string cannot be assigned"},
+      {"@m.i64=-3x",    "'-3x' is not an integer"                                                },
+      {"@m.i64=1.5",    "'1.5' is not an integer"                                                },
+      {"@m.i64=1ms",    "'1ms' is not an integer"                                                },
+      {"@m.i64=",       "'' is not an integer"                                                   },
+      {"@m.double=1s",  "'1s' is not a number"                                                   },
+      {"@m.u8[99]=1",   "the property has 4 elements"                                            },
+      {"@m.u8[x]=1",    "the index is not a number"                                              },
+      {"@m.no=1",       "'m' has no property 'no'"                                               },
+      {"@no.u8=1",      "there is no object 'no'"                                                },
+      {"@m=1",          "not '@object.property'"                                                 },
+      {"@m.obj=nobody", "there is no object 'nobody'"                                            },
+      {"@m.string=x",   "only numbers and objects are assigned; for a text use object-prop-write"},
   };
   for (const auto &[Text, Why] : Cases)
     EXPECT_EQ(

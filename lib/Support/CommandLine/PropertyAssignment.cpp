@@ -104,7 +104,7 @@ std::string whyNotRead(const std::string &Text, orvy_Type Typ) {
     return "'" + Text + "' is not an integer";
   if (orvy_isReal({Typ, {}}))
     return "'" + Text + "' is not a number";
-  return std::string("a property of type ") + orvy_typeToName(Typ) + " cannot be assigned";
+  return "only numbers and objects are assigned; for a text use object-prop-write";
 }
 
 std::string whyNotFound(std::string_view Target, const Element &Wanted) {
