@@ -209,20 +209,33 @@ TEST_F(Logging, ForwardsArgumentLists) {
 }
 
 TEST_F(Logging, MessagesWithoutSourceComeFromAnyThread) {
+  constexpr int ThreadCount = 4;
+  constexpr int LineCount = 1000;
   std::vector<std::thread> Threads;
-  FILE *Null = fopen("/dev/null", "w");
-  orvy_logSetDefaultFile(Null);
-  for (int Thread = 0; Thread < 4; ++Thread)
-    Threads.emplace_back([] {
-      for (int Count = 0; Count < 1000; ++Count)
-        orvy_logInfo(nullptr, "%d", Count);
+  FILE *File = tmpfile();
+  orvy_logSetDefaultFile(File);
+  for (int Thread = 0; Thread < ThreadCount; ++Thread)
+    Threads.emplace_back([Thread] {
+      for (int Count = 0; Count < LineCount; ++Count)
+        orvy_logInfo(nullptr, "%d %d", Thread, Count);
     });
-  for (int Count = 0; Count < 1000; ++Count)
-    orvy_logSetLevel(Count % 2 ? ovLOG_Debug : ovLOG_Error);
+  for (int Count = 0; Count < LineCount; ++Count) // of a category that nobody uses
+    orvy_logSetSeverity(nullptr, 5, Count % 2 ? ovLOG_Debug : ovLOG_Error);
   for (std::thread &Thread : Threads)
     Thread.join();
+
+  rewind(File);
+  int Next[ThreadCount] = {};
+  int Thread = 0;
+  int Count = 0;
+  while (fscanf(File, ":info:: %d %d\n", &Thread, &Count) == 2) {
+    ASSERT_TRUE(Thread >= 0 && Thread < ThreadCount);
+    ASSERT_EQ(Count, Next[Thread]++) << "of thread " << Thread;
+  }
+  EXPECT_THAT(Next, ::testing::Each(LineCount));
+  EXPECT_EQ(fgetc(File), EOF);
   orvy_logSetFunc(nullptr);
-  fclose(Null);
+  fclose(File);
 }
 
 TEST(LogSeconds, AreWhatPrintfWrites) {
