@@ -4,6 +4,7 @@
 
 #include "orvy/Support/Checkpoint.h"
 #include "orvy/Support/Logging.h"
+#include "orvy/Support/Objsys.h"
 
 #include <cstdlib>
 #include <memory>
@@ -66,12 +67,19 @@ void orvy_eventSerialise(orvy_EventQueue *Queue, void *Ctxt) {
   std::vector<void *> Objs;
   for (size_t Idx = 0; Idx < Queue->Heap.size(); ++Idx) {
     const orvy_Event &Event = *Queue->Heap.at(Idx);
-    const EventKey *Key = keyForId(Event.EventId);
+    // Where ids have begun anew, that of an older event may be another one's.
+    const bool IsKnown = eventForId(Event.EventId) == &Event;
+    const EventKey *Key = IsKnown ? keyForId(Event.EventId) : nullptr;
     if (!Key) {
       orvy_logError(nullptr, "serialising unknown event %d @ %p", static_cast<int>(Event.EventId),
                     reinterpret_cast<void *>(Event.Func));
       continue;
     }
+    if (Key->second && !orvy_nameForObject(Key->second))
+      orvy_logWarning(nullptr,
+                      "event '%s' is saved without its owner, which is not an object: a restore "
+                      "will not find it",
+                      Key->first.c_str());
     Names.push_back(Key->first.c_str());
     Objs.push_back(Key->second);
     Times.push_back(static_cast<uint64_t>(Event.Time));
@@ -102,8 +110,9 @@ void orvy_eventDeserialise(orvy_EventQueue *Queue, void *Ctxt) {
       return;
     int64_t EvId = idForKey(Event->Name, Event->Obj);
     if (!EvId) {
+      // An event of the host program, say, which must not take those of the models with it.
       orvy_logError(nullptr, "deserialise func '%s' not registered", Event->Name.c_str());
-      return;
+      continue;
     }
     if (HasPeriods)
       orvy_eventSetPeriodCycles(EvId, Event->Period);

@@ -3,12 +3,14 @@
 #include "EventQueue.h"
 #include "InternalError.h"
 #include "ObjectKinds.h"
+#include "Saturation.h"
 
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Time.h"
 
 #include <limits>
 #include <optional>
+#include <unordered_set>
 
 using namespace orvy;
 
@@ -55,14 +57,37 @@ void postRelative(void *Holder, int64_t EvId, int64_t Delay) {
   eventIface(Holder).postRelative(Holder, EvId, Delay);
 }
 
+/// Owners that were warned.
+std::unordered_set<const void *> Warned;
+
+/// Says once for each owner that an event was posted on what holds no queue, mostly a time source
+/// that is not set.
+void warnOfPost(const void *Holder, int64_t EvId) {
+  const orvy_Event *Event = event::eventForId(EvId);
+  if (!Event || !Warned.insert(Event->Obj).second)
+    return;
+  const event::EventKey *Key = event::keyForId(EvId);
+  const char *Name = orvy_nameForObject(Holder);
+  orvy_logWarning(Event->Obj,
+                  "event '%s' is not posted: %s%s%s is not a processor, machine or clock; "
+                  "is the time source set?",
+                  Key ? Key->first.c_str() : "", Name ? "'" : "", Name ? Name : "its holder",
+                  Name ? "'" : "");
+}
+
 } // namespace
+
+void event::forgetPostWarning(const void *Owner) {
+  Warned.erase(Owner);
+}
 
 void orvy_eventPostCycles(void *Holder, int64_t EvId, int64_t Cycles, orvy_SyncEvent Sync) {
   switch (kindOf(Holder)) {
   case Kind::Processor:
     if (void *Machine = machineFor(Holder, Sync))
       eventIface(Machine).postAbsolute(
-          Machine, EvId, orvy_cyclesToNanos(Cycles + cpuCycles(Holder), cpuFreq(Holder)));
+          Machine, EvId,
+          orvy_cyclesToNanos(clampedSum(Cycles, cpuCycles(Holder)), cpuFreq(Holder)));
     else
       postRelative(Holder, EvId, Cycles);
     break;
@@ -73,7 +98,7 @@ void orvy_eventPostCycles(void *Holder, int64_t EvId, int64_t Cycles, orvy_SyncE
     postRelative(Holder, EvId, Cycles);
     break;
   default:
-    break;
+    warnOfPost(Holder, EvId);
   }
 }
 
@@ -82,7 +107,7 @@ void orvy_eventPostNanos(void *Holder, int64_t EvId, int64_t Nanos, orvy_SyncEve
   case Kind::Processor:
     if (void *Machine = machineFor(Holder, Sync))
       eventIface(Machine).postAbsolute(
-          Machine, EvId, Nanos + orvy_cyclesToNanos(cpuCycles(Holder), cpuFreq(Holder)));
+          Machine, EvId, clampedSum(Nanos, orvy_cyclesToNanos(cpuCycles(Holder), cpuFreq(Holder))));
     else
       postRelative(Holder, EvId, orvy_nanosToCycles(Nanos, static_cast<uint64_t>(cpuFreq(Holder))));
     break;
@@ -93,7 +118,7 @@ void orvy_eventPostNanos(void *Holder, int64_t EvId, int64_t Nanos, orvy_SyncEve
     postRelative(Holder, EvId, orvy_nanosToCycles(Nanos, static_cast<uint64_t>(clockFreq(Holder))));
     break;
   default:
-    break;
+    warnOfPost(Holder, EvId);
   }
 }
 
@@ -112,16 +137,19 @@ void orvy_eventPostSecs(void *Holder, int64_t EvId, double Secs, orvy_SyncEvent 
     postRelative(Holder, EvId, orvy_secsToCycles(clockFreq(Holder), Secs));
     break;
   default:
-    break;
+    warnOfPost(Holder, EvId);
   }
 }
 
 void orvy_eventPostStack(void *Holder, int64_t EvId, orvy_SyncEvent Sync) {
   if (void *Target = targetHolder(Holder, Sync))
     eventIface(Target).postOnStack(Target, EvId);
+  else
+    warnOfPost(Holder, EvId);
 }
 
 void orvy_eventPostAsync(void *Holder, orvy_ThreadSafeCb Cb, void *Arg, orvy_SyncEvent Sync) {
+  ORVY_REQUIRE_FUNCTION(Cb);
   if (void *Target = targetHolder(Holder, Sync))
     eventIface(Target).postCallback(Target, Cb, Arg);
   else
@@ -152,7 +180,7 @@ std::optional<TimeLeft> leftOnCpu(void *Cpu, const orvy_Event *Event) {
   int64_t Now = cpuCycles(Cpu);
   int64_t Freq = cpuFreq(Cpu);
   if (Event->Queue && Event->Queue == queueOf(Cpu))
-    return fromCycles(Event->Time - Now, Freq);
+    return fromCycles(clampedDifference(Event->Time, Now), Freq);
 
   void *Machine = machineOf(Cpu);
   if (!Event->Queue || !Machine || Event->Queue != queueOf(Machine)) {
@@ -160,9 +188,10 @@ std::optional<TimeLeft> leftOnCpu(void *Cpu, const orvy_Event *Event) {
                   static_cast<long>(Event->EventId));
     return std::nullopt;
   }
-  int64_t Nanos = Event->Time - orvy_cyclesToNanos(Now, Freq);
-  return TimeLeft{orvy_nanosToCycles(Event->Time, static_cast<uint64_t>(Freq)) - Now, Nanos,
-                  orvy_nanosToSecs(Nanos)};
+  int64_t Nanos = clampedDifference(Event->Time, orvy_cyclesToNanos(Now, Freq));
+  return TimeLeft{
+      clampedDifference(orvy_nanosToCycles(Event->Time, static_cast<uint64_t>(Freq)), Now), Nanos,
+      orvy_nanosToSecs(Nanos)};
 }
 
 std::optional<TimeLeft> leftOnMachine(void *Machine, const orvy_Event *Event) {
@@ -170,13 +199,14 @@ std::optional<TimeLeft> leftOnMachine(void *Machine, const orvy_Event *Event) {
     orvy_logError(Machine, "event not on the provided machine queue");
     return std::nullopt;
   }
-  int64_t Nanos = Event->Time - static_cast<int64_t>(machineIface(Machine).getTime(Machine));
+  int64_t Nanos =
+      clampedDifference(Event->Time, static_cast<int64_t>(machineIface(Machine).getTime(Machine)));
   return TimeLeft{0, Nanos, orvy_nanosToSecs(Nanos)};
 }
 
 std::optional<TimeLeft> leftOnClock(void *Clock, const orvy_Event *Event) {
   auto Now = static_cast<int64_t>(clockIface(Clock).getCycles(Clock));
-  return fromCycles(Event->Time - Now, clockFreq(Clock));
+  return fromCycles(clampedDifference(Event->Time, Now), clockFreq(Clock));
 }
 
 /// Time left as seen from a holder; nothing, with an error, where that has no meaning. UnknownText

@@ -29,6 +29,11 @@ void sleepFor(uint64_t Nanos) {
       ORVY_INTERNAL_ERROR("nanosleep failed");
 }
 
+uint64_t wallTimeAfter(uint64_t Time, uint64_t Nanos) {
+  uint64_t Sum = 0;
+  return __builtin_add_overflow(Time, Nanos, &Sum) ? UINT64_MAX : Sum;
+}
+
 /// Waits until a real-time event is due by the wall clock. Returns whether it was late.
 [[gnu::noinline]] bool paceRealTime(const orvy_Event *Event) {
   uint64_t Now = orvy_timeGetMonotonicWct();
@@ -101,7 +106,7 @@ void orvy_EventQueue::remove(orvy_Event *Event) {
   Heap.removeAt(static_cast<size_t>(Event->QueueIdx));
   Event->Flags |= ovEF_Descheduled;
   if (Event->Flags & ovEF_AdHoc)
-    orvy::event::releaseRecord(Event);
+    orvy::event::releaseOneShot(Event);
 }
 
 void orvy_EventQueue::push(orvy_Event *Event) {
@@ -120,8 +125,14 @@ void orvy_EventQueue::purgeFromStacks(const orvy_Event *Event) {
 /// that was descheduled by someone else in the meantime is not repeated if DescheduledStops.
 [[gnu::always_inline]] inline void orvy_EventQueue::fireFirst(bool DescheduledStops) {
   orvy_Event *Event = Heap.popRoot();
-  bool IsLate = (Event->Flags & ovEF_RealTime) && paceRealTime(Event);
   Running Guard(Event);
+  bool IsLate = false;
+  if (Event->Flags & ovEF_RealTime) {
+    IsLate = paceRealTime(Event);
+    // Who hears of a slip may dispose of the event, its owner or this queue.
+    if (!Guard.event() || Disposed)
+      return;
+  }
   Event->Func(Event);
   if (Guard.event() && (Event->Flags & (ovEF_AdHoc | ovEF_Cyclic)))
     endFiring(Event, IsLate, DescheduledStops);
@@ -159,16 +170,19 @@ void orvy_EventQueue::fireStacked() {
 }
 
 void orvy_EventQueue::endFiring(orvy_Event *Event, bool IsLate, bool DescheduledStops) {
+  if (Event->Queue)
+    return; // inserted again by its own function
   if (Event->Flags & ovEF_AdHoc) {
-    orvy::event::releaseRecord(Event);
+    orvy::event::releaseOneShot(Event);
     return;
   }
-  if (Disposed || Event->Queue || (DescheduledStops && (Event->Flags & ovEF_Descheduled)))
+  if (Disposed || (DescheduledStops && (Event->Flags & ovEF_Descheduled)))
     return;
   if (__builtin_add_overflow(Event->Time, Event->PeriodCycles, &Event->Time))
     return; // past the end of time
   if (Event->Flags & ovEF_RealTime)
-    Event->RTTime = (IsLate ? orvy_timeGetMonotonicWct() : Event->RTTime) + Event->RTPeriodNanos;
+    Event->RTTime =
+        wallTimeAfter(IsLate ? orvy_timeGetMonotonicWct() : Event->RTTime, Event->RTPeriodNanos);
   Heap.insert(Event);
 }
 

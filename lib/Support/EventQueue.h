@@ -9,7 +9,7 @@
 #include "orvy/Support/LegacyEvents.h"
 
 #include <atomic>
-#include <map>
+#include <deque>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -92,18 +92,17 @@ void init();
 /// Name and owner of a published event.
 using EventKey = std::pair<std::string, void *>;
 
-/// Ids of old-style events by function and owner.
-extern std::map<std::pair<orvy_OldStyleEventFunc, void *>, int64_t> OldStyleEventMap;
-
 /// Forgets the names and ids of all events. Their records stay.
 void forgetAll();
 
-/// Releases the record of an old-style event. False for any other one.
-bool releaseOldStyle(orvy_Event *Event);
+/// Releases the record of an old-style event; any other one is left alone.
+void releaseOldStyle(orvy_Event *Event);
+/// Forgets which old-style events there are. Their records stay.
+void forgetOldStylePairs();
 
 /// The key under which an event was published; null for an id that has none.
 const EventKey *keyForId(int64_t EvId);
-/// The event first published under a key; 0 if there is none.
+/// The first event under a key; 0 if there is none. One that was depublished may still be told.
 int64_t idForKey(const std::string &Name, void *Obj);
 
 /// The event behind an id; null for an id that is not valid and for a depublished one.
@@ -115,11 +114,28 @@ void printEvents();
 /// Issues "orvy.realtime-slip", if it is published.
 void notifyTimeSlip();
 
-/// Releases a record that belongs to the library; any other one stays its owner's.
-void releaseRecord(orvy_Event *Event);
+/// Releases the record of a one-shot event.
+void releaseOneShot(orvy_Event *Event);
 
-/// A fresh record for a one-shot event.
-orvy_Event *allocateAdHoc();
+/// Has an owner warned again of a post that goes nowhere, as it may be another object by then.
+void forgetPostWarning(const void *Owner);
+
+/// What is to be forgotten some time after it has gone.
+template <typename T> class RecentlyGone {
+public:
+  template <typename Function> void add(T Gone, Function Forget) {
+    if (Kept.size() == Most) {
+      Forget(Kept.front());
+      Kept.pop_front();
+    }
+    Kept.push_back(std::move(Gone));
+  }
+  void clear() { Kept.clear(); }
+
+private:
+  static constexpr size_t Most = 1024;
+  std::deque<T> Kept;
+};
 
 /// Marks an event whose function is running, so that its end can tell whether the event is still
 /// there.

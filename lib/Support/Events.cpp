@@ -35,9 +35,17 @@ int64_t g_TimeSlipNotification = 0;
 constinit EventTable Table;
 std::map<EventKey, int64_t> EventMap;
 std::map<int64_t, EventKey> EventNameMap;
-/// Ids by owner, in the order of publishing, so that disposing an object looks at its own events
-/// only.
-std::unordered_map<void *, std::vector<int64_t>> EventsByOwner;
+
+/// The events of an owner, by the numbers of their slots, in the order of publishing: disposing an
+/// object looks at its own events only.
+struct Chain {
+  uint32_t First;
+  uint32_t Last;
+};
+std::unordered_map<void *, Chain> EventsByOwner;
+
+/// The names of depublished events, which stay known until this many others were depublished.
+RecentlyGone<int64_t> NamesOfGone;
 
 /// Records of one-shot events. They lie together, however far apart in time they are posted: a heap
 /// of many events writes to a few of them at each step. Blocks stay for the life of the process.
@@ -49,55 +57,122 @@ public:
     orvy_Event *Event = Free;
     ASAN_UNPOISON_MEMORY_REGION(Event, sizeof(*Event));
     Free = static_cast<orvy_Event *>(Event->Data);
+    ++InUse;
     return Event;
   }
 
   void give(orvy_Event *Event) {
-    Event->Data = Free;
-    Free = Event;
-    ASAN_POISON_MEMORY_REGION(Event, sizeof(*Event));
+    put(Event);
+    --InUse;
+  }
+
+  /// Takes the events of an owner off their queues. One whose function is running stays.
+  void eraseOwnedBy(const void *Obj) {
+    for (Block *Each = InUse ? Blocks : nullptr; Each; Each = Each->Next)
+      for (size_t Index = 0; Index < Each->Count; ++Index)
+        if (orvy_Event *Event = &Each->Records[Index]; isOwnedBy(Event, Obj) && Event->Queue)
+          Event->Queue->remove(Event);
   }
 
 private:
   struct Block {
     Block *Next;
+    size_t Count;
     orvy_Event Records[];
   };
+
+  /// Looks at the records that are not in use too.
+  [[gnu::noinline, gnu::no_sanitize_address]] static bool isOwnedBy(const orvy_Event *Event,
+                                                                    const void *Obj) {
+    return Event->Flags & ovEF_AdHoc && Event->Obj == Obj;
+  }
+
+  void put(orvy_Event *Event) {
+    Event->Flags = 0;
+    Event->Data = Free;
+    Free = Event;
+    ASAN_POISON_MEMORY_REGION(Event, sizeof(*Event));
+  }
 
   /// Each block is twice as long as the one before, up to a large page.
   void addBlock() {
     size_t Bytes = NextBytes;
     auto *Fresh = static_cast<Block *>(allocateCacheBlock(Bytes));
     Fresh->Next = std::exchange(Blocks, Fresh);
-    for (size_t Count = (Bytes - sizeof(Block)) / sizeof(orvy_Event); Count > 0; --Count)
-      give(&Fresh->Records[Count - 1]);
+    Fresh->Count = (Bytes - sizeof(Block)) / sizeof(orvy_Event);
+    for (size_t Index = Fresh->Count; Index > 0; --Index)
+      put(&Fresh->Records[Index - 1]);
     if (NextBytes < LargePage)
       NextBytes *= 2;
   }
 
   Block *Blocks = nullptr;
-  size_t NextBytes = 4096;
+  size_t NextBytes = 1024;
+  size_t InUse = 0;
   orvy_Event *Free = nullptr; // chained by Data
 };
 
-constinit RecordPool OneShots;
+/// Pools by owner, so that disposing an object looks at few events of others.
+constexpr size_t PoolCount = 64;
+constinit RecordPool OneShots[PoolCount];
 
-orvy_Event *&slot(int64_t EvId) {
-  ORVY_REQUIRE(Table.contains(EvId));
-  return Table[EvId].Event;
+RecordPool &poolOf(const void *Owner) {
+  constexpr uint64_t GoldenRatio = 0x9E3779B97F4A7C15;
+  return OneShots[reinterpret_cast<uintptr_t>(Owner) * GoldenRatio >> 32 & (PoolCount - 1)];
+}
+
+/// The event behind a valid id; null once it is depublished.
+orvy_Event *eventForValidId(int64_t EvId) {
+  orvy_Event *Event = Table.find(EvId);
+  ORVY_REQUIRE(Event || Table.wasGiven(EvId));
+  return Event;
+}
+
+void chain(void *Owner, int64_t EvId) {
+  const uint32_t Number = EventTable::numberOf(EvId);
+  auto [Entry, IsNew] = EventsByOwner.try_emplace(Owner, Number, Number);
+  if (IsNew)
+    return;
+  const uint32_t Last = std::exchange(Entry->second.Last, Number);
+  Table.link(Last).Next = Number;
+  Table.link(Number).Prev = Last;
+}
+
+void unchain(void *Owner, int64_t EvId) {
+  const auto [Prev, Next] = Table.link(EventTable::numberOf(EvId));
+  Chain &Owned = EventsByOwner.at(Owner);
+  (Prev ? Table.link(Prev).Next : Owned.First) = Next;
+  (Next ? Table.link(Next).Prev : Owned.Last) = Prev;
+  if (!Owned.First)
+    EventsByOwner.erase(Owner);
+}
+
+/// Forgets the name of an event. Another one under the same key keeps its own.
+void forgetName(int64_t EvId) {
+  auto Named = EventNameMap.find(EvId);
+  if (Named == EventNameMap.end())
+    return;
+  if (auto Keyed = EventMap.find(Named->second); Keyed != EventMap.end() && Keyed->second == EvId)
+    EventMap.erase(Keyed);
+  EventNameMap.erase(Named);
+}
+
+/// Enters a key. The first event under it keeps it until it is depublished.
+void enterKey(EventKey Key, int64_t EvId) {
+  auto [Entry, IsNew] = EventMap.try_emplace(Key, EvId);
+  if (!IsNew && !Table.find(Entry->second))
+    EventNameMap.erase(std::exchange(Entry->second, EvId));
+  EventNameMap.try_emplace(EvId, std::move(Key));
 }
 
 /// Publishes an owner's record, or without one a record of the library.
 int64_t publish(const char *Name, orvy_Event *Event, void *Obj, orvy_EventFunc Func) {
-  ORVY_REQUIRE(Name && Func);
-  EventTable::Slot &Slot = Table.add();
-  const int64_t EvId = Table.lastId();
+  ORVY_REQUIRE(Name);
+  const int64_t EvId = Table.add(Event);
   const uint32_t Flags = Event ? 0 : uint32_t{ovEF_LibraryOwned};
-  Slot.Event = Event ? Event : Slot.takeRecord();
-  *Slot.Event = {-1, EvId, Flags, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
-  EventMap.try_emplace({Name, Obj}, EvId);
-  EventNameMap.try_emplace(EvId, Name, Obj);
-  EventsByOwner[Obj].push_back(EvId);
+  *Table.find(EvId) = {-1, EvId, Flags, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
+  enterKey({Name, Obj}, EvId);
+  chain(Obj, EvId);
   return EvId;
 }
 
@@ -113,12 +188,12 @@ void detach(orvy_Event *Event) {
   Running::forget(Event);
 }
 
+/// Takes an event that is no longer among those of its owner out of the table.
 void withdraw(int64_t EvId) {
-  orvy_Event *Event = std::exchange(slot(EvId), nullptr);
-  if (!Event)
-    return;
+  orvy_Event *Event = Table.find(EvId);
   detach(Event);
-  releaseRecord(Event);
+  releaseOldStyle(Event);
+  Table.remove(EvId);
 }
 
 /// Says that an event is scheduled. Who hears it may move the event, take it off or depublish it:
@@ -184,11 +259,21 @@ const EventKey *keyForId(int64_t EvId) {
 
 int64_t idForKey(const std::string &Name, void *Obj) {
   auto Found = EventMap.find({Name, Obj});
-  return Found == EventMap.end() ? 0 : Found->second;
+  if (Found == EventMap.end())
+    return 0;
+  if (Table.find(Found->second))
+    return Found->second;
+  // The first one is gone; another may have been published under the same key before that.
+  auto Owned = EventsByOwner.find(Obj);
+  for (uint32_t Number = Owned == EventsByOwner.end() ? 0 : Owned->second.First; Number;
+       Number = Table.link(Number).Next)
+    if (EventNameMap.at(Table.usedId(Number)).first == Name)
+      return Table.usedId(Number);
+  return Found->second;
 }
 
 orvy_Event *eventForId(int64_t EvId) {
-  return Table.contains(EvId) ? Table[EvId].Event : nullptr;
+  return Table.find(EvId);
 }
 
 static void printState(const orvy_Event &Event) {
@@ -223,25 +308,17 @@ void notifyTimeSlip() {
     orvy_notify(g_TimeSlipNotification, nullptr);
 }
 
-orvy_Event *allocateAdHoc() {
-  return OneShots.take();
-}
-
-void releaseRecord(orvy_Event *Event) {
-  if (Event->Flags & ovEF_AdHoc)
-    OneShots.give(Event);
-  else if (Event->Flags & ovEF_LibraryOwned)
-    EventTable::giveRecord(Event);
-  else
-    releaseOldStyle(Event);
+void releaseOneShot(orvy_Event *Event) {
+  poolOf(Event->Obj).give(Event);
 }
 
 void forgetAll() {
   EventNameMap.clear();
   EventMap.clear();
   EventsByOwner.clear();
-  OldStyleEventMap.clear(); // ids start anew
-  Table.clear();
+  NamesOfGone.clear();
+  forgetOldStylePairs();
+  Table.restart();
 }
 
 } // namespace orvy::event
@@ -249,53 +326,54 @@ void forgetAll() {
 using namespace orvy::event;
 
 int64_t orvy_eventPublish(const char *Name, void *Obj, orvy_EventFunc Func) {
+  ORVY_REQUIRE_FUNCTION(Func);
   return publish(Name, nullptr, Obj, Func);
 }
 
 int64_t orvy_eventPublishStruct(const char *Name, orvy_Event *Event, void *Obj,
                                 orvy_EventFunc Func) {
   ORVY_REQUIRE(Event);
+  ORVY_REQUIRE_FUNCTION(Func);
   return publish(Name, Event, Obj, Func);
 }
 
 void orvy_eventDepublish(int64_t EvId) {
-  if (!Table.contains(EvId)) {
+  if (!Table.wasGiven(EvId)) {
     orvy_logError(nullptr, "depublishing invalid event");
     return;
   }
+  if (!Table.find(EvId))
+    return;
+  unchain(EventNameMap.at(EvId).second, EvId);
   withdraw(EvId);
+  NamesOfGone.add(EvId, forgetName);
 }
 
 void orvy_eventDepublishAll(void) {
-  for (int64_t EvId = 1; EvId <= Table.lastId(); ++EvId)
-    withdraw(EvId);
+  for (uint32_t Number = 1; Number <= Table.lastNumber(); ++Number)
+    if (int64_t EvId = Table.usedId(Number))
+      withdraw(EvId);
   forgetAll();
 }
 
 void orvy_eventEraseAssociatedEvents(void *Obj) {
+  poolOf(Obj).eraseOwnedBy(Obj);
+  forgetPostWarning(Obj);
   auto Owned = EventsByOwner.extract(Obj);
-  if (Owned.empty())
-    return;
-  for (int64_t EvId : Owned.mapped()) {
-    if (!slot(EvId))
-      continue;
-    if (auto Named = EventNameMap.find(EvId); Named != EventNameMap.end()) {
-      // A second event under the same key has no entry of its own.
-      if (auto Keyed = EventMap.find(Named->second);
-          Keyed != EventMap.end() && Keyed->second == EvId)
-        EventMap.erase(Keyed);
-      EventNameMap.erase(Named);
-    }
+  for (uint32_t Number = Owned.empty() ? 0 : Owned.mapped().First; Number;) {
+    const int64_t EvId = Table.usedId(Number);
+    Number = Table.link(Number).Next;
+    forgetName(EvId);
     withdraw(EvId);
   }
 }
 
 orvy_Event *orvy_eventPtrNS(int64_t EvId) {
-  return slot(EvId);
+  return eventForValidId(EvId);
 }
 
 void orvy_eventSetPeriodCycles(int64_t EvId, int64_t Cycles) {
-  orvy_Event *Event = slot(EvId);
+  orvy_Event *Event = eventForValidId(EvId);
   if (!Event)
     return;
   Event->PeriodCycles = Cycles < 1 ? 0 : Cycles;
@@ -306,7 +384,7 @@ void orvy_eventSetPeriodCycles(int64_t EvId, int64_t Cycles) {
 }
 
 int orvy_eventSetRealTime(int64_t EvId) {
-  orvy_Event *Event = slot(EvId);
+  orvy_Event *Event = eventForValidId(EvId);
   if (!Event || Event->Queue) {
     orvy_logError(nullptr, "__func__: event id %ld is already scheduled", static_cast<long>(EvId));
     return -1;
@@ -316,12 +394,12 @@ int orvy_eventSetRealTime(int64_t EvId) {
 }
 
 void orvy_eventSetRTPeriodNanos(int64_t EvId, int64_t Nanos) {
-  if (orvy_Event *Event = slot(EvId))
+  if (orvy_Event *Event = eventForValidId(EvId))
     Event->RTPeriodNanos = Nanos < 0 ? 0 : static_cast<uint64_t>(Nanos);
 }
 
 void orvy_eventSetRTTime(int64_t EvId, uint64_t Nanos) {
-  if (orvy_Event *Event = slot(EvId))
+  if (orvy_Event *Event = eventForValidId(EvId))
     Event->RTTime = Nanos;
 }
 
@@ -355,7 +433,8 @@ void orvy_eventPostRelativeInQueueInternal(orvy_EventQueue *Queue, int64_t EvId,
 
 void orvy_eventPostOneShotInternal(orvy_EventQueue *Queue, void *Obj, orvy_EventFunc Func,
                                    int64_t Time) {
-  orvy_Event *Event = allocateAdHoc();
+  ORVY_REQUIRE_FUNCTION(Func);
+  orvy_Event *Event = poolOf(Obj).take();
   *Event = {Time, -1, ovEF_AdHoc, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
   Queue->Heap.insert(Event);
 }
@@ -387,6 +466,7 @@ void orvy_eventRemoveIndexInternal(orvy_EventQueue *Queue, int32_t Index) {
 }
 
 void orvy_postCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
+  ORVY_REQUIRE_FUNCTION(Cb);
   Queue->postCallback(Cb, Arg);
 }
 
@@ -411,12 +491,12 @@ int64_t orvy_eventGetFirstTime(const orvy_EventQueue *Queue) {
 }
 
 int orvy_eventIsScheduled(int64_t EvId) {
-  const orvy_Event *Event = slot(EvId);
+  const orvy_Event *Event = eventForValidId(EvId);
   return Event && Event->Queue;
 }
 
 void orvy_eventDeschedule(int64_t EvId) {
-  if (orvy_Event *Event = slot(EvId))
+  if (orvy_Event *Event = eventForValidId(EvId))
     deschedule(Event);
 }
 

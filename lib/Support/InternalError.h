@@ -9,6 +9,8 @@ namespace orvy {
 
 /// Writes "internal error: file:line: what" on the process's standard error and aborts.
 [[noreturn]] void internalError(const char *File, int Line, const char *What);
+/// The same for a function that was called with a null function.
+[[noreturn]] void nullFunction(const char *File, int Line, const char *Caller);
 
 } // namespace orvy
 
@@ -17,6 +19,11 @@ namespace orvy {
   (__builtin_expect(static_cast<bool>(Condition), 1)                                               \
        ? static_cast<void>(0)                                                                      \
        : ::orvy::internalError(__FILE__, __LINE__, #Condition))
+
+/// Ends the process unless there is a function to be called, where a caller hands one over.
+#define ORVY_REQUIRE_FUNCTION(Func)                                                                \
+  (__builtin_expect((Func) != nullptr, 1) ? static_cast<void>(0)                                   \
+                                          : ::orvy::nullFunction(__FILE__, __LINE__, __func__))
 
 /// Ends the process at a place that is reached only by a fault in the caller.
 #define ORVY_INTERNAL_ERROR(What) ::orvy::internalError(__FILE__, __LINE__, What)

@@ -1,8 +1,12 @@
 #include "orvy/Support/LegacyEvents.h"
 
 #include "EventQueue.h"
+#include "InternalError.h"
 
 #include "orvy/Support/Logging.h"
+
+#include <map>
+#include <utility>
 
 using namespace orvy::event;
 
@@ -20,6 +24,19 @@ struct OldStyleEvent {
 };
 
 OldStyleEvent *AllRecords = nullptr;
+
+using Pair = std::pair<orvy_OldStyleEventFunc, void *>;
+std::map<Pair, int64_t> OldStyleEventMap;
+
+/// Pairs whose events were depublished. They stay known for a while: the dispose function of a
+/// model may still take such an event off its queue.
+RecentlyGone<std::pair<Pair, int64_t>> GonePairs;
+
+void forgetPair(const std::pair<Pair, int64_t> &Gone) {
+  auto Found = OldStyleEventMap.find(Gone.first);
+  if (Found != OldStyleEventMap.end() && Found->second == Gone.second)
+    OldStyleEventMap.erase(Found);
+}
 
 void oldStyleEventHandler(orvy_Event *Event) {
   reinterpret_cast<OldStyleEvent *>(Event)->Func(Event->Obj, Event->Data);
@@ -49,20 +66,31 @@ int64_t idWithData(orvy_OldStyleEventFunc Func, void *Obj, void *Data) {
 
 } // namespace
 
-bool releaseOldStyle(orvy_Event *Event) {
+void releaseOldStyle(orvy_Event *Event) {
   if (Event->Func != oldStyleEventHandler)
-    return false;
+    return;
   auto *Record = reinterpret_cast<OldStyleEvent *>(Event);
+  GonePairs.add(
+      {
+          {Record->Func, Event->Obj},
+          Event->EventId
+  },
+      forgetPair);
   (Record->Prev ? Record->Prev->Next : AllRecords) = Record->Next;
   if (Record->Next)
     Record->Next->Prev = Record->Prev;
   delete Record;
-  return true;
+}
+
+void forgetOldStylePairs() {
+  OldStyleEventMap.clear();
+  GonePairs.clear();
 }
 
 } // namespace orvy::event
 
 int64_t orvy_eventPublishOldStyle(const char *Name, void *Obj, orvy_OldStyleEventFunc Func) {
+  ORVY_REQUIRE_FUNCTION(Func);
   int64_t EvId = orvy_eventPublishStruct(Name, &allocate(Func)->Event, Obj, oldStyleEventHandler);
   enter(Func, Obj, EvId);
   return EvId;

@@ -1,5 +1,7 @@
 #include "orvy/Support/NewObjectSystem.h"
 
+#include "InternalError.h"
+
 #include "orvy/Support/ManagedStatic.h"
 
 #include <algorithm>
@@ -252,6 +254,7 @@ void orvy_typesystemInitOrvyTypes() {
 
 orvy_NativeClass *xorvy_registerClass(const char *ClsName, orvy_ObjectCreateFunc Create,
                                       orvy_ObjectDisposeFunc Dispose) {
+  ORVY_REQUIRE_FUNCTION(Create);
   return getTypeSystem().registerClass(ClsName, Create, Dispose);
 }
 

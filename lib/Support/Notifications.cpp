@@ -1,5 +1,6 @@
 #include "orvy/Support/Notifications.h"
 
+#include "InternalError.h"
 #include "NotificationList.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Objsys.h"
@@ -130,6 +131,7 @@ int64_t orvy_publishNotification(const char *Name, void *Source) {
 
 int orvy_subscribeNotification(const char *Name, void *Source, void *Arg,
                                orvy_NotificationFunc Func) {
+  ORVY_REQUIRE_FUNCTION(Func);
   Subscribers *List = findSubscribers(Name, Source);
   if (!List)
     return -1;

@@ -139,7 +139,9 @@ const Class *classOrError(const void *Obj) {
 
 orvy_Class *orvy_registerClass(const char *ClsName, orvy_ObjectCreateFunc Create,
                                orvy_ObjectDisposeFunc Dispose) {
-  ORVY_REQUIRE(ClsName && Create && Dispose);
+  ORVY_REQUIRE(ClsName);
+  ORVY_REQUIRE_FUNCTION(Create);
+  ORVY_REQUIRE_FUNCTION(Dispose);
   return toHandle(Class::registerClass(ClsName, Create, Dispose));
 }
 
@@ -229,7 +231,7 @@ int orvy_isMachine(const void *Obj) {
 
 int orvy_isMemory(const void *Obj) {
   // The one that is asked of external objects too, which have no header to read.
-  const Class *Cls = classOrError(Obj);
+  const Class *Cls = Class::isToldOfDisposal(Obj) ? headerClass(Obj) : classOrError(Obj);
   return Cls && Cls->Qualifier == QualifierMemory;
 }
 
@@ -242,6 +244,8 @@ int orvy_isQualifiedAs(const void *Obj, unsigned Qualifier) {
 }
 
 void orvy_foreachClass(void (*Func)(orvy_Class *Cls, void *Arg), void *Arg) {
+  if (!Func)
+    return;
   for (const auto &[Name, Cls] : Class::classes())
     Func(toHandle(Cls.get()), Arg);
 }

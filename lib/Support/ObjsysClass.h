@@ -60,6 +60,8 @@ public:
   static Class *classForObject(const void *Obj);
   static void *objectForName(std::string_view Name);
   static const char *nameForObject(const void *Obj);
+  /// Whether an object is out of the registry and its disposal is being told: its header is there.
+  static bool isToldOfDisposal(const void *Obj);
 
   static const NameMap<void *> &getObjectList();
   static const NameMap<void *> &objects() { return getObjectList(); }

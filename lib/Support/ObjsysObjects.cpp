@@ -100,6 +100,16 @@ void forgetObjects(ClassRegistry &Registry) {
   Registry.Processors.clear();
 }
 
+// Objects whose disposal is being told, the innermost last. They are out of the registry, and their
+// headers are still there.
+std::vector<void *> ToldOf;
+
+// Once their classes go, the headers lead nowhere.
+void forgetClassesOfTold() {
+  for (void *Obj : ToldOf)
+    static_cast<orvy_Object *>(Obj)->Class = nullptr;
+}
+
 } // namespace
 
 void *Class::createObject(const char *ClsName, const char *ObjName, const orvy_CreateArg *Args) {
@@ -156,7 +166,9 @@ void Class::disposeObject(void *Obj) {
   auto &Header = *static_cast<orvy_Object *>(Obj);
   int64_t WillDispose = Header.WillDisposeNotification;
   int64_t Disposed = Header.DisposedNotification;
+  ToldOf.push_back(Obj);
   orvy_notify(WillDispose, Obj);
+  ToldOf.pop_back();
   Header.Class = nullptr;
   DisposeFunc(Obj);
   orvy_notify(Disposed, Obj);
@@ -169,6 +181,7 @@ void Class::clear() {
   auto Kept =
       Sim ? Registry.Classes.extract(SimClass->Name) : NameMap<std::unique_ptr<Class>>::node_type();
   disposeAllBut(Registry, Sim);
+  forgetClassesOfTold();
   Registry.Classes.clear();
   clearLoadedPlugins();
   forgetObjects(Registry);
@@ -189,6 +202,10 @@ void Class::clearObjects() {
     return;
   Registry.addObject("sim", Sim, *SimClass);
   sim::reset();
+}
+
+bool Class::isToldOfDisposal(const void *Obj) {
+  return std::ranges::count(ToldOf, Obj) != 0;
 }
 
 Class *Class::classForObject(const void *Obj) {
@@ -290,21 +307,29 @@ void **orvy_getComponents(void) {
 }
 
 void orvy_foreachObject(void (*Func)(void *Obj, void *Arg), void *Arg) {
+  if (!Func)
+    return;
   for (const auto &[Name, Obj] : Class::objects())
     Func(Obj, Arg);
 }
 
 void orvy_foreachProcessor(void (*Func)(void *Obj, void *Arg), void *Arg) {
+  if (!Func)
+    return;
   for (void *Obj : Class::getProcessors())
     Func(Obj, Arg);
 }
 
 void orvy_foreachComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg) {
+  if (!Func)
+    return;
   for (void *Obj : Class::getComponents())
     Func(static_cast<orvy_Component *>(Obj), Arg);
 }
 
 void orvy_foreachRootComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg) {
+  if (!Func)
+    return;
   for (void *Obj : Class::getComponents())
     if (!static_cast<orvy_Object *>(Obj)->Component)
       Func(static_cast<orvy_Component *>(Obj), Arg);

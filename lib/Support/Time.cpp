@@ -1,6 +1,7 @@
 #include "orvy/Support/Time.h"
 
 #include "ObjectKinds.h"
+#include "Saturation.h"
 
 #include "orvy/Support/Logging.h"
 
@@ -27,16 +28,6 @@ int64_t truncated(double Value) {
   return static_cast<int64_t>(Value);
 }
 
-// Products wrap like the unsigned numbers they are; frequencies of the supported range never reach
-// that.
-int64_t product(int64_t A, int64_t B) {
-  return static_cast<int64_t>(static_cast<uint64_t>(A) * static_cast<uint64_t>(B));
-}
-
-int64_t sum(int64_t A, int64_t B) {
-  return static_cast<int64_t>(static_cast<uint64_t>(A) + static_cast<uint64_t>(B));
-}
-
 /// Cycles and frequency of a processor or clock.
 struct CycleTime {
   int64_t Cycles;
@@ -58,7 +49,8 @@ uint64_t readClock(clockid_t Clock) {
 
 } // namespace
 
-// A frequency below 1 has no time: 0 rather than a division fault, as a user can configure it.
+// A frequency below 1 has no time: 0 rather than a division fault, as a user can configure it. What
+// lies beyond the end of time is the end of time.
 
 int64_t orvy_cyclesToNanos(int64_t Cycles, int64_t Freq) {
   if (Freq < 1)
@@ -66,13 +58,17 @@ int64_t orvy_cyclesToNanos(int64_t Cycles, int64_t Freq) {
   // The remainder's product needs all 64 bits at high frequencies, so its sign is kept apart.
   auto Rest = static_cast<uint64_t>(std::abs(Cycles % Freq));
   auto Nanos = static_cast<int64_t>(Rest * NanosPerSec / static_cast<uint64_t>(Freq));
-  return sum(product(Cycles / Freq, NanosPerSec), Cycles < 0 ? -Nanos : Nanos);
+  return clampedSum(clampedProduct(Cycles / Freq, NanosPerSec), Cycles < 0 ? -Nanos : Nanos);
 }
 
 int64_t orvy_nanosToCycles(int64_t Nanos, uint64_t Freq) {
-  auto Signed = static_cast<int64_t>(Freq);
-  return sum(product(Signed, Nanos / NanosPerSec),
-             product(Nanos % NanosPerSec, Signed) / NanosPerSec);
+  const int64_t Signed = clampedTime(Freq);
+  const int64_t Rest = Nanos % NanosPerSec;
+  int64_t Product = 0;
+  const int64_t Cycles = __builtin_mul_overflow(Rest, Signed, &Product)
+                             ? static_cast<int64_t>(__int128{Rest} * Signed / NanosPerSec)
+                             : Product / NanosPerSec;
+  return clampedSum(clampedProduct(Signed, Nanos / NanosPerSec), Cycles);
 }
 
 double orvy_cyclesToSecs(int64_t Cycles, int64_t Freq) {
@@ -86,7 +82,7 @@ double orvy_cyclesToSecs(int64_t Cycles, int64_t Freq) {
 int64_t orvy_secsToCycles(int64_t Freq, double Secs) {
   int64_t Whole = truncated(Secs);
   double Fraction = Secs - static_cast<double>(Whole);
-  return sum(product(Freq, Whole), truncated(static_cast<double>(Freq) * Fraction));
+  return clampedSum(clampedProduct(Freq, Whole), truncated(static_cast<double>(Freq) * Fraction));
 }
 
 double orvy_nanosToSecs(int64_t Nanos) {

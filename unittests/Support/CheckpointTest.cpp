@@ -574,9 +574,33 @@ TEST_F(CheckpointQueue, TellsWhatItCannotRestore) {
     orvy_eventDeserialise(Queue, &Damaged);
     EXPECT_THAT(Log.take(), ElementsAre(HasSubstr(Told)));
   }
+  clear();
+  Json Again = Node;
+  Again["queueFuncs"]["data"][0] = "the host's";
+  orvy_eventDeserialise(Queue, &Again);
+  EXPECT_THAT(Log.take(), ElementsAre(HasSubstr("deserialise func 'the host's' not registered")));
+  EXPECT_EQ(orvy_eventGetFirstTime(Queue), 2) << "those after it are there";
+
+  // A key belongs to the events under it that are published.
+  clear();
+  for (const char *Name : {"first gone", "again"}) {
+    const int64_t Gone = publish(Name);
+    if (Name == std::string("again"))
+      orvy_eventDepublish(Gone);
+    post(Name, 5);
+    if (Name == std::string("first gone"))
+      orvy_eventDepublish(Gone);
+  }
+  Again = serialised();
+  clear();
+  orvy_eventDeserialise(Queue, &Again);
+  EXPECT_EQ(serialised(), Again);
+  EXPECT_EQ(Again["queueFuncs"]["data"].size(), 2u);
+  EXPECT_THAT(Log.take(), IsEmpty());
+
   orvy_eventStackPostInternal(Queue, publish("stacked"));
   EXPECT_TRUE(serialised().is_null());
-  Json Again = Node;
+  Again = Node;
   orvy_eventDeserialise(Queue, &Again);
   EXPECT_THAT(Log.take(), ElementsAre(":error:: serialising queue with non-empty stack",
                                       ":error:: deserialising queue with non-empty stack"));

@@ -4,6 +4,7 @@
 #include "Testing/ScriptedCpu.h"
 #include "Testing/Seed.h"
 
+#include "orvy/Support/NewObjectSystem.h"
 #include "orvy/Support/Orvy.h"
 #include "orvy/Support/OutStream.h"
 
@@ -16,6 +17,7 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -130,13 +132,26 @@ TEST_F(EventQueue, KeepsTheArrangementOfThePlainHeapForEqualTimes) {
     Ids.push_back(publish("e"));
   for (int Round = 0; Round < 20000; ++Round) {
     int64_t Id = Ids[Random() % Ids.size()];
+    orvy_Event *Event = orvy_eventPtrNS(Id);
+    const bool ByPrimitives = Random() % 2;
     if (orvy_eventIsScheduled(Id)) {
       Plain.removeAt(Plain.find(Id));
-      orvy_eventDeschedule(Id);
+      if (ByPrimitives)
+        orvy_eventRemoveIndexInternal(Queue, Event->QueueIdx);
+      else
+        orvy_eventDeschedule(Id);
+      ASSERT_EQ(Event->Queue, nullptr);
+      ASSERT_EQ((Event->Flags & ovEF_Descheduled) != 0, !ByPrimitives);
     } else {
       int64_t Time = static_cast<int64_t>(Random() % 16);
       Plain.insert(Time, Id);
-      post(Id, Time);
+      Event->Flags &= ~uint32_t{ovEF_Descheduled};
+      Event->Time = Time;
+      if (ByPrimitives)
+        orvy_eventInsertInternal(Queue, Event);
+      else
+        post(Id, Time);
+      ASSERT_EQ(Event->Queue, Queue);
     }
     if (Random() % 4 == 0 && !Plain.Slots.empty()) {
       Plain.removeAt(0);
@@ -243,6 +258,17 @@ TEST_F(EventQueue, RepeatsACyclicEventFromItsOwnTimeUntilItHasCaughtUp) {
   EXPECT_EQ(orvy_eventIsScheduled(Tick), 0);
 }
 
+TEST_F(EventQueue, ACyclicEventEndsWithTime) {
+  int64_t Tick = publish("tick", [this](orvy_Event *E) {
+    if (Fired.size() == 3)
+      orvy_eventSetPeriodCycles(E->EventId, 0);
+  });
+  orvy_eventSetPeriodCycles(Tick, 10);
+  post(Tick, INT64_MAX - 15);
+  EXPECT_THAT(fireUntil(INT64_MAX), ElementsAre("tick", "tick"));
+  EXPECT_EQ(orvy_eventIsScheduled(Tick), 0);
+}
+
 TEST_F(EventQueue, ACyclicEventThatDeschedulesItselfFiresAgain) {
   int64_t Tick = publish("tick", [](orvy_Event *E) { orvy_eventDeschedule(E->EventId); });
   orvy_eventSetPeriodCycles(Tick, 10);
@@ -298,7 +324,21 @@ TEST_F(EventQueue, IdsAndRecordsStandHoweverManyEventsArePublished) {
     orvy_eventDepublish(Index + 1);
   EXPECT_EQ(orvy_eventTrigger(Queue, Count), -1);
   EXPECT_EQ(Sum, int64_t{Count} / 2 * (Count / 2 + 1)); // those with even ids
-  orvy_eventDepublishAll();                             // ahead of the owner's records
+
+  // What comes takes the places of what went, under ids of its own.
+  std::set<int64_t> Seen;
+  for (int Index = 0; Index < Count; ++Index) {
+    int64_t Id = orvy_eventPublish("later", nullptr, Add);
+    ASSERT_TRUE(Id > Count && Seen.insert(Id).second);
+    ASSERT_EQ(orvy_eventPtrNS(Id)->EventId, Id);
+    ASSERT_EQ(orvy_eventPtrNS(1 + Index / 2 * 2), nullptr);
+    ASSERT_EQ(static_cast<uint32_t>(Id) <= Count, Index < Count / 2 * 3 / 2) << Index;
+    if (Index % 3 == 0)
+      orvy_eventDepublish(Id);
+  }
+  EXPECT_EQ(orvy_eventIsScheduled(1), 0);
+  EXPECT_DEATH(orvy_eventIsScheduled(int64_t{9} << 32 | 1), "internal error: ");
+  orvy_eventDepublishAll(); // ahead of the owner's records
 }
 
 TEST_F(EventQueue, EventsMayGoAwayWhileTheyRunOrLieOnAStack) {
@@ -322,6 +362,35 @@ TEST_F(EventQueue, AQueueMayBeDisposedByOneOfItsOwnEvents) {
   EXPECT_EQ(orvy_eventIsScheduled(Never), 0);
 }
 
+TEST_F(EventQueue, WhoHearsOfASlipMayDisposeOfWhatIsLate) {
+  orvy::event::init();
+  static std::function<void()> Hear;
+  orvy_subscribeNotification("orvy.realtime-slip", nullptr, nullptr,
+                             [](void *, void *, void *) { std::exchange(Hear, nullptr)(); });
+  const std::function<void(int64_t)> Acts[] = {
+      [](int64_t Id) { orvy_eventDepublish(Id); },
+      [this](int64_t) { orvy_eventEraseAssociatedEvents(this); },
+      [this](int64_t) { orvy_disposeEventQueue(std::exchange(Queue, nullptr)); }};
+  for (const auto &Act : Acts) {
+    auto Own = std::make_unique<orvy_Event>();
+    const int64_t Id = orvy_eventPublishStruct(
+        "late", Own.get(), this, [](orvy_Event *E) { *static_cast<bool *>(E->Data) = true; });
+    bool HasFired = false;
+    Own->Data = &HasFired;
+    orvy_eventSetRealTime(Id);
+    orvy_eventSetPeriodCycles(Id, 100);
+    post(Id, 1);
+    Hear = [&] {
+      Act(Id);
+      if (Queue)
+        Own.reset();
+    };
+    orvy_eventTrigger(Queue, 5);
+    EXPECT_FALSE(HasFired);
+    orvy_eventDepublish(Id);
+  }
+}
+
 TEST_F(EventQueue, OneShotEventsAreFreedWhetherTheyFireOrNot) {
   static int Count;
   Count = 0;
@@ -333,6 +402,23 @@ TEST_F(EventQueue, OneShotEventsAreFreedWhetherTheyFireOrNot) {
   orvy_eventPostOneShotInternal(Queue, nullptr, Shot, 20);
   orvy_eventTrigger(Queue, 10);
   EXPECT_EQ(Count, 1);
+
+  // One that inserts itself again is not freed under the heap.
+  orvy_EventQueue *Other = orvy_allocateEventQueue();
+  orvy_eventPostOneShotInternal(
+      Other, Queue,
+      [](orvy_Event *E) {
+        E->Time += 10;
+        ++Count;
+        if (E->Time < 40)
+          orvy_eventInsertInternal(static_cast<orvy_EventQueue *>(E->Obj), E);
+      },
+      10);
+  orvy_eventTrigger(Other, 100);
+  orvy_eventPostOneShotInternal(Other, nullptr, Shot, 1); // would take its place
+  orvy_eventTrigger(Queue, 100);                          // with the one at 20
+  EXPECT_EQ(Count, 5);                                    // three of them, and the two others
+  orvy_disposeEventQueue(Other);
 }
 
 TEST_F(EventQueue, PacesByTheWallClockAndReportsASlip) {
@@ -352,6 +438,17 @@ TEST_F(EventQueue, PacesByTheWallClockAndReportsASlip) {
   fireUntil(300); // a slip that starts the schedule, then two periods of 20 ms
   EXPECT_GE(orvy_timeGetMonotonicWct() - Start, 40000000u);
   EXPECT_GE(Slips, 1);
+
+  int64_t Once = publish("once");
+  orvy_eventSetRealTime(Once);
+  const uint64_t Wanted = orvy_timeGetMonotonicWct() + 200000000;
+  orvy_eventSetRTTime(Once, Wanted);
+  post(Once, 301);
+  Slips = 0;
+  EXPECT_THAT(fireUntil(301), ElementsAre("once"));
+  EXPECT_GE(orvy_timeGetMonotonicWct(), Wanted);
+  EXPECT_EQ(Slips, 0);
+
   orvy_eventSetRTPeriodNanos(Tick, -1);
   EXPECT_EQ(orvy_eventPtrNS(Tick)->RTPeriodNanos, 0u);
 }
@@ -369,7 +466,7 @@ TEST_F(EventQueue, PrintsItsHeap) {
 TEST_F(EventQueue, CallbacksRunOnceInOrderAndCanBeTakenBack) {
   static std::vector<int> Called;
   Called.clear();
-  auto Note = [](void *Arg) { Called.push_back(*static_cast<int *>(Arg)); };
+  static const auto Note = [](void *Arg) { Called.push_back(*static_cast<int *>(Arg)); };
   int One = 1, Two = 2, Three = 3;
   orvy_postCallbackInQueue(Queue, Note, &One);
   orvy_postCallbackInQueue(Queue, Note, &Two);
@@ -380,6 +477,24 @@ TEST_F(EventQueue, CallbacksRunOnceInOrderAndCanBeTakenBack) {
   orvy_eventTriggerThreadSafeCallbacks(Queue);
   orvy_eventTrigger(Queue, 0);
   EXPECT_THAT(Called, ElementsAre(2, 1, 3));
+
+  // Within a drain too it is one of them, and the first.
+  static orvy_EventQueue *Drained;
+  Drained = Queue;
+  Called.clear();
+  orvy_postCallbackInQueue(
+      Queue,
+      [](void *Arg) {
+        orvy_removeCallbackInQueue(
+            Drained, [](void *) { Called.push_back(0); }, nullptr); // another function
+        orvy_removeCallbackInQueue(Drained, Note, Arg);
+      },
+      &One);
+  for (int *Each : {&One, &Two, &One, &One})
+    orvy_postCallbackInQueue(Queue, Note, Each);
+  orvy_eventTrigger(Queue, 0);
+  orvy_eventTrigger(Queue, 0);
+  EXPECT_THAT(Called, ElementsAre(2, 1, 1));
 }
 
 struct Chain {
@@ -462,7 +577,10 @@ protected:
     };
     Events.postRelative = [](void *Obj, int64_t Id, int64_t Delay) {
       auto *M = static_cast<Machine *>(Obj);
-      orvy_eventPostAbsoluteInQueueInternal(M->Queue, Id, static_cast<int64_t>(M->Time) + Delay);
+      int64_t Time = 0;
+      if (__builtin_add_overflow(static_cast<int64_t>(M->Time), Delay, &Time))
+        Time = INT64_MAX;
+      orvy_eventPostAbsoluteInQueueInternal(M->Queue, Id, Time);
     };
     Events.postOnStack = [](void *Obj, int64_t Id) {
       orvy_eventStackPostInternal(static_cast<Machine *>(Obj)->Queue, Id);
@@ -534,6 +652,34 @@ TEST_F(Holders, PostInTheUnitOfTheQueueTheEventGoesTo) {
     EXPECT_EQ(rawTime(), C.Secs);
   }
   EXPECT_EQ(Log.count("posting cycle event on machine object not supported"), 1);
+  EXPECT_EQ(Log.count("event 'event' is not posted: 'plain' is not a processor, machine or clock"),
+            1)
+      << "once for an owner, whatever it posts on";
+
+  // What lies beyond the end of time is at its end.
+  const struct {
+    void *Holder;
+    orvy_SyncEvent Sync;
+    int64_t Cycles, Nanos, Secs; // raw times after posting what goes farthest
+  } Far[] = {
+      {Cpu,   ovSE_Cpu,     INT64_MAX, 9223372036954,  INT64_MAX},
+      {Cpu,   ovSE_Machine, INT64_MAX, INT64_MAX,      INT64_MAX},
+      {Mach,  ovSE_Cpu,     -1,        INT64_MAX,      INT64_MAX},
+      {Clock, ovSE_Cpu,     INT64_MAX, 18446744073710, INT64_MAX},
+  };
+  static_cast<ClockIface *>(orvy_getInterface(Clock, "ClockIface", 0))->setCycles(Clock, 1);
+  for (auto &F : Far) {
+    SCOPED_TRACE(F.Nanos);
+    orvy_eventPostCycles(F.Holder, Id, INT64_MAX, F.Sync);
+    EXPECT_EQ(rawTime(), F.Cycles);
+    orvy_eventPostNanos(F.Holder, Id, INT64_MAX, F.Sync);
+    EXPECT_EQ(rawTime(), F.Nanos);
+    orvy_eventPostSecs(F.Holder, Id, 1e30, F.Sync);
+    EXPECT_EQ(rawTime(), F.Secs);
+  }
+  orvy_eventPostAbsoluteInQueueInternal(Cpu->Queue, Id, INT64_MIN);
+  EXPECT_EQ(orvy_eventGetCycles(Cpu, Id), INT64_MIN);
+  orvy_eventDeschedule(Id);
 
   for (void *None : {Plain, static_cast<void *>(nullptr)}) {
     Cpu->Machine = None; // without a machine both mean the processor
@@ -631,10 +777,65 @@ TEST_F(Holders, LoseTheEventsOfAnObjectThatGoesAway) {
   orvy_eventPostCycles(Cpu, Own, 1, ovSE_Cpu);
   orvy_eventPostCycles(Cpu, Twice, 2, ovSE_Cpu);
   orvy_eventPostCycles(Cpu, Id, 3, ovSE_Cpu);
+  int64_t Stacked = orvy_eventPublish("stacked", Plain, fire);
+  orvy_eventPostStack(Clock, Stacked, ovSE_Cpu);
+  static int Shots;
+  Shots = 0;
+  const auto Shoot = [](orvy_Event *) { ++Shots; };
+  for (void *Owner : {Plain, static_cast<void *>(Mach)})
+    for (orvy_EventQueue *Other : {Cpu->Queue, Mach->Queue})
+      for (int64_t Time : {2, 5})
+        orvy_eventPostOneShotInternal(Other, Owner, Shoot, Time);
+  static int64_t FirstOnMachine;
+  orvy_subscribeNotification(
+      "orvy.objectWillBeDisposed", Plain, Mach, [](void *Arg, void *, void *) {
+        FirstOnMachine = orvy_eventGetFirstTime(static_cast<Machine *>(Arg)->Queue);
+        orvy_eventTrigger(static_cast<Machine *>(Arg)->Queue, 2);
+      });
   orvy_disposeObject(Plain);
+  EXPECT_EQ(FirstOnMachine, 2); // that of the machine itself
+  EXPECT_EQ(Shots, 1) << "they are gone by the time it is told";
+  orvy_eventTrigger(Mach->Queue, 9);
+  orvy_eventTrigger(Cpu->Queue, 2);
+  EXPECT_EQ(Shots, 3);
+  EXPECT_EQ(orvy_eventPtrNS(Stacked), nullptr);
   EXPECT_EQ(orvy_eventGetFirstTime(Cpu->Queue), 3);
   EXPECT_EQ(orvy_eventPtrNS(Own), nullptr);
   EXPECT_EQ(orvy_eventPtrNS(Twice), nullptr);
+}
+
+TEST_F(Holders, AreNotHandedANullFunction) {
+  orvy_initSupportLib();
+  orvy_Event Event{};
+  const std::pair<const char *, std::function<void()>> Calls[] = {
+      {"orvy_eventPublish",             [&] { orvy_eventPublish("e", Plain, nullptr); }              },
+      {"orvy_eventPublishStruct",       [&] { orvy_eventPublishStruct("e", &Event, Plain, nullptr); }},
+      {"orvy_eventPublishOldStyle",     [&] { orvy_eventPublishOldStyle("e", Plain, nullptr); }      },
+      {"orvy_eventPostOneShotInternal",
+       [&] { orvy_eventPostOneShotInternal(Queue, Plain, nullptr, 1); }                              },
+      {"orvy_postCallbackInQueue",      [&] { orvy_postCallbackInQueue(Queue, nullptr, Plain); }     },
+      {"orvy_postCallbackInQueue",      [&] { orvy_postCallback(Cpu, nullptr, Plain); }              },
+      {"orvy_eventPostAsync",           [&] { orvy_eventPostAsync(Cpu, nullptr, Plain, ovSE_Cpu); }  },
+      {"orvy_simRunCallback",           [&] { orvy_simRunCallback(nullptr, nullptr); }               },
+      {"orvy_subscribeNotification",
+       [&] { orvy_subscribeNotification("orvy.objectDisposed", Plain, nullptr, nullptr); }           },
+      {"orvy_createCmd",                [&] { orvy_createCmd("poke", nullptr, "", nullptr); }        },
+      {"orvy_registerClass",            [&] { orvy_registerClass("A", nullptr, nullptr); }           },
+      {"xorvy_registerClass",           [&] { xorvy_registerClass("A", nullptr, nullptr); }          },
+  };
+  for (const auto &[Name, Call] : Calls)
+    EXPECT_DEATH(Call(),
+                 "internal error: .*" + std::string(Name) + ": the function to call is null");
+  // Where a null function has a meaning, it keeps it.
+  orvy_foreachObject(nullptr, nullptr);
+  orvy_foreachClass(nullptr, nullptr);
+  orvy_foreachProcessor(nullptr, nullptr);
+  orvy_foreachComponent(nullptr, nullptr);
+  orvy_foreachRootComponent(nullptr, nullptr);
+  orvy_foreachProperty(orvy_classForObject(Plain), nullptr, nullptr);
+  orvy_foreachInterface(orvy_classForObject(Plain), nullptr, nullptr);
+  orvy_removeCallbackInQueue(Queue, nullptr, nullptr);
+  EXPECT_EQ(orvy_unsubscribeNotification("orvy.objectDisposed", Plain, nullptr), 0);
 }
 
 } // namespace

@@ -22,6 +22,8 @@ TEST(Time, CyclesToNanosTruncates) {
       {50000001,    50000000,    1000000020},
       {18446744072, 18446744073, 999999999 }, // the largest frequency whose remainder fits
       {7,           0,           0         }, // no frequency, no time
+      {INT64_MAX,   1000,        INT64_MAX }, // the end of time
+      {INT64_MIN,   1000,        INT64_MIN },
   };
   for (const auto &C : Cases)
     EXPECT_EQ(orvy_cyclesToNanos(C.Cycles, C.Freq), C.Nanos) << C.Cycles << " at " << C.Freq;
@@ -39,6 +41,11 @@ TEST(Time, NanosToCyclesTruncates) {
       {20,                  50000000,   1                  },
       {39,                  50000000,   1                  },
       {3000000000000000000, 1000000000, 3000000000000000000},
+      {INT64_MAX,           2000000000, INT64_MAX          },
+      {INT64_MIN,           2000000000, INT64_MIN          },
+      {1,                   UINT64_MAX, 9223372036         },
+      {1999999999,          UINT64_MAX, INT64_MAX          },
+      {999999999,           1ULL << 62, 4611686013815701885}, // 2^62 less a billionth of it
   };
   for (const auto &C : Cases)
     EXPECT_EQ(orvy_nanosToCycles(C.Nanos, C.Freq), C.Cycles) << C.Nanos << " at " << C.Freq;
@@ -47,6 +54,11 @@ TEST(Time, NanosToCyclesTruncates) {
 TEST(Time, SecondsConvertAndStayInRange) {
   EXPECT_EQ(orvy_secsToCycles(1000, 1.5), 1500);
   EXPECT_EQ(orvy_secsToCycles(1000, -1.5), -1500);
+  EXPECT_EQ(orvy_secsToCycles(1000000000, 1e9), 1000000000000000000);
+  EXPECT_EQ(orvy_secsToCycles(1000000000, 1e10), std::numeric_limits<int64_t>::max());
+  EXPECT_EQ(orvy_secsToCycles(1000000000, -1e10), std::numeric_limits<int64_t>::min());
+  EXPECT_EQ(orvy_secsToCycles(1000000000, std::numeric_limits<double>::infinity()),
+            std::numeric_limits<int64_t>::max());
   EXPECT_DOUBLE_EQ(orvy_cyclesToSecs(1500, 1000), 1.5);
   EXPECT_DOUBLE_EQ(orvy_nanosToSecs(1500000000), 1.5);
   EXPECT_EQ(orvy_secsToNanos(1.5), 1500000000);

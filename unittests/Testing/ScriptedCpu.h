@@ -82,7 +82,10 @@ struct ScriptedCpu {
           orvy_eventPostAbsoluteInQueueInternal(of(Obj).Queue, Id, Time);
         },
         [](void *Obj, int64_t Id, int64_t Delay) {
-          orvy_eventPostAbsoluteInQueueInternal(of(Obj).Queue, Id, of(Obj).Cycles + Delay);
+          int64_t Time = 0;
+          if (__builtin_add_overflow(of(Obj).Cycles, Delay, &Time))
+            Time = INT64_MAX;
+          orvy_eventPostAbsoluteInQueueInternal(of(Obj).Queue, Id, Time);
         },
         [](void *Obj, int64_t Id) { orvy_eventStackPostInternal(of(Obj).Queue, Id); }};
     return &Iface;

@@ -55,7 +55,6 @@ typedef int (*orvy_CmdFunc)(void *Ctxt);
  * is taken, a message goes to the error stream and the command can be reached by nobody.
  * @param Data  anything; the handler gets it with orvy_cmdGetData
  * @return the command, the library's own; null for "if", "else", "while", "for", and without a name
- * or a handler
  */
 ORVY_API void *orvy_createCmd(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data);
 /**

@@ -238,7 +238,8 @@ ORVY_API uint64_t orvy_eventQueueGetFreq(void *Holder);
 ORVY_API void orvy_eventSerialise(orvy_EventQueue *Queue, void *Ctxt);
 /**
  * Schedules the events that orvy_eventSerialise has saved. Each must be published again under its
- * name and owner; the first that is not is told in the log and ends the restore of the queue.
+ * name and owner; those that are not are told in the log and left out. An entry that is damaged
+ * ends the restore of the queue.
  */
 ORVY_API void orvy_eventDeserialise(orvy_EventQueue *Queue, void *Ctxt);
 

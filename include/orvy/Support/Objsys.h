@@ -169,7 +169,7 @@ ORVY_API int orvy_isComponent(const void *Obj);
 /** Whether the object's class is qualified with exactly that value: 1 or 0. */
 ORVY_API int orvy_isQualifiedAs(const void *Obj, unsigned Qualifier);
 
-/* Enumeration */
+/* Enumeration; nothing happens with a null function */
 
 /** Calls Func for every object in name order. */
 ORVY_API void orvy_foreachObject(void (*Func)(void *Obj, void *Arg), void *Arg);
@@ -181,12 +181,11 @@ ORVY_API void orvy_foreachProcessor(void (*Func)(void *Obj, void *Arg), void *Ar
 ORVY_API void orvy_foreachComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg);
 /** Calls Func for every component that no other component owns, in creation order. */
 ORVY_API void orvy_foreachRootComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg);
-/** Calls Func for every property of a class in name order; nothing for a null class or function. */
+/** Calls Func for every property of a class in name order; nothing for a null class. */
 ORVY_API void orvy_foreachProperty(orvy_Class *Cls,
                                    void (*Func)(orvy_Class *Cls, const char *PropName, void *Arg),
                                    void *Arg);
-/** Calls Func for every interface of a class in name order; nothing for a null class or function.
- */
+/** Calls Func for every interface of a class in name order; nothing for a null class. */
 ORVY_API void orvy_foreachInterface(orvy_Class *Cls,
                                     void (*Func)(orvy_Class *Cls, const char *IfaceName, void *Arg),
                                     void *Arg);

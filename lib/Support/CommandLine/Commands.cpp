@@ -320,7 +320,8 @@ int PlainCCommand::run(Interpreter *Interp) {
 }
 
 void *orvy_createCmd(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data) {
-  if (!Name || !Func || isReserved(trim(Name)))
+  ORVY_REQUIRE_FUNCTION(Func);
+  if (!Name || isReserved(trim(Name)))
     return nullptr;
   auto *Cmd = new PlainCCommand(std::string(trim(Name)).c_str(), Func, Help ? Help : "", Data);
   keepForever(Cmd);
