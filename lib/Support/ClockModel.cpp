@@ -5,6 +5,7 @@
 #include "ClockModel.h"
 #include "EventQueue.h"
 #include "ObjectKinds.h"
+#include "Saturation.h"
 
 #include "orvy/Support/Events.h"
 #include "orvy/Support/Interfaces.h"
@@ -28,6 +29,8 @@ struct Clock {
   uint64_t SyncPeriod; // cycles between real-time events, 0 for none
   int64_t SyncEvent;
   uint8_t EnableRT;
+  bool Disposed;
+  int Uses; // operations in progress; the last one deletes a clock that was disposed meanwhile
 };
 
 static_assert(offsetof(Clock, Queue) == sizeof(orvy_Object));
@@ -40,30 +43,50 @@ int64_t firstTime(const Clock &C) {
   return orvy_eventGetFirstTime(C.Queue);
 }
 
-/// Moves to an event's time, unless it lies in the past, and fires what is due then.
-void moveAndTrigger(Clock &C, int64_t Time) {
+/// Keeps a clock while it fires events, as one of them may dispose of it.
+class Use {
+public:
+  explicit Use(Clock &C) : C(C) { ++C.Uses; }
+  ~Use() {
+    if (--C.Uses == 0 && C.Disposed)
+      delete &C;
+  }
+  Use(const Use &) = delete;
+  Use &operator=(const Use &) = delete;
+
+private:
+  Clock &C;
+};
+
+/// Moves to an event's time, unless it lies in the past, and fires what is due then. False if the
+/// clock was disposed at that.
+bool moveAndTrigger(Clock &C, int64_t Time) {
   if (Time > C.Cycles)
     C.Cycles = Time;
   orvy_eventTrigger(C.Queue, C.Cycles);
+  return !C.Disposed;
 }
 
 // Time
 
 int step(void *Obj, uint64_t Steps) {
   Clock &C = clockOf(Obj);
+  Use Guard(C);
   for (uint64_t Done = 0; Done < Steps; ++Done) {
     int64_t First = firstTime(C);
     if (First < 0)
       break;
     ++C.Steps;
-    moveAndTrigger(C, First);
+    if (!moveAndTrigger(C, First))
+      break;
   }
   return 0;
 }
 
 int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
   Clock &C = clockOf(Obj);
-  auto Limit = static_cast<int64_t>(Cycles);
+  Use Guard(C);
+  const int64_t Limit = orvy::clampedTime(Cycles);
   if (Steps == 0)
     return 0;
   for (uint64_t Done = 0;;) {
@@ -71,42 +94,59 @@ int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
     ++C.Steps;
     if (First < 0 || First >= Limit)
       break;
-    moveAndTrigger(C, First);
-    if (++Done == Steps)
+    if (!moveAndTrigger(C, First) || ++Done == Steps)
       return 0;
   }
   moveAndTrigger(C, Limit);
   return 0;
 }
 
+/// The pacing lies in the queue's handling of real-time events; the event itself has nothing to do.
+void syncEvent(orvy_Event *) {}
+
+bool hasSyncEvent(const Clock &C) {
+  const orvy_Event *Event = orvy::event::eventForId(C.SyncEvent);
+  return Event && Event->Obj == &C && Event->Func == syncEvent; // all events may be depublished
+}
+
+void stopSync(const Clock &C) {
+  if (hasSyncEvent(C))
+    orvy_eventDeschedule(C.SyncEvent);
+}
+
 /// Starts pacing by the wall clock, if it is switched on.
 void startSync(Clock &C) {
-  orvy_eventDeschedule(C.SyncEvent);
-  if (!C.EnableRT)
+  stopSync(C);
+  if (!C.EnableRT || !hasSyncEvent(C))
     return;
   auto Period = static_cast<int64_t>(C.SyncPeriod);
   orvy_eventSetPeriodCycles(C.SyncEvent, Period);
   orvy_eventSetRTPeriodNanos(C.SyncEvent, orvy_cyclesToNanos(Period, orvy::clockFreq(&C)));
   orvy_eventSetRealTime(C.SyncEvent);
-  orvy_eventPostAbsoluteInQueueInternal(C.Queue, C.SyncEvent, C.Cycles + Period);
+  orvy_eventPostAbsoluteInQueueInternal(C.Queue, C.SyncEvent, orvy::clampedSum(C.Cycles, Period));
 }
 
-int advanceToCycles(void *Obj, uint64_t Cycles) {
-  Clock &C = clockOf(Obj);
-  auto Target = static_cast<int64_t>(Cycles);
+int advanceTo(Clock &C, int64_t Target) {
+  Use Guard(C);
   startSync(C);
   while (C.Cycles < Target) {
     int64_t First = firstTime(C);
     // What is overdue, or on the stack, fires without moving time.
-    moveAndTrigger(C, First < 0 || First >= Target ? Target : First);
+    if (!moveAndTrigger(C, First < 0 || First >= Target ? Target : First))
+      return 0;
     ++C.Steps;
   }
-  orvy_eventDeschedule(C.SyncEvent);
+  stopSync(C);
   return 0;
 }
 
+int advanceToCycles(void *Obj, uint64_t Cycles) {
+  return advanceTo(clockOf(Obj), orvy::clampedTime(Cycles));
+}
+
 int advanceCycles(void *Obj, uint64_t Cycles) {
-  return advanceToCycles(Obj, static_cast<uint64_t>(clockOf(Obj).Cycles) + Cycles);
+  Clock &C = clockOf(Obj);
+  return advanceTo(C, orvy::clampedSum(C.Cycles, orvy::clampedTime(Cycles)));
 }
 
 // Getters and setters. None looks at the queue: jumping in time fires nothing.
@@ -179,7 +219,7 @@ void postRelative(void *Obj, int64_t EvId, int64_t Delay) {
                     static_cast<long>(EvId));
     orvy_eventDeschedule(EvId);
   }
-  orvy_eventPostAbsoluteInQueueInternal(C.Queue, EvId, Delay + C.Cycles);
+  orvy_eventPostAbsoluteInQueueInternal(C.Queue, EvId, orvy::clampedSum(Delay, C.Cycles));
 }
 
 void postOnStack(void *Obj, int64_t EvId) {
@@ -191,9 +231,6 @@ EventIface EventTable = {postCallback, removeCallback, postAbsolute, postRelativ
 void *ClassTable[] = {&ClockTable, &EventTable};
 
 // Life
-
-/// The pacing lies in the queue's handling of real-time events; the event itself has nothing to do.
-void syncEvent(orvy_Event *) {}
 
 void *create(const char *, int Argc, const orvy_CreateArg *Args) {
   auto *C = new Clock{};
@@ -221,7 +258,9 @@ void *create(const char *, int Argc, const orvy_CreateArg *Args) {
 void dispose(void *Obj) {
   Clock &C = clockOf(Obj);
   orvy_disposeEventQueue(C.Queue);
-  delete &C;
+  C.Disposed = true;
+  if (C.Uses == 0)
+    delete &C;
 }
 
 orvy_Propval readEnableRT(void *Obj, int) {

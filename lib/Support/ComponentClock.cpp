@@ -3,6 +3,8 @@
 // QuantaStart and QuantaEnd say where a run that returned early goes on.
 
 #include "ComponentModel.h"
+#include "ObjsysClass.h"
+#include "Saturation.h"
 
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Time.h"
@@ -12,16 +14,17 @@
 
 namespace {
 
-using orvy::component::referencesIn;
+using namespace orvy;
+using component::referencesIn;
 
 constexpr int32_t DefaultQuanta = 1000000; // ns
-constexpr int64_t EndOfTime = INT64_MAX;   // ns
+constexpr int64_t EndOfTime = endOfTime(false);
 
 orvy_Component &groupOf(void *Obj) {
   return *static_cast<orvy_Component *>(Obj);
 }
 
-/// One of the clocks, for as long as nobody adds another one.
+/// One of the clocks, for as long as nobody adds another one or disposes of it.
 struct Clock {
   void *Obj = nullptr;
   const ClockIface *Iface = nullptr;
@@ -30,17 +33,41 @@ struct Clock {
   const ClockIface *operator->() const { return Iface; }
 };
 
+/// Whether an object still has the table that was taken from it: a clock may be disposed of, and
+/// its address be another object's.
+bool isThere(const orvy_IfaceRef &Ref) {
+  const objsys::Class *Cls = objsys::Class::classForObject(Ref.Obj);
+  return Cls && Cls->interfaceForPointer(Ref.Iface);
+}
+
+/// Whether the group itself was not disposed of by what it ran.
+bool isThere(const orvy_Component &G) {
+  return component::find(&G);
+}
+
+size_t clockCount(orvy_Component &G) {
+  return referencesIn(G.Clocks).size();
+}
+
+/// The clock at an index; false past the last and for one that was disposed of.
 Clock clockAt(orvy_Component &G, size_t Idx) {
   const auto Refs = referencesIn(G.Clocks);
-  if (Idx >= Refs.size())
+  if (Idx >= Refs.size() || !isThere(Refs[Idx]))
     return {};
   return {Refs[Idx].Obj, static_cast<const ClockIface *>(Refs[Idx].Iface)};
+}
+
+Clock firstClock(orvy_Component &G) {
+  for (size_t Idx = 0; Idx < clockCount(G); ++Idx)
+    if (const Clock C = clockAt(G, Idx))
+      return C;
+  return {};
 }
 
 /// Whether the group can run: it has clocks, and each of them an interface.
 bool canRun(orvy_Component &G) {
   const auto Refs = referencesIn(G.Clocks);
-  const bool Can = !Refs.empty() && std::ranges::all_of(Refs, &orvy_IfaceRef::Iface);
+  const bool Can = firstClock(G) && std::ranges::all_of(Refs, &orvy_IfaceRef::Iface);
   if (!Can)
     orvy_logSimError(
         &G, "a component without clocks, or with one that has no ClockIface, stands still");
@@ -49,13 +76,15 @@ bool canRun(orvy_Component &G) {
 
 /// Calls Get with the reference clock; a group without one stands at 0.
 template <typename Function> auto ofReference(void *Obj, Function Get) {
-  const Clock First = clockAt(groupOf(Obj), 0);
+  const Clock First = firstClock(groupOf(Obj));
   return First ? Get(First) : decltype(Get(First)){};
 }
 
 template <typename Function> void forEach(void *Obj, Function Act) {
-  for (size_t Idx = 0; const Clock C = clockAt(groupOf(Obj), Idx); ++Idx)
-    Act(C);
+  orvy_Component &G = groupOf(Obj);
+  for (size_t Idx = 0; Idx < clockCount(G); ++Idx)
+    if (const Clock C = clockAt(G, Idx))
+      Act(C);
 }
 
 size_t currentIndex(orvy_Component &G) {
@@ -74,9 +103,11 @@ int advanceToCycles(void *Obj, uint64_t Cycles) {
     return 0;
   for (uint64_t Before = cyclesOf(Obj); Before < Cycles;) {
     const bool IsWhole = currentIndex(G) == 0;
-    for (size_t Idx = currentIndex(G); const Clock C = clockAt(G, Idx); ++Idx) {
+    for (size_t Idx = currentIndex(G); Idx < clockCount(G); ++Idx) {
       G.CurrentClock = static_cast<int32_t>(Idx);
-      if (const int Reason = C->advanceToCycles(C.Obj, Cycles))
+      const Clock C = clockAt(G, Idx);
+      const int Reason = C ? C->advanceToCycles(C.Obj, Cycles) : 0;
+      if (Reason || !isThere(G))
         return Reason;
     }
     G.CurrentClock = 0;
@@ -93,11 +124,6 @@ int advanceCycles(void *Obj, uint64_t Cycles) {
 }
 
 // Stepping: by quanta, until one of the clocks has made its steps.
-
-int64_t later(int64_t Nanos, int64_t Delta) {
-  int64_t Sum = 0;
-  return __builtin_add_overflow(Nanos, Delta, &Sum) ? EndOfTime : Sum;
-}
 
 /// A time without quanta would stand still; the default is taken, said, and shown by the property.
 void needQuanta(orvy_Component &G) {
@@ -144,7 +170,7 @@ bool endRound(orvy_Component &G, uint64_t Left, uint64_t Cycles) {
   }
   G.CurrentClock = 0;
   G.QuantaStart = G.QuantaEnd;
-  G.QuantaEnd = later(G.QuantaStart, G.Quanta);
+  G.QuantaEnd = clampedSum(G.QuantaStart, G.Quanta);
   return Left > 0;
 }
 
@@ -153,17 +179,22 @@ int stepClocks(orvy_Component &G, Clock Counting, uint64_t Steps, uint64_t Cycle
   const uint64_t End = Steps > UINT64_MAX - Start ? UINT64_MAX : Start + Steps;
   for (uint64_t Left = Steps;;) {
     const size_t Idx = currentIndex(G);
-    const Clock C = clockAt(G, Idx);
-    if (!C) {
+    if (Idx >= clockCount(G)) {
       if (!endRound(G, Left, Cycles))
         return 0;
       continue;
     }
-    const uint64_t Limit = std::min(Cycles, limitOf(G, C));
-    if (Idx != static_cast<size_t>(G.StepClock)) {
+    const Clock C = clockAt(G, Idx);
+    const bool Counts = C && Idx == static_cast<size_t>(G.StepClock);
+    const uint64_t Limit = C ? std::min(Cycles, limitOf(G, C)) : 0;
+    int Reason = 0;
+    if (Counts)
+      Reason = C->stepUntil(C.Obj, Left, Limit);
+    else if (C)
       C->advanceToCycles(C.Obj, Limit);
-    } else {
-      const int Reason = C->stepUntil(C.Obj, Left, Limit);
+    if (!isThere(G) || !clockAt(G, static_cast<size_t>(G.StepClock)))
+      return Reason;
+    if (Counts) {
       Left = End - std::min(End, C->getSteps(C.Obj));
       if (Reason)
         return Reason;

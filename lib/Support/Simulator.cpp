@@ -4,6 +4,7 @@
 #include "InternalError.h"
 #include "ObjectKinds.h"
 #include "ObjsysClass.h"
+#include "Saturation.h"
 
 #include "orvy/Support/Checkpoint.h"
 #include "orvy/Support/Interfaces.h"
@@ -19,7 +20,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -28,7 +28,7 @@
 
 namespace {
 
-constexpr int64_t EndOfTime = std::numeric_limits<int64_t>::max();
+constexpr int64_t EndOfTime = orvy::endOfTime(false);
 constexpr int64_t DefaultQuanta = 1000000; // 1 ms
 
 /// A processor as a run sees it.
@@ -64,6 +64,8 @@ struct Simulator {
   std::recursive_mutex StateMutex; // a run callback may ask for the state
   std::condition_variable_any StateChanged;
   std::atomic<orvy_CpuExitReason> ExitReason;
+  bool InTurns;    // a run or step is in progress, also one through MachineIface
+  uint64_t Resets; // by which a run finds out that the system was cleared under it
   std::vector<Turn> Turns;
 
   ~Simulator() { orvy_disposeEventQueue(Queue); }
@@ -105,13 +107,21 @@ const Turn *turnAt(Simulator &Sim, size_t Index) {
   return &Sim.Turns[Index];
 }
 
-size_t firstTurn(const Simulator &Sim) {
-  return Sim.CurrentCpu < 0 ? 0 : static_cast<size_t>(Sim.CurrentCpu);
+/// Index of the turn after that of a processor, which may have disposed of itself or others.
+size_t indexAfter(const void *Cpu, size_t Index) {
+  const std::vector<void *> &Cpus = orvy::objsys::Class::getProcessors();
+  if (Index < Cpus.size() && Cpus[Index] == Cpu)
+    return Index + 1;
+  const auto Found = std::ranges::find(Cpus, Cpu);
+  return Found == Cpus.end() ? Index : static_cast<size_t>(Found - Cpus.begin()) + 1;
 }
 
-int64_t later(int64_t Time, int64_t Nanos) {
-  int64_t Sum = 0;
-  return __builtin_add_overflow(Time, Nanos, &Sum) ? EndOfTime : Sum;
+bool isProcessor(const void *Cpu) {
+  return std::ranges::count(orvy::objsys::Class::getProcessors(), Cpu) != 0;
+}
+
+size_t firstTurn(const Simulator &Sim) {
+  return Sim.CurrentCpu < 0 ? 0 : static_cast<size_t>(Sim.CurrentCpu);
 }
 
 /// A time before the start, which the property can be given, is none to run to.
@@ -137,8 +147,9 @@ orvy_CpuExitReason leave(Simulator &Sim, orvy_CpuExitReason Reason) {
   return Reason;
 }
 
-orvy_CpuExitReason leaveAt(Simulator &Sim, size_t Cpu, orvy_CpuExitReason Reason) {
-  Sim.CurrentCpu = static_cast<int32_t>(Cpu);
+/// Leaves with the turn of a processor, which is the one before an index.
+orvy_CpuExitReason leaveBefore(Simulator &Sim, size_t Next, orvy_CpuExitReason Reason) {
+  Sim.CurrentCpu = static_cast<int32_t>(Next) - 1;
   return leave(Sim, Reason);
 }
 
@@ -153,19 +164,46 @@ void needQuanta(Simulator &Sim) {
 
 /// The turns of one quantum of a run. Returns the reason to stop in the middle of it, or normal.
 orvy_CpuExitReason runQuantum(Simulator &Sim, int64_t End) {
+  const uint64_t Resets = Sim.Resets;
   size_t Index = firstTurn(Sim);
-  for (; const Turn *T = turnAt(Sim, Index); ++Index) {
-    orvy_CpuExitReason Reason = T->Iface->runUntil(T->Cpu, cycleLimit(End, *T));
+  while (const Turn *T = turnAt(Sim, Index)) {
+    void *Cpu = T->Cpu;
+    orvy_CpuExitReason Reason = T->Iface->runUntil(Cpu, cycleLimit(End, *T));
+    if (Sim.Resets != Resets)
+      return ovCER_Normal;
+    Index = indexAfter(Cpu, Index);
     if (Reason == ovCER_Normal)
       continue;
-    if (isBreak(Reason) ? Sim.StopOnBreak : Sim.StopOnHalt)
-      return leaveAt(Sim, Index, Reason);
+    const bool Stops = isBreak(Reason) ? Sim.StopOnBreak : Sim.StopOnHalt;
+    if (Stops && isProcessor(Cpu))
+      return leaveBefore(Sim, Index, Reason);
   }
   return ovCER_Normal;
 }
 
+/// Marks that a run or step is in progress on this thread.
+class InTurns {
+public:
+  explicit InTurns(Simulator &Sim)
+      : Sim(Sim), Outer(Sim.Runner.exchange(std::this_thread::get_id())) {
+    Sim.InTurns = true;
+  }
+  ~InTurns() {
+    Sim.InTurns = false;
+    Sim.Runner = Outer;
+  }
+  InTurns(const InTurns &) = delete;
+  InTurns &operator=(const InTurns &) = delete;
+
+private:
+  Simulator &Sim;
+  std::thread::id Outer;
+};
+
 /// Runs without touching the stop flag, which the caller has cleared.
 orvy_CpuExitReason runFor(Simulator &Sim, uint64_t Nanos) {
+  const InTurns Mark(Sim);
+  const uint64_t Resets = Sim.Resets;
   needQuanta(Sim);
   collectTurns(Sim);
   int64_t Start = Sim.time();
@@ -174,10 +212,13 @@ orvy_CpuExitReason runFor(Simulator &Sim, uint64_t Nanos) {
     return leave(Sim, ovCER_Normal);
   for (int64_t Now = Start;;) {
     Sim.setTime(Now);
-    int64_t Next = later(Now, Sim.Quanta);
+    int64_t Next = orvy::clampedSum(Now, Sim.Quanta);
     if (orvy_CpuExitReason Reason = runQuantum(Sim, Next); Reason != ovCER_Normal)
       return Reason;
-    Sim.Queue->trigger(Next);
+    if (Sim.Resets == Resets)
+      Sim.Queue->trigger(Next);
+    if (Sim.Resets != Resets)
+      return leave(Sim, ovCER_Normal);
     Sim.CurrentCpu = 0;
     if (Sim.StopFlag.load(std::memory_order_relaxed) || End < Next || Next == EndOfTime)
       return leave(Sim, ovCER_Normal);
@@ -187,11 +228,11 @@ orvy_CpuExitReason runFor(Simulator &Sim, uint64_t Nanos) {
 
 /// Runs a processor that is not the stepped one up to a limit, over its breaks. One that has come
 /// to rest before it, halted, is left there.
-void follow(const Turn &T, uint64_t Limit) {
+void follow(Turn T, uint64_t Limit) {
   for (;;) {
     uint64_t Before = T.Iface->getSteps(T.Cpu);
     orvy_CpuExitReason Reason = T.Iface->runUntil(T.Cpu, Limit);
-    if (Reason == ovCER_Normal)
+    if (Reason == ovCER_Normal || !isProcessor(T.Cpu))
       return;
     if (!isBreak(Reason) && T.Iface->getSteps(T.Cpu) == Before)
       return;
@@ -200,7 +241,7 @@ void follow(const Turn &T, uint64_t Limit) {
 
 /// End of a quantum of a step: the simulator's own events fire at their exact time.
 int64_t stepQuantumEnd(Simulator &Sim, int64_t Now) {
-  int64_t Next = later(Now, Sim.Quanta);
+  int64_t Next = orvy::clampedSum(Now, Sim.Quanta);
   const orvy::event::EventHeap &Heap = Sim.Queue->Heap;
   if (!Heap.empty() && Heap.rootTime() < Next)
     Next = std::max(Heap.rootTime(), Now);
@@ -208,42 +249,56 @@ int64_t stepQuantumEnd(Simulator &Sim, int64_t Now) {
 }
 
 /// The turns of one quantum of a step.
-orvy_CpuExitReason stepQuantum(Simulator &Sim, size_t Stepped, uint64_t StepsEnd, int64_t End) {
-  for (size_t Index = firstTurn(Sim); const Turn *T = turnAt(Sim, Index); ++Index) {
-    uint64_t Limit = cycleLimit(End, *T);
-    if (Index != Stepped) {
+orvy_CpuExitReason stepQuantum(Simulator &Sim, void *Stepped, uint64_t StepsEnd, int64_t End) {
+  const uint64_t Resets = Sim.Resets;
+  for (size_t Index = firstTurn(Sim); const Turn *T = turnAt(Sim, Index);) {
+    void *Cpu = T->Cpu;
+    const uint64_t Limit = cycleLimit(End, *T);
+    orvy_CpuExitReason Reason = ovCER_Normal;
+    if (Cpu != Stepped)
       follow(*T, Limit);
-      continue;
-    }
-    uint64_t Left = StepsEnd - T->Iface->getSteps(T->Cpu);
-    orvy_CpuExitReason Reason = T->Iface->stepUntil(T->Cpu, Left, Limit);
-    if (Reason != ovCER_Normal) {
-      isBreak(Reason); // refuses a reason that does not exist
-      return leaveAt(Sim, Index, Reason);
-    }
+    else
+      Reason = T->Iface->stepUntil(Cpu, StepsEnd - T->Iface->getSteps(Cpu), Limit);
+    if (Sim.Resets != Resets)
+      return ovCER_Normal;
+    Index = indexAfter(Cpu, Index);
+    isBreak(Reason); // refuses a reason that does not exist
+    if (Reason != ovCER_Normal && isProcessor(Cpu))
+      return leaveBefore(Sim, Index, Reason);
   }
   return ovCER_Normal;
 }
 
-orvy_CpuExitReason stepFor(Simulator &Sim, size_t Stepped, uint64_t Steps) {
+/// Whether a step is over: its steps are done, or its processor has gone.
+bool isStepped(const Turn &Stepped, uint64_t StepsEnd) {
+  return !isProcessor(Stepped.Cpu) ||
+         static_cast<int64_t>(StepsEnd - Stepped.Iface->getSteps(Stepped.Cpu)) <= 0;
+}
+
+orvy_CpuExitReason stepFor(Simulator &Sim, size_t Cpu, uint64_t Steps) {
+  const InTurns Mark(Sim);
+  const uint64_t Resets = Sim.Resets;
   needQuanta(Sim);
   collectTurns(Sim);
-  const Turn *T = turnAt(Sim, Stepped);
+  const Turn *T = turnAt(Sim, Cpu);
   if (Steps == 0 || !T)
     return leave(Sim, ovCER_Normal);
+  const Turn Stepped = *T;
   // As many as can be told from too many.
-  uint64_t StepsEnd = T->Iface->getSteps(T->Cpu) + std::min<uint64_t>(Steps, EndOfTime);
+  uint64_t StepsEnd = Stepped.Iface->getSteps(Stepped.Cpu) + std::min<uint64_t>(Steps, EndOfTime);
   for (int64_t Now = Sim.time();;) {
     Sim.setTime(Now);
     int64_t Next = stepQuantumEnd(Sim, Now);
-    if (orvy_CpuExitReason Reason = stepQuantum(Sim, Stepped, StepsEnd, Next);
+    if (orvy_CpuExitReason Reason = stepQuantum(Sim, Stepped.Cpu, StepsEnd, Next);
         Reason != ovCER_Normal)
       return Reason;
-    Sim.Queue->trigger(Next);
+    if (Sim.Resets == Resets)
+      Sim.Queue->trigger(Next);
+    if (Sim.Resets != Resets)
+      return leave(Sim, ovCER_Normal);
     Sim.CurrentCpu = 0;
-    T = turnAt(Sim, Stepped);
-    bool Done = !T || static_cast<int64_t>(StepsEnd - T->Iface->getSteps(T->Cpu)) <= 0;
-    if (Done || Sim.StopFlag.load(std::memory_order_relaxed) || Next == EndOfTime)
+    if (isStepped(Stepped, StepsEnd) || Sim.StopFlag.load(std::memory_order_relaxed) ||
+        Next == EndOfTime)
       return leave(Sim, ovCER_Normal);
     Now = Next;
   }
@@ -258,12 +313,23 @@ void machineReset(void *, int Kind) {
     orvy::cpuIface(Cpus[Index]).reset(Cpus[Index], Kind);
 }
 
+/// Refuses a run from inside a run, which would wait for itself.
+bool refuse(const Simulator &Sim, bool IsInside) {
+  if (IsInside)
+    orvy_logSimError(&Sim, "cannot run: a run is in progress on this thread");
+  return IsInside;
+}
+
 orvy_CpuExitReason machineRun(void *Obj, uint64_t Nanos) {
+  if (refuse(simOf(Obj), simOf(Obj).InTurns))
+    return ovCER_Normal;
   simOf(Obj).StopFlag = 0;
   return runFor(simOf(Obj), Nanos);
 }
 
 orvy_CpuExitReason machineStep(void *Obj, int Cpu, uint64_t Steps) {
+  if (refuse(simOf(Obj), simOf(Obj).InTurns))
+    return ovCER_Normal;
   simOf(Obj).StopFlag = 0;
   if (Cpu < 0)
     return leave(simOf(Obj), ovCER_Normal);
@@ -370,7 +436,7 @@ ObjectIface ObjectTable = {serialise, deserialise, nullptr, nullptr, printObject
 void postAgain(orvy_Event *Event, double Secs) {
   Simulator &Sim = simOf(Event->Obj);
   orvy_eventPostAbsoluteInQueueInternal(Sim.Queue, Event->EventId,
-                                        later(Event->Time, orvy_secsToNanos(Secs)));
+                                        orvy::clampedSum(Event->Time, orvy_secsToNanos(Secs)));
 }
 
 void syncEvent(orvy_Event *Event) {
@@ -445,14 +511,12 @@ void notify(int64_t Id) {
     orvy_notify(Id, nullptr);
 }
 
-/// Holds the run mutex. A run from inside a run, which would wait for itself, is refused.
+/// Holds the run mutex.
 class RunGuard {
 public:
   explicit RunGuard(Simulator &Sim) : Sim(Sim) {
-    if (Sim.Runner == std::this_thread::get_id()) {
-      orvy_logSimError(&Sim, "cannot run: a run is in progress on this thread");
+    if (refuse(Sim, Sim.Runner == std::this_thread::get_id()))
       return;
-    }
     Lock = std::unique_lock<std::mutex>(Sim.RunMutex);
     Sim.Runner = std::this_thread::get_id();
   }
@@ -498,6 +562,7 @@ void reset() {
   Sim->CurrentCpu = 0;
   Sim->Turns.clear();
   Sim->ExitReason = ovCER_Normal;
+  ++Sim->Resets; // ends a run in progress
 }
 
 void addComponent(void *) {}
@@ -559,11 +624,15 @@ orvy_CpuExitReason orvy_simStep(int32_t Cpu, uint64_t Steps) {
 void orvy_simStop(void) {
   Simulator &Sim = sim();
   std::unique_lock<std::recursive_mutex> Lock(Sim.StateMutex);
+  if (Sim.Running && Sim.Runner == std::this_thread::get_id())
+    ORVY_INTERNAL_ERROR("orvy_simStop on the thread of the run would wait for itself; there, "
+                        "asyncStop of MachineIface stops the run");
   machineAsyncStop(&Sim);
   Sim.StateChanged.wait(Lock, [&Sim] { return !Sim.Running; });
 }
 
 void orvy_simRunCallback(orvy_ThreadSafeCb Cb, void *Arg) {
+  ORVY_REQUIRE_FUNCTION(Cb);
   Simulator &Sim = sim();
   std::lock_guard<std::recursive_mutex> Guard(Sim.StateMutex);
   if (Sim.Running)

@@ -124,6 +124,7 @@ struct Cpu {
 
   // Not state: what the engine keeps for itself.
   bool Running;         ///< a run or step is in progress
+  bool Disposed;        ///< during that: its end releases the processor
   bool Live;            ///< see above
   bool InProgress;      ///< live: an instruction has begun and is not counted in Left any longer
   bool Redirected;      ///< state was changed under the instruction in progress
@@ -147,6 +148,9 @@ static_assert(offsetof(Cpu, Counters) == ORVY_CPU_ICLASS_WORD * 8, "boundary pos
 inline unsigned cwpOf(const Cpu *C) {
   return C->Psr & PSR_Cwp;
 }
+
+/// Plugin.cpp: releases a processor that is not running.
+void destroy(Cpu *C);
 
 // State.cpp: the architectural state, live or not
 

@@ -200,7 +200,9 @@ void postAbsolute(void *Obj, int64_t EvId, int64_t Time) {
 
 void postRelative(void *Obj, int64_t EvId, int64_t Delay) {
   Cpu *C = cpu(Obj);
-  int64_t Time = int64_t(cyclesOf(C) + uint64_t(Delay));
+  int64_t Time = 0; // the end of time, if it lies beyond
+  if (__builtin_add_overflow(int64_t(cyclesOf(C)), Delay, &Time))
+    Time = INT64_MAX;
   int64_t Nanos = orvy_cyclesToNanos(Delay, int64_t(frequency(C)));
   orvy_eventPostRelativeInQueueInternal(C->Queue, EvId, Time, Nanos);
   limitSliceToEvents(C);

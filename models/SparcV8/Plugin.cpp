@@ -42,15 +42,29 @@ void *create(const char *Name, int Count, const orvy_CreateArg *Args) {
   return C;
 }
 
+/// A run in progress ends with the instruction or event that disposes of its processor. Until then
+/// that has a queue, which nothing is fired from any more.
 void dispose(void *Obj) {
   auto *C = static_cast<Cpu *>(Obj);
+  if (!C->Running) {
+    destroy(C);
+    return;
+  }
+  C->Disposed = true;
+  orvy_disposeEventQueue(C->Queue);
+  C->Queue = orvy_allocateEventQueue();
+  if (C->Live)
+    limitSlice(C, 0);
+}
+
+} // namespace
+
+void destroy(Cpu *C) {
   forgetPages(C);
   delete C->Code;
   orvy_disposeEventQueue(C->Queue);
   delete C;
 }
-
-} // namespace
 
 } // namespace sparc
 

@@ -125,8 +125,10 @@ orvy_CpuExitReason turn(Cpu *C, Turn T) {
   orvy_CpuExitReason Reason = ovCER_Normal;
   if (WasHalted && C->Cycles >= T.Cycles)
     return ovCER_Normal;
-  for (;;) {
+  while (!C->Disposed) {
     int64_t FirstEvent = orvy_eventTrigger(C->Queue, int64_t(C->Cycles));
+    if (C->Disposed)
+      break;
     WasHalted = WasHalted && C->Halted;
     if (C->Halted && (!WasHalted || T.Stepping || C->Cycles >= T.Cycles))
       return ovCER_Halt;
@@ -135,6 +137,8 @@ orvy_CpuExitReason turn(Cpu *C, Turn T) {
     if (!C->Halted)
       if (unsigned Level = pendingInterrupt(C))
         takeInterrupt(C, Level);
+    if (C->Disposed) // by who hears of the trap
+      break;
     if (C->Halted || C->PoweredDown) {
       if (!passTime(C, T, FirstEvent))
         return ovCER_Normal;
@@ -146,9 +150,11 @@ orvy_CpuExitReason turn(Cpu *C, Turn T) {
     if (End <= C->Cycles)
       continue;
     beginSlice(C, End, T.Steps);
-    if (!finishSlice(C, runSlice(C), &Reason))
+    const uint32_t Out = runSlice(C);
+    if (C->Disposed || !finishSlice(C, Out, &Reason))
       return Reason;
   }
+  return ovCER_Normal;
 }
 
 orvy_CpuExitReason guarded(Cpu *C, const Turn &T) {
@@ -159,6 +165,8 @@ orvy_CpuExitReason guarded(Cpu *C, const Turn &T) {
   C->Running = true;
   orvy_CpuExitReason Reason = turn(C, T);
   C->Running = false;
+  if (C->Disposed)
+    destroy(C);
   return Reason;
 }
 

@@ -17,6 +17,7 @@
 #include <iostream>
 #include <memory>
 #include <random>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -519,8 +520,21 @@ TEST_F(AsyncEvents, SayWhatCannotBeWaitedOn) {
 }
 
 TEST_F(AsyncEvents, ANotifierIsNotRearmed) {
+  const int Epoll = epoll_create1(EPOLL_CLOEXEC);
+  const int Fd = eventfd(1, EFD_CLOEXEC);
+  epoll_event Event{};
+  Event.events = EPOLLIN | EPOLLONESHOT;
+  ASSERT_EQ(epoll_ctl(Epoll, EPOLL_CTL_ADD, Fd, &Event), 0);
+  ASSERT_EQ(epoll_wait(Epoll, &Event, 1, 0), 1);
+  orvy::AsyncEvent Entry{orvy::AsyncKind::Notifier, nullptr, Fd, 0, nullptr, nullptr, 0};
   testing::internal::CaptureStderr();
-  orvy::AsyncEvent{orvy::AsyncKind::Notifier, nullptr, 0, 0, nullptr, nullptr, 0}.rearm(-1);
+  Entry.rearm(Epoll);
+  EXPECT_EQ(epoll_wait(Epoll, &Event, 1, 0), 0);
+  Entry.Kind = orvy::AsyncKind::Read;
+  Entry.rearm(Epoll);
+  EXPECT_EQ(epoll_wait(Epoll, &Event, 1, 0), 1) << "where any other kind is";
+  close(Fd);
+  close(Epoll);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "asyncevent: rearming event fd\n"
             "asyncevent: this is invalid, report this to kalvex\n");

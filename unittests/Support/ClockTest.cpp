@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <vector>
 
 using namespace orvy::testing;
@@ -137,6 +138,49 @@ TEST_F(ClockModel, AdvancesThroughItsEvents) {
   Iface->advanceToCycles(Clock, 51);
   EXPECT_THAT(Fired, ElementsAre(50)); // overdue, fires without moving time
   EXPECT_EQ(orvy_eventIsScheduled(syncEvent()), 0);
+}
+
+TEST_F(ClockModel, MayBeDisposedByItsOwnEvents) {
+  const std::function<int()> Moves[] = {
+      [this] { return Iface->step(Clock, 5); },
+      [this] { return Iface->stepUntil(Clock, 5, 100); },
+      [this] { return Iface->advanceToCycles(Clock, 100); },
+  };
+  for (const auto &Move : Moves)
+    for (void (*Act)(void *) : {orvy_disposeObject, +[](void *) { orvy_objsysClear(); },
+                                +[](void *Obj) {
+                                  orvy_eventDepublishAll();
+                                  orvy_disposeObject(Obj);
+                                }}) {
+      orvy::clockmodel::registerClock();
+      make();
+      Fired.clear();
+      postAt(10);
+      static void (*Acting)(void *);
+      Acting = Act;
+      const int64_t Id = orvy_eventPublish("act", Clock, [](orvy_Event *E) { Acting(E->Obj); });
+      Events->postAbsolute(Clock, Id, 15);
+      postAt(20);
+      EXPECT_EQ(Move(), 0);
+      EXPECT_THAT(Fired, ElementsAre(10));
+      EXPECT_EQ(orvy_objectForName("clock"), nullptr);
+    }
+}
+
+TEST_F(ClockModel, EndsWithTime) {
+  make();
+  Iface->setCycles(Clock, 1000);
+  const int64_t Far = postAt(5);
+  orvy_eventDeschedule(Far);
+  Events->postRelative(Clock, Far, INT64_MAX);
+  EXPECT_EQ(orvy_eventGetRawTime(Far), INT64_MAX);
+  Iface->advanceCycles(Clock, 10);
+  EXPECT_THAT(Fired, IsEmpty());
+  Iface->stepUntil(Clock, 1, UINT64_MAX - 5);
+  EXPECT_THAT(Fired, ElementsAre(INT64_MAX));
+  Iface->setCycles(Clock, 1000);
+  Iface->advanceCycles(Clock, UINT64_MAX);
+  EXPECT_EQ(cycles(), INT64_MAX);
 }
 
 TEST_F(ClockModel, HoldsSimulatedTimeToTheWallClock) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -55,7 +56,15 @@ struct TestClock {
   State S;
   size_t Index;
   std::vector<Call> *Calls;
-  std::string Set; // what setters got
+  std::string Set;            // what setters got
+  std::function<void()> Then; // at the end of a call
+
+  int move(uint64_t Limit, uint64_t MaxSteps) {
+    const int Reason = S.move(Limit, MaxSteps);
+    if (const auto Act = std::exchange(Then, nullptr))
+      Act();
+    return Reason;
+  }
 };
 
 TestClock &clockOf(void *Obj) {
@@ -67,13 +76,13 @@ ClockIface TestTable = {
     .stepUntil =
         [](void *Obj, uint64_t Steps, uint64_t Limit) {
           clockOf(Obj).Calls->push_back({clockOf(Obj).Index, 's', Steps, Limit});
-          return clockOf(Obj).S.move(Limit, Steps);
+          return clockOf(Obj).move(Limit, Steps);
         },
     .advanceCycles = nullptr,
     .advanceToCycles =
         [](void *Obj, uint64_t Limit) {
           clockOf(Obj).Calls->push_back({clockOf(Obj).Index, 'a', 0, Limit});
-          return clockOf(Obj).S.move(Limit, UINT64_MAX);
+          return clockOf(Obj).move(Limit, UINT64_MAX);
         },
     .getSteps = [](void *Obj) { return clockOf(Obj).S.Steps; },
     .getCycles = [](void *Obj) { return clockOf(Obj).S.Cycles; },
@@ -275,6 +284,49 @@ TEST_F(Schedules, KeepClocksWithinOneQuantum) {
     EXPECT_LE(R.Skew, static_cast<double>(R.Quanta) + Cycle) << "trial " << Trial;
   }
   EXPECT_GT(Stops, 200);
+}
+
+TEST(Groups, StepByQuantaUntilTheCountingClockHasDone) {
+  Group G(2);
+  G.Clocks[1]->S.Freq = 5e8;
+  G.C->Quanta = 1000;
+  EXPECT_EQ(G.Iface->step(G.C, 2500), 0);
+  EXPECT_THAT(G.Calls, testing::ElementsAre(Call{0, 's', 2500, 0}, Call{1, 'a', 0, 0},       //
+                                            Call{0, 's', 2500, 1000}, Call{1, 'a', 0, 500},  //
+                                            Call{0, 's', 1500, 2000}, Call{1, 'a', 0, 1000}, //
+                                            Call{0, 's', 500, 3000}, Call{1, 'a', 0, 1500}));
+  EXPECT_EQ(G.C->QuantaStart, 3000);
+  EXPECT_EQ(G.C->QuantaEnd, 4000);
+  G.Calls.clear();
+  EXPECT_EQ(G.Iface->stepUntil(G.C, 9, 3100), 0);
+  EXPECT_THAT(G.Calls, testing::ElementsAre(Call{0, 's', 9, 3100}, Call{1, 'a', 0, 2000}));
+}
+
+/// A clock that is gone is passed over; a group that is gone, or has lost its counting clock, ends.
+TEST(Groups, MayLoseTheirClocksAndThemselvesWhileTheyRun) {
+  const struct {
+    const char *Lost;
+    size_t Runner; // which clock disposes of it
+    bool Steps;
+    std::vector<Call> Calls;
+  } Cases[] = {
+      {"group-c1", 0, false, {{0, 'a', 0, 50}, {2, 'a', 0, 50}}                  },
+      {"group-c1", 1, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}} },
+      {"group-c0", 0, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}} },
+      {"group",    1, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}}                  },
+      {"group-c1", 0, true,  {{0, 's', 20, 50}, {2, 'a', 0, 50}}                 },
+      {"group-c0", 0, true,  {{0, 's', 20, 50}}                                  },
+      {"group-c0", 1, true,  {{0, 's', 20, 50}, {1, 'a', 0, 50}}                 },
+      {"group",    2, true,  {{0, 's', 20, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}}},
+  };
+  for (const auto &C : Cases) {
+    SCOPED_TRACE(std::string(C.Lost) + " by " + std::to_string(C.Runner));
+    Group G(3);
+    G.C->QuantaEnd = G.C->Quanta = 1000;
+    G.Clocks[C.Runner]->Then = [&] { orvy_disposeObject(orvy_objectForName(C.Lost)); };
+    EXPECT_EQ(C.Steps ? G.Iface->stepUntil(G.C, 20, 50) : G.Iface->advanceToCycles(G.C, 50), 0);
+    EXPECT_EQ(G.Calls, C.Calls);
+  }
 }
 
 TEST(Groups, ForwardToTheFirstClockOrToAll) {

@@ -596,6 +596,8 @@ protected:
           delete static_cast<Machine *>(Obj);
         });
     orvy_qualifyAsMachine(Cls);
+    orvy_addProperty(Cls, "quantaStart", offsetof(Machine, Time), ovTY_U64, 1, nullptr, nullptr,
+                     "");
     orvy_setVTable(Cls, Table);
     orvy::clockmodel::registerClock();
     orvy_registerClass(
@@ -742,6 +744,21 @@ TEST_F(Holders, TakeCallbacksOfAnyThread) {
   orvy_eventRemoveAsync(Plain, Call, nullptr, ovSE_Cpu);
   EXPECT_EQ(Log.count("unknown queue holder class"), 2);
   EXPECT_DEATH(orvy_postCallback(Plain, Call, nullptr), "");
+}
+
+TEST_F(Holders, RunAMachineAndTellHowFarItCame) {
+  static orvy_CpuExitReason Reason;
+  auto *Iface = static_cast<MachineIface *>(static_cast<void **>(orvy_getVTable(Mach))[0]);
+  Iface->run = [](void *Obj, uint64_t Nanos) {
+    static_cast<Machine *>(Obj)->Time += Nanos / 2;
+    return Reason;
+  };
+  Mach->Time = 5;
+  for (orvy_CpuExitReason Each : {ovCER_Normal, ovCER_Halt}) {
+    Reason = Each;
+    EXPECT_EQ(orvy_machineRun(Mach, 100), 50u);
+  }
+  EXPECT_EQ(Mach->Time, 105u);
 }
 
 TEST_F(Holders, KnowTheFrequencyOfTheirQueue) {

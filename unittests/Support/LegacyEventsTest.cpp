@@ -169,11 +169,25 @@ TEST_F(LegacyEvents, GoWithTheirOwnerAndComeBackWithAnotherOne) {
 
 TEST_F(LegacyEvents, FireWithoutTheirNamesAndIds) {
   post("nameless", 10);
+  orvy_eventPostAbsoluteInQueueInternal(Queue, New->Tick, 20);
+  orvy_eventSetPeriodCycles(New->Tick, 10);
+  const int64_t Stacked = orvy_eventPublish("stacked", New, newTick);
+  orvy_eventStackPostInternal(Queue, Stacked);
+  const orvy_Event *Kept = orvy_eventPtrNS(New->Tick);
   orvy_depublishEventsNS();
   EXPECT_EQ(orvy_eventGetOldStyleID(oldTick, Old), -1);
-  EXPECT_EQ(orvy_eventPublish("fresh", nullptr, newTick), 1); // ids start anew
-  orvy_triggerCurrentTimers(Queue, 10);
-  EXPECT_THAT(Fired, ElementsAre("old Old nameless"));
+
+  // What comes begins with id 1 and takes nobody's record.
+  for (int64_t Id = 1; Id <= 8; ++Id) {
+    EXPECT_EQ(orvy_eventPublish("fresh", Old, [](orvy_Event *) { Fired.push_back("fresh"); }), Id);
+    EXPECT_NE(orvy_eventPtrNS(Id), Kept);
+  }
+  TempDir Dir;
+  ASSERT_EQ(orvy_eventGetFirstTime(Queue), 0);
+  orvy_triggerCurrentTimers(Queue, 30);
+  EXPECT_THAT(Fired, ElementsAre("new New", "old Old nameless", "new New", "new New"));
+  ASSERT_EQ(orvy_serialiseJSON(Dir.path("saved.json").c_str()), 0);
+  EXPECT_EQ(Log.count("serialising unknown event"), 1) << "though its old id is in use";
 }
 
 TEST_F(LegacyEvents, RegisteringIsGone) {

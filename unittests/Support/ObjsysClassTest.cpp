@@ -240,6 +240,48 @@ TEST_F(Objects, SurviveAClearFromANotification) {
   EXPECT_EQ(orvy_getObjectCount(), 0u);
 }
 
+TEST_F(Objects, KnowWhatTheyAreWhileTheirDisposalIsTold) {
+  static std::vector<int> Told;
+  const auto Tell = [](void *Clear, void *, void *Info) {
+    if (Clear)
+      orvy_objsysClear();
+    Told = {orvy_isMemory(Info), orvy_isQualifiedAs(Info, 4), orvy_isCpu(Info)};
+  };
+  orvy_qualifyAsMemory(Thing);
+  for (void *Clear : {static_cast<void *>(nullptr), static_cast<void *>(&Told)}) {
+    void *Obj = make("a");
+    orvy_subscribeNotification("orvy.objectWillBeDisposed", Obj, Clear, Tell);
+    orvy_disposeObject(Obj);
+    orvy_unsubscribeNotification("orvy.objectWillBeDisposed", Obj, Tell);
+    EXPECT_THAT(Told, Clear ? ElementsAre(0, 0, 0) : ElementsAre(1, 1, 0));
+    EXPECT_THAT(Log.take(), IsEmpty());
+  }
+}
+
+TEST_F(Objects, HearOfTheirTimeSourceOnceItIsSet) {
+  static std::vector<void *> Heard;
+  static const ObjectIface Table = {.timeSourceSet = [](void *Obj) {
+    Heard.push_back(static_cast<orvy_Object *>(Obj)->TimeSource);
+  }};
+  orvy_addInterface(Thing, "ObjectIface", "ObjectIface", const_cast<ObjectIface *>(&Table), 0, "");
+  orvy::clockmodel::registerClock();
+  void *Obj = make("a");
+  void *First = make("first", "Clock");
+  void *Second = make("second", "Clock");
+  orvy_setTimeSource(Obj, First);
+  orvy_setTimeSource(Obj, Second);
+  EXPECT_THAT(Heard, ElementsAre(First, Second));
+}
+
+TEST_F(Objects, GoInTheOrderOfTheirNames) {
+  static std::vector<void *> Gone;
+  void *B = make("b"), *C = make("c"), *A = make("a");
+  orvy_subscribeNotification("orvy.objectDisposed", nullptr, nullptr,
+                             [](void *, void *, void *Info) { Gone.push_back(Info); });
+  orvy_objsysClearObjects();
+  EXPECT_THAT(Gone, ElementsAre(A, B, C));
+}
+
 TEST_F(Objects, MayDisposeEachOtherDuringAClear) {
   void *A = make("a");
   void *B = make("b");

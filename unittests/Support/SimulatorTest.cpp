@@ -15,10 +15,16 @@
 
 using namespace orvy::testing;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
+
+MachineIface *machine() {
+  return static_cast<MachineIface *>(
+      orvy_getInterface(orvy_objectForName("sim"), "MachineIface", 0));
+}
 
 /// Two processors at 1 GHz, so that a cycle is a nanosecond, and a third at half of that on demand.
 class Simulation : public ::testing::Test {
@@ -27,7 +33,7 @@ protected:
     orvy::event::init();
     orvy::sim::registerAndCreateSimulatorObject();
     Sim = orvy_objectForName("sim");
-    Machine = static_cast<MachineIface *>(orvy_getInterface(Sim, "MachineIface", 0));
+    Machine = machine();
     orvy_simSetQuanta(10);
   }
   ~Simulation() override { orvy_objsysClear(); }
@@ -76,10 +82,19 @@ TEST_F(Simulation, AMultipleOfTheQuantumRunsOneMoreAndLosesNothing) {
 }
 
 TEST_F(Simulation, ATimeBeforeTheStartRunsNothing) {
-  addCpu("a");
-  orvy_setValueI64(Sim, "time", -15, -1);
+  ScriptedCpu *A = addCpu("a");
+  orvy_setValueI64(Sim, "time", -25, -1);
+  static std::vector<int64_t> Cycles;
+  Cycles.clear();
+  post(-18, [](orvy_Event *) { Cycles.push_back(orvy_getCycles(orvy_objectForName("a"))); });
   orvy_simRunNanos(10);
-  EXPECT_THAT(Limits, ElementsAre(0, 5));
+  EXPECT_THAT(Limits, ElementsAre(0, 0));
+  EXPECT_EQ(A->Cycles, 0);
+  EXPECT_EQ(time(), -15);
+  EXPECT_THAT(Cycles, ElementsAre(0)) << "what is due fires";
+  orvy_simRunNanos(10);
+  EXPECT_THAT(Limits, ElementsAre(0, 0, 0, 5));
+  EXPECT_EQ(A->Cycles, 5);
 }
 
 TEST_F(Simulation, WithoutQuantaTakesAMillisecondAndSaysSo) {
@@ -138,6 +153,11 @@ TEST_F(Simulation, FiresItsEventsAtTheirTimeInAStep) {
   EXPECT_THAT(Cycles, ElementsAre(12));
   EXPECT_EQ(A->Steps, 25);
   EXPECT_EQ(B->Cycles, 32); // to the end of the quantum that began at 22
+  post(7, [](orvy_Event *) { Cycles.push_back(orvy_simGetTime()); });
+  Limits.clear();
+  orvy_simStep(0, 1);
+  EXPECT_THAT(Cycles, ElementsAre(12, 22)) << "what is overdue fires without time going back";
+  EXPECT_THAT(Limits, ElementsAre(22, 32));
 }
 
 TEST_F(Simulation, SteppingStopsWhateverTheSwitchesSay) {
@@ -150,6 +170,11 @@ TEST_F(Simulation, SteppingStopsWhateverTheSwitchesSay) {
   EXPECT_EQ(orvy_simGetCurrentCpu(), 1u);
   EXPECT_EQ(orvy_simStep(1, 5), ovCER_Normal);
   EXPECT_EQ(B->Steps, 8);
+
+  A->stopAt(A->Cycles + 4, ovCER_Halt); // one that halts on the way is run on to the end
+  orvy_simStep(1, 5);
+  EXPECT_EQ(A->Cycles, B->Cycles + 7);
+  B->Steps -= 5;
 
   A->stopAt(A->Cycles, ovCER_Halt, true); // one that has halted does not hold the other up
   EXPECT_EQ(orvy_simStep(1, 5), ovCER_Normal);
@@ -186,11 +211,84 @@ TEST_F(Simulation, SurvivesAProcessorThatGoesAwayDuringARun) {
   EXPECT_EQ(orvy_getCycles(orvy_objectForName("b")), 30);
 }
 
+TEST_F(Simulation, SurvivesProcessorsThatGoAwayInTheirTurns) {
+  const auto Begin = [this] {
+    orvy_objsysClearObjects();
+    addCpu("a");
+    addCpu("b");
+    addCpu("c");
+    Limits.clear();
+  };
+  static const auto Dispose = [](const char *Name) {
+    orvy_disposeObject(orvy_objectForName(Name));
+  };
+  const auto Cpu = [](const char *Name) { return &ScriptedCpu::of(orvy_objectForName(Name)); };
+
+  Begin();
+  Cpu("a")->Then = [](ScriptedCpu *) { Dispose("a"); };
+  orvy_simRunNanos(5);
+  EXPECT_THAT(Limits, ElementsAre(10, 10, 10)) << "each in its turn, whatever became of the others";
+  EXPECT_EQ(Cpu("b")->Cycles, 10);
+
+  Begin();
+  Cpu("b")->Then = [](ScriptedCpu *) { Dispose("a"); };
+  orvy_simRunNanos(15);
+  EXPECT_THAT(Limits, ElementsAre(10, 10, 10, 20, 20));
+
+  Begin(); // one that is stepped keeps its count when it moves up
+  Cpu("a")->Then = [](ScriptedCpu *) { Dispose("a"); };
+  orvy_simStep(2, 25);
+  EXPECT_EQ(Cpu("c")->Steps, 25);
+
+  Begin(); // and its end is that of the step
+  Cpu("b")->Then = [](ScriptedCpu *) { Dispose("b"); };
+  orvy_simStep(1, 1000);
+  EXPECT_EQ(Cpu("c")->Cycles, 10);
+
+  for (bool Steps : {false, true}) {
+    Begin();
+    post(12, [](orvy_Event *) { orvy_objsysClearObjects(); });
+    EXPECT_EQ(Steps ? orvy_simStep(0, 1000) : orvy_simRunNanos(1000), ovCER_Normal);
+    EXPECT_EQ(time(), 0) << "a clear ends the run";
+    Begin();
+    Cpu("b")->Then = [](ScriptedCpu *) { orvy_objsysClearObjects(); };
+    EXPECT_EQ(Steps ? orvy_simStep(0, 1000) : orvy_simRunNanos(1000), ovCER_Normal);
+    EXPECT_THAT(Limits,
+                ElementsAreArray(Steps ? std::vector<int64_t>{10} : std::vector<int64_t>{10, 10}));
+    EXPECT_EQ(time(), 0);
+  }
+}
+
 TEST_F(Simulation, RefusesARunFromInsideARun) {
   addCpu("a");
-  post(5, [](orvy_Event *) { orvy_simRunNanos(10); });
-  orvy_simRunNanos(15);
-  EXPECT_EQ(Log.count("cannot run: a run is in progress on this thread"), 1);
+  const orvy_EventFunc Ways[] = {
+      [](orvy_Event *) { orvy_simRunNanos(10); },
+      [](orvy_Event *) { orvy_simStep(0, 10); },
+      [](orvy_Event *) { machine()->run(orvy_objectForName("sim"), 10); },
+  };
+  int Refused = 0;
+  for (orvy_EventFunc Way : Ways)
+    for (bool ByTable : {false, true}) {
+      post(orvy_simGetTime() + 5, Way);
+      if (ByTable)
+        Machine->step(Sim, 0, 15);
+      else
+        orvy_simRunNanos(15);
+      EXPECT_EQ(Log.count("cannot run: a run is in progress on this thread"), ++Refused);
+    }
+}
+
+TEST_F(Simulation, WouldWaitForItselfToStop) {
+  addCpu("a");
+  post(5, [](orvy_Event *) { orvy_simStop(); });
+  EXPECT_DEATH(orvy_simRunNanos(15), "internal error: .*orvy_simStop on the thread of the run.*"
+                                     "asyncStop");
+  // This is how.
+  orvy_objsysClearObjects();
+  addCpu("a");
+  post(5, [](orvy_Event *) { machine()->asyncStop(orvy_objectForName("sim")); });
+  orvy_simRunNanos(1000);
+  EXPECT_EQ(time(), 0) << "at the end of the quantum";
 }
 
 TEST_F(Simulation, TellsOfItsRunsAndStopsFromAnotherThread) {
@@ -257,13 +355,16 @@ TEST_F(Simulation, IsReachedThroughItsMachineInterface) {
 }
 
 TEST_F(Simulation, StartsAnewWhenTheSystemIsCleared) {
-  addCpu("a");
-  post(1000, [](orvy_Event *) {});
-  orvy_simRunNanos(15);
-  orvy_objsysClear();
-  EXPECT_EQ(orvy_objectForName("sim"), Sim);
-  EXPECT_EQ(orvy_simGetTime(), 0u);
-  EXPECT_EQ(orvy_eventGetFirstTime(queue()), -1);
+  for (void (*Clear)() : {orvy_objsysClear, orvy_objsysClearObjects}) {
+    addCpu("a")->stopAt(15, ovCER_Halt);
+    post(1000, [](orvy_Event *) {});
+    EXPECT_EQ(orvy_simRunNanos(25), ovCER_Halt);
+    Clear();
+    EXPECT_EQ(orvy_objectForName("sim"), Sim);
+    EXPECT_EQ(orvy_simGetTime(), 0u);
+    EXPECT_EQ(orvy_simGetExitReason(), ovCER_Normal);
+    EXPECT_EQ(orvy_eventGetFirstTime(queue()), -1);
+  }
   orvy::sim::registerAndCreateSimulatorObject();
   EXPECT_EQ(orvy_getObjectCount(), 1u);
 }

@@ -232,6 +232,18 @@ TEST_F(TimeServer, ValuesSetPastTheWriteActionDoNoHarm) {
   EXPECT_THAT(Far.take(), Optional(ElementsAre(11, 1, 0, 0, 0, 1, 0, 0, 0, 0)));
 }
 
+TEST_F(TimeServer, MissesItsTimeSourceWhenThatIsGone) {
+  start(1);
+  orvy_disposeObject(Cpu);
+  set("enable", u8(1));
+  EXPECT_EQ(Log.count("server : cannot be enabled before a time source is set"), 1);
+  set("period", real(2));
+  Cpu = ScriptedCpu::make("cpu", 1000000);
+  orvy_setTimeSource(Server, Cpu);
+  set("enable", u8(1));
+  EXPECT_TRUE(isWaiting());
+}
+
 TEST_F(TimeServer, GoesWithItsEvent) {
   start(1);
   orvy_disposeObject(Server);

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace orvy::testing {
@@ -32,6 +33,7 @@ struct ScriptedCpu {
   int LastTrap;
   bool TrapLeft; // by the way that does not return
   std::vector<int64_t> *Limits;
+  void (*Then)(ScriptedCpu *); // called once at the end of a run or step; may dispose of it
 
   static ScriptedCpu &of(void *Obj) { return *static_cast<ScriptedCpu *>(Obj); }
 
@@ -62,6 +64,8 @@ struct ScriptedCpu {
       MaxSteps -= Move;
     }
     orvy_eventTrigger(Queue, Cycles);
+    if (auto Act = std::exchange(Then, nullptr))
+      Act(this);
     return ovCER_Normal;
   }
 

@@ -119,6 +119,45 @@ TEST_F(SparcV8Time, ShortensARunForAnEventThatAnAccessPosts) {
   EXPECT_THAT(Log, ElementsAre(Pair("soon", 7)));
 }
 
+TEST_F(SparcV8Time, MayBeDisposedWhileItRuns) {
+  const struct {
+    const char *By;
+    std::function<void()> Prepare;
+  } Cases[] = {
+      {"an event",            [&] { post(event("end", [&] { orvy_disposeObject(Cpu); }), 2); }    },
+      {"a device",
+       [&] { Memory->AtDevice = [&](Access, orvy_MemTransaction *) { orvy_disposeObject(Cpu); }; }},
+      {"who hears of a trap",
+       [&] {
+         raise(5);
+         table()->enableTrapEvents(Cpu);
+         orvy_subscribeNotification(
+             "orvy.cpuTrapEntry", Cpu, nullptr,
+             [](void *, void *Source, void *) { orvy_disposeObject(Source); });
+       }                                                                                          },
+      {"a step",              [&] { post(event("end", [&] { orvy_disposeObject(Cpu); }), 2); }    },
+  };
+  for (const auto &Case : Cases) {
+    SCOPED_TRACE(Case.By);
+    const CpuIface *Table = table();
+    Log.clear();
+    program({"nop", "nop", "ld [%g3], %g4", "ba .+0x0", "nop"});
+    orvy_cpuSetPc(Cpu, Origin);
+    set("g3", FlatMemory::DeviceBase);
+    const int64_t Never = event("never");
+    Case.Prepare();
+    post(Never, 2 + (Case.By == std::string("a device")));
+    const auto Reason =
+        Case.By == std::string("a step") ? Table->step(Cpu, 1000) : Table->run(Cpu, 1000);
+    EXPECT_EQ(ovCER_Normal, Reason);
+    EXPECT_EQ(nullptr, orvy_objectForName("cpu0"));
+    EXPECT_THAT(Log, testing::Not(testing::Contains(
+                         testing::Field(&std::pair<std::string, uint64_t>::first, "never"))));
+    TearDown();
+    SetUp();
+  }
+}
+
 TEST_F(SparcV8Time, AddsWaitStatesOfAnAccess) {
   int64_t Ev = event("tick");
   Memory->AtDevice = [&](Access, orvy_MemTransaction *Mt) { Mt->Cycles = 4; };
@@ -128,6 +167,15 @@ TEST_F(SparcV8Time, AddsWaitStatesOfAnAccess) {
   EXPECT_EQ(0, orvy_cpuRun(Cpu, 20));
   EXPECT_EQ(16u, steps());
   EXPECT_THAT(Log, ElementsAre(Pair("tick", 5)));
+}
+
+TEST_F(SparcV8Time, TakesADelayBeyondTheEndOfTimeForTheEnd) {
+  int64_t Far = event("far");
+  run(1000);
+  post(Far, INT64_MAX);
+  EXPECT_EQ(orvy_eventGetRawTime(Far), INT64_MAX);
+  run(1000);
+  EXPECT_TRUE(Log.empty());
 }
 
 TEST_F(SparcV8Time, RunsCallbacksOfOthersAtTheNextTrigger) {
