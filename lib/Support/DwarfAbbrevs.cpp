@@ -3,6 +3,7 @@
 #include "orvy/Support/Dwarf.h"
 
 #include <algorithm>
+#include <exception>
 
 using namespace orvy;
 using namespace orvy::dwarf;
@@ -30,7 +31,8 @@ void addStep(std::vector<DebugAbbrev::Step> &Steps, uint64_t Form) {
 void readAttrs(VectorStream &VS, DebugAbbrev &Abbrev) {
   for (;;) {
     AttrForm Pair;
-    VS >> VectorStream::LEB128 >> Pair.first >> VectorStream::LEB128 >> Pair.second;
+    Pair.first = readULEB128(VS);
+    Pair.second = readULEB128(VS);
     if (Pair == AttrForm())
       return;
     Abbrev.Attrs.push_back(Pair);
@@ -46,9 +48,16 @@ void AbbrevMap::setAbbrev(const Section &Bytes) {
   ByCode.clear();
   VectorStream VS(Bytes);
   VS.BigEndian = true;
-  while (!VS.atEnd())
-    read(VS);
+  std::exception_ptr Damage;
+  try {
+    while (!VS.atEnd())
+      read(VS);
+  } catch (...) {
+    Damage = std::current_exception();
+  }
   countRuns();
+  if (Damage)
+    std::rethrow_exception(Damage);
 }
 
 /// Reads a declaration, or the 0 that closes a table.
@@ -56,10 +65,11 @@ void AbbrevMap::read(VectorStream &VS) {
   DebugAbbrev Abbrev;
   uint8_t Children = 0;
   Abbrev.Offset = VS.getOffset();
-  VS >> VectorStream::LEB128 >> Abbrev.Code;
+  Abbrev.Code = readULEB128(VS);
   if (Abbrev.Code == 0)
     return;
-  VS >> VectorStream::LEB128 >> Abbrev.Tag >> Children;
+  Abbrev.Tag = readULEB128(VS);
+  VS >> Children;
   Abbrev.HasChildren = Children == 1;
   readAttrs(VS, Abbrev);
   Abbrevs.push_back(std::move(Abbrev));

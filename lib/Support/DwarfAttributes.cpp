@@ -64,9 +64,9 @@ std::vector<uint8_t> Attribute::behindLength(uint64_t LengthBytes) const {
 }
 
 uint64_t Attribute::decodedLEB128(size_t &Bytes) const {
-  uint64_t Value = 0;
-  Bytes = 0;
-  utils::decodeULEB128(Size, Data, Value, Bytes);
+  VectorStream VS(Parent->getUnit()->getSection(), SectionOffset);
+  uint64_t Value = readULEB128(VS);
+  Bytes = VS.getOffset() - SectionOffset;
   return Value;
 }
 

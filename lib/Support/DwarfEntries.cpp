@@ -38,10 +38,8 @@ DebugInfo *DebugInfoEntry::getDebugInfo() const {
 }
 
 uint64_t DebugInfoEntry::getAbbrevCode() const {
-  uint64_t Code = 0;
-  size_t Bytes = 0;
-  utils::decodeULEB128(CodeBytes, Owner->getSection().data() + SectionOffset, Code, Bytes);
-  return Code;
+  VectorStream VS(Owner->getSection(), SectionOffset);
+  return isNull() ? 0 : readULEB128(VS);
 }
 
 std::vector<DebugInfoEntry *> DebugInfoEntry::getChildren() {

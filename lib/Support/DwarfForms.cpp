@@ -24,10 +24,11 @@ constexpr auto Sizes = [] {
   return Table;
 }();
 
-uint64_t readLEB128(VectorStream &VS) {
-  uint64_t Value = 0;
-  VS >> VectorStream::LEB128 >> Value;
-  return Value;
+void skipLEB128(VectorStream &VS) {
+  uint8_t Byte = 0;
+  do
+    VS >> Byte;
+  while (Byte & 0x80);
 }
 
 template <typename T> void skipBlock(VectorStream &VS) {
@@ -44,6 +45,21 @@ std::optional<FixedSize> orvy::dwarf::fixedSize(uint64_t Form) {
   return Sizes[Form];
 }
 
+uint64_t orvy::dwarf::readULEB128(VectorStream &VS) {
+  uint64_t Value = 0;
+  uint8_t Byte = 0;
+  for (unsigned Shift = 0;; Shift += Shift < 64 ? 7 : 0) {
+    VS >> Byte;
+    uint64_t Bits = Byte & 0x7fu;
+    if (Shift < 64)
+      Value |= Bits << Shift;
+    if (Shift >= 64 ? Bits != 0 : Bits << Shift >> Shift != Bits)
+      throw std::runtime_error("number of more than 64 bits");
+    if (!(Byte & 0x80))
+      return Value;
+  }
+}
+
 void orvy::dwarf::skipVariable(VectorStream &VS, uint64_t Form) {
   switch (Form) {
   case DW_FORM_string:
@@ -57,18 +73,19 @@ void orvy::dwarf::skipVariable(VectorStream &VS, uint64_t Form) {
     return skipBlock<uint32_t>(VS);
   case DW_FORM_block:
   case DW_FORM_exprloc:
-    return VS.skip(readLEB128(VS));
+    return VS.skip(readULEB128(VS));
   case DW_FORM_udata:
-    readLEB128(VS);
+    skipLEB128(VS);
     return VS.skip(0); // no value ends the section
   case DW_FORM_sdata:
+    return skipLEB128(VS);
   case DW_FORM_ref_udata:
-    readLEB128(VS);
+    readULEB128(VS);
     return;
   case DW_FORM_indirect:
     throw std::runtime_error("indirect data not yet supported");
   default:
-    throw std::runtime_error("unknown form");
+    throw std::runtime_error("unknown form " + std::to_string(Form));
   }
 }
 
@@ -90,4 +107,14 @@ uint64_t orvy::dwarf::readLength(VectorStream &VS, uint64_t &Length) {
   if (Length > VS.getLeft())
     throw std::out_of_range("length past the end of a section");
   return VS.getOffset() + Length;
+}
+
+std::string orvy::dwarf::currentReason() {
+  try {
+    throw;
+  } catch (const std::exception &Why) {
+    return Why.what();
+  } catch (...) { // the stream's 42
+    return "value past the end of a section";
+  }
 }

@@ -32,17 +32,59 @@ void take(Section &Into, Section &Bytes) {
   throw std::runtime_error(Why);
 }
 
-/// Calls for each set of a table of sets, with its end and a stream behind its length.
-template <typename ReadSet> void readSets(const Section &Bytes, ReadSet Read) {
-  VectorStream VS(Bytes);
-  VS.BigEndian = true;
-  while (!VS.atEnd()) {
-    uint64_t Start = VS.getOffset(), Length = 0;
-    uint64_t End = readLength(VS, Length);
-    Read(VS, End);
-    if (VS.getOffset() != End || End <= Start)
-      fail("set does not end where its length says");
+/// Tells in the log what of a section cannot be read: the first places, and how many more.
+class Damage {
+public:
+  Damage(const std::string &Image, const char *Section) : Image(Image), Section(Section) {}
+  ~Damage() {
+    if (Count > MostTold)
+      orvy_logWarning(nullptr, "'%s': %s: %zu more places cannot be read", Image.c_str(), Section,
+                      Count - MostTold);
   }
+  Damage(const Damage &) = delete;
+  Damage &operator=(const Damage &) = delete;
+
+  /// Tells of a part that starts at an offset, by what the exception being handled says.
+  void tell(const char *Part, uint64_t Offset) {
+    if (++Count <= MostTold)
+      orvy_logWarning(nullptr, "'%s': %s at 0x%llx of %s is left out: %s", Image.c_str(), Part,
+                      static_cast<unsigned long long>(Offset), Section, currentReason().c_str());
+  }
+
+private:
+  static constexpr size_t MostTold = 10;
+
+  const std::string &Image;
+  const char *Section;
+  size_t Count = 0;
+};
+
+/// Calls for each part of a section, which begins with its length. What cannot be read is told, and
+/// costs the others nothing unless the length itself is wrong.
+template <typename ReadPart>
+void readParts(const Section &Bytes, const char *What, Damage &Lost, ReadPart Read) {
+  for (uint64_t Start = 0, End = 0; Start < Bytes.size(); Start = End) {
+    VectorStream VS(Bytes, Start);
+    VS.BigEndian = true;
+    End = Bytes.size();
+    try {
+      uint64_t Length = 0;
+      End = readLength(VS, Length);
+      Read(VS, Start, End);
+    } catch (...) {
+      Lost.tell(What, Start);
+    }
+  }
+}
+
+/// Calls for each set of a table of sets, with its end and a stream behind its length.
+template <typename ReadSet> void readSets(const Section &Bytes, Damage Lost, ReadSet Read) {
+  readParts(Bytes, "set", Lost, [&](VectorStream &VS, uint64_t, uint64_t End) {
+    VS.endReadsAt(End);
+    Read(VS, End);
+    if (VS.getOffset() != End)
+      fail("set does not end where its length says");
+  });
 }
 
 /// Reads a set of address ranges of a unit (DWARF 4, 6.1.2).
@@ -80,16 +122,33 @@ void readNames(VectorStream &VS, uint64_t End, NameTable &Names) {
   }
 }
 
-/// Constructs the units of a section, each behind the one before.
+bool isUnit(CompilationUnit &Unit) {
+  return Unit.getUnitDIE();
+}
+bool isUnit(TypeUnit &) {
+  return true;
+}
+
+/// Constructs the units of a section that can be read.
 template <typename UnitType>
-void readUnits(DebugInfo *Info, const Section &Bytes,
+void readUnits(DebugInfo *Info, const Section &Bytes, Damage Lost,
                std::vector<std::unique_ptr<UnitType>> &Units) {
   if (Bytes.size() > UINT32_MAX)
     fail("section of more than 4 GiB");
-  for (uint64_t Offset = 0; Offset < Bytes.size();) {
-    Units.push_back(std::make_unique<UnitType>(Info, Offset));
-    Offset += Units.back()->getTotalSize();
-  }
+  readParts(Bytes, "unit", Lost, [&](VectorStream &VS, uint64_t Start, uint64_t) {
+    uint16_t Version = 0;
+    VS >> Version;
+    try {
+      auto Unit = std::make_unique<UnitType>(Info, Start);
+      if (!isUnit(*Unit))
+        fail("its first entry is not that of a unit");
+      Units.push_back(std::move(Unit));
+    } catch (...) {
+      if (Version < 2 || Version > 4)
+        throw std::runtime_error("DWARF version " + std::to_string(Version) + " is not read");
+      throw;
+    }
+  });
 }
 
 /// A path with its characters in reverse, by which its ends are found.
@@ -123,6 +182,7 @@ std::unique_ptr<DebugInfo> DebugInfo::load(const char *Path) {
   if (Sections[1].empty()) // no abbreviations
     return nullptr;
   auto Info = std::make_unique<DebugInfo>();
+  Info->Image = Path;
   auto Bytes = Sections.begin();
   for (const auto &[Name, Set] : Setters)
     (Info.get()->*Set)(*Bytes++);
@@ -142,42 +202,52 @@ const char *DebugInfo::getString(uint64_t Offset) const {
 
 void DebugInfo::setAbbrevs(Section &Bytes) {
   take(AbbrevSec, Bytes);
-  Abbrevs.setAbbrev(AbbrevSec);
+  try {
+    Abbrevs.setAbbrev(AbbrevSec);
+  } catch (...) {
+    if (Abbrevs.size() == 0)
+      throw;
+    Damage(Image, ".debug_abbrev")
+        .tell("what follows the declaration", std::prev(Abbrevs.end())->Offset);
+  }
 }
 
 void DebugInfo::setInfo(Section &Bytes) {
   take(InfoSec, Bytes);
-  readUnits(this, InfoSec, CompUnits);
+  readUnits(this, InfoSec, {Image, ".debug_info"}, CompUnits);
   nameUnits();
+  if (CompUnitsByName.empty() && !InfoSec.empty())
+    fail("no unit can be read");
 }
 
+/// Units without a name, as those that a linker shares among others, are found by address alone.
 void DebugInfo::nameUnits() {
-  for (const auto &Unit : CompUnits) {
-    const char *Name = Unit->getName();
-    if (!Name)
-      fail("unit without a name");
-    CompUnitsByName[reversed(fs::normalisePath(Name))] = Unit.get();
-  }
+  for (const auto &Unit : CompUnits)
+    if (const char *Name = Unit->getName())
+      CompUnitsByName[reversed(fs::normalisePath(Name))] = Unit.get();
 }
 
 void DebugInfo::setTypes(Section &Bytes) {
   take(TypesSec, Bytes);
-  readUnits(this, TypesSec, TypeUnits);
+  readUnits(this, TypesSec, {Image, ".debug_types"}, TypeUnits);
 }
 
 void DebugInfo::setAranges(Section &Bytes) {
   take(ArangesSec, Bytes);
-  readSets(ArangesSec, [&](VectorStream &VS, uint64_t End) { readRanges(VS, End, AddressRanges); });
+  readSets(ArangesSec, {Image, ".debug_aranges"},
+           [&](VectorStream &VS, uint64_t End) { readRanges(VS, End, AddressRanges); });
 }
 
 void DebugInfo::setPubnames(Section &Bytes) {
   take(PubnamesSec, Bytes);
-  readSets(PubnamesSec, [&](VectorStream &VS, uint64_t End) { readNames(VS, End, PubNames); });
+  readSets(PubnamesSec, {Image, ".debug_pubnames"},
+           [&](VectorStream &VS, uint64_t End) { readNames(VS, End, PubNames); });
 }
 
 void DebugInfo::setPubtypes(Section &Bytes) {
   take(PubtypesSec, Bytes);
-  readSets(PubtypesSec, [&](VectorStream &VS, uint64_t End) { readNames(VS, End, PubTypes); });
+  readSets(PubtypesSec, {Image, ".debug_pubtypes"},
+           [&](VectorStream &VS, uint64_t End) { readNames(VS, End, PubTypes); });
 }
 
 void DebugInfo::setRanges(Section &Bytes) {

@@ -54,8 +54,10 @@ public:
       uint8_t Opcode = 0;
       VS >> Opcode;
       if (P.isExtendedOp(Opcode)) {
-        if (runExtended())
+        if (runExtended()) {
+          P.MoreSequences = VS.getOffset() < P.EndOffset;
           return true;
+        }
       } else if (P.isSpecialOp(Opcode)) {
         runSpecial(Opcode);
       } else {

@@ -6,6 +6,7 @@
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>
+#include <utility>
 
 using namespace orvy;
 using namespace orvy::dwarf;
@@ -99,9 +100,29 @@ DebugInfoEntry *DebugInfo::getFunctionDIEForName(const char *Name) {
 
 LineNumberProgram *DebugInfo::getLineNumberProgram(CompilationUnit *Unit, uint64_t Offset) {
   auto [At, IsNew] = LinePrograms.try_emplace(Offset);
-  if (IsNew)
+  if (IsNew) {
     At->second = LineNumberProgram::load(this, Unit, Offset);
+    tellOfLines(Unit, Offset, At->second.get());
+  }
   return At->second.get();
+}
+
+/// Tells in the log why lines of a unit are not found; of sections without lines once for the
+/// image, as compilers give each function one of its own where they are told to.
+void DebugInfo::tellOfLines(CompilationUnit *Unit, uint64_t Offset,
+                            const LineNumberProgram *Program) {
+  const char *Known = Unit ? Unit->getName() : nullptr, *Name = Known ? Known : "";
+  if (!Program)
+    orvy_logWarning(nullptr,
+                    "'%s': line program at 0x%llx of .debug_line (unit '%s') cannot be read",
+                    Image.c_str(), static_cast<unsigned long long>(Offset), Name);
+  else if (Program->hasMoreSequences() && !std::exchange(ToldOfSequences, true))
+    orvy_logWarning(nullptr,
+                    "'%s': unit '%s' has code in several sections, and lines are known for the "
+                    "first alone (0x%llx to 0x%llx); so it is for all units of this image",
+                    Image.c_str(), Name,
+                    static_cast<unsigned long long>(Program->getMatrix().front().Address),
+                    static_cast<unsigned long long>(Program->getMatrix().back().Address));
 }
 
 LineNumberProgram *CompilationUnit::getLineNumberProgram() {

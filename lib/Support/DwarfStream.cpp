@@ -28,7 +28,7 @@ bool orvy::utils::decodeSLEB128(size_t Length, const uint8_t *Data, int64_t &Val
 
 const char *VectorStream::readText() {
   const unsigned char *Start = Source.data() + Position;
-  size_t Left = Source.size() - Position;
+  size_t Left = getLeft();
   const void *Nul = Left ? std::memchr(Start, 0, Left) : nullptr;
   if (!Nul)
     failRead();

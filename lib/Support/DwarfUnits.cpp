@@ -5,6 +5,7 @@
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>
+#include <sstream>
 #include <stdexcept>
 
 using namespace orvy;
@@ -33,9 +34,10 @@ public:
 
   void run() {
     uint64_t End = Into.Offset + Into.getTotalSize();
+    VS.endReadsAt(End);
     Records.reserve((End - std::min(End, VS.getOffset())) / 16 + 1);
     while (Open != None || VS.getOffset() < End)
-      VS.getOffset() < End ? readEntry() : throw std::runtime_error("children without end");
+      VS.getOffset() < End ? tryEntry() : throw std::runtime_error("children without end");
     if (VS.getOffset() != End)
       throw std::runtime_error("unit does not end where its length says");
     if (Records.capacity() - Records.size() > Records.size() / 8)
@@ -45,15 +47,27 @@ public:
 private:
   static constexpr uint32_t None = UINT32_MAX;
 
-  void readEntry() {
+  void tryEntry() {
+    uint64_t Start = VS.getOffset();
+    try {
+      readEntry(Start);
+    } catch (...) {
+      std::ostringstream Why;
+      Why << "entry at 0x" << std::hex << Start << ": " << currentReason();
+      throw std::runtime_error(Why.str());
+    }
+  }
+
+  void readEntry(uint64_t Start) {
     DebugInfoEntry Entry;
-    uint64_t Start = VS.getOffset(), Code = 0;
-    VS >> VectorStream::LEB128 >> Code;
+    uint64_t Code = readULEB128(VS), CodeBytes = VS.getOffset() - Start;
     Entry.Owner = &Into;
     Entry.SectionOffset = static_cast<uint32_t>(Start);
     if (Code == 0)
       return close(Entry);
-    Entry.CodeBytes = static_cast<uint8_t>(VS.getOffset() - Start);
+    if (CodeBytes > UINT8_MAX)
+      throw std::runtime_error("abbreviation code of more than 255 bytes");
+    Entry.CodeBytes = static_cast<uint8_t>(CodeBytes);
     Entry.Abbrev = Abbrevs.find(Table, Code);
     uint32_t Index = append(Entry);
     ++Into.EntryCount;

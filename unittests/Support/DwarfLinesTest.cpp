@@ -183,12 +183,15 @@ TEST(DwarfLines, OperationsOfLaterVersionsAreSkippedByTheirLengths) {
 }
 
 TEST(DwarfLines, SeveralOperationsMakeAnInstruction) {
-  // 6 operations: one instruction of 8 bytes and 2 operations; then 3 more, less than is left.
-  ProgramBytes Bytes(At100 + "02 06 01 02 01 01 02 01 01 09 00 01 01"s + End);
+  // 6 operations: one instruction of 8 bytes and 2 operations; then 1 more, and 3 more. An address,
+  // absolute or relative, begins an instruction. const_add_pc is 17 operations, 4b is 4.
+  ProgramBytes Bytes(At100 + "02 06 01 02 01 01 02 03 01 09 00 01 01 02 03 01 "s + At100 +
+                     "01 08 01 4b" + End);
   Bytes.MinInstrLength = 8;
   Bytes.MaxOps = 4;
-  EXPECT_EQ(Loaded(Bytes).rows(), "108/2 1:1:0 S, 108/3 1:1:0 S, 110/0 1:1:0 S, 111/0 1:1:0 S, "
-                                  "111/0 1:1:0 SE");
+  EXPECT_EQ(Loaded(Bytes).rows(), "108/2 1:1:0 S, 108/3 1:1:0 S, 110/2 1:1:0 S, 111/0 1:1:0 S, "
+                                  "111/3 1:1:0 S, 100/0 1:1:0 S, 120/1 1:1:0 S, 128/1 1:2:0 S, "
+                                  "128/1 1:2:0 SE");
 }
 
 TEST(DwarfLines, ProgramsWithoutEndAreEndedWithAText) {
@@ -283,8 +286,9 @@ TEST(DwarfLines, FilesHaveNamesDirectoriesAndPaths) {
 }
 
 TEST(DwarfLines, UnitsGiveTheirProgramAndItsFirstDirectory) {
+  orvy::testing::LogCapture Log;
   DebugInfo Info;
-  std::string Line = ProgramBytes(At100 + "01"s + End).bytes();
+  std::string Line = ProgramBytes(At100 + "4b"s + End + At100 + "01" + End).bytes();
   auto set = [&](void (DebugInfo::*Set)(Section &), const std::string &Bytes) {
     Section Moved(Bytes.begin(), Bytes.end());
     (Info.*Set)(Moved);
@@ -304,6 +308,14 @@ TEST(DwarfLines, UnitsGiveTheirProgramAndItsFirstDirectory) {
   EXPECT_EQ(Program->getFilePath(4), "/abs/c.c");
   EXPECT_EQ(Info.getCompUnits()[1]->getLineNumberProgram(), nullptr); // one byte off
   EXPECT_EQ(Info.getLineNumberProgram(Unit, ~0ul), nullptr);
+  EXPECT_THAT(
+      Log.take(),
+      ElementsAre(
+          ":warning:: '': unit 'm' has code in several sections, and lines are known for the "
+          "first alone (0x110 to 0x110); so it is for all units of this image",
+          ":warning:: '': line program at 0x1 of .debug_line (unit 'n') cannot be read",
+          ":warning:: '': line program at 0xffffffffffffffff of .debug_line (unit 'm') "
+          "cannot be read"));
 }
 
 TEST(DwarfLines, BreaksGoToTheNextLineThatHasAStatement) {

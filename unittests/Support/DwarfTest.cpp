@@ -124,13 +124,8 @@ TEST_F(Dwarf, LoadsAbbreviationsAlone) {
   EXPECT_EQ(orvy_loadDebugInfo(Path.c_str(), nullptr), -1);
 }
 
-TEST_F(Dwarf, RefusesWhatIsDamaged) {
+TEST_F(Dwarf, DamageCostsWhatItHitsAndNothingElse) {
   const std::string Good = unit(named(1, "a.c", 0, 0) + bytes(0));
-  auto OfForm = [](int Form, const std::string &Value) {
-    return std::pair(abbrev(1, DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string, 1, Form) +
-                         '\0',
-                     unit("\1a\0"s + Value + bytes(0)));
-  };
   auto Sectioned = [&](const char *Name, const std::string &Bytes) {
     std::map<std::string, std::string> Sections = {
         {".debug_abbrev", Abbrevs},
@@ -140,61 +135,140 @@ TEST_F(Dwarf, RefusesWhatIsDamaged) {
     return Sections;
   };
   auto Formed = [&](int Form, const std::string &Value) {
-    auto [Abbrev, Info] = OfForm(Form, Value);
     return std::map<std::string, std::string>{
-        {".debug_abbrev", Abbrev},
-        {".debug_info",   Info  }
+        {".debug_abbrev",
+         abbrev(1,          DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string, 1, Form) + '\0'},
+        {".debug_info",           unit("\1a\0"s + Value + bytes(0))},
     };
   };
+  const std::string Nine(9, '\x80');
   const std::string Head = bytes(0, 2) + word(0) + bytes(4, 0) + word(0); // padded to 16 bytes
   const std::string Names = bytes(0, 2) + word(0) + word(0) + word(11);
   const struct {
     const char *What;
     std::map<std::string, std::string> Sections;
     int Result;
+    const char *Told; // of what is left out
   } Cases[] = {
   // clang-format off
-      {"good", Sectioned(".debug_info", Good), 0},
+      {"good", Sectioned(".debug_info", Good), 0, ""},
       {"filled with zeros",
-       Sectioned(".debug_info", unit(named(1,"a.c", 0, 0) + bytes(0, 0, 0))), 0},
-      {"unit cut", Sectioned(".debug_info", Good.substr(0,Good.size() - 1)), -1},
-      {"unit too short", Sectioned(".debug_info", word(0) + Good.substr(4)), -1},
-      {"rest behind units", Sectioned(".debug_info", Good + "x"), -1},
-      {"children left open", Sectioned(".debug_info", unit(named(1,"a.c",0, 0)) + Good), -1},
-      {"unit without name", Sectioned(".debug_info", unit(bytes(0))), -1},
-      {"unknown unit entry", Sectioned(".debug_info", unit(bytes(9))), -1},
-      {"no unit entry", Sectioned(".debug_info", unit(named(2, "f", 0, 0) + bytes(0))), -1},
-      {"value at the end", Sectioned(".debug_info", unit(named(2, "f", 0, 0))), -1},
-      {"declaration cut", Sectioned(".debug_abbrev", Abbrevs.substr(0, 8)), -1},
-      {"exprloc", Formed(DW_FORM_exprloc, "\1x"), 0},
-      {"exprloc too long", Formed(DW_FORM_exprloc, "\x7fx"), -1},
-      {"block of 2^63", Formed(DW_FORM_block, std::string(8,'\x80') + "\x7f"), -1},
-      {"LEB128 of 10 bytes", Formed(DW_FORM_sdata, std::string(9,'\x80') + '\0'), -1},
-      {"unknown form", Formed(DW_FORM_flag_present + 1, ""), -1},
-      {"form 0", Formed(0, ""), -1},
-      {"indirect form", Formed(DW_FORM_indirect, "\x0b\1"), -1},
-      {"type unit cut", Sectioned(".debug_types", Good.substr(0, 20)), -1},
-      {"ranges", Sectioned(".debug_aranges", set(Head + word(1) + word(1) + big(0l))), 0},
-      {"ranges without end", Sectioned(".debug_aranges", set(Head + word(1) + word(1))), 0},
-      {"ranges behind end", Sectioned(".debug_aranges",set(Head + big(0l) + big(0l))), -1},
-      {"ranges cut", Sectioned(".debug_aranges", set(Head + word(1) + word(1) + word(0))), -1},
+       Sectioned(".debug_info", unit(named(1,"a.c", 0, 0) + bytes(0, 0, 0))), 0, ""},
+      {"unit cut", Sectioned(".debug_info", Good.substr(0,Good.size() - 1)), -1,
+       "unit at 0x0 of .debug_info is left out: length past the end of a section"},
+      {"unit too short", Sectioned(".debug_info", word(0) + Good.substr(4)), -1,
+       "unit at 0x0 of .debug_info is left out: "},
+      {"rest behind units", Sectioned(".debug_info", Good + "x"), 0,
+       "unit at 0x19 of .debug_info is left out: "},
+      {"children left open", Sectioned(".debug_info", unit(named(1,"a.c",0, 0)) + Good), 0,
+       "unit at 0x0 of .debug_info is left out: children without end"},
+      {"value past its unit",
+       Sectioned(".debug_info", unit(named(1, "a.c", 0, 0).substr(0, 10)) + Good), 0,
+       "unit at 0x0 of .debug_info is left out: entry at 0xb: "},
+      {"text past its unit", Sectioned(".debug_info", Good + unit("\1a.c") + Good), 0,
+       "unit at 0x19 of .debug_info is left out: entry at 0x24: "},
+      {"unit without entries", Sectioned(".debug_info", unit(bytes(0)) + Good), 0,
+       "unit at 0x0 of .debug_info is left out: its first entry is not that of a unit"},
+      {"no unit but one without entries", Sectioned(".debug_info", unit(bytes(0))), -1, "0x0"},
+      {"unknown unit entry", Sectioned(".debug_info", unit(bytes(9))), -1, "0x0"},
+      {"no unit entry", Sectioned(".debug_info", unit(named(2, "f", 0, 0) + bytes(0))), -1, "0x0"},
+      {"unit of another version",
+       Sectioned(".debug_info", Good + word(8) + bytes(0, 5, 1, 4) + word(0)), 0,
+       "unit at 0x19 of .debug_info is left out: DWARF version 5 is not read"},
+      {"declarations cut", Sectioned(".debug_abbrev", Abbrevs.substr(0, 8)), -1, ""},
+      {"declarations cut behind those used",
+       Sectioned(".debug_abbrev", Abbrevs.substr(0, 14)), 0,
+       "what follows the declaration at 0x0 of .debug_abbrev is left out: "},
+      {"exprloc", Formed(DW_FORM_exprloc, "\1x"), 0, ""},
+      {"exprloc too long", Formed(DW_FORM_exprloc, "\x7fx"), -1, "0x0"},
+      {"block of 2^63", Formed(DW_FORM_block, std::string(8,'\x80') + "\x7f"), -1, "0x0"},
+      {"-2^63", Formed(DW_FORM_sdata, Nine + "\x7f"), 0, ""},
+      {"2^64 - 1", Formed(DW_FORM_udata, std::string(9, '\xff') + "\1"), 0, ""},
+      {"padded number", Formed(DW_FORM_sdata, Nine + Nine + '\0'), 0, ""},
+      {"padded length", Formed(DW_FORM_exprloc, "\x81" + Nine + Nine + "\0x"s), 0, ""},
+      {"length of 2^64", Formed(DW_FORM_block, Nine + "\2"), -1, "number of more than 64 bits"},
+      {"number that takes the closing 0", Formed(DW_FORM_sdata, Nine + Nine), -1,
+       "children without end"},
+      {"unknown form", Formed(DW_FORM_flag_present + 1, ""), -1, "unknown form 26"},
+      {"form 0", Formed(0, ""), -1, "unknown form "},
+      {"indirect form", Formed(DW_FORM_indirect, "\x0b\1"), -1, "indirect data not yet supported"},
+      {"type unit cut", Sectioned(".debug_types", Good.substr(0, 20)), 0,
+       "unit at 0x0 of .debug_types is left out: "},
+      {"ranges", Sectioned(".debug_aranges", set(Head + word(1) + word(1) + big(0l))), 0, ""},
+      {"ranges without end", Sectioned(".debug_aranges", set(Head + word(1) + word(1))), 0, ""},
+      {"ranges behind end", Sectioned(".debug_aranges",set(Head + big(0l) + big(0l))), 0,
+       "set at 0x0 of .debug_aranges is left out: set does not end where its length says"},
+      {"ranges cut", Sectioned(".debug_aranges", set(Head + word(1) + word(1) + word(0))), 0,
+       "set at 0x0 of .debug_aranges"},
       {"ranges of segments",
-       Sectioned(".debug_aranges", set(bytes(0,2) + word(0) + bytes(4,1) + word(0))), -1},
+       Sectioned(".debug_aranges", set(bytes(0,2) + word(0) + bytes(4,1) + word(0))), 0,
+       "segments, or addresses of an odd size"},
       {"addresses of 3 bytes",
-       Sectioned(".debug_aranges", set(bytes(0,2) + word(0) + bytes(3,0) + word(0))), -1},
+       Sectioned(".debug_aranges", set(bytes(0,2) + word(0) + bytes(3,0) + word(0))), 0,
+       "segments, or addresses of an odd size"},
       {"wide ranges",
        Sectioned(".debug_aranges", word(~0u) + big(28l) + bytes(0, 2) + big(0l) + bytes(4, 0) +
-                                       big(1l) + big(1l)), -1},
-      {"names", Sectioned(".debug_pubnames", set(Names + "f\0"s + word(0))), 0},
-      {"name cut", Sectioned(".debug_pubnames", set(Names + "f")), -1},
-      {"name past its set", Sectioned(".debug_pubtypes", set(Names + "f") + "g\0"s), -1},
+                                       big(1l) + big(1l)), 0, "address range of more than 8 bytes"},
+      {"names", Sectioned(".debug_pubnames", set(Names + "f\0"s + word(0))), 0, ""},
+      {"name cut", Sectioned(".debug_pubnames", set(Names + "f")), 0,
+       "set at 0x0 of .debug_pubnames"},
+      {"name past its set", Sectioned(".debug_pubtypes", set(Names + "f") + "g\0"s), 0,
+       "set at 0x0 of .debug_pubtypes"},
   // clang-format on
   };
-  for (const auto &[What, Sections, Result] : Cases) {
+  for (const auto &[What, Sections, Result, Told] : Cases) {
     Log.clear();
     EXPECT_EQ(load(Sections), Result) << What;
     EXPECT_EQ(Log.count("'" + Path + "' is not a readable elf-file"), -Result) << What;
+    EXPECT_EQ(Log.count(" is left out: ") > 0, *Told != 0) << What;
+    EXPECT_GE(Log.count(Told), 1) << What;
+    if (Result == 0) {
+      EXPECT_EQ(info().getCompUnitForName("").size(), 1u) << What;
+    }
   }
+  // A flood is cut.
+  Log.clear();
+  std::string Many;
+  for (int Count = 0; Count < 25; ++Count)
+    Many += unit(bytes(9));
+  EXPECT_EQ(loadInfo(Many + Good), 0);
+  EXPECT_EQ(Log.count(" is left out: "), 10);
+  EXPECT_EQ(Log.count("'" + Path + "': .debug_info: 15 more places cannot be read"), 1);
+}
+
+TEST_F(Dwarf, ReadsNumbersOfEveryLength) {
+  // The code, the length of the expression and the reference are padded to eleven bytes.
+  const std::string Pad = std::string(9, '\x80') + '\0';
+  ASSERT_EQ(
+      load({
+          {".debug_abbrev", abbrev(1,   DW_TAG_compile_unit, false, DW_AT_name, DW_FORM_string, 1,
+           DW_FORM_exprloc, 2, DW_FORM_sdata, 4, DW_FORM_ref_udata)},
+          {".debug_info",     unit("\x81" + Pad + "a\0"s + "\x82" + Pad + "xy" +
+                               std::string(9, '\x80') + "\x7f" + "\x8b" + Pad)                  },
+  }),
+      0);
+  DebugInfoEntry *Entry = unitAt(0).getUnitDIE();
+  ASSERT_TRUE(Entry);
+  EXPECT_EQ(Entry->getAbbrevCode(), 1u);
+  EXPECT_THAT(Entry->find(1)->getExprLoc(), ElementsAre('x', 'y'));
+  EXPECT_EQ(Entry->find(2)->getSize(), 10u);
+  EXPECT_EQ(Entry->find(2)->getSectionOffset(), 11u + 11 + 2 + 11 + 2);
+  EXPECT_EQ(Entry->find(4)->getRef(), Entry);
+  EXPECT_EQ(unitAt(0).getDIEList().size(), 1u);
+}
+
+TEST_F(Dwarf, UnitsWithoutANameAreFoundByAddress) {
+  ASSERT_EQ(
+      load({
+          {".debug_abbrev", abbrev(1, DW_TAG_compile_unit, false, DW_AT_name, DW_FORM_string) +
+                                abbrev(2, DW_TAG_partial_unit, false, DW_AT_low_pc, DW_FORM_addr,
+           DW_AT_high_pc, DW_FORM_data4)},
+          {".debug_info",          unit("\2" + word(0x100) + word(16)) + unit("\1a\0"s)       },
+  }),
+      0);
+  EXPECT_EQ(info().getCompUnitForAddress(0x108), &unitAt(0));
+  EXPECT_EQ(nameAt(0x108), nullptr);
+  EXPECT_EQ(info().getCompUnitForName("").size(), 1u);
 }
 
 TEST_F(Dwarf, ReadsTheWideFormatAndTablesThatRunOn) {

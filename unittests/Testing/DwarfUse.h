@@ -77,7 +77,7 @@ inline void useDwarf(orvy_Dwarf Dwarf, size_t Entries) {
   Info.printAddressRanges();
   for (const auto &Unit : Info.getCompUnits()) {
     size_t Left = Entries;
-    orvy_dwarfGetBreakLoc(Dwarf, Unit->getName(), 1);
+    orvy_dwarfGetBreakLoc(Dwarf, Unit->getName() ? Unit->getName() : "", 1);
     for (dwarf::DebugInfoEntry *Entry : Unit->getDIEList())
       if (Left-- > 0)
         useEntry(Dwarf, Entry);

@@ -49,9 +49,12 @@ ORVY_STATIC_ASSERT(sizeof(orvy_DwarfLoc) == 16 && offsetof(orvy_DwarfLoc, Value)
 
 /**
  * Reads the debug information of an ELF file, all units and entries at once.
+ *
+ * A unit that is damaged or of another version of DWARF is left out, with a warning in the log that
+ * names its place; the others load.
  * @param Dwarf takes a new handle, which orvy_disposeDebugInfo releases; null on failure
- * @return 0; -1, with an error in the log, for a file that is no readable ELF file, is damaged or
- * has no ".debug_abbrev"; -1 if Dwarf is null
+ * @return 0; -1, with an error in the log, for a file that is no readable ELF file, has no unit
+ * that can be read or no ".debug_abbrev"; -1 if Dwarf is null
  */
 ORVY_API int orvy_loadDebugInfo(const char *Path, orvy_Dwarf *Dwarf);
 /** The same as orvy_loadDebugInfo. */
@@ -111,7 +114,8 @@ ORVY_API int orvy_debugGetAddressRange(orvy_Dwarf Dwarf, const char *Name, uint6
  * the handle is null */
 ORVY_API int orvy_debugGetEntryPoint(orvy_Dwarf Dwarf, const char *Name, uint64_t *Addr);
 
-/** Source line of an address; -1 if none covers it. */
+/** Source line of an address; -1 if none covers it. Of a unit with code in several sections, as by
+ * -ffunction-sections, only the first has lines; the log says so once for an image. */
 ORVY_API uint64_t orvy_dwarfGetLine(orvy_Dwarf Dwarf, uint64_t Addr);
 /** Source column of an address; -1 if no line covers it. */
 ORVY_API uint64_t orvy_dwarfGetCol(orvy_Dwarf Dwarf, uint64_t Addr);
@@ -212,7 +216,7 @@ struct DebugAbbrev {
 /// All declarations by their offset.
 class ORVY_API AbbrevMap {
 public:
-  /// Reads a section; replaces what was there.
+  /// Reads a section; replaces what was there. Throws at damage, ahead of which all is kept.
   void setAbbrev(const Section &Bytes);
   /// Place of the declaration that starts exactly at an offset; size() if none does.
   size_t tableAt(uint64_t AbbrevOffset) const;
@@ -583,7 +587,8 @@ private:
 };
 
 /// The debug information of an image. The setters take a section's bytes and leave the given vector
-/// empty; texts and abbreviations come ahead of the entries. A damaged section throws.
+/// empty; texts and abbreviations come ahead of the entries. A unit or set that cannot be read is
+/// told in the log and left out; a section of which nothing that is needed can be read throws.
 class ORVY_API DebugInfo {
 public:
   DebugInfo();
@@ -654,8 +659,10 @@ private:
   void fixAranges();
   void fillPubNames();
   void addDIEToPubNames(DebugInfoEntry &Entry);
+  void tellOfLines(CompilationUnit *Unit, uint64_t Offset, const LineNumberProgram *Program);
 
-  std::vector<std::unique_ptr<CompilationUnit>> CompUnits;               ///< by offset
+  std::string Image;                                       ///< path of the file, for messages
+  std::vector<std::unique_ptr<CompilationUnit>> CompUnits; ///< by offset
   std::map<std::string, CompilationUnit *, std::less<>> CompUnitsByName; ///< names read backwards
   std::vector<std::unique_ptr<TypeUnit>> TypeUnits;
   std::map<uint64_t, std::unique_ptr<LineNumberProgram>> LinePrograms;
@@ -663,6 +670,7 @@ private:
   NameTable PubNames, PubTypes;
   uint64_t StrEnd = 0; ///< one past the last NUL of the texts
   bool ArangesFixed = false;
+  bool ToldOfSequences = false;
   bool PubNamesFilled = false;
 };
 

@@ -111,6 +111,8 @@ public:
   const std::vector<FileEntry> &getFiles() const { return Files; }
   /// The rows in execution order.
   const std::vector<LineMatrixEntry> &getMatrix() const { return Matrix; }
+  /// Whether the program goes on after the first sequence: those rows are not in the matrix.
+  bool hasMoreSequences() const { return MoreSequences; }
 
 private:
   struct Header {
@@ -146,6 +148,7 @@ private:
   DebugInfo *Info;
   CompilationUnit *Unit;
   Header Head;
+  bool MoreSequences = false;
   std::vector<const char *> IncludeDirs;
   std::vector<FileEntry> Files;
   size_t HeaderFiles = 0; ///< files that the header has; the program may define more

@@ -101,7 +101,15 @@ public:
 
   /// @param Offset where it starts; past the end counts as the end
   explicit VectorStream(const std::vector<unsigned char> &Bytes, uint64_t Offset = 0)
-      : Source(Bytes), Position(Offset < Bytes.size() ? Offset : Bytes.size()) {}
+      : Source(Bytes), Position(Offset < Bytes.size() ? Offset : Bytes.size()),
+        ReadEnd(Bytes.size()) {}
+
+  /// Ends reads and skips at an offset, as those of a part of the bytes; seeks are free. An offset
+  /// outside of what is left changes nothing.
+  void endReadsAt(uint64_t Offset) {
+    if (Offset >= Position && Offset <= Source.size())
+      ReadEnd = Offset;
+  }
 
   VectorStream &operator>>(Type Next) { return Mode = Next, *this; }
   /// Reads a number of the size of its type; into 64 bits, as the mode says.
@@ -136,14 +144,15 @@ public:
   }
   /// Goes forward over as many bytes as a field of the data says.
   void skip(uint64_t Bytes) {
-    if (Bytes >= getLeft())
+    if (Bytes >= Source.size() - Position || Bytes > getLeft())
       throw 42;
     Position += Bytes;
   }
 
   /// Offset of the next byte.
   uint64_t getOffset() const { return Position; }
-  uint64_t getLeft() const { return Source.size() - Position; }
+  /// Bytes that may be read; none where a seek has left the part that reads are held to.
+  uint64_t getLeft() const { return Position < ReadEnd ? ReadEnd - Position : 0; }
   bool atEnd() const { return Position == Source.size(); }
 
 private:
@@ -172,7 +181,7 @@ private:
 
   template <typename T> T readLEB128() {
     const unsigned char *Start = Source.data() + Position;
-    size_t Left = Source.size() - Position;
+    size_t Left = getLeft();
     const unsigned char *Cursor = Start;
     detail::LEB128Bits Bits;
     if (!detail::readLEB128<9>(Cursor, Start + (Left < 10 ? Left : 10), Bits))
@@ -186,6 +195,7 @@ private:
 
   const std::vector<unsigned char> &Source;
   uint64_t Position;
+  uint64_t ReadEnd;
   Type Mode = Plain;
 };
 

@@ -2,6 +2,7 @@
 
 typedef unsigned int Word;
 typedef enum { Red = 1, Green, Blue = -3 } Colour;
+enum Limits { Least = -0x7fffffffffffffffll - 1, Most = 0x7fffffffffffffffll }; /* 10 bytes each */
 struct Node {
   Word Flags : 3, Rest : 29;
   struct Node *Next;
@@ -20,6 +21,7 @@ struct Shape {
 extern int twice(int);
 extern int sum(int Count, ...);
 volatile int Sink;
+static const enum Limits Limit = Least;
 static struct Node Nodes[4];
 const struct Shape Shapes[] = {
     {"square", Green, 0, {{1.5}}},
@@ -28,7 +30,7 @@ const struct Shape Shapes[] = {
 
 static inline __attribute__((always_inline)) int inlined(int X) {
   int Local = X * 3;
-  return Local + Sink;
+  return Local + Sink + (int)(Limit >> 40);
 }
 
 __attribute__((noinline, cold)) static void fail(int Why) {
