@@ -68,6 +68,7 @@ void deserialise(void *, const char *, void *Ctxt) {
 
 void setUp() {
   static ObjectIface Table = {nullptr, deserialise, nullptr, nullptr, nullptr};
+  orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy_logSetFunc([](const char *) {});
   std::cerr.setstate(std::ios::badbit); // what is damaged is told there

@@ -22,6 +22,7 @@ inline std::string_view textOf(const uint8_t *Data, size_t Size) {
 /// The memory that images go to. Sets the system up on first use, with a log that goes nowhere.
 inline testing::RecordingMemory &memory() {
   static testing::RecordingMemory *Mem = [] {
+    orvy_initConfigDirs();
     orvy_initSupportLib();
     orvy_logSetFunc([](const char *) {});
     return testing::RecordingMemory::create("memory");

@@ -2,6 +2,7 @@
 // go to the end of the quantum, one after the other, before the next one begins. CurrentClock,
 // QuantaStart and QuantaEnd say where a run that returned early goes on.
 
+#include "ActiveRun.h"
 #include "ComponentModel.h"
 #include "ObjsysClass.h"
 #include "Saturation.h"
@@ -98,6 +99,7 @@ uint64_t cyclesOf(void *Obj) {
 }
 
 int advanceToCycles(void *Obj, uint64_t Cycles) {
+  const orvy::ActiveRun Running;
   orvy_Component &G = groupOf(Obj);
   if (!canRun(G))
     return 0;
@@ -204,6 +206,7 @@ int stepClocks(orvy_Component &G, Clock Counting, uint64_t Steps, uint64_t Cycle
 }
 
 int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
+  const orvy::ActiveRun Running;
   orvy_Component &G = groupOf(Obj);
   if (Steps == 0 || !canRun(G))
     return 0;

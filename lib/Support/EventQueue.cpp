@@ -209,6 +209,13 @@ void orvy_EventQueue::removeCallback(orvy_ThreadSafeCb Cb, void *Arg) {
   CallbackCount.store(Callbacks.size(), std::memory_order_relaxed);
 }
 
+bool orvy_EventQueue::isAnyInUse() {
+  for (const orvy_EventQueue *Queue = AllQueues; Queue; Queue = Queue->NextQueue)
+    if (Queue->Uses > 0)
+      return true;
+  return false;
+}
+
 void orvy_EventQueue::runCallbacks() {
   Use Guard(*this);
   if (CallbackCount.load(std::memory_order_relaxed) != 0)

@@ -43,6 +43,8 @@ public:
   void postCallback(orvy_ThreadSafeCb Cb, void *Arg);
   void removeCallback(orvy_ThreadSafeCb Cb, void *Arg);
   void runCallbacks();
+  /// Whether any queue is firing events or calling callbacks.
+  static bool isAnyInUse();
 
   /// Takes an event that goes away off the stacks of all queues.
   static void purgeFromStacks(const orvy_Event *Event);

@@ -1,8 +1,10 @@
 #include "orvy/Support/Checkpoint.h"
 
+#include "ActiveRun.h"
 #include "CheckpointFile.h"
 #include "ClockModel.h"
 #include "ComponentModel.h"
+#include "EventQueue.h"
 #include "InternalError.h"
 #include "ObjsysClass.h"
 #include "ObjsysValue.h"
@@ -80,8 +82,10 @@ int reportLibrary(const Json::exception &Why) {
   return 1;
 }
 
+/// Whether something runs or steps that would go on with objects that are gone. A processor that a
+/// host runs through its own table shows only when one of its events or callbacks calls.
 bool isRunning(const char *What) {
-  if (!orvy_simIsRunning())
+  if (!orvy_simIsRunning() && !ActiveRun::isAny() && !orvy_EventQueue::isAnyInUse())
     return false;
   orvy_logError(nullptr, "cannot %s a checkpoint: a run is in progress", What);
   return true;

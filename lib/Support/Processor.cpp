@@ -1,5 +1,6 @@
 #include "orvy/Support/Processor.h"
 
+#include "ActiveRun.h"
 #include "ObjectKinds.h"
 
 #include "orvy/Support/Interfaces.h"
@@ -75,6 +76,7 @@ void orvy_cpuSetFpr64Bits(void *Cpu, uint32_t Reg, uint64_t Bits) {
 int64_t orvy_cpuRun(void *Cpu, uint64_t Cycles) {
   const CpuIface &Iface = cpuIface(Cpu);
   uint64_t End = Iface.getCycles(Cpu) + Cycles;
+  const ActiveRun Running;
   Iface.run(Cpu, Cycles);
   return static_cast<int64_t>(End - Iface.getCycles(Cpu));
 }
@@ -82,6 +84,7 @@ int64_t orvy_cpuRun(void *Cpu, uint64_t Cycles) {
 int64_t orvy_cpuStep(void *Cpu, uint64_t Steps) {
   const CpuIface &Iface = cpuIface(Cpu);
   uint64_t End = Iface.getSteps(Cpu) + Steps;
+  const ActiveRun Running;
   Iface.step(Cpu, Steps);
   return static_cast<int64_t>(End - Iface.getSteps(Cpu));
 }
@@ -147,6 +150,7 @@ void orvy_machineReset(void *Machine, int Kind) {
 uint64_t orvy_machineRun(void *Machine, uint64_t Nanos) {
   const MachineIface &Iface = machineIface(Machine);
   uint64_t Start = quantaStart(Machine);
+  const ActiveRun Running;
   Iface.run(Machine, Nanos);
   return quantaStart(Machine) - Start;
 }

@@ -1,5 +1,6 @@
 // The commands that let processors, machines and clocks run, and that ask for their time.
 
+#include "ActiveRun.h"
 #include "CommandLine/Handlers.h"
 #include "RunReport.h"
 
@@ -65,6 +66,7 @@ private:
   }
 
   struct sigaction Former;
+  ActiveRun Running;
 };
 
 // Lengths

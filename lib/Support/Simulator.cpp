@@ -1,5 +1,6 @@
 #include "orvy/Support/Simulator.h"
 
+#include "ActiveRun.h"
 #include "EventQueue.h"
 #include "InternalError.h"
 #include "ObjectKinds.h"
@@ -323,6 +324,7 @@ bool refuse(const Simulator &Sim, bool IsInside) {
 orvy_CpuExitReason machineRun(void *Obj, uint64_t Nanos) {
   if (refuse(simOf(Obj), simOf(Obj).InTurns))
     return ovCER_Normal;
+  const orvy::ActiveRun Running;
   simOf(Obj).StopFlag = 0;
   return runFor(simOf(Obj), Nanos);
 }
@@ -330,6 +332,7 @@ orvy_CpuExitReason machineRun(void *Obj, uint64_t Nanos) {
 orvy_CpuExitReason machineStep(void *Obj, int Cpu, uint64_t Steps) {
   if (refuse(simOf(Obj), simOf(Obj).InTurns))
     return ovCER_Normal;
+  const orvy::ActiveRun Running;
   simOf(Obj).StopFlag = 0;
   if (Cpu < 0)
     return leave(simOf(Obj), ovCER_Normal);

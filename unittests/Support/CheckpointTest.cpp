@@ -3,6 +3,7 @@
 #include "CheckpointFile.h"
 #include "Testing/LogCapture.h"
 #include "Testing/Model.h"
+#include "Testing/ScriptedCpu.h"
 #include "Testing/Seed.h"
 #include "Testing/TempDir.h"
 
@@ -34,7 +35,10 @@ std::string contents(const std::string &Path) {
 
 class Checkpoint : public testing::Test {
 protected:
-  Checkpoint() { orvy_initSupportLib(); }
+  Checkpoint() {
+    orvy_initConfigDirs();
+    orvy_initSupportLib();
+  }
 
   std::string save(const std::string &Path) {
     EXPECT_EQ(orvy_serialiseJSON(Path.c_str()), 0);
@@ -492,7 +496,12 @@ TEST_F(Checkpoint, UnknownTypesEndTheProcess) {
   Json Node = {
       {"u8", {{"type", "uint9_t"}, {"data", Json::array()}}}
   };
-  EXPECT_DEATH(orvy_deserialiseProp(&Node, A, "u8"), "");
+  EXPECT_DEATH(
+      {
+        orvy_logSetFunc(nullptr);
+        orvy_deserialiseProp(&Node, A, "u8");
+      },
+      "a : invalid deserialisation");
   orvy_deserialiseProp(&Node, A, "u16");
 }
 
@@ -616,6 +625,100 @@ TEST_F(Checkpoint, ClocksSaveTheirQueues) {
   std::string First = save(Dir.path("first.json"));
   EXPECT_EQ(restore(First).first, 0);
   EXPECT_EQ(Log.count("deserialise func 'tick' not registered"), 1) << "the model publishes it";
+}
+
+// Calls from inside a run
+
+std::string RestoredInside;
+std::vector<int> InsideResults;
+
+void tryInside() {
+  InsideResults.push_back(orvy_deserialiseJSON(RestoredInside.c_str()));
+  InsideResults.push_back(orvy_serialiseJSON(RestoredInside.c_str()));
+}
+
+TEST_F(Checkpoint, RunsAndStepsRefuseBoth) {
+  // A processor whose run calls, as an access to a device would, and events that call.
+  CpuIface &Table = *ScriptedCpu::cpuIface();
+  const CpuIface Former = Table;
+  Table.run = Table.step = [](void *Obj, uint64_t Amount) {
+    tryInside();
+    ScriptedCpu::of(Obj).Cycles += static_cast<int64_t>(Amount);
+    ScriptedCpu::of(Obj).Steps += static_cast<int64_t>(Amount);
+    return ovCER_Normal;
+  };
+  Table.runUntil = [](void *Obj, uint64_t Cycles) {
+    tryInside();
+    ScriptedCpu::of(Obj).Cycles = static_cast<int64_t>(Cycles);
+    return ovCER_Normal;
+  };
+  Table.stepUntil = [](void *Obj, uint64_t Steps, uint64_t) {
+    tryInside();
+    ScriptedCpu::of(Obj).Steps += static_cast<int64_t>(Steps);
+    return ovCER_Normal;
+  };
+  static void *Cpu, *Clock, *Other;
+  Cpu = ScriptedCpu::make("cpu", 1000000);
+  Clock = orvy_createObject("Clock", "clock", nullptr);
+  Other = orvy_createObject("Clock", "other", nullptr);
+  static const auto *ClockTable =
+      static_cast<ClockIface *>(orvy_getInterface(Clock, "ClockIface", 0));
+  static orvy_EventQueue *Queue;
+  Queue = orvy_allocateEventQueue();
+  static int64_t Event;
+  Event = orvy_eventPublish("call", Clock, [](orvy_Event *) { tryInside(); });
+  const std::string Saved = save(RestoredInside = Dir.path("inside.json"));
+  const struct {
+    const char *Name;
+    void (*Run)();
+  } Roads[] = {
+      {"orvy_cpuRun",                    [] { orvy_cpuRun(Cpu, 10); }                             },
+      {"orvy_cpuStep",                   [] { orvy_cpuStep(Cpu, 1); }                             },
+      {"object-run of a processor",      [] { orvy_execCommand("object-run obj=cpu cycles=10"); } },
+      {"object-step of a processor",     [] { orvy_execCommand("object-step obj=cpu steps=1"); }  },
+      {"object-run of the simulator",    [] { orvy_execCommand("object-run obj=sim time=0.001"); }},
+      {"object-step of the simulator",   [] { orvy_execCommand("object-step obj=sim"); }          },
+      {"orvy_simRunNanos",               [] { orvy_simRunNanos(1000000); }                        },
+      {"orvy_simStep",                   [] { orvy_simStep(0, 1); }                               },
+      {"object-run of a clock",
+       [] {
+         orvy_eventPostCycles(Clock, Event, 5, ovSE_Cpu);
+         orvy_execCommand("object-run obj=clock cycles=10");
+       }                                                                                          },
+      {"an event of a clock",
+       [] {
+         orvy_eventPostCycles(Clock, Event, 5, ovSE_Cpu);
+         ClockTable->advanceCycles(Clock, 10);
+       }                                                                                          },
+      {"a callback of a clock",
+       [] {
+         orvy_eventPostAsync(
+             Other, [](void *) { tryInside(); }, nullptr, ovSE_Cpu);
+         ClockTable->step(Other, 1);
+         ClockTable->advanceCycles(Other, 1);
+       }                                                                                          },
+      {"an event of a queue of its own",
+       [] {
+         orvy_eventPostAbsoluteInQueueInternal(Queue, Event, 5);
+         orvy_eventTrigger(Queue, 5);
+       }                                                                                          },
+  };
+  for (const auto &[Name, Run] : Roads) {
+    InsideResults.clear();
+    Log.clear();
+    testing::internal::CaptureStdout();
+    Run();
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(orvy_objectForName("clock"), Clock) << Name;
+    EXPECT_GE(InsideResults.size(), 2u) << Name;
+    EXPECT_THAT(InsideResults, testing::Each(1)) << Name;
+    EXPECT_GE(Log.count("cannot restore a checkpoint: a run is in progress"), 1) << Name;
+    EXPECT_GE(Log.count("cannot save a checkpoint: a run is in progress"), 1) << Name;
+  }
+  EXPECT_EQ(contents(RestoredInside), Saved);
+  EXPECT_EQ(orvy_deserialiseJSON(RestoredInside.c_str()), 0) << "outside it goes";
+  orvy_disposeEventQueue(Queue);
+  Table = Former;
 }
 
 // The direct reader and writer of numbers

@@ -172,6 +172,7 @@ TEST(DwarfExpression, OperationsLeaveTheStacksWorkedOutByHand) {
 }
 
 TEST(DwarfExpression, WhatCannotGoOnEndsTheEvaluationAndTellsWhy) {
+  orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy_logSetLevel(ovLOG_Debug);
   const struct {
@@ -357,6 +358,7 @@ std::vector<std::string> registersOf(Context &Ctxt) {
 } // namespace
 
 TEST(BareMetalContext, ReadsRegistersAndMemoryOfTheProcessor) {
+  orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy::testing::CleanSystem Clean;
   BareMetalContext Ctxt(createCpu("cpu", true));
@@ -376,6 +378,7 @@ TEST(BareMetalContext, ReadsRegistersAndMemoryOfTheProcessor) {
 }
 
 TEST(BareMetalContext, NothingIsKnownOfObjectsWithoutTables) {
+  orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy::testing::CleanSystem Clean;
   for (void *Obj : {static_cast<void *>(nullptr), createCpu("plain", false)}) {
@@ -386,6 +389,7 @@ TEST(BareMetalContext, NothingIsKnownOfObjectsWithoutTables) {
 }
 
 TEST(DwarfProcess, ForwardsWordsAndRegistersAndServesNothingElse) {
+  orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy::testing::CleanSystem Clean;
   Target Cpu(createCpu("processCpu", true));

@@ -20,7 +20,9 @@
  *
  * Texts are UTF-8. Real numbers that JSON has no form for are written as the texts "NaN",
  * "Infinity" and "-Infinity". Everything here belongs to the simulation thread, with no run in
- * progress. */
+ * progress: a save or restore from inside a run or a step of anything, or from an event or a
+ * callback that one of its queues calls, is refused with 1 and an error in the log. What wants one
+ * at a certain time stops the run there and calls afterwards. */
 
 #ifndef ORVY_SUPPORT_CHECKPOINT_H
 #define ORVY_SUPPORT_CHECKPOINT_H
