@@ -70,7 +70,7 @@ void printBanks(const Class &Cls) {
 
 void printPorts(const Class &Cls) {
   outs() << "Ports:\n";
-  for (const Port &Each : Cls.Ports)
+  for (const auto &[Number, Each] : Cls.Ports)
     printDescription("\t", Each.Prop->Name, Each.Iface->Name, Each.Doc);
 }
 

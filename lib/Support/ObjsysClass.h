@@ -111,6 +111,9 @@ public:
   IfaceInstance *getInterface(std::string_view IfaceName) const;
   IfaceInstance *interfaceForPointer(const void *Iface) const;
   bool hasInterfaceOfType(std::string_view Type) const;
+  /// The interface that a table, or an element of an array of them, belongs to: one of that type if
+  /// there is one.
+  IfaceInstance *interfaceHolding(const void *Iface, std::string_view Type) const;
   /// The interface paired with a property.
   IfaceInstance *getPortIface(std::string_view PropName) const;
   /// The property paired with an interface, named with or without its bracket part.
@@ -127,13 +130,15 @@ public:
   NameMap<std::unique_ptr<IfaceInstance>> Interfaces;
   AddressMap<IfaceInstance *> IfaceByPointer;
   NameMap<std::unique_ptr<RegisterBank>> RegisterBanks;
-  std::vector<Port> Ports;
+  std::map<uint64_t, Port> Ports; ///< in the order of adding
   NameMap<IfaceInstance *> PortIfaceByProperty;
   NameMap<Property *> PortPropertyByIface;
   bool External;
   orvy_ObjectCreateFunc Create = nullptr;
   orvy_ObjectDisposeFunc Dispose = nullptr;
   void *VTable = nullptr;
+  PageIndex<NameMap<std::unique_ptr<Property>>> PropertyPages;
+  PageIndex<NameMap<std::unique_ptr<RegisterBank>>> BankPages;
   std::array<std::string, 8> LoggingCategoryNames; ///< of the categories 8 to 15
 
 private:
@@ -142,6 +147,9 @@ private:
   void forget(const Property &Replaced);
   void forget(const IfaceInstance &Replaced);
   void insertInterface(std::unique_ptr<IfaceInstance> Added);
+  void removePort(uint64_t Number);
+
+  uint64_t NextPort = 0;
 };
 
 /// All classes and objects of the process. Whether an address is an object is decided here alone:

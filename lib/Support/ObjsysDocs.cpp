@@ -69,7 +69,7 @@ std::string interfaceTable(const Class &Cls) {
 
 std::string portTable(const Class &Cls) {
   Table Ports(27, "| Prop | Iface | Description", "| -    | -     | -");
-  for (const Port &Each : Cls.Ports)
+  for (const auto &[Number, Each] : Cls.Ports)
     Ports.addRow({Each.Prop->Name, Each.Iface->Name, Each.Doc}, "| ");
   return "=== Ports\n\n" + Ports.text();
 }

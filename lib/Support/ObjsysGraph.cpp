@@ -7,6 +7,7 @@
 
 #include "orvy/Support/Containers.h"
 #include "orvy/Support/OutStream.h"
+#include "orvy/Support/Propval.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +17,7 @@
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace orvy;
@@ -78,26 +80,29 @@ class Graph {
 public:
   std::string Text = "digraph Objsys {\n";
 
-  void addObject(const std::string &Name, void *Obj) {
+  void addObject(void *Obj) {
     const Class &Cls = *Class::classForObject(Obj);
+    const std::string Name = Class::nameForObject(Obj);
     Node = nodeName(Name.c_str());
     Text += "\t" + Node + "[label=\"" + Name + ":" + Cls.Name + "\"];\n";
+    // A Getter may dispose of its object, or have the class forgotten.
+    std::vector<std::pair<std::string, size_t>> Found;
     for (const auto &[PropName, Prop] : Cls.Properties)
-      addProperty(*Prop, Obj);
+      if (Prop->Typ == ovTY_IfaceRef || Prop->Typ == ovTY_Vector)
+        Found.emplace_back(PropName, Prop->Count);
+    for (const auto &[PropName, Count] : Found)
+      addProperty(Obj, PropName, Count);
   }
 
 private:
-  void addProperty(const Property &Prop, void *Obj) {
-    const bool IsReference = Prop.Typ == ovTY_IfaceRef;
-    if (!IsReference && Prop.Typ != ovTY_Vector)
-      return;
-    for (unsigned Index = 0; Index < Prop.Count; ++Index) {
-      const orvy_Propval Value = Prop.getValue(Obj, Index);
+  void addProperty(void *Obj, const std::string &Name, size_t Count) {
+    for (size_t Index = 0; Index < Count; ++Index) {
+      const orvy_Propval Value = orvy_getValue(Obj, Name.c_str(), static_cast<int>(Index));
       const std::string Element = std::to_string(Index);
-      if (IsReference)
-        addEdge(Value.IfaceRef, Prop.Count == 1 ? Prop.Name : Prop.Name + "[" + Element + "]");
+      if (Value.Typ == ovTY_IfaceRef)
+        addEdge(Value.IfaceRef, Count == 1 ? Name : Name + "[" + Element + "]");
       else if (Value.Typ == ovTY_Vector && Value.Vector.Typ == ovTY_IfaceRef)
-        addEdges(Value.Vector, Prop.Name + "[" + Element + ",");
+        addEdges(Value.Vector, Name + "[" + Element + ",");
     }
   }
 
@@ -138,8 +143,8 @@ Command
 
 int orvy_generateObjectGraph(const char *File, int Display) {
   Graph Objects;
-  for (const auto &[Name, Obj] : Class::objects())
-    Objects.addObject(Name, Obj);
+  orvy_foreachObject([](void *Obj, void *Arg) { static_cast<Graph *>(Arg)->addObject(Obj); },
+                     &Objects);
   return deliver(Objects.Text + "}\n", File, Display);
 }
 

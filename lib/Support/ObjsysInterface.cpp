@@ -41,10 +41,27 @@ void Class::insertInterface(std::unique_ptr<IfaceInstance> Added) {
 }
 
 void Class::forget(const IfaceInstance &Replaced) {
-  std::erase_if(IfaceByPointer, [&](const auto &Each) { return Each.second == &Replaced; });
-  std::erase_if(Ports, [&](const Port &Each) { return Each.Iface == &Replaced; });
-  std::erase_if(PortIfaceByProperty, [&](const auto &Each) { return Each.second == &Replaced; });
-  PortPropertyByIface.erase(Replaced.Name);
+  if (!Replaced.Ifaces.empty())
+    if (auto Found = IfaceByPointer.find(Replaced.Ifaces.front());
+        Found != IfaceByPointer.end() && Found->second == &Replaced)
+      IfaceByPointer.erase(Found);
+  for (uint64_t Number : std::vector(Replaced.InPorts))
+    removePort(Number);
+}
+
+// Takes out a port one half of which is replaced.
+void Class::removePort(uint64_t Number) {
+  auto Found = Ports.find(Number);
+  auto &[Prop, Iface, Doc] = Found->second;
+  if (auto Pair = PortIfaceByProperty.find(Prop->Name);
+      Pair != PortIfaceByProperty.end() && Pair->second == Iface)
+    PortIfaceByProperty.erase(Pair);
+  if (auto Pair = PortPropertyByIface.find(Iface->Name);
+      Pair != PortPropertyByIface.end() && Pair->second == Prop)
+    PortPropertyByIface.erase(Pair);
+  std::erase(Prop->InPorts, Number);
+  std::erase(Iface->InPorts, Number);
+  Ports.erase(Found);
 }
 
 void Class::addInterface(const char *IfaceName, const char *Type, void *Iface, const char *Doc) {
@@ -59,7 +76,7 @@ void Class::addInterface(const char *IfaceName, const char *Type, void *Iface, c
 void Class::addInterface(const char *IfaceName, const char *Type, void *Iface, size_t ArrayCount,
                          size_t Stride, const char *Doc) {
   auto Added =
-      std::make_unique<IfaceInstance>(IfaceInstance{IfaceName, Doc, &IfaceType::get(Type), {}});
+      std::make_unique<IfaceInstance>(IfaceInstance{IfaceName, Doc, &IfaceType::get(Type), {}, {}});
   for (size_t I = 0; I < ArrayCount; ++I)
     Added->Ifaces.push_back(static_cast<char *>(Iface) + I * Stride);
   insertInterface(std::move(Added));
@@ -73,7 +90,10 @@ void Class::addPort(const char *PropName, const char *IfaceName, const char *Doc
   if (Prop->Typ != ovTY_IfaceRef || Found == Interfaces.end())
     return;
   IfaceInstance *Iface = Found->second.get();
-  Ports.push_back({Prop, Iface, Doc});
+  Ports[NextPort] = {Prop, Iface, Doc};
+  Prop->InPorts.push_back(NextPort);
+  Iface->InPorts.push_back(NextPort);
+  ++NextPort;
   PortIfaceByProperty[Prop->Name] = Iface;
   PortPropertyByIface[Iface->Name] = Prop;
 }
@@ -91,6 +111,20 @@ IfaceInstance *Class::interfaceForPointer(const void *Iface) const {
 bool Class::hasInterfaceOfType(std::string_view Type) const {
   return std::ranges::any_of(Interfaces,
                              [&](const auto &Each) { return Each.second->Type->Name == Type; });
+}
+
+IfaceInstance *Class::interfaceHolding(const void *Iface, std::string_view Type) const {
+  IfaceInstance *Found = interfaceForPointer(Iface);
+  if (Found && Found->Type->Name == Type)
+    return Found;
+  for (const auto &[Name, Each] : Interfaces) {
+    if (!std::ranges::count(Each->Ifaces, Iface))
+      continue;
+    Found = Each.get();
+    if (Found->Type->Name == Type)
+      break;
+  }
+  return Found;
 }
 
 IfaceInstance *Class::getPortIface(std::string_view PropName) const {

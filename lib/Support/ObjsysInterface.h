@@ -5,6 +5,7 @@
 
 #include "orvy/Support/Interfaces.h"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -32,6 +33,7 @@ struct IfaceInstance {
   std::string Doc;
   IfaceType *Type;
   std::vector<void *> Ifaces;
+  std::vector<uint64_t> InPorts; ///< the ports of the class that it is part of
 
   /// The table at an index; null outside the array.
   void *at(int Idx) const {

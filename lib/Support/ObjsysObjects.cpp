@@ -10,6 +10,8 @@
 #include "orvy/Support/Simulator.h"
 
 #include <algorithm>
+#include <string>
+#include <tuple>
 #include <utility>
 
 using namespace orvy::objsys;
@@ -44,18 +46,38 @@ bool isNewAddress(const void *Obj) {
   return Obj && !Present;
 }
 
-// Runs the create function. It may have made an object that exists, or given the name to another
-// one.
-void *makeObject(const Class &Cls, const char *ObjName, const orvy_CreateArg *Args) {
-  void *Obj = Cls.Create(ObjName, countArguments(Args), Args);
-  if (!isNewAddress(Obj))
-    return nullptr;
-  if (!Class::objectForName(ObjName))
-    return Obj;
-  orvy::errs() << "object '" << ObjName << "' already exists\n";
+// The class after one of its functions has run: it may have been forgotten, and another one of that
+// name registered.
+Class *sameClass(const std::string &ClsName, orvy_ObjectDisposeFunc Dispose) {
+  Class *Cls = Class::classForName(ClsName);
+  return Cls && Cls->Dispose == Dispose ? Cls : nullptr;
+}
+
+// Releases what was created and cannot be entered.
+void discard(void *Obj, orvy_ObjectDisposeFunc Dispose) {
   static_cast<orvy_Object *>(Obj)->Class = nullptr;
-  Cls.Dispose(Obj);
-  return nullptr;
+  Dispose(Obj);
+}
+
+// Runs the create function. It may have made an object that exists, given the name to another one,
+// or cleared the system.
+std::pair<void *, Class *> makeObject(const Class &Cls, const std::string &ObjName,
+                                      const orvy_CreateArg *Args) {
+  const std::string ClsName = Cls.Name;
+  const orvy_ObjectDisposeFunc Dispose = Cls.Dispose;
+  void *Obj = Cls.Create(ObjName.c_str(), countArguments(Args), Args);
+  if (!isNewAddress(Obj))
+    return {};
+  Class *Now = sameClass(ClsName, Dispose);
+  if (Now && !Class::objectForName(ObjName))
+    return {Obj, Now};
+  if (Now)
+    orvy::errs() << "object '" << ObjName << "' already exists\n";
+  else
+    orvy::errs() << "class '" << ClsName << "' is gone since object '" << ObjName
+                 << "' was being created\n";
+  discard(Obj, Dispose);
+  return {};
 }
 
 void fillHeader(orvy_Object &Header, Class &Cls) {
@@ -75,6 +97,10 @@ std::pair<void *, Class *> findSimulator() {
   Class *Cls = Class::classForName("Simulator");
   return Sim && Cls && Class::classForObject(Sim) == Cls ? std::pair(Sim, Cls)
                                                          : std::pair<void *, Class *>();
+}
+
+bool isSimulator(const void *Obj, const Class &Cls) {
+  return !Cls.External && Cls.Name == "Simulator" && Class::objectForName("sim") == Obj;
 }
 
 // What clearing disposes itself, in name order. Owned objects go with their components.
@@ -121,13 +147,16 @@ void *Class::createObject(const char *ClsName, const char *ObjName, const orvy_C
     return nullptr;
   }
 
-  void *Obj = makeObject(*Cls, ObjName, Args);
+  // A copy: the name may be one that the registry owns.
+  const std::string Name = ObjName;
+  void *Obj = nullptr;
+  std::tie(Obj, Cls) = makeObject(*Cls, Name, Args);
   if (!Obj)
     return nullptr;
   auto &Header = *static_cast<orvy_Object *>(Obj);
   fillHeader(Header, *Cls);
   ClassRegistry &Registry = ClassRegistry::get();
-  Registry.addObject(ObjName, Obj, *Cls);
+  Registry.addObject(Name.c_str(), Obj, *Cls);
   if (Cls->Qualifier == QualifierCpu)
     Registry.Processors.push_back(Obj);
   else if (Cls->Qualifier == QualifierComponent)
@@ -155,6 +184,11 @@ void Class::disposeObject(void *Obj) {
   const Class *Cls = classForObject(Obj);
   if (!Cls)
     return;
+  if (isSimulator(Obj, *Cls)) {
+    orvy_logError(Obj, "cannot be disposed of, it lives as long as the library; "
+                       "orvy_objsysClear disposes of all other objects");
+    return;
+  }
   orvy_eventEraseAssociatedEvents(Obj);
   orvy::forgetAsyncHolder(Obj);
   ClassRegistry::get().removeObject(Obj);
@@ -176,11 +210,12 @@ void Class::disposeObject(void *Obj) {
 
 void Class::clear() {
   ClassRegistry &Registry = ClassRegistry::get();
+  // Whoever hears of a disposal may clear as well, so nothing is taken out until all are gone.
+  disposeAllBut(Registry, findSimulator().first);
   auto [Sim, SimClass] = findSimulator();
   // Before start-up there is no simulator to keep.
   auto Kept =
       Sim ? Registry.Classes.extract(SimClass->Name) : NameMap<std::unique_ptr<Class>>::node_type();
-  disposeAllBut(Registry, Sim);
   forgetClassesOfTold();
   Registry.Classes.clear();
   clearLoadedPlugins();
@@ -195,8 +230,8 @@ void Class::clear() {
 
 void Class::clearObjects() {
   ClassRegistry &Registry = ClassRegistry::get();
+  disposeAllBut(Registry, findSimulator().first);
   auto [Sim, SimClass] = findSimulator();
-  disposeAllBut(Registry, Sim);
   forgetObjects(Registry);
   if (!Sim)
     return;
@@ -306,31 +341,31 @@ void **orvy_getComponents(void) {
   return arrayOf(Class::getComponents());
 }
 
+// Calls a function, if there is one, for each of the objects that are still there when their turn
+// comes: it may create and dispose of others.
+template <typename T>
+static void forEachIn(const std::vector<void *> &Objs, void (*Func)(T *Obj, void *Arg), void *Arg) {
+  for (void *Obj : Objs)
+    if (Func && Class::classForObject(Obj))
+      Func(static_cast<T *>(Obj), Arg);
+}
+
 void orvy_foreachObject(void (*Func)(void *Obj, void *Arg), void *Arg) {
-  if (!Func)
-    return;
-  for (const auto &[Name, Obj] : Class::objects())
-    Func(Obj, Arg);
+  std::vector<void *> Objs(Class::getObjectList().size());
+  copyObjects(Objs.size(), Objs.data());
+  forEachIn(Objs, Func, Arg);
 }
 
 void orvy_foreachProcessor(void (*Func)(void *Obj, void *Arg), void *Arg) {
-  if (!Func)
-    return;
-  for (void *Obj : Class::getProcessors())
-    Func(Obj, Arg);
+  forEachIn(std::vector(Class::getProcessors()), Func, Arg);
 }
 
 void orvy_foreachComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg) {
-  if (!Func)
-    return;
-  for (void *Obj : Class::getComponents())
-    Func(static_cast<orvy_Component *>(Obj), Arg);
+  forEachIn(std::vector(Class::getComponents()), Func, Arg);
 }
 
 void orvy_foreachRootComponent(void (*Func)(orvy_Component *Comp, void *Arg), void *Arg) {
-  if (!Func)
-    return;
-  for (void *Obj : Class::getComponents())
-    if (!static_cast<orvy_Object *>(Obj)->Component)
-      Func(static_cast<orvy_Component *>(Obj), Arg);
+  std::vector<void *> Roots(Class::getComponents());
+  std::erase_if(Roots, [](void *Obj) { return static_cast<orvy_Object *>(Obj)->Component; });
+  forEachIn(Roots, Func, Arg);
 }

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 
 using namespace orvy::objsys;
 
@@ -132,7 +133,35 @@ orvy_Propval Property::readValue(void *Obj, int Idx) const {
   return Reader ? Reader(Obj, Idx) : getValue(Obj, static_cast<unsigned>(Idx));
 }
 
+bool Property::admits(void *Obj, const orvy_Propval &Pv) const {
+  if (!RequiresInterface)
+    return true;
+  orvy_Vector Vec = Pv.Typ == ovTY_Vector ? Pv.Vector : orvy_Vector{};
+  std::span<const orvy_IfaceRef> Offered = orvy::component::referencesIn(Vec);
+  if (Pv.Typ == ovTY_IfaceRef)
+    Offered = {&Pv.IfaceRef, 1};
+  for (const orvy_IfaceRef &Ref : Offered) {
+    const std::string Fault = Ref.Obj ? faultOf(Ref) : std::string();
+    if (Fault.empty())
+      continue;
+    orvy_logError(Obj, "%s", Fault.c_str());
+    if (Vec.VecData && hasField() && !holdsVector(Obj, Vec))
+      orvy_vecDispose(&Vec);
+    return false;
+  }
+  return true;
+}
+
+bool Property::holdsVector(const void *Obj, const orvy_Vector &Vec) const {
+  for (size_t Idx = 0; Idx < Count; ++Idx)
+    if (getValueUnsafe(Obj, static_cast<unsigned>(Idx)).Vector.VecData == Vec.VecData)
+      return true;
+  return false;
+}
+
 void Property::setValue(void *Obj, orvy_Propval Pv, int Idx) const {
+  if (!admits(Obj, Pv))
+    return;
   if (Setter)
     Setter(Obj, Pv, Idx);
   else if (hasField())
@@ -140,10 +169,10 @@ void Property::setValue(void *Obj, orvy_Propval Pv, int Idx) const {
 }
 
 void Property::writeValue(void *Obj, orvy_Propval Pv, int Idx) const {
-  if (Writer)
-    Writer(Obj, Pv, Idx);
-  else
+  if (!Writer)
     setValue(Obj, Pv, Idx);
+  else if (admits(Obj, Pv))
+    Writer(Obj, Pv, Idx);
 }
 
 void Property::store(void *Obj, const orvy_Propval &Pv, unsigned Idx) const {
@@ -191,11 +220,10 @@ void Property::storeOwned(void *Element, const orvy_Propval &Pv) const {
 }
 
 void Property::storeReference(void *Obj, void *Element, const orvy_Propval &Pv) const {
-  if (objectConformsToInterfaces(Pv.IfaceRef.Obj))
-    return replace(Element, Pv.IfaceRef);
-  const Class *Offered = Class::classForObject(Pv.IfaceRef.Obj);
-  orvy_logError(Obj, "property '%s' requires interface not implemented in '%s'", Name.c_str(),
-                Offered ? Offered->Name.c_str() : "<null>");
+  if (std::string Fault = faultOf(Pv.IfaceRef); !Fault.empty())
+    orvy_logError(Obj, "%s", Fault.c_str());
+  else
+    replace(Element, Pv.IfaceRef);
 }
 
 void *Property::getPointer(void *Obj, unsigned Idx) const {
@@ -216,6 +244,22 @@ void Property::requireInterface(const char *IfaceType) {
 bool Property::objectConformsToInterfaces(void *Obj) const {
   const Class *Cls = Class::classForObject(Obj);
   return Cls && (!RequiresInterface || Cls->hasInterfaceOfType(RequiredInterfaceType));
+}
+
+std::string Property::faultOf(orvy_IfaceRef Ref) const {
+  const Class *Offered = Class::classForObject(Ref.Obj);
+  if (!objectConformsToInterfaces(Ref.Obj))
+    return "property '" + Name + "' requires interface not implemented in '" +
+           (Offered ? Offered->Name : "<null>") + "'";
+  if (!RequiresInterface)
+    return {};
+  // A table that the class does not publish is the model's own affair.
+  const IfaceInstance *Iface = Offered->interfaceHolding(Ref.Iface, RequiredInterfaceType);
+  if (!Iface || Iface->Type->Name == RequiredInterfaceType)
+    return {};
+  return "property '" + Name + "' requires an interface of type '" + RequiredInterfaceType +
+         "', '" + Iface->Name + "' of '" + Offered->Name + "' has the type '" + Iface->Type->Name +
+         "'";
 }
 
 namespace {
@@ -298,11 +342,11 @@ Property &Class::insertProperty(std::unique_ptr<Property> Added) {
 }
 
 void Class::forget(const Property &Replaced) {
-  for (auto &[Name, Bank] : RegisterBanks)
-    std::erase(Bank->Registers, &Replaced);
-  std::erase_if(Ports, [&](const Port &Each) { return Each.Prop == &Replaced; });
-  PortIfaceByProperty.erase(Replaced.Name);
-  std::erase_if(PortPropertyByIface, [&](const auto &Each) { return Each.second == &Replaced; });
+  if (Replaced.isRegister())
+    for (auto &[Name, Bank] : RegisterBanks)
+      std::erase(Bank->Registers, &Replaced);
+  for (uint64_t Number : std::vector(Replaced.InPorts))
+    removePort(Number);
 }
 
 Property &Class::addProperty(const char *PropName, int Offset, orvy_Type Typ, int Count,
@@ -398,8 +442,10 @@ orvy_PropName orvy_getPropName(void *Obj, const char *PropName) {
 unsigned orvy_propInfoForClass(orvy_Class *Cls, unsigned Start, unsigned Max, orvy_PropInfo *Out) {
   if (!Cls)
     return 0;
-  return copyPage(fromHandle(Cls)->Properties, Start, Max, Out, [](const auto &Entry) {
-    const Property &Prop = *Entry.second;
+  Class &Of = *fromHandle(Cls);
+  const auto &Rows = Of.PropertyPages.of(Of.Properties);
+  return copyPage(Rows, Start, Max, Out, [](const auto *Entry) {
+    const Property &Prop = *Entry->second;
     return orvy_PropInfo{Prop.Name.c_str(), Prop.Typ, Prop.Count, Prop.Offset};
   });
 }

@@ -7,7 +7,6 @@
 #include "orvy/Support/Properties.h"
 
 #include <algorithm>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -48,6 +47,9 @@ public:
   void requireInterface(const char *IfaceType);
   /// Whether a reference to the object may be stored.
   bool objectConformsToInterfaces(void *Obj) const;
+  /// Why a reference may not be stored, as a text that names what is wrong; empty if it may. The
+  /// object must be registered, and what it and its table offer must be what is required.
+  std::string faultOf(orvy_IfaceRef Ref) const;
 
   std::string Name;
   int Offset; ///< bytes from the start of the object, -1 for a pseudo property
@@ -60,8 +62,13 @@ public:
   orvy_PropWriter Writer = nullptr;
   orvy_PropReader Reader = nullptr;
   std::string Doc;
+  std::vector<uint64_t> InPorts; ///< the ports of the class that it is part of
 
 private:
+  /// Whether hooks and fields may see a value: none gets a table that it would take for another.
+  /// Logs what is refused, and releases what the object would have taken over.
+  bool admits(void *Obj, const orvy_Propval &Pv) const;
+  bool holdsVector(const void *Obj, const orvy_Vector &Vec) const;
   void store(void *Obj, const orvy_Propval &Pv, unsigned Idx) const;
   void storeOwned(void *Element, const orvy_Propval &Pv) const;
   void storeReference(void *Obj, void *Element, const orvy_Propval &Pv) const;
@@ -127,10 +134,28 @@ unsigned copyPage(const Container &Items, unsigned Start, unsigned Max, Row *Out
   if (Start >= Items.size())
     return 0;
   auto Count = static_cast<unsigned>(std::min<size_t>(Max, Items.size() - Start));
-  std::transform(std::next(Items.begin(), Start), std::next(Items.begin(), Start + Count), Out,
-                 Convert);
+  std::transform(Items.begin() + Start, Items.begin() + Start + Count, Out, Convert);
   return Count;
 }
+
+/// The entries of a map by position, for paging. The map only grows: an entry stays where it is,
+/// also when the record in it is replaced.
+template <typename Map> class PageIndex {
+public:
+  using Entries = std::vector<const typename Map::value_type *>;
+
+  const Entries &of(const Map &Items) {
+    if (Listed.size() == Items.size())
+      return Listed;
+    Listed.clear();
+    for (const auto &Entry : Items)
+      Listed.push_back(&Entry);
+    return Listed;
+  }
+
+private:
+  Entries Listed;
+};
 
 inline RegisterBank *fromHandle(orvy_RegisterBank *Bank) {
   return reinterpret_cast<RegisterBank *>(Bank);

@@ -170,8 +170,9 @@ unsigned orvy_getRegisterBanks(orvy_Class *Cls, unsigned Start, unsigned Max,
                                orvy_RegisterBank **Out) {
   if (!Cls)
     return 0;
-  return copyPage(fromHandle(Cls)->RegisterBanks, Start, Max, Out,
-                  [](const auto &Entry) { return toHandle(Entry.second.get()); });
+  Class &Of = *fromHandle(Cls);
+  return copyPage(Of.BankPages.of(Of.RegisterBanks), Start, Max, Out,
+                  [](const auto *Entry) { return toHandle(Entry->second.get()); });
 }
 
 const char *orvy_getRegisterBankName(orvy_RegisterBank *Bank) {
@@ -247,11 +248,12 @@ uint64_t orvy_getFieldMask(orvy_Field *Field) {
 uint64_t orvy_getFieldValue(void *Obj, const char *RegName, const char *FieldName) {
   if (!hasFieldArguments(Obj, RegName, FieldName))
     return 0;
-  const Field *Fld = findField(Obj, RegName, FieldName);
-  if (!Fld)
+  if (!findField(Obj, RegName, FieldName))
     return 0;
   orvy_Propval Pv = orvy_getValue(Obj, RegName, -1);
-  return orvy_isNumber(Pv) ? Fld->extract(orvy_asUnsigned(Pv)) : 0;
+  // Its Getter may have had the class forgotten.
+  const Field *Fld = findField(Obj, RegName, FieldName);
+  return Fld && orvy_isNumber(Pv) ? Fld->extract(orvy_asUnsigned(Pv)) : 0;
 }
 
 int orvy_setFieldValue(void *Obj, const char *RegName, const char *FieldName, uint64_t Val) {

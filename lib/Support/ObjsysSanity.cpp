@@ -6,6 +6,10 @@
 #include "ObjsysClass.h"
 
 #include "orvy/Support/Logging.h"
+#include "orvy/Support/Propval.h"
+
+#include <string>
+#include <vector>
 
 using namespace orvy;
 using namespace orvy::cl;
@@ -13,13 +17,20 @@ using namespace orvy::objsys;
 
 namespace {
 
-int countOpen(const Class &Cls, void *Obj, int Report) {
+bool isOpen(void *Obj, const std::string &PropName) {
+  const orvy_Propval Pv = orvy_getValue(Obj, PropName.c_str(), 0);
+  return !Pv.IfaceRef.Obj || !Pv.IfaceRef.Iface;
+}
+
+int countOpen(void *Obj, int Report) {
+  // A Getter may dispose of its object, or have the class forgotten.
+  std::vector<std::string> Names;
+  for (const auto &[Name, Prop] : Class::classForObject(Obj)->Properties)
+    if (Prop->Typ == ovTY_IfaceRef && Prop->Count == 1)
+      Names.push_back(Name);
   int Count = 0;
-  for (const auto &[Name, Prop] : Cls.Properties) {
-    if (Prop->Typ != ovTY_IfaceRef || Prop->Count != 1)
-      continue;
-    const orvy_IfaceRef Ref = Prop->getValue(Obj, 0).IfaceRef;
-    if (Ref.Obj && Ref.Iface)
+  for (const std::string &Name : Names) {
+    if (!isOpen(Obj, Name) || !Class::classForObject(Obj))
       continue;
     ++Count;
     if (Report)
@@ -29,11 +40,9 @@ int countOpen(const Class &Cls, void *Obj, int Report) {
 }
 
 int checkObject(void *Obj, int Report) {
-  const Class &Cls = *Class::classForObject(Obj);
-  const IfaceInstance *Iface = Cls.getInterface("ObjectIface");
+  const IfaceInstance *Iface = Class::classForObject(Obj)->getInterface("ObjectIface");
   const auto *Table = Iface ? static_cast<const ObjectIface *>(Iface->at(0)) : nullptr;
-  return Table && Table->checkSanity ? Table->checkSanity(Obj, Report)
-                                     : countOpen(Cls, Obj, Report);
+  return Table && Table->checkSanity ? Table->checkSanity(Obj, Report) : countOpen(Obj, Report);
 }
 
 Command ObjsysCheckSanity(

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <exception>
 
 using namespace orvy;
 using objsys::PluginManager;
@@ -79,7 +80,7 @@ int PluginManager::load(const std::string &File, const Reporter &Report) {
   void *Handle = dlopen(File.c_str(), RTLD_NOW);
   if (!Handle)
     return Report.NotOpened(File, loaderError()), NotOpened;
-  if (Handles.contains(Handle))
+  if (Handles.contains(Handle) || Entered.contains(Handle))
     return Report.AlreadyLoaded(File), AlreadyLoaded;
   const auto Init = reinterpret_cast<void (*)()>(dlsym(Handle, "orvy_pluginInit"));
   if (!Init) {
@@ -87,13 +88,46 @@ int PluginManager::load(const std::string &File, const Reporter &Report) {
     dlclose(Handle);
     return NoEntryPoint;
   }
-  // Entered ahead of the call, so that plug-ins that load one another come to an end.
+  Report.Loaded(File);
+  return enter(File, Handle, Init);
+}
+
+void PluginManager::record(const std::string &File, void *Handle) {
   Plugins.insert(File);
   LoadedFiles.insert(File);
   Handles.insert(Handle);
-  Report.Loaded(File);
-  Init();
-  return Loaded;
+}
+
+void PluginManager::forget(const std::string &File, void *Handle) {
+  Plugins.erase(File);
+  LoadedFiles.erase(File);
+  Handles.erase(Handle);
+}
+
+// Calls an entry point, which may load others, and clear the object system. A library whose entry
+// point throws stays open: what it has registered so far lies in it.
+int PluginManager::enter(const std::string &File, void *Handle, void (*Init)()) {
+  const char *Why = "an exception";
+  std::string Text;
+  // Recorded ahead of the call, so that plug-ins that load one another come to an end.
+  record(File, Handle);
+  Entered.insert(Handle);
+  try {
+    Init();
+    Why = nullptr;
+  } catch (const std::exception &E) {
+    Text = E.what();
+    Why = Text.c_str();
+  } catch (...) {
+  }
+  Entered.erase(Handle);
+  if (!Why) {
+    record(File, Handle);
+    return Loaded;
+  }
+  forget(File, Handle);
+  orvy_logError(nullptr, "the entry point of plugin '%s' failed: %s", File.c_str(), Why);
+  return NotOpened;
 }
 
 int PluginManager::doLoad(const std::string &File) {

@@ -41,12 +41,16 @@ private:
   int doLoad(const std::string &File);
   int oldDoLoad(const std::string &File);
   int load(const std::string &File, const Reporter &Report);
+  int enter(const std::string &File, void *Handle, void (*Init)());
+  void record(const std::string &File, void *Handle);
+  void forget(const std::string &File, void *Handle);
   int oldLoadForm(const std::string &Form, bool FirstFileDecides);
   std::string findCandidate(const std::string &Name) const;
 
   PluginNames Plugins;
   PluginNames LoadedFiles;
   std::set<void *> Handles;
+  std::set<void *> Entered; ///< those whose entry point runs, also when all is forgotten meanwhile
   std::vector<std::string> Paths;
 };
 

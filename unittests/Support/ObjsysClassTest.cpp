@@ -196,6 +196,33 @@ TEST_F(Objects, ThatTakeTheirOwnNameWhileBeingMadeAreDisposed) {
   EXPECT_EQ(orvy_classForObjectName("a"), Thing);
 }
 
+TEST_F(Objects, WhoseCreationForgetsTheirClassAreDisposed) {
+  const orvy_ObjectCreateFunc Clearing = [](const char *Name, int, const orvy_CreateArg *) {
+    orvy_objsysClear();
+    return create(Name, 0, nullptr);
+  };
+  orvy_Class *Cls = orvy_registerClass("Clearing", Clearing, dispose);
+  EXPECT_EQ(errorsOf([&] {
+              // The name is the class's own.
+              EXPECT_EQ(orvy_createObject(orvy_nameForClass(Cls), "a", nullptr), nullptr);
+            }),
+            "class 'Clearing' is gone since object 'a' was being created\n");
+  EXPECT_THAT(takeCalls(), ElementsAre("create a 0", "dispose"));
+  EXPECT_EQ(orvy_getObjectCount(), 0u);
+
+  orvy_registerClass(
+      "Again",
+      [](const char *Name, int, const orvy_CreateArg *) {
+        orvy_objsysClear();
+        orvy_registerClass("Again", create, dispose);
+        return create(Name, 0, nullptr);
+      },
+      dispose);
+  void *Obj = make("a", "Again");
+  ASSERT_NE(Obj, nullptr);
+  EXPECT_EQ(orvy_classForObject(Obj), orvy_classForName("Again"));
+}
+
 TEST_F(Objects, AreDisposedInASetOrder) {
   struct Watch {
     static void will(void *, void *Source, void *Info) {
@@ -280,6 +307,44 @@ TEST_F(Objects, GoInTheOrderOfTheirNames) {
                              [](void *, void *, void *Info) { Gone.push_back(Info); });
   orvy_objsysClearObjects();
   EXPECT_THAT(Gone, ElementsAre(A, B, C));
+}
+
+TEST_F(Objects, MayClearDuringAClear) {
+  orvy::sim::registerAndCreateSimulatorObject();
+  void *Sim = orvy_objectForName("sim");
+  orvy_Class *SimClass = orvy_classForObject(Sim);
+  orvy_subscribeNotification("orvy.objectWillBeDisposed", make("a"), nullptr,
+                             [](void *, void *, void *) { orvy_objsysClear(); });
+  make("b");
+  takeCalls();
+  orvy_objsysClear();
+  EXPECT_THAT(takeCalls(), ElementsAre("dispose", "dispose"));
+  EXPECT_THAT(names(), ElementsAre("sim"));
+  EXPECT_EQ(orvy_classForObject(orvy_objectForName("sim")), SimClass);
+  EXPECT_EQ(orvy_classForName("Thing"), nullptr);
+  orvy_eventDepublishAll();
+}
+
+TEST_F(Objects, MayGoWhileTheyAreEnumerated) {
+  void *Objs[] = {make("a"), make("b", "Cpu"), make("c", "Cpu")};
+  takeCalls();
+  const auto DisposeAll = [](void *, void *Arg) {
+    Calls.push_back("called");
+    for (void *Obj : *static_cast<void *(*)[3]>(Arg))
+      orvy_disposeObject(Obj);
+  };
+  orvy_foreachObject(DisposeAll, &Objs);
+  EXPECT_THAT(takeCalls(), ElementsAre("called", "dispose", "dispose", "dispose"));
+}
+
+TEST_F(Objects, TheSimulatorCannotBeDisposed) {
+  orvy::sim::registerAndCreateSimulatorObject();
+  void *Sim = orvy_objectForName("sim");
+  orvy_disposeObject(Sim);
+  EXPECT_EQ(orvy_objectForName("sim"), Sim);
+  EXPECT_STREQ(orvy_nameForClass(orvy_classForObject(Sim)), "Simulator");
+  EXPECT_EQ(Log.count(":error: sim : cannot be disposed of"), 1);
+  orvy_eventDepublishAll();
 }
 
 TEST_F(Objects, MayDisposeEachOtherDuringAClear) {
@@ -386,19 +451,21 @@ TEST_F(Objects, AreEnumerated) {
 
 TEST_F(Objects, AreClassified) {
   void *Obj = make("a");
-  EXPECT_FALSE(orvy_isCpu(Obj) || orvy_isMachine(Obj) || orvy_isMemory(Obj) ||
-               orvy_isComponent(Obj));
-  EXPECT_TRUE(orvy_isQualifiedAs(Obj, 0));
+  for (unsigned Qualifier : {0u, 1u, 2u, 4u, 5u, 6u, 4711u}) {
+    orvy_qualifyAs(Thing, Qualifier);
+    EXPECT_EQ(orvy_isCpu(Obj), Qualifier == 1) << Qualifier;
+    EXPECT_EQ(orvy_isMachine(Obj), Qualifier == 2) << Qualifier;
+    EXPECT_EQ(orvy_isMemory(Obj), Qualifier == 4) << Qualifier;
+    EXPECT_EQ(orvy_isComponent(Obj), Qualifier == 5) << Qualifier;
+    EXPECT_TRUE(orvy_isQualifiedAs(Obj, Qualifier));
+    EXPECT_FALSE(orvy_isQualifiedAs(Obj, Qualifier + 1));
+  }
   orvy_qualifyAsCpu(Thing);
   EXPECT_TRUE(orvy_isCpu(Obj));
   orvy_qualifyAsMachine(Thing);
   EXPECT_TRUE(orvy_isMachine(Obj));
   orvy_qualifyAsMemory(Thing);
   EXPECT_TRUE(orvy_isMemory(Obj));
-  orvy_qualifyAs(Thing, 5);
-  EXPECT_TRUE(orvy_isComponent(Obj));
-  orvy_qualifyAs(Thing, 4711);
-  EXPECT_TRUE(orvy_isQualifiedAs(Obj, 4711));
   EXPECT_FALSE(orvy_isExternal(Obj));
   EXPECT_THAT(Log.take(), IsEmpty());
 

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstdio>
 #include <stdexcept>
 
@@ -97,6 +98,27 @@ TEST_F(Interfaces, AreReplacedByOnesOfTheSameName) {
   orvy_addInterface(Cls, "wire", "WireIface", &Other, 0, "");
   EXPECT_EQ(orvy_connect(A, "wires", B, "wire"), 0);
   EXPECT_EQ(B->Wires[0].Obj, nullptr) << "the port was paired with the old interface";
+}
+
+TEST_F(Interfaces, AndPropertiesOfLargeClassesAreReplacedAndPagedInPassableTime) {
+  constexpr int Count = 20000;
+  std::vector<EchoIface> Tables(Count);
+  orvy_Class *Cls = orvy_registerExternalClass("Large");
+  const auto Start = std::chrono::steady_clock::now();
+  for (int Turn = 0; Turn < 2; ++Turn)
+    for (int I = 0; I < Count; ++I) {
+      const std::string Name = "n" + std::to_string(I);
+      orvy_addProperty(Cls, Name.c_str(), 0, ovTY_IfaceRef, 1, nullptr, nullptr, "");
+      orvy_addInterface(Cls, Name.c_str(), "EchoIface", &Tables[I], 0, "");
+      orvy_addPort(Cls, Name.c_str(), Name.c_str(), "");
+    }
+  orvy_PropInfo Row = {};
+  for (unsigned I = 0; I < Count; ++I)
+    ASSERT_EQ(orvy_propInfoForClass(Cls, I, 1, &Row), 1u);
+  EXPECT_STREQ(Row.Name, "n9999") << "the last by name";
+  EXPECT_EQ(orvy::objsys::fromHandle(Cls)->Ports.size(), size_t{Count});
+  // A walk over all of them for each would take minutes.
+  EXPECT_LT(std::chrono::steady_clock::now() - Start, std::chrono::seconds(8));
 }
 
 TEST_F(Interfaces, WarnAboutTheirName) {
@@ -218,6 +240,135 @@ TEST_F(Connections, RefusedByTheRequirementStillSucceed) {
                                       "implemented in 'Mute'"));
 }
 
+TEST_F(Connections, RefuseATableOfAnotherTypeOnEveryRoad) {
+  orvy_Class *Cls = orvy_classForObject(A);
+  for (const char *Name : {"refs", "wires", "dynamic", "refvector"})
+    orvy_requireInterface(Cls, Name, "EchoIface");
+  const auto Fault = [](const std::string &Prop) {
+    return "property '" + Prop +
+           "' requires an interface of type 'EchoIface', 'wire' of 'Model' has the type "
+           "'WireIface'";
+  };
+  struct {
+    const char *Prop;
+    int Result; ///< of a single reference the refusal does not change it
+  } Rows[] = {
+      {"strict",    0 },
+      {"refs[2]",   0 },
+      {"wires",     0 },
+      {"dynamic",   -1},
+      {"refvector", -1},
+  };
+  for (const auto &[Prop, Result] : Rows) {
+    const std::string Said = Fault(std::string(Prop).substr(0, std::string(Prop).find('[')));
+    EXPECT_STREQ(orvy_connectionFault(A, Prop, B, "wire[1]"), Said.c_str());
+    EXPECT_THAT(Log.take(), IsEmpty()) << "asking tells nobody";
+    EXPECT_EQ(orvy_connect(A, Prop, B, "wire[1]"), Result) << Prop;
+    EXPECT_EQ(Log.count(":error: a : " + Said), 1) << Prop;
+    Log.clear();
+    EXPECT_EQ(orvy_connectionFault(A, Prop, B, "echoes[3]"), nullptr) << Prop;
+  }
+  orvy_setValue(A, "strict", ref(B, &Wires[1]), 0);
+  orvy_writeValue(A, "dynamic", ref(B, &Wires[0]), 0);
+  orvy_setValue(A, "refvector", ref(B, &Wires[0]), 0);
+  orvy_Vector Mixed = orvy_vecCreate(ovTY_IfaceRef);
+  orvy_vecPush(&Mixed, ref(B, &Echo)), orvy_vecPush(&Mixed, ref(B, &Wires[0]));
+  orvy_setValue(A, "refvector", {.Typ = ovTY_Vector, .Vector = Mixed}, 0);
+  EXPECT_THAT(Log.take(),
+              ElementsAre(":error: a : " + Fault("strict"), ":error: a : " + Fault("dynamic"),
+                          ":error: a : " + Fault("refvector"),
+                          ":error: a : " + Fault("refvector")));
+  for (void *Obj : {A->Strict.Obj, A->Refs[2].Obj, A->Wires[0].Obj})
+    EXPECT_EQ(Obj, nullptr);
+  EXPECT_EQ(A->Dynamic.Size, 0u);
+  EXPECT_EQ(orvy_vecGetSize(&A->RefVector), 0u);
+
+  // The same table under two types is what either asks for.
+  orvy_addInterface(Cls, "alias", "OtherIface", &Echo, 0, "");
+  EXPECT_EQ(orvy_connect(A, "strict", B, "alias"), 0);
+  EXPECT_EQ(A->Strict.Iface, &Echo);
+}
+
+TEST_F(Connections, SayWhyTheyCannotBeMade) {
+  orvy_connect(A, "ref", B, "echo");
+  orvy_connect(B, "wires", A, "wire");
+  struct {
+    const char *Prop, *Iface, *Fault;
+  } Rows[] = {
+      {"strict",     "echo",      nullptr                                                                     },
+      {"wires[1]",   "wire",      nullptr                                                                     },
+      {"refvector",  "echo",      nullptr                                                                     },
+      {"strict",     "nothing",   "there is no interface 'nothing'"                                           },
+      {"strict",     "echoes[4]", "there is no interface 'echoes[4]'"                                         },
+      {"nothing",    "echo",      "there is no property 'nothing'"                                            },
+      {"u32",        "echo",      "property 'u32' is not an interface reference"                              },
+      {"vector",     "echo",
+       "property 'vector' is not a vector of interface references, or has an index"                           },
+      {"dynamic[1]", "echo",      "property 'dynamic[1]' has no such element"                                 },
+      {"refs[4]",    "echo",      "property 'refs[4]' has no such element"                                    },
+      {"refs[-1]",   "echo",      "property 'refs[-1]' has no such element"                                   },
+      {"ref",        "echo",      "property 'ref' has no free element; an index, as in 'ref[0]', replaces one"},
+      {"refs[x]",    "echo",      "an index is not a number in 'refs[x]' or 'echo'"                           },
+      {"wires",      "wire",      "property 'wires' cannot be connected back: the port of 'wire' is taken"    },
+  };
+  for (const auto &Row : Rows)
+    EXPECT_STREQ(orvy_connectionFault(A, Row.Prop, B, Row.Iface), Row.Fault) << Row.Prop;
+  EXPECT_STREQ(orvy_connectionFault(A, "ref", this, "echo"), "an object or a name is missing");
+  EXPECT_THAT(Log.take(), IsEmpty());
+}
+
+std::vector<std::string> Routes;
+
+TEST_F(Connections, WriteWhatTheySeeOnTheGetRoute) {
+  Routes.clear();
+  orvy_addProperty(
+      orvy_classForObject(A), "routed", offsetof(Model, Refs), ovTY_IfaceRef, 4,
+      [](void *Obj, orvy_Propval Pv, int Idx) {
+        Routes.push_back("write @" + std::to_string(Idx));
+        static_cast<Model *>(Obj)->Refs[Idx] = Pv.IfaceRef;
+      },
+      [](void *, int Idx) {
+        Routes.push_back("read @" + std::to_string(Idx));
+        return orvy_Propval{};
+      },
+      "");
+  A->Refs[0] = {B, &Echo};
+  EXPECT_EQ(orvy_connect(A, "routed", B, "echo"), 0);
+  EXPECT_THAT(Routes, ElementsAre("write @1"));
+  EXPECT_EQ(A->Refs[1].Obj, B);
+}
+
+TEST_F(Connections, EndWhenAWriterTakesTheirObjectsAway) {
+  constexpr orvy_PropWriter Writers[] = {
+      [](void *, orvy_Propval Pv, int) { orvy_disposeObject(Pv.IfaceRef.Obj); },
+      [](void *Obj, orvy_Propval, int) { orvy_disposeObject(Obj); },
+      [](void *, orvy_Propval, int) { orvy_objsysClear(); },
+  };
+  for (orvy_PropWriter Writer : Writers) {
+    orvy_objsysClear();
+    Model *From = createModel("from");
+    Model *To = createModel("to");
+    orvy_Class *Cls = orvy_classForObject(From);
+    orvy_addProperty(Cls, "wires", offsetof(Model, Wires), ovTY_IfaceRef, 2, Writer, nullptr, "");
+    orvy_addPort(Cls, "wires", "wire", "");
+    EXPECT_EQ(orvy_connect(From, "wires", To, "wire"), -1);
+    EXPECT_EQ(Log.count("an object was disposed of while its property 'wires' was connected"), 1);
+    Log.clear();
+  }
+}
+
+TEST_F(Connections, OfPortsOfTwoClassesGoBackToTheTargetsOwnElement) {
+  orvy_Class *Far = registerModel("Far");
+  orvy_addPort(Far, "refs", "wire", "");
+  Model *C = createModel("c", "Far");
+  EXPECT_EQ(orvy_connect(A, "wires", C, "wire[1]"), 0);
+  EXPECT_EQ(A->Wires[0].Iface, &Wires[1]);
+  EXPECT_EQ(C->Refs[1].Obj, A);
+  EXPECT_EQ(C->Refs[1].Iface, &Wires[0]) << "the source's table at the source's index";
+  EXPECT_EQ(C->Refs[0].Obj, nullptr);
+  EXPECT_EQ(C->Wires[1].Obj, nullptr) << "not the property of the source's class";
+}
+
 TEST_F(Connections, OfPortsGoBothWays) {
   EXPECT_EQ(orvy_connect(A, "wires", B, "wire"), 0);
   EXPECT_EQ(A->Wires[0].Obj, B);
@@ -262,7 +413,7 @@ TEST_F(Connections, PortsNeedAReferencePropertyAndAnInterface) {
   EXPECT_EQ(orvy_addPort(Cls, "ref", "echo", "both ways"), 0);
   EXPECT_EQ(Record->getPortIface("ref")->Name, "echo");
   EXPECT_EQ(Record->getPortProp("echo")->Name, "ref");
-  EXPECT_EQ(Record->Ports.back().Doc, "both ways");
+  EXPECT_EQ(Record->Ports.rbegin()->second.Doc, "both ways");
 }
 
 TEST(ReferenceArrays, GrowByDoubling) {

@@ -124,6 +124,31 @@ TEST_F(Plugins, ThatNeedOneAnotherComeToAnEnd) {
                                       ":info:: CircularA needs CircularB: 0"));
 }
 
+TEST_F(Plugins, AreRecordedWhateverTheirEntryPointDoes) {
+  install("Hostile", "libHostile.so");
+  const char *AlreadyLoaded = ":warning:: plugin './libHostile.so' already loaded";
+  for (const char *Deed : {"clear", "reload"}) {
+    Environment Given{"HOSTILE_DEED", Deed};
+    EXPECT_EQ(orvy_loadPlugin("Hostile"), 0);
+    EXPECT_THAT(getLoadedPlugins(), ElementsAre("./libHostile.so")) << Deed;
+    EXPECT_EQ(orvy_loadPlugin("Hostile"), 1);
+    EXPECT_EQ(Log.count("entered"), 1) << Deed;
+    EXPECT_EQ(Log.count(AlreadyLoaded), Deed == std::string("clear") ? 1 : 2);
+    orvy_objsysClear();
+    Log.clear();
+  }
+  for (const auto &[Deed, Why] :
+       {std::pair("throw", "no licence"), std::pair("throw number", "an exception")}) {
+    Environment Given{"HOSTILE_DEED", Deed};
+    EXPECT_EQ(orvy_loadPlugin("Hostile"), 2);
+    EXPECT_THAT(getLoadedPlugins(), IsEmpty());
+    EXPECT_THAT(Log.take(),
+                ElementsAre(":info:: entered",
+                            ":error:: the entry point of plugin './libHostile.so' failed: " +
+                                std::string(Why)));
+  }
+}
+
 TEST_F(Plugins, ABadFileEndsTheSearch) {
   Dir.file("first/libModel.so", "no library");
   install("Counting", "second/libModel.so");

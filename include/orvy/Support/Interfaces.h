@@ -116,6 +116,14 @@ ORVY_API orvy_IfaceRef orvy_ifaceRefArrayGet(const orvy_IfaceRefArray *Arr, unsi
  * @return 0, or -1 on failure
  */
 ORVY_API int orvy_connect(void *A, const char *PropName, void *B, const char *IfaceName);
+/**
+ * Says why orvy_connect would not make a connection, changing nothing: for those who tell the user,
+ * as orvy_connect often fails without a word, and returns 0 for a target that the property refuses.
+ * @return null if the connection can be made; else a text without a full stop, which lives until
+ * the next call on this thread
+ */
+ORVY_API const char *orvy_connectionFault(void *A, const char *PropName, void *B,
+                                          const char *IfaceName);
 /** Has an object that is not external follow the time of TS, a processor, machine or clock, and
  * tells it so through timeSourceSet of its ObjectIface. */
 ORVY_API void orvy_setTimeSource(void *Obj, void *TS);
