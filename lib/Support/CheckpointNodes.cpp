@@ -86,6 +86,13 @@ orvy_Propval valueOf(orvy_Type Typ, const void *Element) {
   return Pv;
 }
 
+LostReferences Lost;
+
+void lose(const std::string &Why) {
+  if (Lost.Count++ == 0)
+    Lost.First = Why;
+}
+
 uint64_t bitsOf(orvy_Type Typ) {
   return 8 * typeToSize(Typ);
 }
@@ -221,11 +228,29 @@ Json typedValue(const orvy_Propval &Pv, Form F, unsigned Level) {
   }
 }
 
+/// A reference as it can be written: null if its object has no name or does not publish the table.
+orvy_Propval writable(const orvy_Propval &Pv) {
+  try {
+    if (Pv.Typ == ovTY_Obj)
+      nameOfObject(Pv.Obj);
+    else if (Pv.Typ == ovTY_IfaceRef && Class::nameForObject(Pv.IfaceRef.Obj))
+      nameOfIface(Pv.IfaceRef);
+    else if (Pv.Typ == ovTY_IfaceRef && Pv.IfaceRef.Obj)
+      throw Unfit("it refers to an object without a name");
+    return Pv;
+  } catch (const Unfit &Why) {
+    lose(Why.what());
+    orvy_Propval Null = {};
+    Null.Typ = Pv.Typ;
+    return Null;
+  }
+}
+
 void appendElement(Json::array_t &Data, const orvy_Propval &Pv, Form F, unsigned Level) {
   if (isNested(Pv.Typ))
     Data.push_back(typedValue(Pv, F, Level + 1));
   else
-    appendScalar(Data, Pv);
+    appendScalar(Data, writable(Pv));
 }
 
 Json dictEntries(orvy_Dict *Dict, Form F, unsigned Level) {
@@ -233,7 +258,7 @@ Json dictEntries(orvy_Dict *Dict, Form F, unsigned Level) {
   Json Data = Json::object();
   const char *Key = Dict ? orvy_dictGetNextKey(Dict, nullptr) : nullptr;
   for (; Key; Key = orvy_dictGetNextKey(Dict, Key))
-    Data[Key] = typedValue(orvy_dictGetValue(Dict, Key), F, Level + 1);
+    Data[Key] = typedValue(writable(orvy_dictGetValue(Dict, Key)), F, Level + 1);
   return Data;
 }
 
@@ -296,6 +321,10 @@ const char *typeIdToString(orvy_Type Typ) {
 orvy_Type stringToTypeId(std::string_view Name) {
   auto Found = NameTypeIdMap.find(Name);
   return Found == NameTypeIdMap.end() ? ovTY_Invalid : Found->second;
+}
+
+LostReferences takeLostReferences() {
+  return std::exchange(Lost, {});
 }
 
 Json getTypedScalarNode(const orvy_Propval &Pv) {
@@ -387,6 +416,23 @@ const Json &Entries::at(size_t Idx) const {
   return (*Plain)[Idx];
 }
 
+namespace {
+
+/// The whole number that a real one stands for, as in 5.0 or 1e3: other writers of JSON tell the
+/// two kinds apart in other ways, or not at all.
+template <typename Whole> Whole wholeNumber(double Real, Whole Min, Whole Max) {
+  // Of 2^64 and its like the type's greatest number is the neighbour below.
+  bool IsInRange = Real >= static_cast<double>(Min) && Real <= static_cast<double>(Max) &&
+                   Real < std::ldexp(1.0, std::numeric_limits<Whole>::digits);
+  if (!IsInRange)
+    throw Unfit("it holds a number that is out of range");
+  if (Real != std::trunc(Real))
+    throw Unfit("it holds a number that is not whole");
+  return static_cast<Whole>(Real);
+}
+
+} // namespace
+
 uint64_t Entries::unsignedAt(size_t Idx, uint64_t Max) const {
   uint64_t Number = 0;
   if (Packed) {
@@ -395,6 +441,8 @@ uint64_t Entries::unsignedAt(size_t Idx, uint64_t Max) const {
     std::memcpy(&Number, Packed->data() + Idx * Width, Width);
   } else {
     const Json &Entry = at(Idx);
+    if (Entry.is_number_float())
+      return wholeNumber<uint64_t>(Entry.get<double>(), 0, Max);
     if (!Entry.is_number_unsigned() && !(Entry.is_number_integer() && Entry.get<int64_t>() >= 0)) {
       Entry.get<uint64_t>(); // the library tells what is no number
       throw Unfit("it holds a number that is out of range");
@@ -407,6 +455,8 @@ uint64_t Entries::unsignedAt(size_t Idx, uint64_t Max) const {
 }
 
 int64_t Entries::signedAt(size_t Idx, int64_t Min, int64_t Max) const {
+  if (!Packed && at(Idx).is_number_float())
+    return wholeNumber(at(Idx).get<double>(), Min, Max);
   if (Packed || !at(Idx).is_number_integer() || at(Idx).is_number_unsigned() ||
       at(Idx).get<int64_t>() >= 0)
     return static_cast<int64_t>(unsignedAt(Idx, static_cast<uint64_t>(Max)));
@@ -605,19 +655,38 @@ Owned readString(const Entries &Data, size_t Idx) {
   return Owned(Pv);
 }
 
+/// A reference inside a container: null if there is no such object or interface.
+orvy_Propval readReference(const Entries &Data, orvy_Type Typ, size_t Idx) {
+  orvy_Propval Pv = {};
+  Pv.Typ = Typ;
+  if (Typ == ovTY_Obj) {
+    bool Known;
+    Pv.Obj = objectAt(Data, Idx, &Known);
+    if (!Known)
+      lose("it refers to the object '" + Data.textAt(Idx) + "', which does not exist");
+    return Pv;
+  }
+  try {
+    Pv.IfaceRef = ifaceAt(Data, Idx);
+  } catch (const Unfit &Why) {
+    lose(Why.what());
+    return Pv;
+  }
+  if (!Pv.IfaceRef.Iface) {
+    lose("it refers to the interface '" + Data.at(Idx).at("iface").get<std::string>() +
+         "', which does not exist");
+    Pv.IfaceRef = {};
+  }
+  return Pv;
+}
+
 /// An element that is no container.
 Owned readFlat(const Entries &Data, orvy_Type Typ, size_t Idx) {
   if (isNumber(Typ))
     return Owned(numberAt(Data, Typ, Idx));
   if (Typ == ovTY_String)
     return readString(Data, Idx);
-  orvy_Propval Pv = {};
-  Pv.Typ = Typ;
-  if (Typ == ovTY_Obj)
-    Pv.Obj = objectAt(Data, Idx);
-  else
-    Pv.IfaceRef = ifaceAt(Data, Idx);
-  return Owned(Pv);
+  return Owned(readReference(Data, Typ, Idx));
 }
 
 Owned readElement(const Entries &Data, orvy_Type Typ, size_t Idx, unsigned Level) {

@@ -40,6 +40,15 @@ const char *typeIdToString(orvy_Type Typ);
 /// The type of that name; ovTY_Invalid if there is none.
 orvy_Type stringToTypeId(std::string_view Name);
 
+/// References inside containers that could not be written or read and are null now. A property is
+/// not given up for them: whoever writes or restores one asks afterwards.
+struct LostReferences {
+  size_t Count = 0;
+  std::string First; ///< what is wrong with the first of them
+};
+/// Those since the last call.
+LostReferences takeLostReferences();
+
 // Nodes of values inside containers, which tell their own type.
 
 Json getTypedScalarNode(const orvy_Propval &Pv);

@@ -365,6 +365,34 @@ orvy_Component *component::find(const void *Obj) {
   return Is ? static_cast<orvy_Component *>(const_cast<void *>(Obj)) : nullptr;
 }
 
+component::WithoutGone::WithoutGone(void *Obj) : Comp(find(Obj)) {
+  if (!Comp)
+    return;
+  Objects = std::exchange(Comp->Objects, orvy_vecCreate(ovTY_Obj));
+  Components = std::exchange(Comp->Components, orvy_vecCreate(ovTY_Obj));
+  Clocks = std::exchange(Comp->Clocks, orvy_vecCreate(ovTY_IfaceRef));
+  for (void *Inner : objectsIn(Objects))
+    if (owns(*Comp, Inner))
+      push(Comp->Objects, Inner);
+  for (void *Inner : objectsIn(Components))
+    if (owns(*Comp, Inner))
+      push(Comp->Components, Inner);
+  for (const orvy_IfaceRef &Ref : referencesIn(Clocks))
+    if (const Class *Cls = Class::classForObject(Ref.Obj); Cls && isClock(Ref))
+      push(Comp->Clocks, Ref);
+}
+
+component::WithoutGone::~WithoutGone() {
+  if (!Comp)
+    return;
+  for (auto [Shown, Kept] :
+       {std::pair(&Comp->Objects, &Objects), std::pair(&Comp->Components, &Components),
+        std::pair(&Comp->Clocks, &Clocks)}) {
+    disposeVector(*Shown);
+    *Shown = *Kept;
+  }
+}
+
 void component::adoptRestored() {
   // What creation made and the checkpoint does not list would belong to a component that does not
   // dispose of it.

@@ -16,6 +16,21 @@ orvy_Component *find(const void *Obj);
 /// The references in a vector; none if it holds anything else.
 std::span<orvy_IfaceRef> referencesIn(orvy_Vector &Vec);
 
+/// Hides from the lists of an object, if it is a component, the entries that are inner objects no
+/// more, as one that was disposed of alone; what its clocks refer to likewise. For as long as it
+/// lives, in which nothing may be added.
+class WithoutGone {
+public:
+  explicit WithoutGone(void *Obj);
+  ~WithoutGone();
+  WithoutGone(const WithoutGone &) = delete;
+  WithoutGone &operator=(const WithoutGone &) = delete;
+
+private:
+  orvy_Component *Comp;
+  orvy_Vector Objects{}, Components{}, Clocks{}; ///< what the component has otherwise
+};
+
 /// Gives objects to the components that list them, as a restore may have created or left out some.
 void adoptRestored();
 

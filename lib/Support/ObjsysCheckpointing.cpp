@@ -103,6 +103,9 @@ void serialiseProperty(Json &Node, void *Obj, const Property &Prop, Form F) {
   try {
     if (Json Value = propertyNode(Prop, Obj, F); !Value.is_null())
       Node[Prop.Name] = std::move(Value);
+    if (LostReferences Lost = takeLostReferences(); Lost.Count)
+      orvy_logError(Obj, "property '%s': %zu reference(s) are saved as null: %s", Prop.Name.c_str(),
+                    Lost.Count, Lost.First.c_str());
   } catch (const std::exception &Why) {
     errs() << "error serialising property\n";
     orvy_logError(Obj, "property '%s' is not saved: %s", Prop.Name.c_str(), Why.what());
@@ -121,8 +124,11 @@ Json extraOf(const Class &Cls, void *Obj, const char *Path) {
 
 Json entryOf(const Class &Cls, void *Obj, const char *Path) {
   Json Properties = Json::object();
-  for (const auto &[Name, Prop] : Cls.Properties)
-    serialiseProperty(Properties, Obj, *Prop, Form::Packed);
+  {
+    const component::WithoutGone Guard(Obj);
+    for (const auto &[Name, Prop] : Cls.Properties)
+      serialiseProperty(Properties, Obj, *Prop, Form::Packed);
+  }
   Json Entry = {
       {"className", Cls.Name}
   };
@@ -269,7 +275,11 @@ void deserialiseProperty(const Json &Properties, void *Obj, const char *PropName
   const Property *Prop = Cls ? Cls->getProperty(PropName) : nullptr;
   if (!Prop)
     throw Unfit("there is no such property");
+  takeLostReferences();
   restoreProperty(*Prop, Obj, Node);
+  if (LostReferences Lost = takeLostReferences(); Lost.Count)
+    orvy_logError(Obj, "property '%s': %zu reference(s) are null now: %s", PropName, Lost.Count,
+                  Lost.First.c_str());
 }
 
 // What models ask for

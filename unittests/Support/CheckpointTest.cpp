@@ -386,7 +386,12 @@ TEST_F(Checkpoint, DamageIsToldAndKeepsTheProperty) {
       {"u8",     R"({"type":5,"data":[7]})",                      "[json.exception.type_error.303]"  },
       {"u8",     R"({"type":"uint8_t","data":[9,"x"]})",          "[json.exception.type_error.302]"  },
       {"u8",     R"({"type":"uint8_t","data":[9,256]})",          "out of range"                     },
-      {"u8",     R"({"type":"uint8_t","data":[9,1.5]})",          "out of range"                     },
+      {"u8",     R"({"type":"uint8_t","data":[9,3.7]})",          "not whole"                        },
+      {"u8",     R"({"type":"uint8_t","data":[9,2.56e2]})",       "out of range"                     },
+      {"u8",     R"({"type":"uint8_t","data":[9,-1.0]})",         "out of range"                     },
+      {"i8",     R"({"type":"int8_t","data":[9,-129.0]})",        "out of range"                     },
+      {"u64",    R"({"type":"uint64_t","data":[9,4294967296e0]})", "out of range"                    },
+      {"u64",    R"({"type":"uint64_t","data":[1e300,9]})",       "out of range"                     },
       {"u8",     R"({"type":"uint16_t","data":[9]})",             "type uint8_t, in the checkpoint"  },
       {"i8",     R"({"type":"int8_t","data":[9,-129]})",          "out of range"                     },
       {"u64",    R"({"type":"uint64_t","data":[9,9,9]})",         "half a number"                    },
@@ -445,6 +450,12 @@ TEST_F(Checkpoint, WhatDoesNotFitIsTold) {
         "renamed":{"type":"uint8_t","data":[1]},
         "obj":{"type":"object","data":["nobody"]},
         "mute":{"type":"uint32_t","data":[1]},
+        "i8":{"type":"int8_t","data":[-5.0,1e1]},
+        "u64":{"type":"uint64_t","data":[1.0,2e0]},
+        "dict":{"type":"dict","data":[{"lost":{"type":"object","data":["nobody"]},
+          "gone":{"type":"iface","data":[{"obj":"nobody","iface":"echo"}]},
+          "void":{"type":"iface","data":[{"obj":"a","iface":"none"}]},
+          "kept":{"type":"object","data":["a"]}}]},
         "u8":{"type":"uint8_t","data":[1,2,3,4,5]}}}}})");
   EXPECT_EQ(Result, 0);
   EXPECT_EQ(Errors, "");
@@ -453,6 +464,27 @@ TEST_F(Checkpoint, WhatDoesNotFitIsTold) {
   EXPECT_EQ(Log.count("a : property 'obj' refers to the object 'nobody', which does not exist"), 1);
   EXPECT_EQ(Log.count("a : property 'u8' has 4 elements, the checkpoint has 5"), 1);
   EXPECT_THAT(find("a")->U8, ElementsAre(1, 2, 3, 4));
+  EXPECT_EQ(find("a")->I8[0], -5);
+  EXPECT_EQ(find("a")->I8[1], 10);
+  EXPECT_EQ(find("a")->U64[0], 0x100000002u);
+  EXPECT_EQ(Log.count("a : property 'dict': 3 reference(s) are null now: it refers to the object "
+                      "'nobody', which does not exist"),
+            1);
+  // What could not be restored costs the next save nothing more.
+  orvy_Dict *Dict = find("a")->Dict;
+  orvy_Propval Gone = value(ovTY_Obj);
+  Gone.Obj = &Clean;
+  orvy_dictInsertValue(Dict, "unnamed", Gone);
+  Log.clear();
+  Json Again = Json::parse(save(Dir.path("again.json")))["objects"]["a"]["properties"]["dict"];
+  EXPECT_EQ(
+      Log.count("a : property 'dict': 1 reference(s) are saved as null: it refers to an object "
+                "without a name"),
+      1);
+  EXPECT_EQ(Again["data"][0]["kept"]["data"][0], "a");
+  EXPECT_EQ(Again["data"][0]["lost"]["data"][0], "<null>");
+  EXPECT_EQ(Again["data"][0]["unnamed"]["data"][0], "<null>");
+  EXPECT_THAT(Again["data"][0]["void"]["data"], IsEmpty());
 }
 
 TEST_F(Checkpoint, WhatIsNoCheckpointLeavesNothing) {

@@ -320,6 +320,36 @@ TEST_F(Components, LetGoOfWhatACheckpointDoesNotList) {
   EXPECT_THAT(Disposed, UnorderedElementsAre("box-part", "zz"));
 }
 
+/// Neither the lists of the component nor the place of what was added later are lost.
+TEST_F(Components, AreRestoredWithPartsDisposedAloneAndAddedLater) {
+  TempDir Dir;
+  orvy_Component *C = make("box", [](orvy_Component *C) {
+    inner(C, "Part", "first");
+    inner(C, "Part", "second");
+  });
+  orvy_disposeObject(orvy_objectForName("box-first"));
+  // It may get the address of what has gone, and is no part for it.
+  orvy_createObject("Part", "alone", nullptr);
+  inner(C, "Part", "added");
+  const size_t Listed = orvy_vecGetSize(&C->Objects);
+  LogCapture Log;
+  ASSERT_EQ(orvy_serialiseJSON(Dir.path("x.json").c_str()), 0);
+  EXPECT_EQ(orvy_vecGetSize(&C->Objects), Listed) << "a save changes nothing";
+  ASSERT_EQ(orvy_deserialiseJSON(Dir.path("x.json").c_str()), 0);
+  EXPECT_THAT(Log.take(), IsEmpty());
+  C = static_cast<orvy_Component *>(orvy_objectForName("box"));
+  for (const char *Name : {"second", "added"})
+    EXPECT_EQ(orvy_componentGetObject(C, Name),
+              orvy_objectForName((std::string("box-") + Name).c_str()));
+  auto ownerOf = [](const char *Name) {
+    return static_cast<orvy_Object *>(orvy_objectForName(Name))->Component;
+  };
+  EXPECT_EQ(ownerOf("box-second"), C);
+  EXPECT_EQ(ownerOf("box-added"), C);
+  EXPECT_EQ(ownerOf("alone"), nullptr);
+  EXPECT_EQ(orvy_vecGetSize(&C->Objects), 2u);
+}
+
 /// A class that was only qualified as one has no record to look into.
 TEST_F(Components, AreOfRegisteredClassesOnly) {
   orvy_Class *Cls = orvy_registerClass(
@@ -344,14 +374,18 @@ TEST_F(Components, DoNotOwnEachOtherInCircles) {
     orvy_vecPush(&A->Objects, Pv);
     orvy_vecPush(&B->Objects, Pv);
   }
-  Pv.Obj = orvy_objectForName("sim");
+  auto *Sim = static_cast<orvy_Object *>(orvy_objectForName("sim"));
+  Pv.Obj = Sim;
   orvy_vecPush(&A->Objects, Pv);
+  // Only what is owned is saved; A lists itself too.
+  A->Super.Component = B;
+  B->Super.Component = Sim->Component = A;
   ASSERT_EQ(orvy_serialiseJSON(Dir.path("x.json").c_str()), 0);
+  A->Super.Component = B->Super.Component = Sim->Component = nullptr;
   ASSERT_EQ(orvy_deserialiseJSON(Dir.path("x.json").c_str()), 0);
   B = static_cast<orvy_Component *>(orvy_objectForName("b"));
   EXPECT_EQ(B->Super.Component, orvy_objectForName("a"));
   EXPECT_EQ(B->Super.Component->Super.Component, nullptr);
-  auto *Sim = static_cast<orvy_Object *>(orvy_objectForName("sim"));
   EXPECT_EQ(Sim->Component, nullptr) << "it survives what lists it";
 }
 
