@@ -1,5 +1,6 @@
 // The commands that save and restore checkpoints.
 
+#include "CheckpointFile.h"
 #include "CommandLine/Handlers.h"
 
 #include "orvy/Support/Checkpoint.h"
@@ -31,7 +32,8 @@ Command CheckpointRestore("checkpoint-restore",
                           {
                               {"file", OK_Path, false}
 },
-                          callWithPath<orvy_deserialiseJSON>, "reload a checkpoint from file",
+                          callWithPath<checkpoint::restoreIfCheckpoint>,
+                          "reload a checkpoint from file",
                           {"deserialise", "deserialize", "restore", "objsys-deserialise"});
 
 } // namespace

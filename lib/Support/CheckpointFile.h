@@ -93,6 +93,10 @@ private:
 /// exceptions, and others for what cannot be read.
 Json readDocument(int Descriptor);
 
+/// As orvy_deserialiseJSON, but a file that cannot be read or is no checkpoint is told on the error
+/// stream and changes nothing.
+int restoreIfCheckpoint(const char *Path);
+
 } // namespace orvy::checkpoint
 
 #endif

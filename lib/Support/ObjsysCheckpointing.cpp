@@ -23,6 +23,7 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 using namespace orvy;
 using namespace orvy::checkpoint;
@@ -207,8 +208,12 @@ void createObjects(Objects &Entries) {
       orvy_createObject(ClassName.c_str(), Name.c_str(), nullptr);
     if (Class::objectForName(Name))
       continue;
-    orvy_logError(nullptr, "cannot restore object '%s' of class '%s'", Name.c_str(),
-                  ClassName.c_str());
+    const Class *Cls = Class::classForName(ClassName);
+    const char *Hint = !Cls            ? ": no loaded plug-in has this class"
+                       : Cls->External ? ": it is the host's, which adds it ahead of the restore"
+                                       : "";
+    orvy_logError(nullptr, "cannot restore object '%s' of class '%s'%s", Name.c_str(),
+                  ClassName.c_str(), Hint);
     throw Stopped();
   }
 }
@@ -244,14 +249,40 @@ void restoreExtras(Objects &Entries, const char *Path) {
   }
 }
 
-void restore(const char *Path) {
-  Class::clearObjects();
-  UniqueDescriptor File(retryOnSignal([=] { return open(orEmpty(Path), O_RDONLY | O_CLOEXEC); }));
-  if (!File.isOpen())
-    return;
-  Json Document = readDocument(File.get());
+/// Objects of the host, by their names and classes. Clearing forgets them, and nothing but the host
+/// can make them again.
+class ExternalObjects {
+public:
+  ExternalObjects() {
+    for (const auto &[Name, Obj] : Class::objects())
+      if (const Class *Cls = Class::classForObject(Obj); Cls->External)
+        Known.push_back({Cls->Name, Name, Obj});
+  }
+  /// Adds those again that a checkpoint has.
+  void addAgain(const Objects &Entries) const {
+    for (const auto &[ClassName, Name, Obj] : Known)
+      if (auto Entry = Entries.find(Name); Entry != Entries.end() && Entry->second.is_object() &&
+                                           Entry->second.value("className", Json()) == ClassName)
+        Class::addObject(ClassName.c_str(), Name.c_str(), Obj);
+  }
+
+private:
+  struct External {
+    std::string ClassName, Name;
+    void *Obj;
+  };
+  std::vector<External> Known;
+};
+
+UniqueDescriptor openForReading(const char *Path) {
+  return UniqueDescriptor(retryOnSignal([=] { return open(orEmpty(Path), O_RDONLY | O_CLOEXEC); }));
+}
+
+/// Builds the system of a document, with all objects gone.
+void build(Json &Document, const char *Path, const ExternalObjects &Externals) {
   loadPlugins(Document.at("plugins"));
   auto &Entries = Document.at("objects").get_ref<Objects &>();
+  Externals.addAgain(Entries);
   createObjects(Entries);
   setProperties(Entries);
   component::adoptRestored();
@@ -259,11 +290,69 @@ void restore(const char *Path) {
   orvy_notify(orvy_publishNotification("orvy.checkpointRestored", nullptr), nullptr);
 }
 
+/// The settings of the simulator, which outlives what is cleared: those of a file that is refused
+/// do not stay.
+class SimulatorSettings {
+public:
+  SimulatorSettings() : Saved(Json::object()) {
+    if (void *Sim = Class::objectForName("sim"))
+      for (const auto &[Name, Prop] : Class::classForObject(Sim)->Properties)
+        if (Name != "time" && Name != "currentCPU" && Prop->Typ != ovTY_Obj)
+          Saved[Name] = propertyNode(*Prop, Sim, Form::Plain);
+  }
+  void putBack() const {
+    void *Sim = Class::objectForName("sim");
+    for (const auto &[Name, Node] : Saved.get_ref<const Objects &>())
+      if (const Property *Prop =
+              Sim && !Node.is_null() ? Class::classForObject(Sim)->getProperty(Name) : nullptr)
+        restoreProperty(*Prop, Sim, Node);
+  }
+
+private:
+  Json Saved;
+};
+
 /// Nothing half restored is left to be taken for the whole.
-int giveUp() {
+int giveUp(const SimulatorSettings &Settings) {
   component::adoptRestored(); // the lists of parts may have been restored already
   Class::clearObjects();
+  Settings.putBack();
   return 1;
+}
+
+void complain(const char *Path) {
+  errs() << "could not load the file '" << orEmpty(Path) << "'\n";
+}
+
+/// Clears the system and builds that of the document which Read gives; none for a file that cannot
+/// be opened.
+template <typename Read> int replaceObjects(const char *Path, Read ReadDocument) {
+  const SimulatorSettings Settings;
+  const ExternalObjects Externals;
+  try {
+    Class::clearObjects();
+    if (std::optional<Json> Document = ReadDocument())
+      build(*Document, Path, Externals);
+    return 0;
+  } catch (const Json::exception &Why) {
+    reportLibrary(Why);
+  } catch (const std::exception &) {
+    complain(Path);
+  } catch (const Stopped &) {
+    complain(Path);
+  }
+  return giveUp(Settings);
+}
+
+/// Throws what makes a document no checkpoint, by its shape.
+void checkShape(Json &Document) {
+  for (const Json &Name : Document.at("plugins").get_ref<const Json::array_t &>())
+    Name.get_ref<const std::string &>();
+  for (auto &[Name, Entry] : Document.at("objects").get_ref<Objects &>()) {
+    memberOf(Entry, Name, "className").get_ref<const std::string &>();
+    memberOf(Entry, Name, "properties").get_ref<const Objects &>();
+    memberOf(Entry, Name, "extra");
+  }
 }
 
 void deserialiseProperty(const Json &Properties, void *Obj, const char *PropName) {
@@ -368,17 +457,32 @@ int orvy_serialiseJSON(const char *Path) {
 int orvy_deserialiseJSON(const char *Path) {
   if (isRunning("restore"))
     return 1;
+  return replaceObjects(Path, [=]() -> std::optional<Json> {
+    UniqueDescriptor File = openForReading(Path);
+    return File.isOpen() ? std::optional(readDocument(File.get())) : std::nullopt;
+  });
+}
+
+int orvy::checkpoint::restoreIfCheckpoint(const char *Path) {
+  if (isRunning("restore"))
+    return 1;
+  std::optional<Json> Document;
   try {
-    restore(Path);
-    return 0;
-  } catch (const Json::exception &Why) {
-    reportLibrary(Why);
-  } catch (const std::exception &) {
-    errs() << "could not load the file '" << orEmpty(Path) << "'\n";
-  } catch (const Stopped &) {
-    errs() << "could not load the file '" << orEmpty(Path) << "'\n";
+    UniqueDescriptor File = openForReading(Path);
+    if (!File.isOpen())
+      throw std::system_error(errno, std::generic_category());
+    Document = readDocument(File.get());
+    checkShape(*Document);
+  } catch (const std::system_error &Why) {
+    errs() << "cannot read '" << Path << "': " << Why.code().message()
+           << "; all objects stay as they are\n";
+    return 1;
+  } catch (const std::exception &Why) {
+    errs() << "'" << Path << "' is not a checkpoint: " << Why.what()
+           << "; all objects stay as they are\n";
+    return 1;
   }
-  return giveUp();
+  return replaceObjects(Path, [&] { return std::move(Document); });
 }
 
 void orvy_serialiseProp2(void *Ctxt, void *Obj, const char *PropName) {

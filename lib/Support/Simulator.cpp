@@ -561,6 +561,7 @@ void reset() {
     Sim->SyncEvent = orvy_eventPublish("sim.syncEvent", Sim, syncEvent);
     Sim->WCTSyncEvent = orvy_eventPublish("sim.wctSyncEvent", Sim, wctSyncEvent);
   }
+  Sim->Super.TimeSource = nullptr; // which has gone
   Sim->setTime(0);
   Sim->CurrentCpu = 0;
   Sim->Turns.clear();

@@ -523,6 +523,64 @@ TEST_F(Checkpoint, WhatIsNoCheckpointLeavesNothing) {
   EXPECT_EQ(orvy_deserialiseJSON(Dir.path("missing.json").c_str()), 0);
 }
 
+TEST_F(Checkpoint, CommandsChangeNothingForAFileThatIsNone) {
+  auto *A = createModel("a");
+  const std::string Good = save(Dir.path("good.json"));
+  const std::pair<std::string, const char *> Files[] = {
+      {Dir.path("typo.json"),                                       "No such file or directory; all objects stay as they are"},
+      {                   Dir.path(),             "Is a directory; all objects stay as they are"                                                         },
+      { Dir.file("cut.json",                                          Good.substr(0,                                                                   Good.size() / 2)), "is not a checkpoint: [json.exc"},
+      {                   Dir.file("other.json",                                                      "{}"),                          "is not a checkpoint: [json.exc"},
+      {                   Dir.file("entry.json", R"({"plugins":[],"objects":{"a":{"className":"Model"}}})"),
+       "is not a checkpoint: [json.exc"},
+  };
+  for (const auto &[Path, Told] : Files) {
+    testing::internal::CaptureStderr();
+    EXPECT_NE(orvy_execCommand(("checkpoint-restore " + Path).c_str()), 0);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(Told)) << Path;
+    ASSERT_EQ(find("a"), A);
+  }
+  EXPECT_EQ(orvy_execCommand(("checkpoint-restore " + Dir.path("good.json")).c_str()), 0);
+  EXPECT_EQ(save(Dir.path("again.json")), Good);
+}
+
+TEST_F(Checkpoint, ARefusedFileLeavesTheSimulatorAsItWas) {
+  createModel("a");
+  void *Sim = orvy_objectForName("sim");
+  void *Clock = orvy_createObject("Clock", "clock", nullptr);
+  orvy_setTimeSource(Sim, Clock);
+  orvy_simSetQuanta(12345);
+  Json Refused = Json::parse(save(Dir.path("file.json")));
+  Refused["objects"]["zz"] = {
+      {"className", "Model"}
+  };
+  orvy_simSetQuanta(777);
+  EXPECT_EQ(restore(Refused.dump()).first, 1);
+  EXPECT_EQ(orvy_getValue(Sim, "quanta", -1).i64, 777);
+  EXPECT_EQ(static_cast<orvy_Object *>(Sim)->TimeSource, nullptr);
+}
+
+TEST_F(Checkpoint, ObjectsOfTheHostStay) {
+  static uint32_t Counter;
+  Counter = 5;
+  orvy_Class *Cls = orvy_registerExternalClass("Host");
+  orvy_addProperty(Cls, "count", 0, ovTY_U32, 1, nullptr, nullptr, "");
+  ASSERT_EQ(orvy_addObject("Host", "host", &Counter), &Counter);
+  Model *A = createModel("a");
+  A->Obj = &Counter;
+  const std::string Saved = save(Dir.path("file.json"));
+  Counter = 6;
+  EXPECT_EQ(restore(Saved), std::pair(0, std::string()));
+  EXPECT_EQ(orvy_objectForName("host"), &Counter);
+  EXPECT_EQ(find("a")->Obj, &Counter);
+  EXPECT_EQ(Counter, 5u);
+  orvy_objsysClearObjects();
+  EXPECT_EQ(restore(Saved).first, 1);
+  EXPECT_EQ(Log.count("cannot restore object 'host' of class 'Host': it is the host's, which adds "
+                      "it ahead of the restore"),
+            1);
+}
+
 TEST_F(Checkpoint, UnknownTypesEndTheProcess) {
   Model *A = createModel("a");
   Json Node = {
