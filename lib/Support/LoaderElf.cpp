@@ -54,14 +54,65 @@ ByteBlock segmentBytes(const ElfFile &File, const Elf32_Phdr &Segment) {
   return Bytes;
 }
 
-void loadSegment(void *Mem, const ElfFile &File, unsigned Index) {
+/// Where segments bring bytes of the file, of which one asks for many.
+class FileBytes {
+public:
+  /// Of a table that ends early, what there is: the loading fails where it comes to the end.
+  explicit FileBytes(const ElfFile &File) {
+    for (unsigned Index = 0; Index < File.header().e_phnum && File.hasSegment(Index); ++Index) {
+      const Elf32_Phdr P = File.segment(Index);
+      if (uint64_t Size = std::min(P.p_filesz, P.p_memsz))
+        Ranges.push_back({P.p_paddr, P.p_paddr + Size, Index + 1});
+    }
+    std::ranges::sort(Ranges, {}, &Range::Start);
+    // Each range stands for all before it as far as they reach behind it.
+    for (size_t Index = 1; Index < Ranges.size(); ++Index)
+      if (const Range &Before = Ranges[Index - 1]; Before.End > Ranges[Index].End)
+        Ranges[Index].End = Before.End, Ranges[Index].Number = Before.Number;
+  }
+
+  /// The number of a segment that has bytes in a range; 0 for none.
+  unsigned find(uint64_t Start, uint64_t End) const {
+    auto Above = std::ranges::lower_bound(Ranges, End, {}, &Range::Start);
+    bool Overlaps = Start < End && Above != Ranges.begin() && std::prev(Above)->End > Start;
+    return Overlaps ? std::prev(Above)->Number : 0;
+  }
+
+private:
+  struct Range {
+    uint64_t Start, End;
+    unsigned Number;
+  };
+  std::vector<Range> Ranges;
+};
+
+/// What of a segment is written. The zeros of thread-local storage belong to each thread's copy: in
+/// the image itself other data may lie behind the storage.
+uint32_t writtenSize(void *Mem, const FileBytes &Others, unsigned Number,
+                     const Elf32_Phdr &Segment) {
+  if (Segment.p_type != PT_TLS)
+    return Segment.p_memsz;
+  const uint64_t Start = Segment.p_paddr;
+  const unsigned Behind = Others.find(Start + Segment.p_filesz, Start + Segment.p_memsz);
+  if (!Behind)
+    return Segment.p_memsz;
+  orvy_logInfo(Mem,
+               "segment %u is thread-local storage: its zeros at pa = 0x%.8x - 0x%.8x are left "
+               "out, segment %u has data there",
+               Number, Segment.p_paddr + Segment.p_filesz, Segment.p_paddr + Segment.p_memsz,
+               Behind);
+  return Segment.p_filesz;
+}
+
+void loadSegment(void *Mem, const ElfFile &File, const FileBytes &Others, unsigned Index) {
   Elf32_Phdr Segment = File.segment(Index);
   ByteBlock Bytes = segmentBytes(File, Segment);
   uint32_t Size = Segment.p_memsz;
   orvy_logInfo(Mem, "loading segment %d/%d va = 0x%.8x - 0x%.8x pa = 0x%.8x - 0x%.8x",
                static_cast<int>(Index) + 1, File.header().e_phnum, Segment.p_vaddr,
                Segment.p_vaddr + Size, Segment.p_paddr, Segment.p_paddr + Size);
-  orvy_memoryWrite(Mem, Segment.p_paddr, Bytes.get(), Size, 0);
+  orvy_memoryWrite(Mem, Segment.p_paddr, Bytes.get(), writtenSize(Mem, Others, Index + 1, Segment),
+                   0);
 }
 
 void load(void *Mem, const char *Path, uint64_t &StartAddr) {
@@ -71,8 +122,9 @@ void load(void *Mem, const char *Path, uint64_t &StartAddr) {
   if (!Machine)
     fail("Unknown architecture");
   orvy_logInfo(Mem, "loading %s %s %d-bit", "big-endian", Machine, 32);
+  const FileBytes Others(File);
   for (unsigned Index = 0; Index < File.header().e_phnum; ++Index)
-    loadSegment(Mem, File, Index);
+    loadSegment(Mem, File, Others, Index);
 }
 
 } // namespace

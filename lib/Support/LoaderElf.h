@@ -28,6 +28,11 @@ public:
   Elf32_Shdr section(unsigned Index) const;
   /// Program header at an index below e_phnum.
   Elf32_Phdr segment(unsigned Index) const;
+  /// Whether the file holds that program header.
+  bool hasSegment(unsigned Index) const {
+    return holds(uint64_t{Header.e_phoff} + sizeof(Elf32_Phdr) * uint64_t{Index},
+                 sizeof(Elf32_Phdr));
+  }
   /// The first section of that name.
   std::optional<Elf32_Shdr> findSection(std::string_view Name) const;
 

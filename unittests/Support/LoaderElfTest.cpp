@@ -93,6 +93,41 @@ TEST_F(Elf, EverySegmentGoesToItsPhysicalAddressFilledUpWithZeros) {
                   "0x00000010"));
 }
 
+TEST_F(Elf, ZerosOfThreadLocalStorageSpareWhatOthersBring) {
+  const std::string Data = "tlsdata.arraysof";
+  const struct {
+    const char *What;
+    uint32_t Addr, Size, MemSize; // of the thread-local storage
+    uint32_t Written;
+  } Cases[] = {
+      {"data behind it",        0x1000, 8,  12, 8 },
+      {"data after some zeros", 0xff0,  8,  17, 8 },
+      {"zeros alone",           0x1004, 0,  4,  0 },
+      {"memory of its own",     0x2000, 8,  12, 12},
+      {"up to the data",        0xff0,  8,  16, 16},
+      {"zeros of another",      0x1008, 8,  24, 24},
+      {"no zeros",              0x1000, 16, 16, 16},
+      {"cut short",             0x1000, 16, 4,  4 },
+  };
+  for (const auto &Case : Cases) {
+    SCOPED_TRACE(Case.What);
+    ElfBuilder File;
+    File.segment(0x1000, Data, 64)
+        .segment(Case.Addr, Data.substr(0, Case.Size), Case.MemSize, PT_TLS)
+        .segment(0x3000, "x")
+        .close();
+    EXPECT_EQ(load(File), 0);
+    std::string Bytes = Data.substr(0, Case.Size);
+    Bytes.resize(Case.Written);
+    EXPECT_THAT(Mem->take(), ElementsAre(wrote(0x1000, Data + std::string(48, '\0')),
+                                         wrote(Case.Addr, Bytes), wrote(0x3000, "x")));
+    bool LeftOut = Case.Written < Case.MemSize;
+    EXPECT_EQ(Log.count("segment 2 is thread-local storage: its zeros at pa = 0x"), LeftOut);
+    EXPECT_EQ(Log.count("are left out, segment 1 has data there"), LeftOut);
+    Log.clear();
+  }
+}
+
 TEST_F(Elf, WithoutSegmentsNothingIsWritten) {
   EXPECT_EQ(load(ElfBuilder()), 0);
   EXPECT_THAT(Mem->take(), IsEmpty());
