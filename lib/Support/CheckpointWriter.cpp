@@ -5,9 +5,12 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -111,6 +114,43 @@ void syncDirectory(const std::string &Path) {
     fsync(Opened.get());
 }
 
+/// The process that a file beside another belongs to, by its name; 0 for any other file.
+pid_t writerOf(std::string_view Name, std::string_view Base) {
+  constexpr std::string_view Part = ".part";
+  if (!Name.starts_with(Base) || !Name.substr(Base.size()).starts_with(Part))
+    return 0;
+  const char *End = Name.data() + Name.size();
+  pid_t Writer = 0;
+  unsigned Number = 0;
+  auto First = std::from_chars(Name.data() + Base.size() + Part.size(), End, Writer);
+  if (First.ec != std::errc() || First.ptr == End || *First.ptr != '-' || Writer <= 0)
+    return 0;
+  auto Last = std::from_chars(First.ptr + 1, End, Number);
+  return Last.ec == std::errc() && Last.ptr == End ? Writer : 0;
+}
+
+/// Removes a file whose writer has gone: one of another machine still holds its lock.
+void removeAbandoned(const std::string &Path) {
+  UniqueDescriptor Left(open(Path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat Info;
+  bool IsOurs = Left.isOpen() && fstat(Left.get(), &Info) == 0 && S_ISREG(Info.st_mode) &&
+                Info.st_uid == geteuid();
+  if (IsOurs && flock(Left.get(), LOCK_EX | LOCK_NB) == 0)
+    unlink(Path.c_str());
+}
+
+/// Removes what saves to a path have left that were killed.
+void removeLeftOvers(const std::string &Path) {
+  const std::string Dir = directoryOf(Path), Base = Path.substr(Path.rfind('/') + 1);
+  std::unique_ptr<DIR, int (*)(DIR *)> Opened(opendir(Dir.c_str()), closedir);
+  if (!Opened)
+    return;
+  while (const dirent *Entry = readdir(Opened.get()))
+    if (pid_t Writer = writerOf(Entry->d_name, Base);
+        Writer && kill(Writer, 0) != 0 && errno == ESRCH)
+      removeAbandoned((Dir == "." ? "./" : Dir) + Entry->d_name);
+}
+
 } // namespace
 
 ReplacementFile::ReplacementFile(const char *Path) : Target(resolved(Path)) {
@@ -133,6 +173,7 @@ ReplacementFile::ReplacementFile(const char *Path) : Target(resolved(Path)) {
   // Rights to the directory are no rights to a file that nobody may write to.
   if (Exists && access(Target.c_str(), W_OK) != 0)
     fail();
+  removeLeftOvers(Target);
   openBeside(Target);
   // A directory that takes no other file may hold one that can be written.
   if (!File.isOpen() && (errno == EACCES || errno == EPERM || errno == ENAMETOOLONG))
@@ -148,8 +189,10 @@ void ReplacementFile::openBeside(const std::string &Path) {
   for (unsigned Number = 0; Number < MostNames; ++Number) {
     Temporary = Path + ".part" + std::to_string(getpid()) + "-" + std::to_string(Number);
     File.reset(openFile(Temporary, O_CREAT | O_EXCL, 0666));
-    if (File.isOpen())
+    if (File.isOpen()) {
+      flock(File.get(), LOCK_EX | LOCK_NB); // as long as it is written
       return;
+    }
     if (errno != EEXIST)
       break;
   }

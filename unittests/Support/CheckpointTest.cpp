@@ -10,12 +10,16 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <csignal>
 #include <fcntl.h>
 #include <functional>
 #include <limits>
 #include <random>
 #include <sstream>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 using namespace orvy::testing;
 using namespace orvy::checkpoint;
@@ -367,6 +371,48 @@ TEST_F(Checkpoint, FailedSavesLeaveTheFormerFile) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(orvy_serialiseJSON("/dev/full"), 1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "\033[31merror\033[0m: serialisation failed\n");
+}
+
+TEST_F(Checkpoint, AFullDiskLeavesNoFileWhereNoneWas) {
+  createModel("a");
+  const std::string Path = Dir.path("file.json"), Former = Dir.file("former.json", "former");
+  auto entries = [&] { return std::distance(std::filesystem::directory_iterator(Dir.path()), {}); };
+  // A limit to the size of files stands for a full disk: the write fails in the middle.
+  rlimit Limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &Limit), 0);
+  const rlimit Full = {100, Limit.rlim_max};
+  auto FormerHandler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &Full), 0);
+  int Results[] = {orvy_serialiseJSON(Path.c_str()), orvy_serialiseJSON(Former.c_str())};
+  setrlimit(RLIMIT_FSIZE, &Limit);
+  std::signal(SIGXFSZ, FormerHandler);
+  EXPECT_THAT(Results, ElementsAre(1, 1));
+  EXPECT_EQ(Log.count("cannot write checkpoint '" + Path + "': File too large"), 1);
+  EXPECT_EQ(access(Path.c_str(), F_OK), -1);
+  EXPECT_EQ(contents(Former), "former");
+  EXPECT_EQ(entries(), 1) << "no part is left either";
+}
+
+TEST_F(Checkpoint, WhatKilledSavesHaveLeftGoesWithTheNextOne) {
+  createModel("a");
+  const std::string Path = Dir.path("file.json");
+  pid_t Dead = fork();
+  if (Dead == 0)
+    _exit(0);
+  ASSERT_EQ(waitpid(Dead, nullptr, 0), Dead);
+  const std::string Gone = ".part" + std::to_string(Dead) + "-0";
+  const std::string Left = Dir.file("file.json" + Gone, "left");
+  const std::string Kept[] = {
+      Dir.file("file.json.part" + std::to_string(getppid()) + "-0", "of one that lives"),
+      Dir.file("file.json" + Gone + ".bak", "the user's"), Dir.file("file.json.partial-0", "same"),
+      Dir.file("other.json" + Gone, "of another file"), Dir.file("file.json" + Gone + "1", "held")};
+  int Held = open(Kept[4].c_str(), O_RDWR);
+  ASSERT_EQ(flock(Held, LOCK_EX), 0); // as by a process of another machine
+  save(Path);
+  EXPECT_EQ(access(Left.c_str(), F_OK), -1);
+  for (const std::string &Each : Kept)
+    EXPECT_EQ(access(Each.c_str(), F_OK), 0) << Each;
+  close(Held);
 }
 
 TEST_F(Checkpoint, DamageIsToldAndKeepsTheProperty) {
