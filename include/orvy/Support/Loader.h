@@ -40,7 +40,9 @@ ORVY_API int orvy_loadRelocatedImage(void *Mem, const char *Path, uint64_t Addr)
  * silently. */
 ORVY_API int orvy_loadBinaryImage(void *Mem, const char *Path, uint64_t Addr);
 
-/** Loads an ELF file: every entry of its program header table, at its physical address. */
+/** Loads an ELF file: every entry of its program header table, at its physical address. The zeros
+ * behind thread-local storage (PT_TLS) are left out where another entry has data; the log says so.
+ */
 ORVY_API int orvy_loadElfImageAndStartAddr(void *Mem, const char *Path, uint64_t *StartAddr);
 
 /** Loads an ELF file. @param Unused not used: the file has its own addresses */
