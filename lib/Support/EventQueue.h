@@ -9,7 +9,6 @@
 #include "orvy/Support/LegacyEvents.h"
 
 #include <atomic>
-#include <deque>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -121,23 +120,6 @@ void releaseOneShot(orvy_Event *Event);
 
 /// Has an owner warned again of a post that goes nowhere, as it may be another object by then.
 void forgetPostWarning(const void *Owner);
-
-/// What is to be forgotten some time after it has gone.
-template <typename T> class RecentlyGone {
-public:
-  template <typename Function> void add(T Gone, Function Forget) {
-    if (Kept.size() == Most) {
-      Forget(Kept.front());
-      Kept.pop_front();
-    }
-    Kept.push_back(std::move(Gone));
-  }
-  void clear() { Kept.clear(); }
-
-private:
-  static constexpr size_t Most = 1024;
-  std::deque<T> Kept;
-};
 
 /// Marks an event whose function is running, so that its end can tell whether the event is still
 /// there.

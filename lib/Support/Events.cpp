@@ -5,6 +5,7 @@
 #include "EventTable.h"
 #include "InternalError.h"
 #include "LoggingEngine.h"
+#include "RecentlyGone.h"
 
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Logging.h"

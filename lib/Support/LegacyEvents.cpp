@@ -2,6 +2,7 @@
 
 #include "EventQueue.h"
 #include "InternalError.h"
+#include "RecentlyGone.h"
 
 #include "orvy/Support/Logging.h"
 

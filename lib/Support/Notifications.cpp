@@ -2,6 +2,7 @@
 
 #include "InternalError.h"
 #include "NotificationList.h"
+#include "RecentlyGone.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/OutStream.h"
@@ -9,6 +10,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -20,12 +22,6 @@ struct NotificationSubscriber {
 };
 using Subscribers = std::vector<NotificationSubscriber>;
 
-struct NotificationTableEntry {
-  int64_t GlobalIndex; // in GlobalNotificationTable
-  void *Source;
-  Subscribers Own;
-};
-
 // Orders (name, source) without making a string of a name that is looked up.
 struct ByNameAndSource {
   using is_transparent = void;
@@ -35,9 +31,29 @@ struct ByNameAndSource {
   }
 };
 
+using KeyMap = std::map<std::pair<std::string, void *>, int64_t, ByNameAndSource>;
+
+struct NotificationTableEntry {
+  int64_t Id; // the number of the entry from 1 on, and above that how often it was used before
+  int64_t GlobalIndex; // in GlobalNotificationTable
+  void *Source;
+  Subscribers Own;
+  KeyMap::iterator Key;
+  int64_t NextOfSource; // an index; -1 for none
+};
+
+/// The entries of a source, chained by their indices.
+struct SourceEntries {
+  int64_t First = -1;
+  bool IsGone = false; // was an object that was disposed, and nothing published since
+};
+
 struct NotificationNames {
   std::map<std::string, int64_t, std::less<>> GlobalNotificationMap;
-  std::map<std::pair<std::string, void *>, int64_t, ByNameAndSource> NotificationMap;
+  KeyMap NotificationMap;
+  std::unordered_map<void *, SourceEntries> OfSource;
+  std::vector<int64_t> Free; // entries, by index
+  orvy::RecentlyGone<void *> SourcesGone;
 };
 
 // What is issued reads the two tables alone.
@@ -70,6 +86,42 @@ Subscribers *findSubscribers(const char *Name, void *Source) {
   return Found == names().NotificationMap.end() ? nullptr : &NotificationTable[Found->second].Own;
 }
 
+/// Releases the entries of a source that nobody subscribes to.
+void releaseEntriesOf(void *Source) {
+  NotificationNames &Names = names();
+  const auto Found = Names.OfSource.find(Source);
+  if (Found == Names.OfSource.end() || !Found->second.IsGone)
+    return;
+  for (int64_t *Link = &Found->second.First; *Link >= 0;) {
+    const int64_t Index = *Link;
+    NotificationTableEntry &Entry = NotificationTable[Index];
+    if (!Entry.Own.empty()) {
+      Link = &Entry.NextOfSource;
+      continue;
+    }
+    *Link = Entry.NextOfSource;
+    Names.NotificationMap.erase(Entry.Key);
+    Subscribers().swap(Entry.Own);
+    Entry.Id += int64_t{1} << 32;
+    Names.Free.push_back(Index);
+  }
+  if (Found->second.First < 0)
+    Names.OfSource.erase(Found);
+}
+
+/// An entry that is not in use, with its id.
+int64_t takeEntry() {
+  std::vector<int64_t> &Free = names().Free;
+  if (Free.empty()) {
+    NotificationTable.push_back(
+        {static_cast<int64_t>(NotificationTable.size()) + 1, 0, nullptr, {}, {}, -1});
+    return NotificationTable.back().Id - 1;
+  }
+  const int64_t Index = Free.back();
+  Free.pop_back();
+  return Index;
+}
+
 template <typename Predicate> int unsubscribe(const char *Name, void *Source, Predicate IsMeant) {
   Subscribers *List = findSubscribers(Name, Source);
   if (!List)
@@ -90,6 +142,14 @@ struct Range {
 };
 
 } // namespace
+
+void orvy::forgetNotificationsOf(void *Source) {
+  const auto Found = names().OfSource.find(Source);
+  if (Found == names().OfSource.end())
+    return;
+  Found->second.IsGone = true;
+  names().SourcesGone.add(Source, releaseEntriesOf);
+}
 
 void orvy::printNotificationEmitters() {
   outs() << "List of Registered Notifications and Emitters\n"
@@ -121,12 +181,17 @@ int64_t orvy_publishNotification(const char *Name, void *Source) {
   if (!Name)
     return 0;
   auto &Map = names().NotificationMap;
+  SourceEntries &OfSource = names().OfSource[Source];
+  OfSource.IsGone = false;
   if (auto Found = Map.find(std::pair<const char *, void *>(Name, Source)); Found != Map.end())
-    return Found->second + 1;
-  const int64_t Index = static_cast<int64_t>(NotificationTable.size());
-  NotificationTable.push_back({globalIndex(Name), Source, {}});
-  Map.emplace(std::pair<std::string, void *>(Name, Source), Index);
-  return Index + 1;
+    return NotificationTable[Found->second].Id;
+  const int64_t Index = takeEntry();
+  NotificationTableEntry &Entry = NotificationTable[Index];
+  Entry.GlobalIndex = globalIndex(Name);
+  Entry.Source = Source;
+  Entry.Key = Map.emplace(std::pair<std::string, void *>(Name, Source), Index).first;
+  Entry.NextOfSource = std::exchange(OfSource.First, Index);
+  return Entry.Id;
 }
 
 int orvy_subscribeNotification(const char *Name, void *Source, void *Arg,
@@ -152,7 +217,9 @@ int orvy_unsubscribeNotificationArg(const char *Name, void *Source, orvy_Notific
 }
 
 void orvy_notify(int64_t Id, void *NotificationInfo) {
-  const NotificationTableEntry &Entry = NotificationTable[Id - 1];
+  const NotificationTableEntry &Entry = NotificationTable[static_cast<uint32_t>(Id) - 1];
+  if (Entry.Id != Id)
+    return; // that of a source that is long gone
   void *Source = Entry.Source;
   // Taken before the first call: a subscriber may publish, and the tables then move.
   const Range Global(GlobalNotificationTable[Entry.GlobalIndex]);

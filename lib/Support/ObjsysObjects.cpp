@@ -1,6 +1,7 @@
 #include "ObjsysClass.h"
 
 #include "AsyncContext.h"
+#include "NotificationList.h"
 #include "ObjsysValue.h"
 #include "PluginManager.h"
 #include "orvy/Support/Events.h"
@@ -206,6 +207,7 @@ void Class::disposeObject(void *Obj) {
   Header.Class = nullptr;
   DisposeFunc(Obj);
   orvy_notify(Disposed, Obj);
+  forgetNotificationsOf(Obj);
 }
 
 void Class::clear() {

@@ -478,10 +478,11 @@ TEST_F(EventQueue, CallbacksRunOnceInOrderAndCanBeTakenBack) {
   orvy_eventTrigger(Queue, 0);
   EXPECT_THAT(Called, ElementsAre(2, 1, 3));
 
-  // Within a drain too it is one of them, and the first.
+  // Within a drain too it is one of them, and the first of those to come.
   static orvy_EventQueue *Drained;
   Drained = Queue;
   Called.clear();
+  orvy_postCallbackInQueue(Queue, Note, &One);
   orvy_postCallbackInQueue(
       Queue,
       [](void *Arg) {
@@ -490,11 +491,11 @@ TEST_F(EventQueue, CallbacksRunOnceInOrderAndCanBeTakenBack) {
         orvy_removeCallbackInQueue(Drained, Note, Arg);
       },
       &One);
-  for (int *Each : {&One, &Two, &One, &One})
+  for (int *Each : {&Two, &One, &Three, &One})
     orvy_postCallbackInQueue(Queue, Note, Each);
   orvy_eventTrigger(Queue, 0);
   orvy_eventTrigger(Queue, 0);
-  EXPECT_THAT(Called, ElementsAre(2, 1, 1));
+  EXPECT_THAT(Called, ElementsAre(1, 2, 3, 1));
 }
 
 struct Chain {
@@ -774,6 +775,8 @@ TEST_F(Holders, ListWhatIsPublishedWithItsState) {
   orvy_eventSetPeriodCycles(Busy, 25);
   orvy_eventSetRealTime(Busy);
   orvy_eventPostCycles(Cpu, Busy, 40, ovSE_Cpu);
+  orvy_eventDepublish(orvy_eventPublish("again", Plain, fire));
+  const int64_t Again = orvy_eventPublish("again", Plain, fire);
   testing::internal::CaptureStdout();
   orvy::event::printEvents();
   orvy::outs().flush();
@@ -786,6 +789,7 @@ TEST_F(Holders, ListWhatIsPublishedWithItsState) {
                               " : scheduled( 40 ticks) real-time cyclic(25 ticks)\n"));
   EXPECT_THAT(Text, HasSubstr("idle : plain : " + std::to_string(Idle) + " :\n"));
   EXPECT_LT(Text.find("busy"), Text.find("idle"));
+  EXPECT_THAT(Text, HasSubstr("again : plain : " + std::to_string(Again) + " :\n"));
 }
 
 TEST_F(Holders, LoseTheEventsOfAnObjectThatGoesAway) {

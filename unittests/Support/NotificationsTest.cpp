@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <gmock/gmock.h>
+#include <set>
 
 namespace {
 
@@ -42,6 +43,34 @@ TEST_F(Notifications, PublishingIsIdempotentPerNameAndSource) {
   EXPECT_NE(orvy_publishNotification("n", nullptr), A);
   EXPECT_NE(orvy_publishNotification("m", &SourceA), A);
   EXPECT_EQ(orvy_publishNotification(nullptr, &SourceA), 0);
+}
+
+TEST_F(Notifications, OfSourcesThatAreGoneAreForgottenAfterAWhile) {
+  static char Sources[5000];
+  const auto Publish = [](int Index) { return orvy_publishNotification("gone", &Sources[Index]); };
+  std::vector<int64_t> Ids;
+  for (int Index = 0; Index < 2500; ++Index)
+    Ids.push_back(Publish(Index));
+  subscribe("gone", &Sources[0], "own");
+  subscribe("gone", nullptr, "any");
+  for (int Index = 0; Index < 2500; ++Index) {
+    orvy::forgetNotificationsOf(&Sources[Index]);
+    if (Index == 1)
+      Publish(1); // the next object at this address
+    EXPECT_EQ(Publish(Index == 1 ? 1 : 0), Ids[Index == 1 ? 1 : 0]);
+  }
+  EXPECT_EQ(Publish(2499), Ids[2499]) << "not at once";
+  EXPECT_EQ(orvy_subscribeNotification("gone", &Sources[5], nullptr, hear), -1);
+  orvy_notify(Ids[5], nullptr);
+  EXPECT_THAT(Heard, ElementsAre()) << "an old id is nobody's";
+  std::set<int64_t> Seen(Ids.begin(), Ids.end());
+  for (int Index = 2500; Index < 5000; ++Index)
+    EXPECT_TRUE(Seen.insert(Publish(Index)).second);
+  orvy_notify(Ids[5], nullptr);
+  EXPECT_THAT(Heard, ElementsAre());
+  orvy_notify(Ids[0], nullptr);
+  orvy_notify(Ids[1], nullptr);
+  EXPECT_THAT(Heard, ElementsAre("any from none", "own from none", "any from none"));
 }
 
 TEST_F(Notifications, TellsSubscribersOfAnySourceFirst) {

@@ -55,6 +55,8 @@ TEST(Time, SecondsConvertAndStayInRange) {
   EXPECT_EQ(orvy_secsToCycles(1000, 1.5), 1500);
   EXPECT_EQ(orvy_secsToCycles(1000, -1.5), -1500);
   EXPECT_EQ(orvy_secsToCycles(1000000000, 1e9), 1000000000000000000);
+  EXPECT_EQ(orvy_secsToCycles(999999937, 1e9 + 0.5), 999999937499999968)
+      << "more than a double has";
   EXPECT_EQ(orvy_secsToCycles(1000000000, 1e10), std::numeric_limits<int64_t>::max());
   EXPECT_EQ(orvy_secsToCycles(1000000000, -1e10), std::numeric_limits<int64_t>::min());
   EXPECT_EQ(orvy_secsToCycles(1000000000, std::numeric_limits<double>::infinity()),

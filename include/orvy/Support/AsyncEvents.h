@@ -24,11 +24,16 @@ typedef ORVY_ENUM(orvy_AsyncFlag){
 
 /**
  * Has a function called whenever a socket, pipe or terminal is readable or writable. At the end of
- * its input a descriptor is always readable: remove it then, in the function itself if you like.
+ * its input a socket is always readable: remove it then, in the function itself if you like. A pipe
+ * is not: once its other end is closed and what was left in it has been read, the function is not
+ * called again, and nothing tells that this is the end. Who must know it uses a socket pair, or a
+ * timer that reads without waiting. The writing end of a pipe that nobody reads stays writable while
+ * there is room, and the write fails.
  * The descriptor stays the caller's, who removes it here before closing it. A descriptor can be
  * waited on once; for both directions duplicate it.
  * @param Holder  processor, machine or clock; when it is disposed, what was added for it goes too
  * @param Flags   ovAS_Read or ovAS_Write
+ * @param Func    null for none: a report is taken and dropped
  * @return the descriptor; one that cannot be waited on is told on standard error and not added
  */
 ORVY_API int orvy_asyncSocketAdd(void *Holder, int Descriptor, uint32_t Flags,

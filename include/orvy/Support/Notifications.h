@@ -8,7 +8,13 @@
  *     orvy_notify(Self->TrapEntry, &TrapNumber);
  *
  * A subscriber listens to one source, or with a null source to the name as issued by any source.
- * Ids are never 0, so 0 can stand for "not published yet". Nothing here takes a lock: all of it
+ * Ids are never 0, so 0 can stand for "not published yet".
+ *
+ * A source is an address. Subscribers to an object that is disposed stay subscribed, and hear the
+ * next object that has the same address: unsubscribe when "orvy.objectDisposed" is heard, or compare
+ * names. What nobody subscribes to is forgotten some time after its object has gone.
+ *
+ * Nothing here takes a lock: all of it
  * belongs to the simulation thread. */
 
 #ifndef ORVY_SUPPORT_NOTIFICATIONS_H
@@ -32,6 +38,7 @@ ORVY_API int64_t orvy_publishNotification(const char *Name, void *Source);
 /**
  * Adds a subscriber behind those that are there; a second time if it is there already.
  * @param Source  the source to listen to; null for any source of that name
+ * @param Func    not null
  * @return 0, or -1 if no such notification is published yet
  */
 ORVY_API int orvy_subscribeNotification(const char *Name, void *Source, void *Arg,
@@ -50,7 +57,8 @@ ORVY_API int orvy_unsubscribeNotificationArg(const char *Name, void *Source,
 /**
  * Issues a notification: first the subscribers to the name from any source, then those to this
  * source, each in order of subscription.
- * @param Id                an id from orvy_publishNotification; it is not checked
+ * @param Id                an id from orvy_publishNotification; it is not checked, but that of a
+ *                          source that is gone and forgotten calls nobody
  * @param NotificationInfo  what the notification tells; its meaning goes with the name
  */
 ORVY_API void orvy_notify(int64_t Id, void *NotificationInfo);

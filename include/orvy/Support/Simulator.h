@@ -17,7 +17,8 @@ ORVY_BEGIN_C
  * lies past that time, so a duration that is a multiple of the quantum takes one quantum more. The
  * time of "sim" then is the start of that last quantum, and the processors stand at its end. A run
  * of less than a quantum leaves the time where it is, and the next one starts from there: for runs
- * that add up, see orvy_simRunUntil.
+ * that add up, see orvy_simRunUntil. A clear of the object system ends the run. A run from inside a
+ * run is refused with an error.
  * @return why the run ended
  */
 ORVY_API orvy_CpuExitReason orvy_simRunNanos(uint64_t Nanos);
@@ -40,11 +41,20 @@ ORVY_API orvy_CpuExitReason orvy_simRunCycles(int32_t Cpu, uint64_t Cycles);
 /** Steps one processor, the others following in time; the index must be below the count. */
 ORVY_API orvy_CpuExitReason orvy_simStep(int32_t Cpu, uint64_t Steps);
 
-/** Stops a run and waits for its end. Any thread but the one that runs. */
+/**
+ * Stops a run and waits for its end. Any thread but the one that runs, on which it would wait for
+ * itself: that is an internal error. Events, notifications and other code inside a run ask for its
+ * end with asyncStop of MachineIface, or orvy::sim::simSigIntHandler:
+ *
+ *     MachineIface *Machine = orvy_getInterface(Sim, "MachineIface", 0);
+ *     Machine->asyncStop(Sim);
+ *
+ * Either way the run ends with the quantum in progress.
+ */
 ORVY_API void orvy_simStop(void);
 
-/** Runs a function at a safe moment: at the end of a quantum, or at once if there is no run. Any
- * thread. */
+/** Runs a function, which is not null, at a safe moment: at the end of a quantum, or at once if
+ * there is no run. Any thread. */
 ORVY_API void orvy_simRunCallback(orvy_ThreadSafeCb Cb, void *Arg);
 
 /** 1 while a run is in progress. Any thread. */

@@ -2,7 +2,8 @@
  *
  * Cycles belong to a processor or clock and need its frequency in Hz, which must be at least 1;
  * nanoseconds belong to machines; seconds are doubles. Integer results truncate toward zero, so a
- * conversion there and back can lose one unit: keep absolute times and derive limits from them. The
+ * conversion there and back can lose one unit: keep absolute times and derive limits from them.
+ * What lies beyond the range of the result is its end: INT64_MAX or INT64_MIN. The
  * conversions and the wall clocks have no state and may be called from any thread. Frequencies up
  * to 9223372036 Hz are supported. */
 
