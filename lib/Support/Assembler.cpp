@@ -1,5 +1,7 @@
 // Assembling and disassembling through whatever processor is asked.
 
+#include "ObjectKinds.h"
+
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Memory.h"
@@ -13,6 +15,7 @@ namespace {
 
 /// Swap argument for 32-bit words in host order.
 constexpr uint32_t WordSwap = 2;
+constexpr uint32_t WordSize = 4;
 
 const CpuIface *findCpu(void *Obj) {
   auto *Iface = static_cast<const CpuIface *>(orvy_getInterface(Obj, "CpuIface", 0));
@@ -34,7 +37,7 @@ std::optional<uint32_t> readInstr(void *Cpu, uint64_t Addr) {
   if (!Memory)
     return std::nullopt;
   uint32_t Instr = 0;
-  Memory->readBytes(Cpu, &Instr, Addr, sizeof(Instr), WordSwap);
+  ORVY_CALL(MemoryIface, readBytes, Cpu, *Memory, &Instr, Addr, WordSize, WordSwap);
   return Instr;
 }
 
@@ -42,12 +45,12 @@ std::optional<uint32_t> readInstr(void *Cpu, uint64_t Addr) {
 
 uint32_t orvy_assemble(void *Cpu, const char *Text) {
   const CpuIface *Iface = findCpu(Cpu);
-  return Iface ? Iface->assemble(Cpu, Text) : 0;
+  return Iface ? ORVY_CALL(CpuIface, assemble, Cpu, *Iface, Text) : 0;
 }
 
 char *orvy_disassemble(void *Cpu, uint32_t Instr) {
   const CpuIface *Iface = findCpu(Cpu);
-  return Iface ? Iface->disassemble(Cpu, Instr) : nullptr;
+  return Iface ? ORVY_CALL(CpuIface, disassemble, Cpu, *Iface, Instr) : nullptr;
 }
 
 const char *orvy_disassembleAuto(void *Cpu, uint32_t Instr) {
@@ -65,8 +68,8 @@ void orvy_assembleToMemory(void *Cpu, const char *Text, uint64_t Addr) {
   const MemoryIface *Memory = Iface ? findMemory(Cpu) : nullptr;
   if (!Memory)
     return;
-  uint32_t Instr = Iface->assemble(Cpu, Text);
-  Memory->writeBytes(Cpu, Addr, sizeof(Instr), &Instr, WordSwap);
+  uint32_t Instr = ORVY_CALL(CpuIface, assemble, Cpu, *Iface, Text);
+  ORVY_CALL(MemoryIface, writeBytes, Cpu, *Memory, Addr, WordSize, &Instr, WordSwap);
 }
 
 char *orvy_disassembleMemory(void *Cpu, uint64_t Addr) {

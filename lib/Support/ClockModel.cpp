@@ -7,6 +7,7 @@
 #include "ObjectKinds.h"
 #include "Saturation.h"
 
+#include "orvy/Support/CreateArgs.h"
 #include "orvy/Support/Events.h"
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Logging.h"
@@ -16,7 +17,6 @@
 #include "orvy/Support/Time.h"
 
 #include <cstddef>
-#include <cstring>
 
 namespace {
 
@@ -232,25 +232,26 @@ void *ClassTable[] = {&ClockTable, &EventTable};
 
 // Life
 
-void *create(const char *, int Argc, const orvy_CreateArg *Args) {
+void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  double Freq = 1000000000.0;
+  uint64_t SyncPeriod = 0;
+  const orvy_ArgSpec Specs[] = {
+      {"freq", ovAK_Real, &Freq, 0, 0, "Frequency in Hz"},
+      {"rtSyncFreq", ovAK_Number, &SyncPeriod, 0, INT64_MAX, "Cycles between synchronisations"},
+      {     }
+  };
+  if (orvy_readCreateArgs("Clock", Name, Argc, Args, Specs, ORVY_ARGS_LENIENT) != 0)
+    return nullptr;
   auto *C = new Clock{};
-  int64_t SyncPeriod = 0;
-  C->Freq = 1000000000.0;
-  for (int Index = 0; Index < Argc; ++Index) {
-    if (!orvy_isNumber(Args[Index].Val))
-      continue;
-    if (std::strcmp(Args[Index].Key, "freq") == 0)
-      C->Freq = orvy_asDouble(Args[Index].Val);
-    else if (std::strcmp(Args[Index].Key, "rtSyncFreq") == 0)
-      SyncPeriod = orvy_asInteger(Args[Index].Val);
-  }
+  C->Freq = Freq;
   C->Queue = orvy_allocateEventQueue();
   C->SyncEvent = orvy_eventPublish("orvy.clockRTSyncEvent", C, syncEvent);
   if (SyncPeriod != 0) {
-    C->SyncPeriod = static_cast<uint64_t>(SyncPeriod);
-    orvy_eventSetPeriodCycles(C->SyncEvent, SyncPeriod);
+    C->SyncPeriod = SyncPeriod;
+    const auto Period = static_cast<int64_t>(SyncPeriod);
+    orvy_eventSetPeriodCycles(C->SyncEvent, Period);
     orvy_eventSetRealTime(C->SyncEvent);
-    orvy_eventPostAbsoluteInQueueInternal(C->Queue, C->SyncEvent, SyncPeriod);
+    orvy_eventPostAbsoluteInQueueInternal(C->Queue, C->SyncEvent, Period);
   }
   return C;
 }

@@ -1,5 +1,7 @@
 #include "InternalError.h"
 
+#include "ObjectKinds.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -11,4 +13,13 @@ void orvy::internalError(const char *File, int Line, const char *What) {
 
 void orvy::nullFunction(const char *File, int Line, const char *Caller) {
   internalError(File, Line, (std::string(Caller) + ": the function to call is null").c_str());
+}
+
+void orvy::wrongObject(const void *Obj, const char *Lacks) {
+  const char *Name = orvy_nameForObject(Obj);
+  const orvy_Class *Cls = orvy_classForObject(Obj);
+  const char *ClsName = Cls ? orvy_nameForClass(Cls) : "none";
+  std::fprintf(stderr, "internal error: object '%s' (%p) of class '%s' %s\n",
+               Name ? Name : "unknown", Obj, ClsName, Lacks);
+  std::abort();
 }

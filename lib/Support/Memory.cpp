@@ -29,7 +29,8 @@ const MemorySpaceIface *findSpace(void *Space) {
 
 const MemorySpaceIface &spaceIface(void *Space) {
   const MemorySpaceIface *Iface = findSpace(Space);
-  ORVY_REQUIRE(Iface);
+  if (!Iface)
+    wrongObject(Space, "lacks MemorySpaceIface");
   return *Iface;
 }
 
@@ -55,7 +56,8 @@ using Access = void (*MemAccessIface::*)(void *, orvy_MemTransaction *);
 int transact(void *Mem, orvy_MemTransaction *Mt, Access Slot) {
   if (kindOf(Mem) != Kind::Memory)
     return 1;
-  (memAccessIface(Mem).*Slot)(Mem, Mt);
+  auto *Function = memAccessIface(Mem).*Slot;
+  (Function ? Function : orvy_memAccessRefuse)(Mem, Mt);
   return (Mt->Flags & ovMF_Failed) != 0;
 }
 
@@ -98,20 +100,25 @@ uint32_t writePart(uint32_t Old, uint32_t Value, Part P) {
 
 uint32_t orvy_memoryRead(void *Obj, void *Data, uint64_t Addr, uint32_t Len, uint32_t Swap) {
   const MemoryIface *Iface = findMemory(Obj);
-  return Iface ? Iface->readBytes(Obj, Data, Addr, Len, Swap) : Failed;
+  return Iface ? callSlotOr(Failed, "MemoryIface.readBytes", Obj, *Iface, &MemoryIface::readBytes,
+                            Data, Addr, Len, Swap)
+               : Failed;
 }
 
 uint32_t orvy_memoryWrite(void *Obj, uint64_t Addr, const void *Data, uint32_t Len, uint32_t Swap) {
   const MemoryIface *Iface = findMemory(Obj);
-  return Iface ? Iface->writeBytes(Obj, Addr, Len, Data, Swap) : Failed;
+  return Iface ? callSlotOr(Failed, "MemoryIface.writeBytes", Obj, *Iface, &MemoryIface::writeBytes,
+                            Addr, Len, Data, Swap)
+               : Failed;
 }
 
 uint32_t orvy_memoryMap(void *Space, uint64_t Addr, uint64_t Len, void *Device, uint64_t Flags) {
   const MemorySpaceIface *Iface = checkMap(Space, Device);
   if (!Iface)
     return Failed;
-  return static_cast<uint32_t>(
-      Iface->mapDevice(Space, Addr, Len, Device, static_cast<uint32_t>(Flags)));
+  return static_cast<uint32_t>(callSlotOr(-1, "MemorySpaceIface.mapDevice", Space, *Iface,
+                                          &MemorySpaceIface::mapDevice, Addr, Len, Device,
+                                          static_cast<uint32_t>(Flags)));
 }
 
 uint32_t orvy_memoryMapNamedIface(void *Space, uint64_t Addr, uint64_t Len, void *Device,
@@ -123,20 +130,21 @@ uint32_t orvy_memoryMapNamedIface(void *Space, uint64_t Addr, uint64_t Len, void
     orvy_logConfigError(Device, "does not implement '%s'", IfaceName ? IfaceName : "");
     return Failed;
   }
-  return static_cast<uint32_t>(
-      Iface->mapNamedIface(Space, Addr, Len, Device, IfaceName, static_cast<uint32_t>(Flags)));
+  return static_cast<uint32_t>(callSlotOr(-1, "MemorySpaceIface.mapNamedIface", Space, *Iface,
+                                          &MemorySpaceIface::mapNamedIface, Addr, Len, Device,
+                                          IfaceName, static_cast<uint32_t>(Flags)));
 }
 
 void orvy_memorySetAttr(void *Space, uint64_t Addr, uint64_t Len, uint32_t Attrs) {
-  spaceIface(Space).setAttr(Space, Addr, Len, Attrs);
+  ORVY_CALL(MemorySpaceIface, setAttr, Space, spaceIface(Space), Addr, Len, Attrs);
 }
 
 void orvy_memoryClearAttr(void *Space, uint64_t Addr, uint64_t Len, uint32_t Attrs) {
-  spaceIface(Space).clearAttr(Space, Addr, Len, Attrs);
+  ORVY_CALL(MemorySpaceIface, clearAttr, Space, spaceIface(Space), Addr, Len, Attrs);
 }
 
 uint32_t orvy_memoryGetAttrs(void *Space, uint64_t Addr) {
-  return spaceIface(Space).getAttrs(Space, Addr);
+  return ORVY_CALL(MemorySpaceIface, getAttrs, Space, spaceIface(Space), Addr);
 }
 
 int orvy_memoryFetchTransaction(void *Mem, orvy_MemTransaction *Mt) {

@@ -1,6 +1,7 @@
 #include "orvy/Support/Propval.h"
 
 #include "InternalError.h"
+#include "ObjectKinds.h"
 #include "ObjsysClass.h"
 #include "ObjsysValue.h"
 #include "orvy/Support/Logging.h"
@@ -277,16 +278,26 @@ void orvy_writeValue(void *Obj, const char *PropName, orvy_Propval Val, int Idx)
 }
 
 // The accessors of one integer type on all four routes.
+namespace {
+
+// Ends the process for a typed getter of a property that has another type, or is not there.
+orvy_Propval ofType(orvy_Type Typ, orvy_Propval Pv, const void *Obj, const char *PropName) {
+  if (Pv.Typ != Typ) {
+    const std::string Lacks =
+        "has no property '" + std::string(orEmpty(PropName)) + "' of type " + orvy_typeToName(Typ);
+    orvy::wrongObject(Obj, Lacks.c_str());
+  }
+  return Pv;
+}
+
+} // namespace
+
 #define ORVY_TYPED_ACCESSORS(Suffix, CType, Member)                                                \
   CType orvy_getValue##Suffix(void *Obj, const char *PropName, int Idx) {                          \
-    orvy_Propval Pv = orvy_getValue(Obj, PropName, Idx);                                           \
-    ORVY_REQUIRE(Pv.Typ == ovTY_##Suffix);                                                         \
-    return Pv.Member;                                                                              \
+    return ofType(ovTY_##Suffix, orvy_getValue(Obj, PropName, Idx), Obj, PropName).Member;         \
   }                                                                                                \
   CType orvy_readValue##Suffix(void *Obj, const char *PropName, int Idx) {                         \
-    orvy_Propval Pv = orvy_readValue(Obj, PropName, Idx);                                          \
-    ORVY_REQUIRE(Pv.Typ == ovTY_##Suffix);                                                         \
-    return Pv.Member;                                                                              \
+    return ofType(ovTY_##Suffix, orvy_readValue(Obj, PropName, Idx), Obj, PropName).Member;        \
   }                                                                                                \
   void orvy_setValue##Suffix(void *Obj, const char *PropName, CType Val, int Idx) {                \
     orvy_setValue(Obj, PropName, {.Typ = ovTY_##Suffix, .Member = Val}, Idx);                      \

@@ -1,5 +1,6 @@
 #include "ComponentModel.h"
 #include "InternalError.h"
+#include "ObjectKinds.h"
 #include "ObjsysClass.h"
 #include "ObjsysValue.h"
 #include "orvy/Support/Containers.h"
@@ -265,7 +266,10 @@ const char *orvy_connectionFault(void *A, const char *PropName, void *B, const c
 
 void orvy_setTimeSource(void *Obj, void *TS) {
   const Class *Cls = Class::classForObject(Obj);
-  ORVY_REQUIRE(Cls && !Cls->External && isTimeSource(TS));
+  if (!Cls || Cls->External)
+    orvy::wrongObject(Obj, "cannot have a time source");
+  if (!isTimeSource(TS))
+    orvy::wrongObject(TS, "cannot be a time source: it is not a processor, machine or clock");
   static_cast<orvy_Object *>(Obj)->TimeSource = TS;
   const IfaceInstance *Found = Cls->getInterface("ObjectIface");
   const auto *Iface = Found ? static_cast<const ObjectIface *>(Found->at(0)) : nullptr;

@@ -30,15 +30,15 @@ const LineDataLoggerIface *lineData(void *Obj) {
 } // namespace
 
 uint64_t orvy_cpuGetFreq(void *Cpu) {
-  return cpuIface(Cpu).getFreq(Cpu);
+  return ORVY_CALL(CpuIface, getFreq, Cpu, cpuIface(Cpu));
 }
 
 uint64_t orvy_cpuGetReg(void *Cpu, uint32_t Reg) {
-  return cpuIface(Cpu).getGpr(Cpu, Reg);
+  return ORVY_CALL(CpuIface, getGpr, Cpu, cpuIface(Cpu), Reg);
 }
 
 void orvy_cpuSetReg(void *Cpu, uint32_t Reg, uint64_t Value) {
-  cpuIface(Cpu).setGpr(Cpu, Reg, Value);
+  ORVY_CALL(CpuIface, setGpr, Cpu, cpuIface(Cpu), Reg, Value);
 }
 
 float orvy_cpuGetFpr32(void *Cpu, uint32_t Reg) {
@@ -46,7 +46,7 @@ float orvy_cpuGetFpr32(void *Cpu, uint32_t Reg) {
 }
 
 uint32_t orvy_cpuGetFpr32Bits(void *Cpu, uint32_t Reg) {
-  return cpuIface(Cpu).getFpr32(Cpu, Reg);
+  return ORVY_CALL(CpuIface, getFpr32, Cpu, cpuIface(Cpu), Reg);
 }
 
 void orvy_cpuSetFpr32(void *Cpu, uint32_t Reg, float Value) {
@@ -54,7 +54,7 @@ void orvy_cpuSetFpr32(void *Cpu, uint32_t Reg, float Value) {
 }
 
 void orvy_cpuSetFpr32Bits(void *Cpu, uint32_t Reg, uint32_t Bits) {
-  cpuIface(Cpu).setFpr32(Cpu, Reg, Bits);
+  ORVY_CALL(CpuIface, setFpr32, Cpu, cpuIface(Cpu), Reg, Bits);
 }
 
 double orvy_cpuGetFpr64(void *Cpu, uint32_t Reg) {
@@ -62,7 +62,7 @@ double orvy_cpuGetFpr64(void *Cpu, uint32_t Reg) {
 }
 
 uint64_t orvy_cpuGetFpr64Bits(void *Cpu, uint32_t Reg) {
-  return cpuIface(Cpu).getFpr64(Cpu, Reg);
+  return ORVY_CALL(CpuIface, getFpr64, Cpu, cpuIface(Cpu), Reg);
 }
 
 void orvy_cpuSetFpr64(void *Cpu, uint32_t Reg, double Value) {
@@ -70,69 +70,69 @@ void orvy_cpuSetFpr64(void *Cpu, uint32_t Reg, double Value) {
 }
 
 void orvy_cpuSetFpr64Bits(void *Cpu, uint32_t Reg, uint64_t Bits) {
-  cpuIface(Cpu).setFpr64(Cpu, Reg, Bits);
+  ORVY_CALL(CpuIface, setFpr64, Cpu, cpuIface(Cpu), Reg, Bits);
 }
 
 int64_t orvy_cpuRun(void *Cpu, uint64_t Cycles) {
   const CpuIface &Iface = cpuIface(Cpu);
-  uint64_t End = Iface.getCycles(Cpu) + Cycles;
+  uint64_t End = ORVY_CALL(CpuIface, getCycles, Cpu, Iface) + Cycles;
   const ActiveRun Running;
-  Iface.run(Cpu, Cycles);
-  return static_cast<int64_t>(End - Iface.getCycles(Cpu));
+  ORVY_CALL(CpuIface, run, Cpu, Iface, Cycles);
+  return static_cast<int64_t>(End - ORVY_CALL(CpuIface, getCycles, Cpu, Iface));
 }
 
 int64_t orvy_cpuStep(void *Cpu, uint64_t Steps) {
   const CpuIface &Iface = cpuIface(Cpu);
-  uint64_t End = Iface.getSteps(Cpu) + Steps;
+  uint64_t End = ORVY_CALL(CpuIface, getSteps, Cpu, Iface) + Steps;
   const ActiveRun Running;
-  Iface.step(Cpu, Steps);
-  return static_cast<int64_t>(End - Iface.getSteps(Cpu));
+  ORVY_CALL(CpuIface, step, Cpu, Iface, Steps);
+  return static_cast<int64_t>(End - ORVY_CALL(CpuIface, getSteps, Cpu, Iface));
 }
 
 uint32_t orvy_cpuTranslateAddress(void *Cpu, uint64_t Va, uint32_t Flags, uint64_t *Pa) {
   ORVY_REQUIRE(Pa);
-  *Pa = cpuIface(Cpu).translateAddress(Cpu, Va, &Flags);
+  *Pa = ORVY_CALL(CpuIface, translateAddress, Cpu, cpuIface(Cpu), Va, &Flags);
   return Flags;
 }
 
 void orvy_cpuReset(void *Cpu, int Kind) {
-  cpuIface(Cpu).reset(Cpu, Kind);
+  ORVY_CALL(CpuIface, reset, Cpu, cpuIface(Cpu), Kind);
 }
 
 void orvy_cpuSetPc(void *Cpu, uint64_t Pc) {
-  cpuIface(Cpu).setPc(Cpu, Pc);
+  ORVY_CALL(CpuIface, setPc, Cpu, cpuIface(Cpu), Pc);
 }
 
 uint64_t orvy_cpuGetPc(void *Cpu) {
-  return cpuIface(Cpu).getPc(Cpu);
+  return ORVY_CALL(CpuIface, getPc, Cpu, cpuIface(Cpu));
 }
 
 uint64_t orvy_cpuGetSpr(void *Cpu, uint32_t Reg) {
-  return cpuIface(Cpu).getSpr(Cpu, Reg);
+  return ORVY_CALL(CpuIface, getSpr, Cpu, cpuIface(Cpu), Reg);
 }
 
 void orvy_cpuSetSpr(void *Cpu, uint32_t Reg, uint64_t Value) {
-  cpuIface(Cpu).setSpr(Cpu, Reg, Value);
+  ORVY_CALL(CpuIface, setSpr, Cpu, cpuIface(Cpu), Reg, Value);
 }
 
 void orvy_cpuEnableTraps(void *Cpu) {
-  cpuIface(Cpu).enableTraps(Cpu);
+  ORVY_CALL(CpuIface, enableTraps, Cpu, cpuIface(Cpu));
 }
 
 void orvy_cpuDisableTraps(void *Cpu) {
-  cpuIface(Cpu).disableTraps(Cpu);
+  ORVY_CALL(CpuIface, disableTraps, Cpu, cpuIface(Cpu));
 }
 
 void *orvy_cpuGetMachine(void *Cpu) {
-  return cpuIface(Cpu).getMachine(Cpu);
+  return ORVY_CALL(CpuIface, getMachine, Cpu, cpuIface(Cpu));
 }
 
 void orvy_cpuRaiseTrap(void *Cpu, int Trap, uint32_t Flags) {
   const CpuIface &Iface = cpuIface(Cpu);
   if (Flags & ORVY_TRAP_NO_RETURN)
-    Iface.raiseTrapNoReturn(Cpu, Trap);
+    ORVY_CALL(CpuIface, raiseTrapNoReturn, Cpu, Iface, Trap);
   else
-    Iface.raiseTrap(Cpu, Trap);
+    ORVY_CALL(CpuIface, raiseTrap, Cpu, Iface, Trap);
 }
 
 uint64_t orvy_cpuGetIClassCounter(void *Cpu, uint32_t Class) {
@@ -144,14 +144,14 @@ void orvy_cpuResetIClassCounter(void *Cpu, uint32_t Class) {
 }
 
 void orvy_machineReset(void *Machine, int Kind) {
-  machineIface(Machine).reset(Machine, Kind);
+  ORVY_CALL(MachineIface, reset, Machine, machineIface(Machine), Kind);
 }
 
 uint64_t orvy_machineRun(void *Machine, uint64_t Nanos) {
   const MachineIface &Iface = machineIface(Machine);
   uint64_t Start = quantaStart(Machine);
   const ActiveRun Running;
-  Iface.run(Machine, Nanos);
+  ORVY_CALL(MachineIface, run, Machine, Iface, Nanos);
   return quantaStart(Machine) - Start;
 }
 

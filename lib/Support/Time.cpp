@@ -36,9 +36,11 @@ struct CycleTime {
 
 CycleTime cycleTime(void *Obj, Kind Which) {
   if (Which == Kind::Clock)
-    return {static_cast<int64_t>(clockIface(Obj).getCycles(Obj)), clockFreq(Obj)};
+    return {static_cast<int64_t>(askSlot(Obj, clockIface(Obj), &ClockIface::getCycles)),
+            clockFreq(Obj)};
   const CpuIface &Cpu = cpuIface(Obj);
-  return {static_cast<int64_t>(Cpu.getCycles(Obj)), static_cast<int64_t>(Cpu.getFreq(Obj))};
+  return {static_cast<int64_t>(askSlot(Obj, Cpu, &CpuIface::getCycles)),
+          static_cast<int64_t>(askSlot(Obj, Cpu, &CpuIface::getFreq))};
 }
 
 uint64_t readClock(clockid_t Clock) {
@@ -115,7 +117,7 @@ int64_t orvy_getNanos(void *Obj) {
     return orvy_cyclesToNanos(Now.Cycles, Now.Freq);
   }
   case Kind::Machine:
-    return static_cast<int64_t>(machineIface(Obj).getTime(Obj));
+    return static_cast<int64_t>(askSlot(Obj, machineIface(Obj), &MachineIface::getTime));
   default:
     orvy_logError(Obj, "unknown object class");
     return -1;
@@ -130,7 +132,8 @@ double orvy_getSecs(void *Obj) {
     return Now.Freq < 1 ? NoTime : orvy_cyclesToSecs(Now.Cycles, Now.Freq);
   }
   case Kind::Machine:
-    return orvy_nanosToSecs(static_cast<int64_t>(machineIface(Obj).getTime(Obj)));
+    return orvy_nanosToSecs(
+        static_cast<int64_t>(askSlot(Obj, machineIface(Obj), &MachineIface::getTime)));
   default:
     orvy_logError(Obj, "unknown object class");
     return NoTime;
@@ -149,7 +152,7 @@ uint64_t orvy_timeGetCurrentSrtNanos(void *Obj) {
     return Cycles / Freq * NanosPerSec + Cycles % Freq * NanosPerSec / Freq;
   }
   case Kind::Machine:
-    return machineIface(Obj).getTime(Obj);
+    return askSlot(Obj, machineIface(Obj), &MachineIface::getTime);
   default:
     orvy_logError(Obj, "not a cpu or machine, cannot get current time");
     return 0;

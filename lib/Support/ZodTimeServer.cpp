@@ -1,5 +1,6 @@
 #include "orvy/Support/ZodTimeServer.h"
 
+#include "orvy/Support/CreateArgs.h"
 #include "orvy/Support/Events.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Network.h"
@@ -161,7 +162,9 @@ void TimeServer::setAddress(const std::string &Host, uint16_t Port) {
     orvy_logError(this, "could not connect to %s:%u", Host.c_str(), static_cast<unsigned>(Port));
 }
 
-void *create(const char *, int, const orvy_CreateArg *) {
+void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  if (orvy_readCreateArgs("ZodTimeServer", Name, Argc, Args, nullptr, 0) != 0)
+    return nullptr;
   auto *Server = new TimeServer{};
   Server->PingEvent =
       orvy_eventPublish("ping", Server, [](orvy_Event *E) { serverOf(E->Obj).ping(); });

@@ -17,7 +17,6 @@
 
 #include "Board.h"
 
-#include <cstring>
 #include <string>
 
 namespace board {
@@ -28,19 +27,6 @@ constexpr uint64_t RamBase = 0x40000000;
 constexpr uint64_t MostRam = 0x40000000; // up to the devices
 constexpr uint64_t RomSize = 0x10000;
 constexpr uint64_t MostCpus = 4;
-
-struct Row {
-  const char *Key;
-  uint64_t Config::*Field;
-  uint64_t Least;
-  uint64_t Most;
-};
-
-constexpr Row Rows[] = {
-    {"cpus",    &Config::Cpus,    1,              MostCpus     },
-    {"ramSize", &Config::RamSize, ORVY_PAGE_SIZE, MostRam      },
-    {"freq",    &Config::Freq,    1,              9000000000ull},
-};
 
 /// The inner objects; null where one could not be created, which has been told of.
 struct Parts {
@@ -121,7 +107,9 @@ void delegate(orvy_Component *C, const Parts &P) {
 }
 
 void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
-  const Config Wanted = configOf(Name, Argc, Args);
+  Config Wanted;
+  if (orvy_readCreateArgs("Board", Name, Argc, Args, argumentsOf(Wanted).data(), 0) != 0)
+    return nullptr;
   orvy_Component *C = orvy_componentCreate(Name);
   C->Quanta = Quanta;
   const Parts P = createParts(C, Wanted);
@@ -141,32 +129,23 @@ void reset(void *Obj, int Kind) {
   void *const *Inner = static_cast<void **>(orvy_vecGetData(&C.Objects));
   for (size_t Idx = 0; Idx < orvy_vecGetSize(&C.Objects); ++Idx)
     if (orvy_objectHasIface(Inner[Idx], "ResetIface"))
-      static_cast<const ResetIface *>(orvy_getInterface(Inner[Idx], "ResetIface", 0))
-          ->reset(Inner[Idx], Kind);
+      if (const auto *Table =
+              static_cast<const ResetIface *>(orvy_getInterface(Inner[Idx], "ResetIface", 0));
+          Table && Table->reset)
+        Table->reset(Inner[Idx], Kind);
 }
 
 ResetIface ResetTable = {reset};
 
 } // namespace
 
-Config configOf(const char *Name, int Argc, const orvy_CreateArg *Args) {
-  Config Wanted;
-  for (int Idx = 0; Idx < Argc; ++Idx) {
-    const orvy_CreateArg &Arg = Args[Idx];
-    bool Taken = false;
-    for (const Row &R : Rows) {
-      if (std::strcmp(Arg.Key, R.Key) != 0 || !orvy_isDiscrete(Arg.Val))
-        continue;
-      const uint64_t Value = orvy_asUnsigned(Arg.Val);
-      Taken = Value >= R.Least && Value <= R.Most;
-      if (Taken)
-        Wanted.*R.Field = Value;
-    }
-    if (!Taken)
-      orvy_logConfigError(nullptr, "'%s': argument '%s' is not known or out of range", Name,
-                          Arg.Key);
-  }
-  return Wanted;
+std::array<orvy_ArgSpec, 4> argumentsOf(Config &Wanted) {
+  return {
+      {{"cpus", ovAK_Number, &Wanted.Cpus, 1, MostCpus, "Processors"},
+       {"ramSize", ovAK_Size, &Wanted.RamSize, ORVY_PAGE_SIZE, MostRam, "Bytes of RAM"},
+       {"freq", ovAK_Freq, &Wanted.Freq, 1, MostFreq, "Frequency of the processors"},
+       {}}
+  };
 }
 
 void registerBoard() {

@@ -5,6 +5,7 @@
 
 #include "orvy/Support/Orvy.h"
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <utility>
@@ -15,7 +16,8 @@ namespace board {
 void registerBoard();
 void registerUnit();
 
-constexpr int32_t Quanta = 100000; // ns
+constexpr int32_t Quanta = 100000;           // ns
+constexpr uint64_t MostFreq = 9000000000ull; // Hz
 
 /// What a board can be made of; the limits hold for what the user gives.
 struct Config {
@@ -24,8 +26,8 @@ struct Config {
   uint64_t Freq = 50000000; // Hz
 };
 
-/// Reads the arguments of a board. What is not known or out of range is told of and left out.
-Config configOf(const char *Name, int Argc, const orvy_CreateArg *Args);
+/// The arguments of a board, which fill its configuration, and the end of the list.
+std::array<orvy_ArgSpec, 4> argumentsOf(Config &Wanted);
 
 /// A list of numeric creation arguments.
 class Arguments {

@@ -7,7 +7,6 @@
 
 #include "Board.h"
 
-#include <cstring>
 #include <string>
 
 namespace board {
@@ -32,29 +31,35 @@ void delegate(orvy_Component *C, void *Board, const std::string &Suffix) {
       orvy_componentAddDelegateProp(C, (Name + Suffix).c_str(), Prop.Obj, Prop.Name);
 }
 
-/// The arguments of one of the boards: all but freqB, which is the frequency of the second.
-std::vector<orvy_CreateArg> argumentsOf(int Board, int Argc, const orvy_CreateArg *Args) {
-  std::vector<orvy_CreateArg> List;
-  const orvy_CreateArg *FreqB = nullptr;
-  for (int Idx = 0; Idx < Argc; ++Idx) {
-    if (std::strcmp(Args[Idx].Key, "freqB") == 0)
-      FreqB = &Args[Idx];
-    else
-      List.push_back(Args[Idx]);
-  }
-  if (FreqB && Board == 1)
-    List.push_back({"freq", FreqB->Val}); // the last one of a name counts
-  List.push_back({});
-  return List;
+/// The arguments of a unit: those of a board, and freqB, which is 0 if it is not given.
+bool readArguments(const char *Name, int Argc, const orvy_CreateArg *Args, Config &Wanted,
+                   uint64_t &FreqB) {
+  std::vector<orvy_ArgSpec> Specs;
+  for (const orvy_ArgSpec &Spec : argumentsOf(Wanted))
+    if (Spec.Key)
+      Specs.push_back(Spec);
+  Specs.push_back({"freqB", ovAK_Freq, &FreqB, 1, MostFreq, "Frequency of the second board"});
+  Specs.push_back({});
+  return orvy_readCreateArgs("Unit", Name, Argc, Args, Specs.data(), 0) == 0;
 }
 
 void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  Config Wanted;
+  uint64_t FreqB = 0;
+  if (!readArguments(Name, Argc, Args, Wanted, FreqB))
+    return nullptr;
+  const uint64_t Freqs[] = {Wanted.Freq, FreqB ? FreqB : Wanted.Freq};
   orvy_Component *C = orvy_componentCreate(Name);
   C->Quanta = Quanta;
   void *Boards[2];
-  for (int Idx = 0; Idx < 2; ++Idx)
-    Boards[Idx] = orvy_createComponentObject(C, "Board", argumentsOf(Idx, Argc, Args).data(), "%s",
-                                             Names[Idx]);
+  for (int Idx = 0; Idx < 2; ++Idx) {
+    const Arguments Given = {
+        {"cpus",    Wanted.Cpus   },
+        {"ramSize", Wanted.RamSize},
+        {"freq",    Freqs[Idx]    }
+    };
+    Boards[Idx] = orvy_createComponentObject(C, "Board", Given, "%s", Names[Idx]);
+  }
   for (int Idx = 0; Idx < 2; ++Idx) {
     if (!Boards[Idx])
       continue;

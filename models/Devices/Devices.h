@@ -5,8 +5,6 @@
 
 #include "orvy/Support/Orvy.h"
 
-#include <cstring>
-
 namespace devices {
 
 void registerUart();
@@ -75,17 +73,25 @@ struct IrqLine {
   uint8_t Number;
 
   void raise() const {
-    if (Ctrl.Iface)
-      static_cast<const IrqCtrlIface *>(Ctrl.Iface)->raiseInterrupt(Ctrl.Obj, Number);
+    const auto *Table = static_cast<const IrqCtrlIface *>(Ctrl.Iface);
+    if (Table && Table->raiseInterrupt)
+      Table->raiseInterrupt(Ctrl.Obj, Number);
   }
 };
 
-/// Value of a numeric creation argument, or what stands for it where it is not given.
-inline uint64_t argument(int Argc, const orvy_CreateArg *Args, const char *Key, uint64_t Default) {
-  for (int Index = 0; Index < Argc; ++Index)
-    if (std::strcmp(Args[Index].Key, Key) == 0 && orvy_isNumber(Args[Index].Val))
-      return orvy_asUnsigned(Args[Index].Val);
-  return Default;
+/// The creation argument "irq" of a device, the only one it takes. False if the object is not to be
+/// created.
+inline bool readIrq(const char *ClsName, const char *Name, int Argc, const orvy_CreateArg *Args,
+                    uint8_t &Irq) {
+  uint64_t Value = Irq;
+  const orvy_ArgSpec Specs[] = {
+      {"irq",      ovAK_Number, &Value, 0, UINT8_MAX, "Interrupt number"},
+      {}
+  };
+  if (orvy_readCreateArgs(ClsName, Name, Argc, Args, Specs, 0) != 0)
+    return false;
+  Irq = static_cast<uint8_t>(Value);
+  return true;
 }
 
 } // namespace devices

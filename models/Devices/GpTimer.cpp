@@ -201,9 +201,12 @@ template <unsigned Index> void underflowEvent(orvy_Event *Event) {
   timerOf(Event->Obj).underflow(Index);
 }
 
-void *create(const char *, int Argc, const orvy_CreateArg *Args) {
+void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  uint8_t Irq = FirstIrq;
+  if (!readIrq("GpTimer", Name, Argc, Args, Irq))
+    return nullptr;
   auto *G = new GpTimer{};
-  G->Irq = static_cast<uint8_t>(argument(Argc, Args, "irq", FirstIrq));
+  G->Irq = Irq;
   G->Timers[0].Event = orvy_eventPublish("gpTimer.underflow0", G, underflowEvent<0>);
   G->Timers[1].Event = orvy_eventPublish("gpTimer.underflow1", G, underflowEvent<1>);
   return G;

@@ -128,7 +128,8 @@ void IrqCtrl::drive(unsigned Cpu) {
     if (!(Changed >> Irq & 1))
       continue;
     auto Act = Active >> Irq & 1 ? Iface.raiseInterrupt : Iface.lowerInterrupt;
-    Act(Cpus[Cpu].Obj, Irq);
+    if (Act)
+      Act(Cpus[Cpu].Obj, Irq);
   }
 }
 
@@ -178,7 +179,11 @@ ObjectIface ObjectTable = {serialise, deserialise, nullptr, nullptr, nullptr};
 
 void registerIrqCtrl() {
   orvy_Class *Cls = orvy_registerClass(
-      "IrqCtrl", [](const char *, int, const orvy_CreateArg *) -> void * { return new IrqCtrl{}; },
+      "IrqCtrl",
+      [](const char *Name, int Argc, const orvy_CreateArg *Args) -> void * {
+        return orvy_readCreateArgs("IrqCtrl", Name, Argc, Args, nullptr, 0) == 0 ? new IrqCtrl{}
+                                                                                 : nullptr;
+      },
       [](void *Obj) { delete &ctrlOf(Obj); });
   orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &RegisterAccess<IrqCtrl>::Table, 0,
                     "Registers");

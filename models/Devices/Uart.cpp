@@ -295,9 +295,12 @@ void Uart::writeRegister(uint64_t Offset, uint32_t Value) {
   }
 }
 
-void *create(const char *, int Argc, const orvy_CreateArg *Args) {
+void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  uint8_t Irq = DefaultIrq;
+  if (!readIrq("Uart", Name, Argc, Args, Irq))
+    return nullptr;
   auto *U = new Uart{};
-  U->Irq = static_cast<uint8_t>(argument(Argc, Args, "irq", DefaultIrq));
+  U->Irq = Irq;
   U->Terminal = 1;
   U->SentEvent = orvy_eventPublish("uart.sent", U, [](orvy_Event *E) { uartOf(E->Obj).sent(); });
   return U;

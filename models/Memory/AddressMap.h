@@ -19,13 +19,15 @@ struct Region {
   uint64_t Base;
   uint64_t End;
   void *Device;
-  const MemAccessIface *Access;
-  const MemoryIface *Block; ///< null if the device has none
+  const MemAccessIface *Access; ///< every slot can be called
+  const MemoryIface *Block;     ///< null if the device has none
   /// First and end of the pages that lie wholly inside and are aligned with the device's own.
   uint64_t FirstPage;
   uint64_t EndPage;
   /// The interface it was mapped by; empty for the one a device is mapped by otherwise.
   std::string IfaceName;
+  /// What Access is if the device's own table has null slots.
+  MemAccessIface Filled;
   /// Pages handed out, from FirstPage on; empty until the first.
   std::vector<orvy_MemPage *> Handed;
 

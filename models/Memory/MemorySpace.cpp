@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -136,7 +137,8 @@ template <orvy_BreakKind Kind> void transact(void *Obj, orvy_MemTransaction *Mt,
   Mt->Pa -= Base;
   (R->Access->*Call)(R->Device, Mt);
   Mt->Pa += Base;
-  if (Mt->Page)
+  // The device may have disposed of itself.
+  if (Mt->Page && (R = S.Map.find(Mt->Pa)))
     handOut(S, *R, *Mt, Kind);
 }
 
@@ -157,14 +159,18 @@ MemAccessIface AccessTable = {fetch, read, write, exchange};
 
 // Blocks
 
-/// Moves a block through a device's single accesses, in words where they are aligned.
-uint32_t moveSingly(const Region &R, uint8_t *Data, uint64_t Offset, uint32_t Len, Slot Call) {
+/// Moves a block through a device's single accesses, in words where they are aligned. The device is
+/// looked up for each: an access may dispose of it.
+uint32_t moveSingly(MemorySpace &S, uint8_t *Data, uint64_t Addr, uint32_t Len, Slot Call) {
   for (uint32_t Done = 0; Done < Len;) {
+    const Region *R = S.Map.find(Addr + Done);
+    if (!R)
+      return Done;
     orvy_MemTransaction Mt{};
-    Mt.Pa = Offset + Done;
+    Mt.Pa = Addr + Done - R->Base;
     Mt.Size = Mt.Pa % 4 == 0 && Len - Done >= 4 ? 2 : 0;
     Mt.Value = load(Data + Done, Mt.Size);
-    (R.Access->*Call)(R.Device, &Mt);
+    (R->Access->*Call)(R->Device, &Mt);
     if (Mt.Flags & ovMF_Failed)
       return Done;
     store(Data + Done, Mt.Size, Mt.Value);
@@ -195,10 +201,12 @@ uint32_t readBytes(void *Obj, void *Data, uint64_t Addr, uint32_t Len, uint32_t 
   if (Swap > MaxSwap)
     return 0;
   auto *Bytes = static_cast<uint8_t *>(Data);
-  uint32_t Moved = forEachPart(
-      spaceOf(Obj), Addr, Len, [Bytes](Region &R, uint64_t Offset, uint32_t At, uint32_t Count) {
-        return R.Block ? R.Block->readBytes(R.Device, Bytes + At, Offset, Count, 0)
-                       : moveSingly(R, Bytes + At, Offset, Count, &MemAccessIface::read);
+  MemorySpace &S = spaceOf(Obj);
+  uint32_t Moved =
+      forEachPart(S, Addr, Len, [&](Region &R, uint64_t Offset, uint32_t At, uint32_t Count) {
+        return R.Block && R.Block->readBytes
+                   ? R.Block->readBytes(R.Device, Bytes + At, Offset, Count, 0)
+                   : moveSingly(S, Bytes + At, Addr + At, Count, &MemAccessIface::read);
       });
   swapUnits(Bytes, Moved, Swap);
   return Moved;
@@ -216,11 +224,11 @@ uint32_t writeBytes(void *Obj, uint64_t Addr, uint32_t Len, const void *Data, ui
     Bytes = Swapped.data();
   }
   uint32_t Moved =
-      forEachPart(S, Addr, Len, [Bytes](Region &R, uint64_t Offset, uint32_t At, uint32_t Count) {
-        if (R.Block)
+      forEachPart(S, Addr, Len, [&](Region &R, uint64_t Offset, uint32_t At, uint32_t Count) {
+        if (R.Block && R.Block->writeBytes)
           return R.Block->writeBytes(R.Device, Offset, Count, Bytes + At, 0);
         std::vector<uint8_t> Copy(Bytes + At, Bytes + At + Count);
-        return moveSingly(R, Copy.data(), Offset, Count, &MemAccessIface::write);
+        return moveSingly(S, Copy.data(), Addr + At, Count, &MemAccessIface::write);
       });
   if (!S.Attrs.empty())
     S.Attrs.clear(Addr, Moved, ovMA_Upset | AttributeMap::Reported);
@@ -240,8 +248,47 @@ void watchDevice(MemorySpace &S, void *Device) {
     orvy_subscribeNotification("orvy.objectWillBeDisposed", Device, &S, deviceDisposed);
 }
 
-/// Says why a range cannot be mapped; null if it can.
-std::string refusal(const MemorySpace &S, uint64_t Addr, uint64_t Len) {
+/// Spaces that may lie one in another: an access goes through all of them, on the host's stack.
+constexpr unsigned MostLevels = 32;
+
+/// How spaces lie in each other once one is mapped into another one, as far as was asked.
+class Nesting {
+public:
+  Nesting(const MemorySpace &Outer, const MemorySpace &Inner) : Outer(Outer), Inner(Inner) {}
+
+  /// Levels of a space: 1 if it has no other one in it. More than MostLevels if there are too many,
+  /// or no end of them.
+  unsigned levelsOf(const MemorySpace &S) {
+    // Until its levels are known a space counts as too deep, so that a ring is.
+    auto [Entry, IsNew] = Known.try_emplace(&S, MostLevels + 1);
+    if (!IsNew)
+      return Entry->second;
+    unsigned Below = &S == &Outer ? levelsOf(Inner) : 0;
+    for (const auto &R : S.Map.regions())
+      if (R->Access == &AccessTable && Below <= MostLevels)
+        Below = std::max(Below, levelsOf(spaceOf(R->Device)));
+    return Known[&S] = std::min(Below, MostLevels) + 1;
+  }
+
+private:
+  const MemorySpace &Outer, &Inner;
+  std::map<const MemorySpace *, unsigned> Known;
+};
+
+/// Whether a space, with another one mapped into it, would be too deep, or part of one that is.
+bool isTooDeep(const MemorySpace &Outer, const MemorySpace &Inner) {
+  Nesting After(Outer, Inner);
+  std::vector<void *> Objs(orvy_getObjectCount());
+  orvy_getObjects(Objs.size(), Objs.data());
+  return After.levelsOf(Outer) > MostLevels || std::ranges::any_of(Objs, [&](void *Obj) {
+           return orvy_getInterface(Obj, "MemAccessIface", 0) == &AccessTable &&
+                  After.levelsOf(spaceOf(Obj)) > MostLevels;
+         });
+}
+
+/// Says why a range cannot be mapped; empty if it can.
+std::string refusal(const MemorySpace &S, uint64_t Addr, uint64_t Len, void *Device,
+                    const MemAccessIface *Iface) {
   constexpr uint64_t Limit = uint64_t{1} << AddressMap::AddressBits;
   if (Len == 0)
     return "the length is 0";
@@ -249,7 +296,23 @@ std::string refusal(const MemorySpace &S, uint64_t Addr, uint64_t Len) {
     return "the range lies beyond 48 bits";
   if (const Region *Other = S.Map.overlap(Addr, Addr + Len))
     return std::string("the range overlaps '") + nameOf(Other->Device) + "'";
+  if (Iface == &AccessTable && isTooDeep(S, spaceOf(Device)))
+    return "the spaces would lie in each other without end, or more than " +
+           std::to_string(MostLevels) + " deep";
   return {};
+}
+
+/// The table of an interface of a device; null if it has none of that name and type.
+const void *tableOf(void *Device, const char *Name, const char *Type) {
+  // Of an array the first element has a type to ask for.
+  const std::string Base(Name, std::strcspn(Name, "["));
+  const char *Found =
+      orvy_typenameForInterface({Device, orvy_getInterface(Device, Base.c_str(), 0)});
+  return Found && std::strcmp(Found, Type) == 0 ? orvy_getInterface(Device, Name, -1) : nullptr;
+}
+
+bool isWhole(const MemAccessIface &Table) {
+  return Table.fetch && Table.read && Table.write && Table.exchange;
 }
 
 int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIface *Iface,
@@ -260,7 +323,7 @@ int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIfa
                         nameOf(Device));
     return -1;
   }
-  if (std::string Why = refusal(S, Addr, Len); !Why.empty()) {
+  if (std::string Why = refusal(S, Addr, Len, Device, Iface); !Why.empty()) {
     orvy_logConfigError(Obj, "cannot map '%s' at 0x%lx: %s", nameOf(Device),
                         static_cast<unsigned long>(Addr), Why.c_str());
     return -1;
@@ -269,9 +332,10 @@ int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIfa
   R->Base = Addr;
   R->End = Addr + Len;
   R->Device = Device;
-  R->Access = Iface;
+  R->Filled = orvy_memAccessFilled(Iface);
+  R->Access = isWhole(*Iface) ? Iface : &R->Filled;
   R->IfaceName = IfaceName;
-  R->Block = static_cast<const MemoryIface *>(orvy_getInterface(Device, "MemoryIface", 0));
+  R->Block = static_cast<const MemoryIface *>(tableOf(Device, "MemoryIface", "MemoryIface"));
   // Pages of the device are pages of the space only where both begin alike.
   if (Addr % ORVY_PAGE_SIZE == 0) {
     R->FirstPage = Addr >> ORVY_PAGE_BITS;
@@ -282,19 +346,16 @@ int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIfa
   return 0;
 }
 
-int mapDevice(void *Obj, uint64_t Addr, uint64_t Len, void *Device, uint32_t) {
-  return map(Obj, Addr, Len, Device,
-             static_cast<const MemAccessIface *>(orvy_getInterface(Device, "MemAccessIface", 0)),
-             "");
-}
-
 int mapNamedIface(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const char *Name,
                   uint32_t) {
-  orvy_IfaceRef Ref = {Device, orvy_getInterface(Device, Name, -1)};
-  const char *Type = orvy_typenameForInterface(Ref);
-  bool Fits = Type && std::strcmp(Type, "MemAccessIface") == 0;
   return map(Obj, Addr, Len, Device,
-             Fits ? static_cast<const MemAccessIface *>(Ref.Iface) : nullptr, Name);
+             static_cast<const MemAccessIface *>(tableOf(Device, Name, "MemAccessIface")), Name);
+}
+
+int mapDevice(void *Obj, uint64_t Addr, uint64_t Len, void *Device, uint32_t) {
+  return map(
+      Obj, Addr, Len, Device,
+      static_cast<const MemAccessIface *>(tableOf(Device, "MemAccessIface", "MemAccessIface")), "");
 }
 
 // Attributes
@@ -459,7 +520,9 @@ void deserialise(void *Obj, const char *, void *Ctxt) {
 
 ObjectIface ObjectTable = {serialise, deserialise, nullptr, nullptr, printObject};
 
-void *create(const char *, int, const orvy_CreateArg *) {
+void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  if (orvy_readCreateArgs("MemorySpace", Name, Argc, Args, nullptr, 0) != 0)
+    return nullptr;
   return new MemorySpace{};
 }
 

@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 namespace memory {
@@ -91,18 +92,29 @@ void setSize(Ram &R, uint64_t Size) {
                         R.Bytes.isTouched() ? "the memory is in use" : "it is too large");
 }
 
-void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
-  auto *R = new Ram{};
+void *create(const char *ClsName, const char *Name, int Argc, const orvy_CreateArg *Args) {
   uint64_t Size = 0;
-  for (int Index = 0; Index < Argc; ++Index)
-    if (std::strcmp(Args[Index].Key, "size") == 0 && orvy_isNumber(Args[Index].Val))
-      Size = orvy_asUnsigned(Args[Index].Val);
-  // The object is not known to the system yet, so it cannot be the source of a message. One without
-  // a size may be on its way back from a checkpoint.
-  if (Size != 0 && !R->Bytes.resize(Size))
-    orvy_logConfigError(nullptr, "memory '%s' cannot have %lu bytes, it is empty", Name,
-                        static_cast<unsigned long>(Size));
-  return R;
+  const orvy_ArgSpec Specs[] = {
+      {"size",            ovAK_Size, &Size, 1, Storage::MaxSize, "Bytes of the memory"},
+      {}
+  };
+  if (orvy_readCreateArgs(ClsName, Name, Argc, Args, Specs, 0) != 0)
+    return nullptr;
+  auto R = std::make_unique<Ram>();
+  // One without a size may be on its way back from a checkpoint.
+  if (Size == 0 || R->Bytes.resize(Size))
+    return R.release();
+  orvy_logConfigError(nullptr, "'%s' is not created: the host has no memory for %lu bytes", Name,
+                      static_cast<unsigned long>(Size));
+  return nullptr;
+}
+
+void *createRam(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  return create("Ram", Name, Argc, Args);
+}
+
+void *createRom(const char *Name, int Argc, const orvy_CreateArg *Args) {
+  return create("Rom", Name, Argc, Args);
 }
 
 void dispose(void *Obj) {
@@ -173,8 +185,9 @@ MemAccessIface RamAccess = {read, read, write, exchange};
 MemAccessIface RomAccess = {read, read, refuse, refuse};
 MemoryIface Block = {readBytes, writeBytes};
 
-void registerMemory(const char *Name, MemAccessIface *Access, void **Table) {
-  orvy_Class *Cls = orvy_registerClass(Name, create, dispose);
+void registerMemory(const char *Name, orvy_ObjectCreateFunc Create, MemAccessIface *Access,
+                    void **Table) {
+  orvy_Class *Cls = orvy_registerClass(Name, Create, dispose);
   orvy_qualifyAsMemory(Cls);
   orvy_setVTable(Cls, Table);
   orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", Access, 0, "Single accesses");
@@ -182,7 +195,10 @@ void registerMemory(const char *Name, MemAccessIface *Access, void **Table) {
   orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
   orvy_addPseudoProperty(
       Cls, "size", ovTY_U64, 1, nullptr, nullptr,
-      [](void *Obj, orvy_Propval Value, int) { setSize(ramOf(Obj), orvy_asUnsigned(Value)); },
+      [](void *Obj, orvy_Propval Value, int) {
+        if (orvy_isNumber(Value))
+          setSize(ramOf(Obj), orvy_asUnsigned(Value));
+      },
       [](void *Obj, int) { return number(ramOf(Obj).Bytes.size()); },
       "Size in bytes; fixed once the memory is in use");
   orvy_addPseudoProperty(
@@ -195,12 +211,12 @@ void registerMemory(const char *Name, MemAccessIface *Access, void **Table) {
 
 void registerRam() {
   static void *Table[] = {&RamAccess, &Block};
-  registerMemory("Ram", &RamAccess, Table);
+  registerMemory("Ram", createRam, &RamAccess, Table);
 }
 
 void registerRom() {
   static void *Table[] = {&RomAccess, &Block};
-  registerMemory("Rom", &RomAccess, Table);
+  registerMemory("Rom", createRom, &RomAccess, Table);
 }
 
 } // namespace memory

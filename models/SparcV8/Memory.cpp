@@ -26,12 +26,14 @@ bool namesMemory(uint8_t Asi) {
 
 uint32_t transact(Cpu *C, const Kind &What, orvy_MemTransaction *Mt) {
   const orvy_IfaceRef &Space = namesMemory(Mt->Asi) ? C->MemorySpace : C->AsiSpace;
-  if (!Space.Iface)
+  const auto *Table = static_cast<const MemAccessIface *>(Space.Iface);
+  const auto Call = Table ? Table->*What.Slot : nullptr;
+  if (!Call)
     return What.Failed;
   if (C->StopsToPass >= What.Stopped - OC_Stop + 1)
     Mt->Flags |= ovMF_Resume;
   storeLive(C);
-  (static_cast<MemAccessIface *>(Space.Iface)->*What.Slot)(Space.Obj, Mt);
+  Call(Space.Obj, Mt);
   if (C->Live && Mt->Cycles) {
     C->CyclesAtEnd += Mt->Cycles;
     limitSlice(C, C->SliceEnd);

@@ -2,7 +2,6 @@
 
 #include "Cpu.h"
 
-#include <cstring>
 #include <new>
 
 namespace sparc {
@@ -11,33 +10,24 @@ namespace {
 
 constexpr uint64_t DefaultFreq = 50'000'000;
 
-void applyArgument(Cpu *C, const char *Name, const orvy_CreateArg &Arg) {
-  bool Known = !std::strcmp(Arg.Key, "freq") || !std::strcmp(Arg.Key, "id");
-  if (!Known || !orvy_isDiscrete(Arg.Val)) {
-    orvy_logConfigError(nullptr, "SparcV8 '%s': argument '%s' is not known or no integer", Name,
-                        Arg.Key);
-    return;
-  }
-  uint64_t Value = orvy_asUnsigned(Arg.Val);
-  if (!std::strcmp(Arg.Key, "id"))
-    C->Id = uint32_t(Value);
-  else if (Value)
-    C->Freq = Value;
-  else
-    orvy_logConfigError(nullptr, "SparcV8 '%s': argument 'freq' must be at least 1 Hz", Name);
-}
-
 void *create(const char *Name, int Count, const orvy_CreateArg *Args) {
+  uint64_t Freq = DefaultFreq, Id = 0;
+  const orvy_ArgSpec Specs[] = {
+      {"freq",     ovAK_Freq, &Freq, 1, INT64_MAX, "Frequency"},
+      {"id",     ovAK_Number, &Id, 0, UINT32_MAX, "Number of the processor, as in %asr17"},
+      {         }
+  };
+  if (orvy_readCreateArgs("SparcV8", Name, Count, Args, Specs, 0) != 0)
+    return nullptr;
   auto *C = new Cpu();
   C->Queue = orvy_allocateEventQueue();
   C->Code = new CodeCache();
-  C->Freq = DefaultFreq;
+  C->Freq = Freq;
+  C->Id = uint32_t(Id);
   C->CyclesPerInstruction = 1;
   C->TrapEntry = orvy_publishNotification("orvy.cpuTrapEntry", C);
   C->TrapExit = orvy_publishNotification("orvy.cpuTrapExit", C);
   initPages(C);
-  for (int Arg = 0; Arg < Count; ++Arg)
-    applyArgument(C, Name, Args[Arg]);
   reset(C, false);
   return C;
 }

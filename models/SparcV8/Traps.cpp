@@ -105,9 +105,9 @@ unsigned pendingInterrupt(const Cpu *C) {
 void takeInterrupt(Cpu *C, unsigned Level) {
   C->PoweredDown = 0;
   enterTrap(C, TT_InterruptLevel + Level);
-  if (C->IrqClient.Iface)
-    static_cast<IrqClientIface *>(C->IrqClient.Iface)
-        ->irqAcknowledged(C->IrqClient.Obj, uint8_t(Level));
+  const auto *Client = static_cast<const IrqClientIface *>(C->IrqClient.Iface);
+  if (Client && Client->irqAcknowledged)
+    Client->irqAcknowledged(C->IrqClient.Obj, uint8_t(Level));
   else
     setLine(C, Level, false);
 }

@@ -133,6 +133,37 @@ TEST_F(Memory, MapsDevicesAndSaysWhatIsMissing) {
   EXPECT_EQ(Log.count("bare : does not implement 'Nothing'"), 1);
 }
 
+TEST_F(Memory, NullSlotsRefuse) {
+  static MemAccessIface Access = {};
+  static MemoryIface Bytes = {};
+  static MemorySpaceIface Space = {};
+  static void *Table[] = {&Access, &Bytes};
+  orvy_setVTable(orvy_classForName("Word"), Table);
+  orvy_addInterface(orvy_classForName("Space"), "MemorySpaceIface", "MemorySpaceIface", &Space, 0,
+                    "");
+  orvy_MemTransaction Mt{};
+  EXPECT_EQ(orvy_memoryFetchTransaction(Mem0, &Mt), 1);
+  EXPECT_EQ(Mt.Flags, unsigned(ovMF_Failed));
+  EXPECT_EQ(orvy_memoryExchangeTransaction(Mem0, &Mt), 1);
+  EXPECT_EQ(orvy_memoryWritePhys32(Mem0, 0, 1), 1u);
+  uint8_t Byte = 0;
+  EXPECT_EQ(orvy_memoryRead(Mem0, &Byte, 0, 1, 0), UINT32_MAX);
+  EXPECT_EQ(orvy_memoryWrite(Mem0, 0, &Byte, 1, 0), UINT32_MAX);
+  EXPECT_EQ(orvy_memoryMap(Space0, 0, 4, Mem0, 0), UINT32_MAX);
+  EXPECT_EQ(orvy_memoryMapNamedIface(Space0, 0, 4, Space0, "MemoryIface", 0), UINT32_MAX);
+  orvy_memorySetAttr(Space0, 0, 4, ovMA_Upset);
+  orvy_memoryClearAttr(Space0, 0, 4, ovMA_Upset);
+  EXPECT_EQ(orvy_memoryGetAttrs(Space0, 0), 0u);
+  for (const char *Said : {"mem : does not implement MemoryIface.readBytes",
+                           "mem : does not implement MemoryIface.writeBytes",
+                           "space : does not implement MemorySpaceIface.mapDevice",
+                           "space : does not implement MemorySpaceIface.mapNamedIface",
+                           "space : does not implement MemorySpaceIface.setAttr",
+                           "space : does not implement MemorySpaceIface.clearAttr",
+                           "space : does not implement MemorySpaceIface.getAttrs"})
+    EXPECT_EQ(Log.count(Said), 1) << Said;
+}
+
 TEST_F(Memory, AttributesNeedASpace) {
   orvy_memorySetAttr(Space0, 0, 4, ovMA_Upset);
   orvy_memoryClearAttr(Space0, 0, 4, ovMA_Upset);

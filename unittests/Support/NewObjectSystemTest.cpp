@@ -137,8 +137,17 @@ TEST(ObjectSystems, MakeZeroedStructuresAndKeepRecords) {
   ASSERT_TRUE(Pair);
   EXPECT_EQ(Pair[0] | Pair[1], 0);
   EXPECT_EQ(Objects.getTypeForObject(Pair), &Ty);
-  EXPECT_EQ(Objects.registerObject("first", Pair)->Name, "first");
-  EXPECT_EQ(Objects.registerObject("second", Pair)->Name, "second");
+  void *Other = Objects.createObject("Pair", "q");
+  Objects.registerObject("first", Pair);
+  const auto *OfPair = Objects.registerObject("second", Pair);
+  const auto *OfOther = Objects.registerObject("other", Other);
+  EXPECT_EQ(OfPair->Name, "second") << "it took the place of the first, and not of the other's";
+  EXPECT_EQ(OfPair->Ptr, Pair);
+  EXPECT_EQ(OfOther->Name, "other");
+  EXPECT_EQ(OfOther->Ptr, Other);
+  Objects.disposeObject(Other);
+  EXPECT_EQ(OfPair->Name, "second");
+  EXPECT_STREQ(Objects.getNameForObject(Pair), "p") << "a record names nothing";
   Objects.disposeObject(Pair);
   EXPECT_EQ(Objects.getObjectForName("p"), nullptr);
 }

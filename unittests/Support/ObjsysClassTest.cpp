@@ -1,6 +1,7 @@
 #include "ObjsysClass.h"
 #include "Testing/LogCapture.h"
 #include "Testing/Model.h"
+#include "orvy/Support/CreateArgs.h"
 #include "orvy/Support/Notifications.h"
 
 #include <gmock/gmock.h>
@@ -109,6 +110,130 @@ TEST_F(Objects, GetTheirArgumentsCounted) {
   orvy_createObject("Thing", "b", Args + 2);
   make("c");
   EXPECT_THAT(takeCalls(), ElementsAre("create a 2", "create b 0", "create c 0"));
+}
+
+TEST_F(Objects, ReadTheirArgumentsInAnyTypeThatHoldsTheValue) {
+  void *Obj = make("a");
+  const struct {
+    orvy_ArgKind Kind;
+    orvy_Propval Val;
+    uint64_t Value;
+  } Rows[] = {
+      {ovAK_Number, u8(200),                       200               },
+      {ovAK_Number, i64(INT64_MAX),                0x7fffffffffffffff},
+      {ovAK_Number, u64(UINT64_MAX),               UINT64_MAX        },
+      {ovAK_Number, real(4096),                    4096              },
+      {ovAK_Number, text("0x1_0000"),              65536             },
+      {ovAK_Number, text("1e6"),                   1000000           },
+      {ovAK_Size,   text("4MiB"),                  4194304           },
+      {ovAK_Size,   text("4 kB"),                  4000              },
+      {ovAK_Size,   text("1.5KiB"),                1536              },
+      {ovAK_Size,   text("15EiB"),                 0xf000000000000000},
+      {ovAK_Size,   i32(64),                       64                },
+      {ovAK_Freq,   text("50MHz"),                 50000000          },
+      {ovAK_Freq,   text("0.5kHz"),                500               },
+      {ovAK_Real,   text("2.5"),                   0x4004000000000000},
+      {ovAK_Real,   i32(-1),                       0xbff0000000000000},
+      {ovAK_Object, text("a"),                     uintptr_t(Obj)    },
+      {ovAK_Object, {.Typ = ovTY_Obj, .Obj = Obj}, uintptr_t(Obj)    },
+  };
+  for (const auto &Row : Rows) {
+    uint64_t Value = 0;
+    const orvy_ArgSpec Specs[] = {
+        {"key",   Row.Kind, &Value, 0, 0, nullptr},
+        {     }
+    };
+    const orvy_CreateArg Args[] = {
+        {"key",     Row.Val},
+        {         }
+    };
+    EXPECT_EQ(orvy_readCreateArgs("C", "x", 1, Args, Specs, 0), 0);
+    EXPECT_EQ(Value, Row.Value) << orvy_typeToName(Row.Val.Typ);
+  }
+  const char *Text = nullptr;
+  const orvy_ArgSpec Specs[] = {
+      {"key",  ovAK_Text, &Text, 0, 0, nullptr},
+      {    }
+  };
+  const orvy_CreateArg Args[] = {
+      {"key",   text("mine")},
+      {       }
+  };
+  EXPECT_EQ(orvy_readCreateArgs("C", "x", 1, Args, Specs, 0), 0);
+  EXPECT_STREQ(Text, "mine");
+  EXPECT_EQ(orvy_readCreateArgs("C", "x", 0, nullptr, nullptr, 0), 0);
+  EXPECT_THAT(Log.take(), IsEmpty());
+}
+
+TEST_F(Objects, RefuseArgumentsThatDoNotFit) {
+  const struct {
+    orvy_ArgKind Kind;
+    orvy_Propval Val;
+    const char *Why;
+  } Rows[] = {
+      {ovAK_Number, i32(-1),                        "takes a whole number, not -1"               },
+      {ovAK_Number, real(1.5),                      "takes a whole number, not 1.5"              },
+      {ovAK_Number, real(1e20),                     "takes a whole number, not 1e+20"            },
+      {ovAK_Number, text("4MiB"),                   "takes a whole number, not \"4MiB\""         },
+      {ovAK_Number, text(""),                       "takes a whole number, not \"\""             },
+      {ovAK_Number, text(nullptr),                  "takes a whole number, not <null>"           },
+      {ovAK_Number, {.Typ = ovTY_Dict},             "takes a whole number, not <<dictionary>>"   },
+      {ovAK_Size,   text("16EiB"),                  "takes bytes, as in 4096 or 64KiB, not"      },
+      {ovAK_Size,   text("4MHz"),                   "takes bytes, as in 4096 or 64KiB, not"      },
+      {ovAK_Size,   text("4MiB x"),                 "takes bytes, as in 4096 or 64KiB, not"      },
+      {ovAK_Freq,   text("1MiB"),                   "takes hertz, as in 50000000 or 50MHz, not"  },
+      {ovAK_Real,   text("fast"),                   "takes a number, not \"fast\""               },
+      {ovAK_Text,   i32(5),                         "takes a text, not 5"                        },
+      {ovAK_Object, text("nobody"),                 "takes the name of an object, not \"nobody\""},
+      {ovAK_Object, {.Typ = ovTY_Obj, .Obj = this}, "takes the name of an object, not"           },
+  };
+  for (const auto &Row : Rows) {
+    uint64_t Value = 7, Other = 8;
+    const orvy_ArgSpec Specs[] = {
+        {"other", ovAK_Number, &Other, 0, 0, ""},
+        {"key", Row.Kind, &Value, 0, 0, ""},
+        {      }
+    };
+    const orvy_CreateArg Args[] = {
+        {"other",  u8(1)},
+        {"key",        Row.Val},
+        {              }
+    };
+    EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Args, Specs, 0), -1) << Row.Why;
+    EXPECT_EQ(Log.count("'x' of class 'C' is not created: argument 'key' " + std::string(Row.Why)),
+              1)
+        << Row.Why;
+    EXPECT_EQ(Value, 7u);
+    EXPECT_EQ(Other, 8u) << "none is taken if one is refused";
+    Log.clear();
+  }
+  uint64_t Value = 0;
+  const orvy_ArgSpec Specs[] = {
+      {"key",   ovAK_Number, &Value, 2, 3, "What for"},
+      {     }
+  };
+  const orvy_CreateArg Twice[] = {
+      {"key",  u8(2)},
+      {"key",      u8(3)},
+      {          }
+  };
+  EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Twice, Specs, 0), -1);
+  EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Twice, Specs, ORVY_ARGS_LENIENT), 0);
+  EXPECT_EQ(Value, 3u) << "the last one counts";
+  EXPECT_EQ(orvy_readCreateArgs("C", "x", 1, Twice, Specs, 0), 0);
+  const orvy_CreateArg Unknown[] = {
+      {"kex",  u8(2)},
+      {"key",      u8(3)},
+      {          }
+  };
+  EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Unknown, Specs, 0), -1);
+  EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Unknown, Specs, ORVY_ARGS_LENIENT), 0);
+  EXPECT_EQ(Value, 3u);
+  const std::string Takes = "there is no argument 'kex', it takes 'key' (What for: a whole number; "
+                            "2 to 3)";
+  EXPECT_EQ(Log.count("argument 'key' is given twice"), 2);
+  EXPECT_EQ(Log.count("not created: " + Takes), 1);
+  EXPECT_EQ(Log.count("'x' of class 'C': " + Takes), 1);
 }
 
 TEST_F(Objects, AreRefusedOnTheErrorStream) {
@@ -227,6 +352,9 @@ TEST_F(Objects, AreDisposedInASetOrder) {
   struct Watch {
     static void will(void *, void *Source, void *Info) {
       auto *Header = static_cast<orvy_Object *>(Info);
+      orvy_qualifyAsMemory(Header->Class);
+      if (!orvy_isMemory(Info) || orvy_isCpu(Info))
+        Calls.push_back("not what it was");
       Calls.push_back(std::string("will") + (Source == Info ? "" : " of another") +
                       (Header->Class ? " with header" : "") +
                       (orvy_nameForObject(Info) ? " with name" : "") +
@@ -244,6 +372,7 @@ TEST_F(Objects, AreDisposedInASetOrder) {
   orvy_disposeObject(Obj);
   orvy_disposeObject(nullptr);
   EXPECT_THAT(takeCalls(), ElementsAre("will with header", "dispose", "disposed"));
+  EXPECT_THAT(Log.take(), IsEmpty());
   EXPECT_NE(make("a"), nullptr) << "the name is free again";
 }
 

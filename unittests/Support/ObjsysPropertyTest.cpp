@@ -68,6 +68,27 @@ TEST_F(Properties, WithReaderAndWriterAreQuietOnSetAndGet) {
   EXPECT_THAT(takeHookCalls(), ElementsAre("write 6 @0", "read @0"));
 }
 
+TEST_F(Properties, WithOneHookFallThroughToItFromTheOtherRoute) {
+  orvy_Class *Cls = orvy_classForObject(Obj);
+  const orvy_PropReader Get = [](void *Self, int Idx) {
+    return u32(static_cast<Model *>(Self)->U32[Idx] + 1);
+  };
+  const orvy_PropWriter Set = [](void *Self, orvy_Propval Pv, int Idx) {
+    static_cast<Model *>(Self)->U32[Idx] = Pv.u32 * 2;
+  };
+  orvy_addPseudoProperty(Cls, "shown", ovTY_U32, 4, nullptr, nullptr, nullptr, Get, "");
+  orvy_addPseudoProperty(Cls, "taken", ovTY_U32, 4, nullptr, nullptr, Set, nullptr, "");
+  orvy_writeValue(Obj, "taken", u32(5), 2);
+  EXPECT_EQ(Obj->U32[2], 10u) << "the Setter, for want of a Writer";
+  set("taken", u32(6), 1);
+  EXPECT_EQ(Obj->U32[1], 12u);
+  EXPECT_EQ(orvy_readValue(Obj, "shown", 2).u32, 11u) << "the Getter, for want of a Reader";
+  EXPECT_EQ(get("shown", 1).u32, 13u);
+  EXPECT_EQ(get("taken", 1).Typ, ovTY_Invalid);
+  set("shown", u32(7), 1);
+  EXPECT_EQ(Obj->U32[1], 12u);
+}
+
 TEST_F(Properties, WithoutFieldOrHookAreVoid) {
   EXPECT_EQ(get("mute").Typ, ovTY_Invalid);
   set("mute", u32(5));
@@ -185,6 +206,22 @@ TEST_F(Properties, KeepAContainerThatIsStoredOverItself) {
   EXPECT_EQ(orvy_vecGetSize(&Obj->Vector), 1u);
 }
 
+TEST_F(Properties, CountAViewOfTheirBlockAsOneReference) {
+  // A view of the same block with a reference of its own replaces the one that was there.
+  orvy_Buff View = orvy_buffCopy(&Obj->Buffer);
+  orvy_buffRemoveHead(&View, 1);
+  set("buffer", {.Typ = ovTY_Buffer, .Buffer = View});
+  EXPECT_EQ(Obj->Buffer.Block->RefCount, 1u);
+  EXPECT_EQ(orvy_buffLen(&Obj->Buffer), 3u);
+
+  orvy_Class *Cls = orvy_classForObject(Obj);
+  orvy_addProperty(Cls, "pair", offsetof(Model, Buffer), ovTY_Buffer, 1, nullptr, nullptr, "");
+  orvy_Buff Kept = orvy_buffCopy(&Obj->Buffer);
+  set("pair", {.Typ = ovTY_Buffer, .Buffer = orvy_buffCopy(&Kept)});
+  EXPECT_EQ(Kept.Block->RefCount, 2u) << "the field's and ours";
+  orvy_buffDispose(&Kept);
+}
+
 TEST_F(Properties, AppendElementsToVectors) {
   set("vector", u16(7));
   set("vector", u32(8));
@@ -238,6 +275,16 @@ TEST_F(Properties, RefuseReferencesWithoutTheRequiredInterface) {
   set("ref", ref(Plain, nullptr));
   EXPECT_EQ(Obj->Ref.Obj, Plain);
   EXPECT_THAT(Log.take(), IsEmpty());
+
+  // The last requirement holds.
+  orvy_requireInterface(orvy_classForObject(Obj), "strict", "WireIface");
+  set("strict", ref(Obj, &Wires[0]));
+  EXPECT_EQ(Obj->Strict.Iface, &Wires[0]);
+  orvy_requireInterface(orvy_classForObject(Obj), "strict", "NobodysIface");
+  set("strict", ref(Obj, &Echo));
+  EXPECT_EQ(Obj->Strict.Iface, &Wires[0]);
+  EXPECT_THAT(Log.take(), ElementsAre(":error: m : property 'strict' requires interface not "
+                                      "implemented in 'Model'"));
 }
 
 TEST_F(Properties, TellWhatTheyAre) {

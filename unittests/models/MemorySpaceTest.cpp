@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 
@@ -129,8 +130,8 @@ TEST_F(MemoryModels, TakeTheirSizeOnce) {
   orvy_setValue(Ram, "size", Size, -1);
   EXPECT_EQ(Board::number(Ram, "size"), 0x10000u);
   EXPECT_EQ(Log.count("the memory is in use"), 1);
-  make("Ram", "huge", "size", UINT64_MAX);
-  EXPECT_EQ(Log.count("memory 'huge' cannot have 18446744073709551615 bytes"), 1);
+  orvy_setValue(Empty, "size", orvy_Propval{.Typ = ovTY_String, .String = "1"}, -1);
+  EXPECT_EQ(Board::number(Empty, "size"), 0x3000u) << "a text is not a size here";
 }
 
 TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
@@ -156,6 +157,81 @@ TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
   EXPECT_EQ(orvy_memoryMapNamedIface(Space, 0x50000000, 4, Other, "MemoryIface", 0), UINT32_MAX);
   EXPECT_EQ(orvy_memoryMapNamedIface(Space, 0x50000000, 4, Other, "MemAccessIface", 0), 0u);
   EXPECT_EQ(orvy_memoryMap(Space, (UINT64_C(1) << 48) - 0x1000, 0x1000, Other, 0), 0u);
+}
+
+TEST_F(MemoryModels, TakeANullSlotOfADeviceForARefusal) {
+  static MemAccessIface Access = {nullptr, [](void *, orvy_MemTransaction *Mt) { Mt->Value = 5; },
+                                  nullptr, nullptr};
+  static MemoryIface Block = {[](void *, void *Data, uint64_t, uint32_t Len, uint32_t) {
+                                std::memset(Data, 9, Len);
+                                return Len;
+                              },
+                              nullptr};
+  static IrqCtrlIface Wrong = {};
+  orvy_Class *Cls = orvy_registerClass(
+      "Partial",
+      [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, sizeof(orvy_Object)); },
+      std::free);
+  static MemAccessIface Array[2] = {{}, Access};
+  orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &Access, 0, "");
+  orvy_addInterface(Cls, "MemoryIface", "MemoryIface", &Block, 0, "");
+  orvy_addInterfaceArray(Cls, "ports", "MemAccessIface", Array, 2, sizeof(Array[0]), "");
+  void *Device = orvy_createObject("Partial", "partial", nullptr);
+  ASSERT_EQ(orvy_memoryMap(Space, 0x80000000, 0x100, Device, 0), 0u);
+  EXPECT_TRUE(read(0x80000000, 2));
+  EXPECT_EQ(Last.Value, 5u);
+  EXPECT_FALSE(write(0x80000000, 2, 1));
+  EXPECT_FALSE(fetch(0x80000000));
+  Last = at(0x80000000, 2);
+  EXPECT_EQ(orvy_memoryExchangeTransaction(Space, &Last), 1);
+  uint8_t Bytes[4] = {};
+  EXPECT_EQ(orvy_memoryRead(Space, Bytes, 0x80000000, 4, 0), 4u);
+  EXPECT_EQ(Bytes[3], 9);
+  EXPECT_EQ(orvy_memoryWrite(Space, 0x80000000, Bytes, 4, 0), 0u);
+  // Also one of an array, by its index.
+  EXPECT_EQ(orvy_memoryMapNamedIface(Space, 0x80000200, 0x100, Device, "ports[1]", 0), 0u);
+  EXPECT_TRUE(read(0x80000200, 2));
+  EXPECT_FALSE(write(0x80000200, 2, 1));
+
+  // A processor may also be connected to such a table itself.
+  void *Cpu = make("SparcV8", "cpu");
+  EXPECT_EQ(orvy_connect(Cpu, "memorySpace", Device, "MemAccessIface"), 0);
+  EXPECT_EQ(orvy_cpuStep(Cpu, 1), 0) << "the fetch traps";
+
+  // The name alone does not make a table what it is taken for.
+  orvy_addInterface(Cls, "MemAccessIface", "IrqCtrlIface", &Wrong, 0, "");
+  EXPECT_EQ(orvy_memoryMap(Space, 0x90000000, 0x100, Device, 0), UINT32_MAX);
+  EXPECT_EQ(Log.count("cannot map 'partial': it has no interface of type MemAccessIface"), 1);
+}
+
+TEST_F(MemoryModels, DoNotLieInThemselves) {
+  void *B = make("MemorySpace", "b"), *C = make("MemorySpace", "c");
+  EXPECT_EQ(orvy_memoryMap(Space, 0x50000000, 0x100, Space, 0), UINT32_MAX);
+  EXPECT_EQ(orvy_memoryMapNamedIface(Space, 0x50000000, 0x100, Space, "MemAccessIface", 0),
+            UINT32_MAX);
+  EXPECT_EQ(orvy_memoryMap(Space, 0x60000000, 0x1000, B, 0), 0u);
+  EXPECT_EQ(orvy_memoryMap(Space, 0x70000000, 0x1000, B, 0), 0u) << "twice is no ring";
+  EXPECT_EQ(orvy_memoryMap(B, 0, 0x1000, C, 0), 0u);
+  EXPECT_EQ(orvy_memoryMap(C, 0, 0x1000, Space, 0), UINT32_MAX);
+  EXPECT_EQ(orvy_memoryMap(C, 0, 0x1000, B, 0), UINT32_MAX);
+  EXPECT_EQ(Log.count("the spaces would lie in each other without end, or more than 32 deep"), 4);
+  EXPECT_EQ(orvy_memoryMap(C, 0, 0x1000, Ram, 0), 0u);
+  EXPECT_TRUE(write(0x60000010, 2, 77));
+  EXPECT_TRUE(read(0x40000010, 2));
+  EXPECT_EQ(Last.Value, 77u);
+
+  // A chain that grows at either end comes to an end too; space has three levels.
+  void *Outer = Space;
+  for (int Level = 3; Level < 32; ++Level) {
+    void *Next = make("MemorySpace", "o" + std::to_string(Level));
+    ASSERT_EQ(orvy_memoryMap(Next, 0, 0x100000000, Outer, 0), 0u) << Level;
+    Outer = Next;
+  }
+  EXPECT_EQ(orvy_memoryMap(make("MemorySpace", "far"), 0, 0x100000000, Outer, 0), UINT32_MAX);
+  EXPECT_EQ(orvy_memoryMap(C, 0x1000, 0x1000, make("MemorySpace", "near"), 0), UINT32_MAX);
+  uint32_t Word = 0;
+  EXPECT_EQ(orvy_memoryReadPhys32(Outer, 0x60000010, &Word), 0u);
+  EXPECT_EQ(Word, 77u);
 }
 
 TEST_F(MemoryModels, RouteLikeATableOfRanges) {

@@ -66,6 +66,27 @@ typedef struct MemAccessIface {
 
 ORVY_STATIC_ASSERT(sizeof(MemAccessIface) == 4 * sizeof(void *), "boundary table");
 
+/** An access that a device does not take: it fails without an effect. For the slots of a table that
+ * a model has nothing to do in; whoever calls a table takes a null slot for this one. */
+static inline void orvy_memAccessRefuse(void *Obj, orvy_MemTransaction *Mt) {
+  (void)Obj;
+  Mt->Flags |= ovMF_Failed;
+}
+
+/** The table with its null slots filled, so that those who keep it may call every slot unseen. */
+static inline MemAccessIface orvy_memAccessFilled(const MemAccessIface *Table) {
+  MemAccessIface Filled = *Table;
+  if (!Filled.fetch)
+    Filled.fetch = orvy_memAccessRefuse;
+  if (!Filled.read)
+    Filled.read = orvy_memAccessRefuse;
+  if (!Filled.write)
+    Filled.write = orvy_memAccessRefuse;
+  if (!Filled.exchange)
+    Filled.exchange = orvy_memAccessRefuse;
+  return Filled;
+}
+
 /** Table of block accesses. Swap is the base-2 logarithm of the unit whose byte order is converted
  * between target and host. Both return the number of bytes moved. */
 typedef struct MemoryIface {

@@ -19,8 +19,10 @@
  * it up. Classification and the tables of a class need a known object of a class that is not
  * external, unless said otherwise. Names handed out live as long as the class or object.
  *
- * Nothing here takes a lock: all of it belongs to the thread that owns the object system. A
- * callback of an enumeration must not create or dispose objects. */
+ * Nothing here takes a lock: all of it belongs to the thread that owns the object system. The
+ * callback of an enumeration of objects may create and dispose of objects: what comes is not
+ * called, nor what has gone. That of an enumeration of classes, properties or interfaces must not
+ * change what it enumerates. */
 
 #ifndef ORVY_SUPPORT_OBJSYS_H
 #define ORVY_SUPPORT_OBJSYS_H
@@ -33,9 +35,11 @@ ORVY_BEGIN_C
  * Makes an object of a class.
  * @param Name  the object's name; the caller's string
  * @param Argc  number of arguments
- * @param Args  the arguments, ended by a null Key; null when there are none
- * @return a structure that begins with orvy_Object, never null; every header field is overwritten
- * after the function has returned, and until then the object is unknown to the system
+ * @param Args  the arguments, ended by a null Key; null when there are none. They come in whatever
+ * type the caller gave: see orvy_readCreateArgs, which checks and converts them
+ * @return a structure that begins with orvy_Object; every header field is overwritten after the
+ * function has returned, and until then the object is unknown to the system. Null if the object is
+ * not to be created, after the reason went to the log
  */
 typedef void *(*orvy_ObjectCreateFunc)(const char *Name, int Argc, const orvy_CreateArg *Args);
 /** Releases an object's memory and all it owns. The object has no name and no class any more. */
@@ -92,8 +96,8 @@ ORVY_API const char *orvy_getLoggingCategory(orvy_Class *Cls, unsigned Id);
 /**
  * Creates an object. A refusal is told on the error stream.
  * @param Args  arguments ended by a null Key, or null for none
- * @return the object, or null if there is no such class, the name is taken, or the class is
- * external
+ * @return the object, or null if there is no such class, the name is taken, the class is external,
+ * or its create function refused, as it does for arguments that it does not take
  */
 ORVY_API void *orvy_createObject(const char *ClsName, const char *ObjName,
                                  const orvy_CreateArg *Args);
@@ -107,7 +111,8 @@ ORVY_API void *orvy_addObject(const char *ClsName, const char *ObjName, void *Ob
  * Disposes of an object: its pending events go, it loses its name, the subscribers of its
  * "orvy.objectWillBeDisposed" hear of it, its memory is released, and the subscribers of its
  * "orvy.objectDisposed" get the old address. An unknown address is ignored, so disposing twice is
- * harmless. An object of an external class only loses its name.
+ * harmless. An object of an external class only loses its name. "sim" cannot be disposed of: that
+ * is an error in the log.
  */
 ORVY_API void orvy_disposeObject(void *Obj);
 /** Disposes of all objects but "sim", and forgets all classes but "Simulator" and all plug-ins. */

@@ -18,6 +18,7 @@
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Component.h"
 #include "orvy/Support/Containers.h"
+#include "orvy/Support/CreateArgs.h"
 #include "orvy/Support/Debugging.h"
 #include "orvy/Support/Dwarf.h"
 #include "orvy/Support/Events.h"
