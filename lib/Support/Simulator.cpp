@@ -209,8 +209,11 @@ orvy_CpuExitReason runFor(Simulator &Sim, uint64_t Nanos) {
   collectTurns(Sim);
   int64_t Start = Sim.time();
   auto End = static_cast<int64_t>(static_cast<uint64_t>(Start) + Nanos);
-  if (End < Start)
+  if (End < Start) {
+    orvy_logSimWarning(&Sim,
+                       "nothing is run: the time is negative, or leads beyond the end of time");
     return leave(Sim, ovCER_Normal);
+  }
   for (int64_t Now = Start;;) {
     Sim.setTime(Now);
     int64_t Next = orvy::clampedSum(Now, Sim.Quanta);

@@ -199,6 +199,8 @@ TEST_F(Simulation, ConvertsDurationsAndChecksTheIndex) {
   EXPECT_EQ(orvy_simRunCycles(1, 5), ovCER_Normal);
   EXPECT_EQ(orvy_simRunCycles(-1, 5), ovCER_Normal);
   EXPECT_EQ(orvy_simRunSecs(-1.0), ovCER_Normal);
+  EXPECT_EQ(orvy_simRunSecs(1e30), ovCER_Normal);
+  EXPECT_EQ(Log.count("nothing is run: the time is negative, or leads beyond the end of time"), 2);
   EXPECT_THAT(Limits, IsEmpty());
 }
 
