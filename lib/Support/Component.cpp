@@ -169,9 +169,15 @@ std::string formatted(const char *Format, va_list Args) {
 
 void *createInner(orvy_Component &C, const char *ClsName, const orvy_CreateArg *Args,
                   const std::string &InnerName) {
+  const bool IsRegistered = Class::classForObject(&C);
   void *Obj = orvy_createObject(ClsName, (std::string(C.Name) + "-" + InnerName).c_str(), Args);
   if (!Obj)
     return nullptr;
+  // The create function may have taken a component away that was there before.
+  if (IsRegistered && !component::find(&C)) {
+    Class::disposeObject(Obj);
+    return nullptr;
+  }
   static_cast<orvy_Object *>(Obj)->Component = &C;
   push(C.Objects, Obj);
   if (orvy_isCpu(Obj)) {
@@ -182,7 +188,8 @@ void *createInner(orvy_Component &C, const char *ClsName, const orvy_CreateArg *
     push(C.Components, Obj);
   if (void *Source = timeSourceOf(C))
     orvy_setTimeSource(Obj, Source);
-  return Obj;
+  // What hears of its time source may have disposed of it.
+  return Class::classForObject(Obj) ? Obj : nullptr;
 }
 
 void *innerForName(orvy_Component &C, std::string_view Inner) {

@@ -78,7 +78,7 @@ void Class::addInterface(const char *IfaceName, const char *Type, void *Iface, s
   auto Added =
       std::make_unique<IfaceInstance>(IfaceInstance{IfaceName, Doc, &IfaceType::get(Type), {}, {}});
   for (size_t I = 0; I < ArrayCount; ++I)
-    Added->Ifaces.push_back(static_cast<char *>(Iface) + I * Stride);
+    Added->Ifaces.push_back(Iface ? static_cast<char *>(Iface) + I * Stride : nullptr);
   insertInterface(std::move(Added));
 }
 

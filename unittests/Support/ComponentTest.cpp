@@ -97,6 +97,26 @@ TEST_F(Components, NameInnerObjectsUnderTheirOwnName) {
   EXPECT_THAT(Disposed, ElementsAre("own"));
 }
 
+TEST_F(Components, LoseAPartThatTakesThemOrItselfAway) {
+  static ObjectIface Table = {nullptr, nullptr, nullptr, orvy_disposeObject, nullptr};
+  const auto Create = [](const char *Name, int, const orvy_CreateArg *) -> void * {
+    orvy_disposeObject(orvy_objectForName("lost"));
+    return new Part{{}, Name};
+  };
+  const auto Dispose = [](void *Obj) { delete static_cast<Part *>(Obj); };
+  orvy_Class *Cls = orvy_registerClass("Hostile", Create, Dispose);
+  orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &Table, 0, "");
+  EXPECT_EQ(inner(make("lost"), "Hostile", "x"), nullptr);
+  EXPECT_EQ(orvy_objectForName("lost"), nullptr);
+  EXPECT_EQ(orvy_objectForName("lost-x"), nullptr);
+
+  orvy_Component *C = make("kept");
+  inner(C, "ScriptedCpu", "cpu");
+  EXPECT_EQ(inner(C, "Hostile", "x"), nullptr) << "it goes when it hears of its time source";
+  EXPECT_EQ(orvy_objectForName("kept-x"), nullptr);
+  orvy_disposeObject(C);
+}
+
 TEST_F(Components, GiveInnerObjectsTheTimeOfTheirFirstClock) {
   orvy_Component *C = make("board", [](orvy_Component *C) {
     inner(C, "Part", "early");

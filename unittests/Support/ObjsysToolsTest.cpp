@@ -107,6 +107,33 @@ TEST_F(ObjsysTools, AModelsOwnCheckCounts) {
   EXPECT_EQ(Log.count("a : checked at 2"), 1);
 }
 
+TEST_F(ObjsysTools, StandGettersThatTakeTheirObjectsAway) {
+  constexpr orvy_PropReader Getters[] = {
+      [](void *Obj, int) {
+        orvy_disposeObject(Obj);
+        return orvy_Propval{};
+      },
+      [](void *, int) {
+        orvy_objsysClear();
+        return orvy_Propval{};
+      },
+  };
+  for (orvy_PropReader Getter : Getters)
+    for (const char *Tool : {"sanity", "graph"}) {
+      orvy_objsysClear();
+      Cls = registerNode("Node");
+      orvy_addPseudoProperty(Cls, "aa", ovTY_IfaceRef, 1, nullptr, nullptr, nullptr, Getter, "");
+      make("a"), make("b");
+      LogCapture Log;
+      if (Tool == std::string("sanity")) {
+        EXPECT_EQ(orvy_checkSanity(1), 0) << "who has gone lacks nothing";
+      } else {
+        orvy_generateObjectGraph(Files.path("graph").c_str(), 0);
+      }
+      EXPECT_EQ(orvy_getObjectCount(), 0u);
+    }
+}
+
 TEST_F(ObjsysTools, TheGraphShowsObjectsAndConnections) {
   Node *A = make("board-a"), *B = make("b");
   A->Left = to(B);

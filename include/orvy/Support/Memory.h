@@ -56,7 +56,7 @@ ORVY_STATIC_ASSERT(offsetof(orvy_MemTransaction, Page) == 40, "boundary record")
 ORVY_STATIC_ASSERT(offsetof(orvy_MemTransaction, Cycles) == 48, "boundary record");
 ORVY_STATIC_ASSERT(offsetof(orvy_MemTransaction, Flags) == 56, "boundary record");
 
-/** Table of single accesses. */
+/** Table of single accesses. A null slot refuses: the access fails. */
 typedef struct MemAccessIface {
   void (*fetch)(void *Obj, orvy_MemTransaction *Mt);
   void (*read)(void *Obj, orvy_MemTransaction *Mt);
@@ -88,7 +88,8 @@ static inline MemAccessIface orvy_memAccessFilled(const MemAccessIface *Table) {
 }
 
 /** Table of block accesses. Swap is the base-2 logarithm of the unit whose byte order is converted
- * between target and host. Both return the number of bytes moved. */
+ * between target and host. Both return the number of bytes moved. A null slot refuses; a memory
+ * space makes single accesses instead. */
 typedef struct MemoryIface {
   uint32_t (*readBytes)(void *Obj, void *Data, uint64_t Addr, uint32_t Len, uint32_t Swap);
   uint32_t (*writeBytes)(void *Obj, uint64_t Addr, uint32_t Len, const void *Data, uint32_t Swap);
@@ -96,7 +97,9 @@ typedef struct MemoryIface {
 
 ORVY_STATIC_ASSERT(sizeof(MemoryIface) == 2 * sizeof(void *), "boundary table");
 
-/** Table of a memory space, which maps devices by address and keeps attributes. */
+/** Table of a memory space, which maps devices by address and keeps attributes. The flags of a
+ *  mapping are between the caller and the space; the class MemorySpace gives them no meaning. The
+ *  flat functions take a null slot for a failure. */
 typedef struct MemorySpaceIface {
   int (*mapDevice)(void *Space, uint64_t Addr, uint64_t Len, void *Device, uint32_t Flags);
   void (*setAttr)(void *Space, uint64_t Addr, uint64_t Len, uint32_t Attrs);
@@ -205,8 +208,8 @@ ORVY_API uint32_t orvy_memoryRead(void *Obj, void *Data, uint64_t Addr, uint32_t
 ORVY_API uint32_t orvy_memoryWrite(void *Obj, uint64_t Addr, const void *Data, uint32_t Len,
                                    uint32_t Swap);
 
-/** Maps a device into a memory space. @return 0, or all ones with an error; nothing is mapped then
- */
+/** Maps a device into a memory space. @param Flags handed to the space, cut to 32 bits: 0 unless
+ * the space says what else. @return 0, or all ones with an error; nothing is mapped then */
 ORVY_API uint32_t orvy_memoryMap(void *Space, uint64_t Addr, uint64_t Len, void *Device,
                                  uint64_t Flags);
 

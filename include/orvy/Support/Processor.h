@@ -145,8 +145,12 @@ ORVY_API int64_t orvy_cpuRun(void *Cpu, uint64_t Cycles);
 /** Runs for a number of steps. @return steps left; negative when the processor ran past the request
  */
 ORVY_API int64_t orvy_cpuStep(void *Cpu, uint64_t Steps);
-/** Translates a virtual address. @param Pa takes the physical address, not null. @return flags as
- * left */
+/**
+ * Translates a virtual address.
+ * @param Flags  0 for the translation; 2 + 16 * n for entry n of the tables that it goes through
+ * @param Pa     takes the physical address, or the entry; not null
+ * @return flags as the processor left them: 1 where there is no translation, or no such entry
+ */
 ORVY_API uint32_t orvy_cpuTranslateAddress(void *Cpu, uint64_t Va, uint32_t Flags, uint64_t *Pa);
 /** Resets the processor. @param Kind orvy_ResetKind */
 ORVY_API void orvy_cpuReset(void *Cpu, int Kind);
