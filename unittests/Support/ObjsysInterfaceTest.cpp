@@ -4,8 +4,8 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <stdexcept>
 
 using namespace orvy::testing;
@@ -106,7 +106,7 @@ TEST_F(Interfaces, AndPropertiesOfLargeClassesAreReplacedAndPagedInPassableTime)
   constexpr int Count = 50000;
   std::vector<EchoIface> Tables(Count);
   orvy_Class *Cls = orvy_registerExternalClass("Large");
-  const auto Start = std::chrono::steady_clock::now();
+  const std::clock_t Start = std::clock();
   for (int Turn = 0; Turn < 2; ++Turn)
     for (int I = 0; I < Count; ++I) {
       const std::string Name = "n" + std::to_string(I);
@@ -120,7 +120,7 @@ TEST_F(Interfaces, AndPropertiesOfLargeClassesAreReplacedAndPagedInPassableTime)
   EXPECT_STREQ(Row.Name, "n9999") << "the last by name";
   EXPECT_EQ(orvy::objsys::fromHandle(Cls)->Ports.size(), size_t{Count});
   // A walk over all of them for each would take minutes.
-  EXPECT_LT(std::chrono::steady_clock::now() - Start, std::chrono::seconds(5));
+  EXPECT_LT((std::clock() - Start) / CLOCKS_PER_SEC, 5) << "seconds of the processor";
 }
 
 TEST_F(Interfaces, WarnAboutTheirName) {
