@@ -268,6 +268,7 @@ int main(int argc, char **argv) {
     (Passed < Seconds / 3 ? Warm : Most) =
         std::max(Passed < Seconds / 3 ? Warm : Most, residentBytes());
   }
+  orvy_objsysClear();
   std::printf("%llu operations, %llu objects, %llu events: %zu KiB after a third, %zu KiB at most "
               "since\n",
               static_cast<unsigned long long>(Counts[2]),
