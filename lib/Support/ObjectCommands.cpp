@@ -205,12 +205,18 @@ int connectObjects(Command &Cmd, Interpreter *) {
     return 0;
   }
   bool Connected = false;
+  std::string Fault;
   try {
+    if (const char *Why = orvy_connectionFault(From.getPropObject(), From.getPropName().c_str(),
+                                               To.getIfaceObject(), To.getIfaceName().c_str()))
+      Fault = Why;
     Connected = orvy_connect(From.getPropObject(), From.getPropName().c_str(), To.getIfaceObject(),
                              To.getIfaceName().c_str()) == 0;
   } catch (const std::exception &) {
-    // An index that is no number.
+    Fault = "the index is not a number";
   }
+  if (!Connected && !Fault.empty())
+    errs() << "cannot connect '" << From.Value << "' to '" << To.Value << "': " << Fault << "\n";
   if (!Connected)
     errs() << "connect failed\n"
               "\tThis is currently accepted and the command does not fail.\n"

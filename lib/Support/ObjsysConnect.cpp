@@ -222,7 +222,8 @@ std::string Connection::faultOfElement() const {
 std::string Connection::fault() {
   const Property *Prop = source();
   if (!Prop)
-    return "there is no property '" + PropName + "'";
+    return PropName.empty() ? "there is no property of that name" // nor one that a component lends
+                            : "there is no property '" + PropName + "'";
   if (!Target.Obj)
     return "there is no interface '" + IfaceName + "'";
   if (std::string Fault = Prop->faultOf(Target); !Fault.empty())

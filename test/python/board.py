@@ -31,10 +31,10 @@ def build():
     return cpu, space, uart
 
 
-def expect(error, function, *arguments):
+def expect(error, function, *arguments, **options):
     """The function fails in that way."""
     try:
-        function(*arguments)
+        function(*arguments, **options)
     except error as caught:
         print("refused:", caught)
     else:
@@ -58,6 +58,9 @@ def main(image):
     expect(orvy.Error, orvy.get, cpu, "nothing")
     expect(orvy.Error, orvy.get, cpu, "regs[no]")
     expect(orvy.Error, orvy.connect, cpu, "memorySpace", uart, "NoIface")
+    expect(orvy.Error, orvy.connect, uart, "irqCtrl", space, "MemAccessIface")
+    expect(orvy.Error, orvy.create, "Ram", "bad", siz=4096)
+    expect(orvy.Error, orvy.create, "Ram", "bad", size="4 parsecs")
     expect(orvy.Error, orvy.load_plugin, "NoPlugin")
     expect(orvy.Error, orvy.exec, "memory-read obj=memory addr=0")
     expect(TypeError, orvy.set, cpu, "memorySpace", 1)

@@ -147,6 +147,7 @@ _FUNCTIONS = {
     "orvy_setValue": (None, [_OBJECT, _TEXT, _Propval, ctypes.c_int]),
     "orvy_writeValue": (None, [_OBJECT, _TEXT, _Propval, ctypes.c_int]),
     "orvy_connect": (ctypes.c_int, [_OBJECT, _TEXT, _OBJECT, _TEXT]),
+    "orvy_connectionFault": (_TEXT, [_OBJECT, _TEXT, _OBJECT, _TEXT]),
     "orvy_setTimeSource": (None, [_OBJECT, _OBJECT]),
     "orvy_memoryMap": (ctypes.c_uint32, [_OBJECT, _U64_TYPE, _U64_TYPE, _OBJECT, _U64_TYPE]),
     "orvy_loadImageAndStartAddr": (ctypes.c_int, [_OBJECT, _TEXT, ctypes.POINTER(_U64_TYPE)]),
@@ -401,9 +402,14 @@ def write(obj, prop, value):
 def connect(obj, prop, other, iface):
     """Connects a reference property to an interface of another object."""
     _split(prop), _split(iface)  # a malformed index must not reach the library
+    arguments = _handle(obj), prop.encode(), _handle(other), iface.encode()
+    what = f"cannot connect '{prop}' of {obj!r} to '{iface}' of {other!r}"
+    fault = _lib.orvy_connectionFault(*arguments)
+    if fault:
+        raise Error(f"{what}: {os.fsdecode(fault)}")
     mark = _lib.orvy_errorMark()
-    if _lib.orvy_connect(_handle(obj), prop.encode(), _handle(other), iface.encode()) != 0:
-        raise _failure(f"cannot connect '{prop}' of {obj!r} to '{iface}' of {other!r}", mark)
+    if _lib.orvy_connect(*arguments) != 0:
+        raise _failure(what, mark)
 
 
 _CLOCK = 6  # the qualifier of clocks
