@@ -1,5 +1,6 @@
-// Home.cpp - gives each process of tests a home of its own: tests run beside each other, and what the
-// user has at home is neither read nor written. It has a .config, which the library does not make.
+// Home.cpp - gives each process of tests a home of its own: tests run beside each other, and what
+// the user has at home is neither read nor written. It has a .config, which the library does not
+// make.
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,5 +1,5 @@
-// The smallest model: objects of the class Tiny hold a number, which an interface doubles. Its command
-// and its process options use every template whose code lies in the library.
+// The smallest model: objects of the class Tiny hold a number, which an interface doubles. Its
+// command and its process options use every template whose code lies in the library.
 
 #include "orvy/Support/CommandLineOptions.h"
 #include "orvy/Support/Commands.h"
@@ -62,7 +62,7 @@ Command ShowValues("tiny-values",
                        {"prop",  OK_Prop,   true},
                        {"iface", OK_Iface,  true},
                        {"class", OK_Class,  true},
-                   },
+},
                    showValues, "Shows its options");
 
 } // namespace

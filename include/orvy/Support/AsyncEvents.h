@@ -27,10 +27,9 @@ typedef ORVY_ENUM(orvy_AsyncFlag){
  * its input a socket is always readable: remove it then, in the function itself if you like. A pipe
  * is not: once its other end is closed and what was left in it has been read, the function is not
  * called again, and nothing tells that this is the end. Who must know it uses a socket pair, or a
- * timer that reads without waiting. The writing end of a pipe that nobody reads stays writable while
- * there is room, and the write fails.
- * The descriptor stays the caller's, who removes it here before closing it. A descriptor can be
- * waited on once; for both directions duplicate it.
+ * timer that reads without waiting. The writing end of a pipe that nobody reads stays writable
+ * while there is room, and the write fails. The descriptor stays the caller's, who removes it here
+ * before closing it. A descriptor can be waited on once; for both directions duplicate it.
  * @param Holder  processor, machine or clock; when it is disposed, what was added for it goes too
  * @param Flags   ovAS_Read or ovAS_Write
  * @param Func    null for none: a report is taken and dropped

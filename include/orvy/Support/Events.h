@@ -22,8 +22,8 @@ typedef struct orvy_Event orvy_Event;
  */
 typedef struct orvy_EventQueue orvy_EventQueue;
 
-/** Action of an event. It may post, publish, depublish and dispose of what it likes, its own event and
- * the holder of the queue among it. */
+/** Action of an event. It may post, publish, depublish and dispose of what it likes, its own event
+ * and the holder of the queue among it. */
 typedef void (*orvy_EventFunc)(orvy_Event *Event);
 
 /** A function that any thread may hand to the simulation thread. */
@@ -94,8 +94,9 @@ ORVY_API int64_t orvy_eventPublish(const char *Name, void *Obj, orvy_EventFunc F
 ORVY_API int64_t orvy_eventPublishStruct(const char *Name, orvy_Event *Event, void *Obj,
                                          orvy_EventFunc Func);
 
-/** Takes an event off its queue and forgets it. Its id is never another event's, so that it is safe to
- * ask about or to depublish again. Ids are positive and 64 bits wide; no other order is promised. */
+/** Takes an event off its queue and forgets it. Its id is never another event's, so that it is safe
+ * to ask about or to depublish again. Ids are positive and 64 bits wide; no other order is
+ * promised. */
 ORVY_API void orvy_eventDepublish(int64_t EvId);
 
 /** Forgets all events; runs at process exit. */
@@ -123,9 +124,9 @@ ORVY_API void orvy_eventSetRTPeriodNanos(int64_t EvId, int64_t Nanos);
 ORVY_API void orvy_eventSetRTTime(int64_t EvId, uint64_t Nanos);
 
 /* Posting on a holder, relative to its present time. An event that is scheduled moves to the new
- * time, with a warning. An object that is no processor, machine or clock, such as a time source that
- * is not set, is ignored, with a warning once for each owner of events. What lies beyond the end of
- * time is posted at its end, INT64_MAX. */
+ * time, with a warning. An object that is no processor, machine or clock, such as a time source
+ * that is not set, is ignored, with a warning once for each owner of events. What lies beyond the
+ * end of time is posted at its end, INT64_MAX. */
 
 /** Posts an event after a number of cycles; refused, with an error, on a machine. */
 ORVY_API void orvy_eventPostCycles(void *Holder, int64_t EvId, int64_t Cycles, orvy_SyncEvent Sync);

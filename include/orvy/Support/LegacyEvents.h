@@ -43,8 +43,8 @@ ORVY_API void orvy_serialiseEvents(orvy_EventQueue *Queue, void *Ctxt);
 ORVY_API void orvy_deserialiseEvents(orvy_EventQueue *Queue, void *Ctxt);
 /** Does nothing: a queue's frequency is its holder's. */
 ORVY_API void orvy_setQueueFreq(orvy_EventQueue *Queue, uint64_t Freq);
-/** Forgets the names and ids of all events, which begin with 1 again. Records stay for good, and what
- * is scheduled still fires. */
+/** Forgets the names and ids of all events, which begin with 1 again. Records stay for good, and
+ * what is scheduled still fires. */
 ORVY_API void orvy_depublishEventsNS(void);
 /** Of an interface that is gone: ends the process with a message that says what to use instead. */
 ORVY_NORETURN ORVY_API void orvy_registerEvent(orvy_EventQueue *Queue, const char *Name);

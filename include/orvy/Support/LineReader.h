@@ -87,8 +87,8 @@ private:
   std::unique_ptr<MemoryBuffer> Buffer;
 };
 
-/// Reads a script from a stream as it comes in: each line can be run before the next is there. Unless
-/// the stream is a file, the standard output is flushed before a line is waited for.
+/// Reads a script from a stream as it comes in: each line can be run before the next is there.
+/// Unless the stream is a file, the standard output is flushed before a line is waited for.
 class ORVY_API StreamLineReader final : public ScriptReader {
 public:
   /// The stream must outlive the reader.

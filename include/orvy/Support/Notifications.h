@@ -11,8 +11,8 @@
  * Ids are never 0, so 0 can stand for "not published yet".
  *
  * A source is an address. Subscribers to an object that is disposed stay subscribed, and hear the
- * next object that has the same address: unsubscribe when "orvy.objectDisposed" is heard, or compare
- * names. What nobody subscribes to is forgotten some time after its object has gone.
+ * next object that has the same address: unsubscribe when "orvy.objectDisposed" is heard, or
+ * compare names. What nobody subscribes to is forgotten some time after its object has gone.
  *
  * Nothing here takes a lock: all of it
  * belongs to the simulation thread. */
