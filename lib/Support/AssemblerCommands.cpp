@@ -1,6 +1,7 @@
 // The commands that assemble and disassemble. Each goes on where its last call ended.
 
 #include "HexText.h"
+#include "ObjectKinds.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Debugging.h"
 #include "orvy/Support/Interfaces.h"
@@ -41,10 +42,10 @@ Processor lookAt(void *Obj) {
   Cpu.Iface = static_cast<const CpuIface *>(orvy_getInterface(Obj, "CpuIface", 0));
   if (!Cpu.Iface)
     return Cpu;
-  Cpu.Pc = Cpu.Iface->getPc(Obj);
+  Cpu.Pc = ORVY_CALL(CpuIface, getPc, Obj, *Cpu.Iface);
   if (auto *Sparc = static_cast<const SparcIface *>(orvy_getInterface(Obj, "SparcIface", 0))) {
-    Cpu.NextPc = Sparc->getNPc(Obj);
-    Cpu.Tbr = Sparc->getTbr(Obj);
+    Cpu.NextPc = askSlot(Obj, *Sparc, &SparcIface::getNPc);
+    Cpu.Tbr = askSlot(Obj, *Sparc, &SparcIface::getTbr);
   }
   return Cpu;
 }
@@ -60,8 +61,8 @@ const char *markerOf(const Processor &Cpu, uint64_t Va) {
 /// Null, with an error, if the address has no translation.
 std::optional<uint64_t> translate(const Processor &Cpu, uint64_t Va) {
   uint32_t Flags = 0;
-  const uint64_t Pa = Cpu.Iface->translateAddress(Cpu.Obj, Va, &Flags);
-  if (Flags != TranslationFailed)
+  const uint64_t Pa = ORVY_CALL(CpuIface, translateAddress, Cpu.Obj, *Cpu.Iface, Va, &Flags);
+  if (Cpu.Iface->translateAddress && Flags != TranslationFailed)
     return Pa;
   orvy_logError(Cpu.Obj, "invalid va = 0x%.8lx to pa translation", Va);
   return std::nullopt;

@@ -4,6 +4,7 @@
 
 #include "ActiveRun.h"
 #include "ComponentModel.h"
+#include "ObjectKinds.h"
 #include "ObjsysClass.h"
 #include "Saturation.h"
 
@@ -95,7 +96,8 @@ size_t currentIndex(orvy_Component &G) {
 // Advancing: without quanta, each clock goes to the target in its turn.
 
 uint64_t cyclesOf(void *Obj) {
-  return ofReference(Obj, [](Clock C) { return C->getCycles(C.Obj); });
+  return ofReference(Obj,
+                     [](Clock C) { return ORVY_CALL(ClockIface, getCycles, C.Obj, *C.Iface); });
 }
 
 int advanceToCycles(void *Obj, uint64_t Cycles) {
@@ -108,7 +110,7 @@ int advanceToCycles(void *Obj, uint64_t Cycles) {
     for (size_t Idx = currentIndex(G); Idx < clockCount(G); ++Idx) {
       G.CurrentClock = static_cast<int32_t>(Idx);
       const Clock C = clockAt(G, Idx);
-      const int Reason = C ? C->advanceToCycles(C.Obj, Cycles) : 0;
+      const int Reason = C ? ORVY_CALL(ClockIface, advanceToCycles, C.Obj, *C.Iface, Cycles) : 0;
       if (Reason || !isThere(G))
         return Reason;
     }
@@ -138,7 +140,7 @@ void needQuanta(orvy_Component &G) {
 /// End of the present quantum for a clock, by its own frequency from absolute time, so that no
 /// rounding adds up.
 uint64_t limitOf(const orvy_Component &G, Clock C) {
-  const double Freq = C->getFreq(C.Obj);
+  const double Freq = ORVY_CALL(ClockIface, getFreq, C.Obj, *C.Iface);
   const bool Sound = Freq >= 1.0 && Freq < 0x1p63; // also refuses what is not a number
   return static_cast<uint64_t>(orvy_nanosToCycles(std::max<int64_t>(G.QuantaEnd, 0),
                                                   Sound ? static_cast<uint64_t>(Freq) : 1));
@@ -177,7 +179,7 @@ bool endRound(orvy_Component &G, uint64_t Left, uint64_t Cycles) {
 }
 
 int stepClocks(orvy_Component &G, Clock Counting, uint64_t Steps, uint64_t Cycles) {
-  const uint64_t Start = Counting->getSteps(Counting.Obj);
+  const uint64_t Start = ORVY_CALL(ClockIface, getSteps, Counting.Obj, *Counting.Iface);
   const uint64_t End = Steps > UINT64_MAX - Start ? UINT64_MAX : Start + Steps;
   for (uint64_t Left = Steps;;) {
     const size_t Idx = currentIndex(G);
@@ -191,13 +193,13 @@ int stepClocks(orvy_Component &G, Clock Counting, uint64_t Steps, uint64_t Cycle
     const uint64_t Limit = C ? std::min(Cycles, limitOf(G, C)) : 0;
     int Reason = 0;
     if (Counts)
-      Reason = C->stepUntil(C.Obj, Left, Limit);
+      Reason = ORVY_CALL(ClockIface, stepUntil, C.Obj, *C.Iface, Left, Limit);
     else if (C)
-      C->advanceToCycles(C.Obj, Limit);
+      ORVY_CALL(ClockIface, advanceToCycles, C.Obj, *C.Iface, Limit);
     if (!isThere(G) || !clockAt(G, static_cast<size_t>(G.StepClock)))
       return Reason;
     if (Counts) {
-      Left = End - std::min(End, C->getSteps(C.Obj));
+      Left = End - std::min(End, ORVY_CALL(ClockIface, getSteps, C.Obj, *C.Iface));
       if (Reason)
         return Reason;
     }
@@ -213,6 +215,10 @@ int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
   const Clock Counting = countingClock(G);
   if (!Counting)
     return 0;
+  if (!Counting->stepUntil || !Counting->getSteps) {
+    orvy_logSimError(Counting.Obj, "does not implement stepping");
+    return 0;
+  }
   needQuanta(G);
   return stepClocks(G, Counting, Steps, Cycles);
 }
@@ -231,20 +237,35 @@ ClockIface orvy::component::GroupTable = {
     .getSteps = [](void *) { return uint64_t{0}; },
     .getCycles = cyclesOf,
     .getNanos =
-        [](void *Obj) { return ofReference(Obj, [](Clock C) { return C->getNanos(C.Obj); }); },
+        [](void *Obj) {
+          return ofReference(
+              Obj, [](Clock C) { return ORVY_CALL(ClockIface, getNanos, C.Obj, *C.Iface); });
+        },
     .getSecs =
-        [](void *Obj) { return ofReference(Obj, [](Clock C) { return C->getSecs(C.Obj); }); },
-    .setSteps = [](void *Obj,
-                   uint64_t Steps) { forEach(Obj, [=](Clock C) { C->setSteps(C.Obj, Steps); }); },
+        [](void *Obj) {
+          return ofReference(
+              Obj, [](Clock C) { return ORVY_CALL(ClockIface, getSecs, C.Obj, *C.Iface); });
+        },
+    .setSteps =
+        [](void *Obj, uint64_t Steps) {
+          forEach(Obj, [=](Clock C) { ORVY_CALL(ClockIface, setSteps, C.Obj, *C.Iface, Steps); });
+        },
     .setCycles =
         [](void *Obj, uint64_t Cycles) {
-          forEach(Obj, [=](Clock C) { C->setCycles(C.Obj, Cycles); });
+          forEach(Obj, [=](Clock C) { ORVY_CALL(ClockIface, setCycles, C.Obj, *C.Iface, Cycles); });
         },
-    .setNanos = [](void *Obj,
-                   uint64_t Nanos) { forEach(Obj, [=](Clock C) { C->setNanos(C.Obj, Nanos); }); },
-    .setSecs = [](void *Obj,
-                  double Secs) { forEach(Obj, [=](Clock C) { C->setSecs(C.Obj, Secs); }); },
+    .setNanos =
+        [](void *Obj, uint64_t Nanos) {
+          forEach(Obj, [=](Clock C) { ORVY_CALL(ClockIface, setNanos, C.Obj, *C.Iface, Nanos); });
+        },
+    .setSecs =
+        [](void *Obj, double Secs) {
+          forEach(Obj, [=](Clock C) { ORVY_CALL(ClockIface, setSecs, C.Obj, *C.Iface, Secs); });
+        },
     .getFreq =
-        [](void *Obj) { return ofReference(Obj, [](Clock C) { return C->getFreq(C.Obj); }); },
+        [](void *Obj) {
+          return ofReference(
+              Obj, [](Clock C) { return ORVY_CALL(ClockIface, getFreq, C.Obj, *C.Iface); });
+        },
     .setFreq = [](void *, double) {},
 };

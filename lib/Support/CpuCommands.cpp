@@ -1,6 +1,7 @@
 // The commands that show and set the state of a processor, and that tell of its traps.
 
 #include "CommandLine/Handlers.h"
+#include "ObjectKinds.h"
 
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Notifications.h"
@@ -13,19 +14,23 @@ namespace {
 constexpr uint32_t ShownRegisters = 32;
 
 int setRegister(Target<CpuIface> Cpu, Command &Cmd) {
-  const int Id = Cpu->getRegId(Cpu.Obj, Cmd.getOption("reg").Value.c_str());
+  const int Id =
+      ORVY_CALL(CpuIface, getRegId, Cpu.Obj, *Cpu.Iface, Cmd.getOption("reg").Value.c_str());
   if (Id < 0) {
     errs() << "invalid register\n";
     return -1;
   }
-  Cpu->setGpr(Cpu.Obj, static_cast<uint32_t>(Id), Cmd.getOption("value").getValue<unsigned long>());
+  ORVY_CALL(CpuIface, setGpr, Cpu.Obj, *Cpu.Iface, static_cast<uint32_t>(Id),
+            Cmd.getOption("value").getValue<unsigned long>());
   return 0;
 }
 
-void showRegisters(Target<CpuIface> Cpu, Command &Cmd) {
+int showRegisters(Target<CpuIface> Cpu, Command &Cmd) {
+  if (!implements(Cpu, {{"getRegName", Cpu->getRegName}, {"getGpr", Cpu->getGpr}}))
+    return 1;
   const bool InDecimal = Cmd.getOption("decimal").Valid;
   for (uint32_t Reg = 0; Reg < ShownRegisters; ++Reg) {
-    const char *Name = Cpu->getRegName(Cpu.Obj, Reg);
+    const char *Name = ORVY_CALL(CpuIface, getRegName, Cpu.Obj, *Cpu.Iface, Reg);
     if (!Name)
       continue;
     outs().setWidth(3) << Name << " = ";
@@ -33,16 +38,17 @@ void showRegisters(Target<CpuIface> Cpu, Command &Cmd) {
       outs().setWidth(10);
     else
       outs().setBase(OutStream::Hexadecimal).setWidth(8).setFill('0');
-    outs() << Cpu->getGpr(Cpu.Obj, Reg) << "\n";
+    outs() << ORVY_CALL(CpuIface, getGpr, Cpu.Obj, *Cpu.Iface, Reg) << "\n";
   }
+  return 0;
 }
 
 void setPc(Target<CpuIface> Cpu, Command &Cmd) {
-  Cpu->setPc(Cpu.Obj, Cmd.getOption("pc").getValue<unsigned long>());
+  ORVY_CALL(CpuIface, setPc, Cpu.Obj, *Cpu.Iface, Cmd.getOption("pc").getValue<unsigned long>());
 }
 
 void raiseTrap(Target<CpuIface> Cpu, Command &Cmd) {
-  Cpu->raiseTrap(Cpu.Obj, Cmd.getOption("trap").getValue<int>());
+  ORVY_CALL(CpuIface, raiseTrap, Cpu.Obj, *Cpu.Iface, Cmd.getOption("trap").getValue<int>());
 }
 
 // Traps
@@ -50,7 +56,8 @@ void raiseTrap(Target<CpuIface> Cpu, Command &Cmd) {
 void logTrapEntry(void *, void *Source, void *Info) {
   const uint32_t Trap = *static_cast<const uint32_t *>(Info);
   const Target<CpuIface> Cpu(Source);
-  const char *Name = Cpu ? Cpu->getTrapName(Source, static_cast<int>(Trap)) : nullptr;
+  const char *Name =
+      Cpu ? ORVY_CALL(CpuIface, getTrapName, Source, *Cpu.Iface, static_cast<int>(Trap)) : nullptr;
   if (Name)
     orvy_logInfo(Source, "trap raised %s (trap id = %u)", Name, Trap);
   else
@@ -80,7 +87,7 @@ int enableTrapEvents(Command &Cmd, Interpreter *) {
   const Target<CpuIface> Cpu = requireCpu(Cmd);
   if (!Cpu)
     return -1;
-  Cpu->enableTrapEvents(Cpu.Obj);
+  ORVY_CALL(CpuIface, enableTrapEvents, Cpu.Obj, *Cpu.Iface);
   if (isOn(Cmd, "print")) {
     subscribeOnce("orvy.cpuTrapEntry", Cpu.Obj, logTrapEntry);
     subscribeOnce("orvy.cpuTrapExit", Cpu.Obj, logTrapExit);
@@ -92,7 +99,7 @@ int disableTrapEvents(Command &Cmd, Interpreter *) {
   const Target<CpuIface> Cpu = requireCpu(Cmd);
   if (!Cpu)
     return -1;
-  Cpu->disableTrapEvents(Cpu.Obj);
+  ORVY_CALL(CpuIface, disableTrapEvents, Cpu.Obj, *Cpu.Iface);
   return 0;
 }
 

@@ -20,7 +20,7 @@ constexpr uint64_t NanosPerSec = 1000000000;
 
 /// Machine of a processor; null for what is none, as it may be a user who sets it.
 void *machineOf(void *Cpu) {
-  void *Machine = cpuIface(Cpu).getMachine(Cpu);
+  void *Machine = askSlot(Cpu, cpuIface(Cpu), &CpuIface::getMachine);
   return kindOf(Machine) == Kind::Machine ? Machine : nullptr;
 }
 
@@ -47,14 +47,14 @@ void *targetHolder(void *Obj, orvy_SyncEvent Sync) {
 }
 
 int64_t cpuCycles(void *Cpu) {
-  return static_cast<int64_t>(cpuIface(Cpu).getCycles(Cpu));
+  return static_cast<int64_t>(ORVY_CALL(CpuIface, getCycles, Cpu, cpuIface(Cpu)));
 }
 int64_t cpuFreq(void *Cpu) {
-  return static_cast<int64_t>(cpuIface(Cpu).getFreq(Cpu));
+  return static_cast<int64_t>(ORVY_CALL(CpuIface, getFreq, Cpu, cpuIface(Cpu)));
 }
 
 void postRelative(void *Holder, int64_t EvId, int64_t Delay) {
-  eventIface(Holder).postRelative(Holder, EvId, Delay);
+  ORVY_CALL(EventIface, postRelative, Holder, eventIface(Holder), EvId, Delay);
 }
 
 /// Owners that were warned.
@@ -85,9 +85,8 @@ void orvy_eventPostCycles(void *Holder, int64_t EvId, int64_t Cycles, orvy_SyncE
   switch (kindOf(Holder)) {
   case Kind::Processor:
     if (void *Machine = machineFor(Holder, Sync))
-      eventIface(Machine).postAbsolute(
-          Machine, EvId,
-          orvy_cyclesToNanos(clampedSum(Cycles, cpuCycles(Holder)), cpuFreq(Holder)));
+      ORVY_CALL(EventIface, postAbsolute, Machine, eventIface(Machine), EvId,
+                orvy_cyclesToNanos(clampedSum(Cycles, cpuCycles(Holder)), cpuFreq(Holder)));
     else
       postRelative(Holder, EvId, Cycles);
     break;
@@ -106,8 +105,8 @@ void orvy_eventPostNanos(void *Holder, int64_t EvId, int64_t Nanos, orvy_SyncEve
   switch (kindOf(Holder)) {
   case Kind::Processor:
     if (void *Machine = machineFor(Holder, Sync))
-      eventIface(Machine).postAbsolute(
-          Machine, EvId, clampedSum(Nanos, orvy_cyclesToNanos(cpuCycles(Holder), cpuFreq(Holder))));
+      ORVY_CALL(EventIface, postAbsolute, Machine, eventIface(Machine), EvId,
+                clampedSum(Nanos, orvy_cyclesToNanos(cpuCycles(Holder), cpuFreq(Holder))));
     else
       postRelative(Holder, EvId, orvy_nanosToCycles(Nanos, static_cast<uint64_t>(cpuFreq(Holder))));
     break;
@@ -143,7 +142,7 @@ void orvy_eventPostSecs(void *Holder, int64_t EvId, double Secs, orvy_SyncEvent 
 
 void orvy_eventPostStack(void *Holder, int64_t EvId, orvy_SyncEvent Sync) {
   if (void *Target = targetHolder(Holder, Sync))
-    eventIface(Target).postOnStack(Target, EvId);
+    ORVY_CALL(EventIface, postOnStack, Target, eventIface(Target), EvId);
   else
     warnOfPost(Holder, EvId);
 }
@@ -151,14 +150,14 @@ void orvy_eventPostStack(void *Holder, int64_t EvId, orvy_SyncEvent Sync) {
 void orvy_eventPostAsync(void *Holder, orvy_ThreadSafeCb Cb, void *Arg, orvy_SyncEvent Sync) {
   ORVY_REQUIRE_FUNCTION(Cb);
   if (void *Target = targetHolder(Holder, Sync))
-    eventIface(Target).postCallback(Target, Cb, Arg);
+    ORVY_CALL(EventIface, postCallback, Target, eventIface(Target), Cb, Arg);
   else
     orvy_logError(Holder, "unknown queue holder class");
 }
 
 void orvy_eventRemoveAsync(void *Holder, orvy_ThreadSafeCb Cb, void *Arg, orvy_SyncEvent Sync) {
   if (void *Target = targetHolder(Holder, Sync))
-    eventIface(Target).removeCallback(Target, Cb, Arg);
+    ORVY_CALL(EventIface, removeCallback, Target, eventIface(Target), Cb, Arg);
   else
     orvy_logError(Holder, "unknown queue holder class");
 }
@@ -199,13 +198,14 @@ std::optional<TimeLeft> leftOnMachine(void *Machine, const orvy_Event *Event) {
     orvy_logError(Machine, "event not on the provided machine queue");
     return std::nullopt;
   }
-  int64_t Nanos =
-      clampedDifference(Event->Time, static_cast<int64_t>(machineIface(Machine).getTime(Machine)));
+  int64_t Nanos = clampedDifference(
+      Event->Time,
+      static_cast<int64_t>(ORVY_CALL(MachineIface, getTime, Machine, machineIface(Machine))));
   return TimeLeft{0, Nanos, orvy_nanosToSecs(Nanos)};
 }
 
 std::optional<TimeLeft> leftOnClock(void *Clock, const orvy_Event *Event) {
-  auto Now = static_cast<int64_t>(clockIface(Clock).getCycles(Clock));
+  auto Now = static_cast<int64_t>(ORVY_CALL(ClockIface, getCycles, Clock, clockIface(Clock)));
   return fromCycles(clampedDifference(Event->Time, Now), clockFreq(Clock));
 }
 
@@ -255,7 +255,7 @@ double orvy_eventGetSecs(void *Holder, int64_t EvId) {
 uint64_t orvy_eventQueueGetFreq(void *Holder) {
   switch (kindOf(Holder)) {
   case Kind::Processor:
-    return cpuIface(Holder).getFreq(Holder);
+    return ORVY_CALL(CpuIface, getFreq, Holder, cpuIface(Holder));
   case Kind::Machine:
     return NanosPerSec;
   case Kind::Clock:

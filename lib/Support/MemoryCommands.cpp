@@ -3,6 +3,7 @@
 #include "CommandLine/Handlers.h"
 #include "Debugging/LoadContext.h"
 #include "HexText.h"
+#include "ObjectKinds.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Interfaces.h"
@@ -172,8 +173,8 @@ static int translateAddress(Command &Cmd, Interpreter *) {
     return complainOf(Cmd.getOption("cpu"), "cpu");
   const auto Va = Cmd.getOption("addr").getValue<unsigned long>();
   uint32_t Flags = 0;
-  const uint64_t Pa = Iface->translateAddress(Cpu, Va, &Flags);
-  if (Flags == TranslationFailed) {
+  const uint64_t Pa = ORVY_CALL(CpuIface, translateAddress, Cpu, *Iface, Va, &Flags);
+  if (!Iface->translateAddress || Flags == TranslationFailed) {
     orvy_logError(Cpu, "Invalid va = 0x%.8lx to pa translation", Va);
     return 1;
   }

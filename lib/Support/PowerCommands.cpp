@@ -1,6 +1,7 @@
 // The commands that switch models on and off and reset them.
 
 #include "CommandLine/Handlers.h"
+#include "ObjectKinds.h"
 
 using namespace orvy;
 using namespace orvy::cl;
@@ -12,7 +13,9 @@ constexpr const char *ObjectHelp = "Object.";
 /// The handler of a reset through an interface that has one.
 template <typename T> Command::Handler resetter(const char *OptName) {
   return onTarget<T>(OptName, [](Target<T> Found, Command &Cmd) {
-    Found->reset(Found.Obj, isOn(Cmd, "warm") ? ovRK_Warm : ovRK_Cold);
+    const std::string Name = std::string(IfaceName<T>) + ".reset";
+    callSlot(Name.c_str(), Found.Obj, *Found.Iface, &T::reset,
+             isOn(Cmd, "warm") ? ovRK_Warm : ovRK_Cold);
   });
 }
 
@@ -20,14 +23,20 @@ Command PowerOn("power-on",
                 {
                     {"obj", OK_Object, true, ObjectHelp}
 },
-                onTarget<PowerIface>("obj", [](Target<PowerIface> T) { T->powerOn(T.Obj); }),
+                onTarget<PowerIface>("obj",
+                                     [](Target<PowerIface> T) {
+                                       ORVY_CALL(PowerIface, powerOn, T.Obj, *T.Iface);
+                                     }),
                 "Powers on the model");
 
 Command PowerOff("power-off",
                  {
                      {"obj", OK_Object, true, ObjectHelp}
 },
-                 onTarget<PowerIface>("obj", [](Target<PowerIface> T) { T->powerOff(T.Obj); }),
+                 onTarget<PowerIface>("obj",
+                                      [](Target<PowerIface> T) {
+                                        ORVY_CALL(PowerIface, powerOff, T.Obj, *T.Iface);
+                                      }),
                  "Powers off the model");
 
 Command PowerState("power-state",
@@ -36,7 +45,8 @@ Command PowerState("power-state",
 },
                    onTarget<PowerIface>("obj",
                                         [](Target<PowerIface> T) {
-                                          const bool IsOn = T->getPowerState(T.Obj) == 1;
+                                          const bool IsOn = ORVY_CALL(PowerIface, getPowerState,
+                                                                      T.Obj, *T.Iface) == 1;
                                           outs() << T.name() << ": powered "
                                                  << (IsOn ? "on" : "off") << "\n";
                                         }),

@@ -159,7 +159,7 @@ void orvy_postCallback(void *Obj, orvy_ThreadSafeCb Cb, void *Arg) {
   Kind Which = kindOf(Obj);
   if (Which != Kind::Processor && Which != Kind::Machine)
     orvy_logFatal(Obj, "is neither machine nor CPU required by orvy_postCallback()");
-  eventIface(Obj).postCallback(Obj, Cb, Arg);
+  ORVY_CALL(EventIface, postCallback, Obj, eventIface(Obj), Cb, Arg);
 }
 
 uint64_t orvy_lineDataGetLineCount(void *Obj) {

@@ -2,6 +2,7 @@
 
 #include "ActiveRun.h"
 #include "CommandLine/Handlers.h"
+#include "ObjectKinds.h"
 #include "RunReport.h"
 
 #include "orvy/Support/Properties.h"
@@ -39,7 +40,8 @@ void stopRun(int) {
 
 void stopMachineRun(int) {
   StopFlag = 1;
-  RunningMachineIface.load()->asyncStop(RunningMachine);
+  if (const auto Stop = RunningMachineIface.load()->asyncStop)
+    Stop(RunningMachine);
 }
 
 /// Owns the interrupt signal during a run.
@@ -124,7 +126,7 @@ void advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
 class IdleWarning {
 public:
   IdleWarning(std::string Name, std::vector<Target<CpuIface>> Watched)
-      : Name(std::move(Name)), Cpus(std::move(Watched)), Start(steps()) {}
+      : Name(std::move(Name)), Cpus(std::move(Watched)), Told(!areCounting()), Start(steps()) {}
 
   /// To be called when some of the run, or all of it, is done, with the seconds done so far.
   void check(orvy_CpuExitReason Reason, double Secs) {
@@ -139,8 +141,13 @@ public:
   }
 
 private:
+  bool areCounting() const {
+    return std::ranges::all_of(Cpus, [](auto &Cpu) { return Cpu->getSteps != nullptr; });
+  }
   uint64_t steps() const {
     uint64_t Sum = 0;
+    if (Told)
+      return Sum;
     for (const Target<CpuIface> &Cpu : Cpus)
       Sum += Cpu.exists() ? Cpu->getSteps(Cpu.Obj) : 0;
     return Sum;
@@ -148,15 +155,15 @@ private:
 
   const std::string Name;
   const std::vector<Target<CpuIface>> Cpus;
+  bool Told; // or nothing to tell by
   const uint64_t Start;
-  bool Told = false;
 };
 
 // Processors
 
 void setPcIfGiven(Target<CpuIface> Cpu, const Command &Cmd) {
   if (const auto Pc = given<unsigned long>(Cmd, "pc"))
-    Cpu->setPc(Cpu.Obj, *Pc);
+    ORVY_CALL(CpuIface, setPc, Cpu.Obj, *Cpu.Iface, *Pc);
 }
 
 template <typename Position, typename Advance>
@@ -184,18 +191,38 @@ int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position 
 }
 
 int runProcessor(Target<CpuIface> Cpu, Command &Cmd) {
+  if (!implements(Cpu,
+                  {
+                      {"run",       Cpu->run      },
+                      {"getFreq",   Cpu->getFreq  },
+                      {"getCycles", Cpu->getCycles}
+  }))
+    return 1;
   const uint64_t Freq = Cpu->getFreq(Cpu.Obj);
   return driveProcessor(Cpu, Cmd, runSpan(Cmd, static_cast<double>(Freq), Freq), Cpu->getCycles,
                         Cpu->run);
 }
 
 int stepProcessor(Target<CpuIface> Cpu, Command &Cmd) {
+  if (!implements(Cpu, {
+                           {"step",      Cpu->step     },
+                           {"getFreq",   Cpu->getFreq  },
+                           {"getCycles", Cpu->getCycles},
+                           {"getSteps",  Cpu->getSteps }
+  }))
+    return 1;
   return driveProcessor(Cpu, Cmd, {givenSteps(Cmd), false}, Cpu->getSteps, Cpu->step);
 }
 
 // Clocks
 
 int runClock(Target<ClockIface> Clock, Command &Cmd) {
+  if (!implements(Clock, {
+                             {"getFreq",       Clock->getFreq      },
+                             {"getCycles",     Clock->getCycles    },
+                             {"advanceCycles", Clock->advanceCycles}
+  }))
+    return 1;
   const double Freq = Clock->getFreq(Clock.Obj);
   const auto Cycles = [&] { return Clock->getCycles(Clock.Obj); };
   const InterruptGuard Guard;
@@ -225,7 +252,7 @@ std::vector<Target<CpuIface>> processorsOf(Target<MachineIface> Machine) {
     return listedProcessors(Machine.Obj, Count);
   std::vector<Target<CpuIface>> Cpus;
   for (uint32_t Idx = 0;; ++Idx) {
-    const orvy_IfaceRef Ref = Machine->getCpu(Machine.Obj, Idx);
+    const orvy_IfaceRef Ref = ORVY_CALL(MachineIface, getCpu, Machine.Obj, *Machine.Iface, Idx);
     if (!Ref.Obj)
       return Cpus;
     Cpus.emplace_back(Ref.Obj, static_cast<const CpuIface *>(Ref.Iface));
@@ -257,7 +284,21 @@ uint64_t toNanos(Target<MachineIface> Machine, double Secs) {
   return std::min(toCount(Secs * NanosPerSecond), INT64_MAX - Now);
 }
 
+bool keepsTime(Target<MachineIface> Machine) {
+  return implements(
+      Machine, {
+                   {"getTime",         Machine->getTime        },
+                   {"getCurrentCpuId", Machine->getCurrentCpuId}
+  });
+}
+
 int runMachine(Target<MachineIface> Machine, Command &Cmd) {
+  if (!implements(Machine,
+                  {
+                      {"run", Machine->run}
+  }) ||
+      !keepsTime(Machine))
+    return 1;
   const auto Cpus = processorsOf(Machine);
   const auto Secs = givenSeconds(Cmd);
   if (Cpus.empty() && !Secs && !orvy_isComponent(Machine.Obj)) {
@@ -332,8 +373,15 @@ int stepObject(Command &Cmd, Interpreter *) {
     return stepProcessor(Cpu, Cmd);
   if (!Machine)
     return fail("object does not support CpuIface or MachineIface\n");
+  if (!implements(Machine,
+                  {
+                      {"step", Machine->step}
+  }) ||
+      !keepsTime(Machine))
+    return 1;
   const int CpuIdx = given<int>(Cmd, "cpuidx").value_or(currentProcessor(Machine));
-  const orvy_IfaceRef Stepped = Machine->getCpu(Obj, static_cast<uint32_t>(CpuIdx));
+  const orvy_IfaceRef Stepped =
+      ORVY_CALL(MachineIface, getCpu, Obj, *Machine.Iface, static_cast<uint32_t>(CpuIdx));
   if (Stepped.Obj)
     setPcIfGiven({Stepped.Obj, static_cast<const CpuIface *>(Stepped.Iface)}, Cmd);
   return stepMachine(Machine, Cmd, CpuIdx);
@@ -344,6 +392,11 @@ void printTime(const char *Name, double Secs) {
 }
 
 template <typename T> int printCycles(Target<T> Holder) {
+  if (!implements(Holder, {
+                              {"getCycles", Holder->getCycles},
+                              {"getFreq",   Holder->getFreq  }
+  }))
+    return 1;
   const uint64_t Cycles = Holder->getCycles(Holder.Obj);
   printTime(Holder.name(),
             static_cast<double>(Cycles) / static_cast<double>(Holder->getFreq(Holder.Obj)));
@@ -360,6 +413,10 @@ int showTime(Command &Cmd, Interpreter *) {
   if (Cpu)
     return printCycles(Cpu);
   if (Machine) {
+    if (!implements(Machine, {
+                                 {"getTime", Machine->getTime}
+    }))
+      return 1;
     printTime(Machine.name(), static_cast<double>(Machine->getTime(Obj)) / NanosPerSecond);
     outs() << "\n";
     return 0;
@@ -380,6 +437,12 @@ Command::Handler deprecated(const char *Successor, const char *OptName, Function
 
 int stepMachineOfCpu(Target<MachineIface> Machine, Command &Cmd) {
   const auto Cpu = given<void *>(Cmd, "cpu");
+  if (!implements(Machine,
+                  {
+                      {"step", Machine->step}
+  }) ||
+      !keepsTime(Machine))
+    return 1;
   const int CpuIdx = Cpu ? indexOf(*Cpu, Machine) : currentProcessor(Machine);
   if (Cpu && CpuIdx < 0)
     return fail("cannot step cpu not part of the machine object\n");

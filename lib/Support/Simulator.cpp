@@ -35,7 +35,7 @@ constexpr int64_t DefaultQuanta = 1000000; // 1 ms
 /// A processor as a run sees it.
 struct Turn {
   void *Cpu;
-  const CpuIface *Iface;
+  CpuIface Iface; // without null slots where a run calls it
   uint64_t Freq;
 };
 
@@ -87,13 +87,34 @@ Simulator &simOf(void *Obj) {
 
 // Run control
 
+/// The table of a processor with what it does not implement filled: it stands still, and ends a
+/// step.
+CpuIface filled(void *Cpu) {
+  CpuIface Table = orvy::cpuIface(Cpu);
+  if (!Table.getFreq || !Table.runUntil)
+    orvy_logError(Cpu, "does not implement CpuIface.%s, and so takes no part in the run",
+                  Table.getFreq ? "runUntil" : "getFreq");
+  if (!Table.getFreq)
+    Table.getFreq = [](void *) { return uint64_t{1}; };
+  if (!Table.runUntil)
+    Table.runUntil = [](void *, uint64_t) { return ovCER_Normal; };
+  if (!Table.getSteps)
+    Table.getSteps = [](void *) { return uint64_t{0}; };
+  if (!Table.stepUntil)
+    Table.stepUntil = [](void *Obj, uint64_t, uint64_t) {
+      orvy_logError(Obj, "does not implement CpuIface.stepUntil");
+      return ovCER_Halt;
+    };
+  return Table;
+}
+
 void collectTurns(Simulator &Sim) {
   Sim.Turns.clear();
   void *const *Cpus = orvy_getProcessors();
   size_t Count = orvy_getProcessorCount();
   for (size_t Index = 0; Index < Count; ++Index) {
-    const CpuIface &Iface = orvy::cpuIface(Cpus[Index]);
-    Sim.Turns.push_back({Cpus[Index], &Iface, Iface.getFreq(Cpus[Index])});
+    const CpuIface Iface = filled(Cpus[Index]);
+    Sim.Turns.push_back({Cpus[Index], Iface, Iface.getFreq(Cpus[Index])});
   }
 }
 
@@ -169,7 +190,7 @@ orvy_CpuExitReason runQuantum(Simulator &Sim, int64_t End) {
   size_t Index = firstTurn(Sim);
   while (const Turn *T = turnAt(Sim, Index)) {
     void *Cpu = T->Cpu;
-    orvy_CpuExitReason Reason = T->Iface->runUntil(Cpu, cycleLimit(End, *T));
+    orvy_CpuExitReason Reason = T->Iface.runUntil(Cpu, cycleLimit(End, *T));
     if (Sim.Resets != Resets)
       return ovCER_Normal;
     Index = indexAfter(Cpu, Index);
@@ -234,11 +255,11 @@ orvy_CpuExitReason runFor(Simulator &Sim, uint64_t Nanos) {
 /// to rest before it, halted, is left there.
 void follow(Turn T, uint64_t Limit) {
   for (;;) {
-    uint64_t Before = T.Iface->getSteps(T.Cpu);
-    orvy_CpuExitReason Reason = T.Iface->runUntil(T.Cpu, Limit);
+    uint64_t Before = T.Iface.getSteps(T.Cpu);
+    orvy_CpuExitReason Reason = T.Iface.runUntil(T.Cpu, Limit);
     if (Reason == ovCER_Normal || !isProcessor(T.Cpu))
       return;
-    if (!isBreak(Reason) && T.Iface->getSteps(T.Cpu) == Before)
+    if (!isBreak(Reason) && T.Iface.getSteps(T.Cpu) == Before)
       return;
   }
 }
@@ -262,7 +283,7 @@ orvy_CpuExitReason stepQuantum(Simulator &Sim, void *Stepped, uint64_t StepsEnd,
     if (Cpu != Stepped)
       follow(*T, Limit);
     else
-      Reason = T->Iface->stepUntil(Cpu, StepsEnd - T->Iface->getSteps(Cpu), Limit);
+      Reason = T->Iface.stepUntil(Cpu, StepsEnd - T->Iface.getSteps(Cpu), Limit);
     if (Sim.Resets != Resets)
       return ovCER_Normal;
     Index = indexAfter(Cpu, Index);
@@ -276,7 +297,7 @@ orvy_CpuExitReason stepQuantum(Simulator &Sim, void *Stepped, uint64_t StepsEnd,
 /// Whether a step is over: its steps are done, or its processor has gone.
 bool isStepped(const Turn &Stepped, uint64_t StepsEnd) {
   return !isProcessor(Stepped.Cpu) ||
-         static_cast<int64_t>(StepsEnd - Stepped.Iface->getSteps(Stepped.Cpu)) <= 0;
+         static_cast<int64_t>(StepsEnd - Stepped.Iface.getSteps(Stepped.Cpu)) <= 0;
 }
 
 orvy_CpuExitReason stepFor(Simulator &Sim, size_t Cpu, uint64_t Steps) {
@@ -289,7 +310,7 @@ orvy_CpuExitReason stepFor(Simulator &Sim, size_t Cpu, uint64_t Steps) {
     return leave(Sim, ovCER_Normal);
   const Turn Stepped = *T;
   // As many as can be told from too many.
-  uint64_t StepsEnd = Stepped.Iface->getSteps(Stepped.Cpu) + std::min<uint64_t>(Steps, EndOfTime);
+  uint64_t StepsEnd = Stepped.Iface.getSteps(Stepped.Cpu) + std::min<uint64_t>(Steps, EndOfTime);
   for (int64_t Now = Sim.time();;) {
     Sim.setTime(Now);
     int64_t Next = stepQuantumEnd(Sim, Now);

@@ -4,7 +4,9 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <gmock/gmock.h>
+#include <tuple>
 
 using namespace orvy::testing;
 using testing::HasSubstr;
@@ -88,6 +90,36 @@ protected:
   void *Clock;
   void (*Former)(int);
 };
+
+TEST_F(RunCommands, RefuseObjectsThatImplementNothing) {
+  static CpuIface NoCpu = {};
+  static MachineIface NoMachine = {};
+  static ClockIface NoClock = {};
+  const std::tuple<const char *, const char *, void *> Kinds[] = {
+      {"bareCpu",     "CpuIface",     &NoCpu    },
+      {"bareMachine", "MachineIface", &NoMachine},
+      {"bareClock",   "ClockIface",   &NoClock  },
+  };
+  for (const auto &[Name, Iface, Table] : Kinds) {
+    orvy_Class *Cls = orvy_registerClass(
+        Name, [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, 1024); },
+        std::free);
+    orvy_addInterface(Cls, Iface, Iface, Table, 0, "");
+    ASSERT_TRUE(orvy_createObject(Name, Name, nullptr));
+    for (const char *Command : {"run", "step", "time"}) {
+      CaptureStderr();
+      EXPECT_NE(orvy_execCommand((std::string(Command) + " obj=" + Name).c_str()), 0);
+      const std::string Said = GetCapturedStderr();
+      EXPECT_TRUE(Said.find("does not implement " + std::string(Iface) + ".") != Said.npos ||
+                  Said.find("object does not support") != Said.npos)
+          << Command << Said;
+    }
+  }
+  for (const char *Command :
+       {"cpu-reset", "cpu-show-regs", "cpu-set-pc pc=4", "cpu-raise-trap trap=1",
+        "cpu-enable-trap-events", "cpu-disable-trap-events"})
+    orvy_execCommand((std::string(Command) + " cpu=bareCpu").c_str());
+}
 
 TEST_F(RunCommands, InterruptsStopEndlessRunsAndThenHaveTheirFormerEffect) {
   struct {

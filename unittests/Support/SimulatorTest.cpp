@@ -61,6 +61,26 @@ protected:
   std::vector<int64_t> Limits; // of all runUntil calls
 };
 
+TEST_F(Simulation, PassesOverAProcessorThatImplementsNothing) {
+  ScriptedCpu *Cpu = addCpu("cpu");
+  static CpuIface Empty = {};
+  static EventIface NoEvents = {};
+  static void *Table[] = {&Empty, nullptr, &NoEvents};
+  orvy_setVTable(orvy_classForName("ScriptedCpu"), Table);
+  EXPECT_EQ(orvy_simRunNanos(25), ovCER_Normal);
+  EXPECT_EQ(time(), 20);
+  EXPECT_EQ(orvy_simStep(0, 5), ovCER_Halt);
+  EXPECT_EQ(Log.count("cpu : does not implement CpuIface.getFreq, and so takes no part"), 2);
+  EXPECT_EQ(Log.count("cpu : does not implement CpuIface.stepUntil"), 1);
+  const int64_t Id = orvy_eventPublish("event", Cpu, [](orvy_Event *) {});
+  orvy_eventPostCycles(Cpu, Id, 5, ovSE_Cpu);
+  orvy_eventPostStack(Cpu, Id, ovSE_Cpu);
+  orvy_eventPostAsync(
+      Cpu, [](void *) {}, nullptr, ovSE_Cpu);
+  for (const char *Slot : {"postRelative", "postOnStack", "postCallback"})
+    EXPECT_EQ(Log.count(std::string("cpu : does not implement EventIface.") + Slot), 1) << Slot;
+}
+
 TEST_F(Simulation, RunsEveryProcessorToTheEndOfEachQuantum) {
   addCpu("a");
   addCpu("b", 500000000);

@@ -10,8 +10,10 @@
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/Processor.h"
 
+#include <initializer_list>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace orvy::cl {
 
@@ -61,6 +63,20 @@ template <typename T> Target<T> requireTarget(const Option &Opt) {
   else if (!Found)
     errs() << "object does not conform to " << IfaceName<T> << ": '" << Opt.Value << "'\n";
   return Found;
+}
+
+/// Whether a target has the slots that a command needs, given as pairs of name and presence; says
+/// which it lacks.
+template <typename T>
+bool implements(const Target<T> &Asked,
+                std::initializer_list<std::pair<const char *, bool>> Slots) {
+  for (const auto &[Name, IsThere] : Slots)
+    if (!IsThere) {
+      errs() << "'" << Asked.name() << "' does not implement " << IfaceName<T> << "." << Name
+             << "\n";
+      return false;
+    }
+  return true;
 }
 
 /// The value of an option; none if it was not given, or the command lacks it.

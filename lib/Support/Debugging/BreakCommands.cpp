@@ -1,6 +1,7 @@
 // The commands that set break points and change what they do.
 
 #include "DebugCommands.h"
+#include "ObjectKinds.h"
 
 #include "HexText.h"
 #include "orvy/Support/DwarfLines.h"
@@ -139,7 +140,7 @@ static int setBreakPoint(Command &Cmd, Interpreter *) {
     const CpuIface *Iface = requireCpu(*Cpu);
     if (!Iface)
       return 1;
-    R.Pc = Iface->getPc(*Cpu);
+    R.Pc = ORVY_CALL(CpuIface, getPc, *Cpu, *Iface);
   }
   if (const Option &Loc = Cmd.getOption("loc"); Loc.Valid)
     if (const int Result = breakAtPlace(R, Loc.Value.c_str()))

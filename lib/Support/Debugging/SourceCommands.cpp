@@ -1,6 +1,7 @@
 // The commands that show source, line tables and variables.
 
 #include "DebugCommands.h"
+#include "ObjectKinds.h"
 
 #include "DwarfNames.h"
 #include "HexText.h"
@@ -69,7 +70,7 @@ static std::optional<uint64_t> givenPlace(Command &Cmd) {
     return std::nullopt;
   }
   const CpuIface *Iface = requireCpu(*Cpu);
-  return Iface ? std::optional<uint64_t>(Iface->getPc(*Cpu)) : std::nullopt;
+  return Iface ? std::optional<uint64_t>(ORVY_CALL(CpuIface, getPc, *Cpu, *Iface)) : std::nullopt;
 }
 
 /// Writes numbered lines, the one of a number with a mark and in green.
@@ -163,7 +164,7 @@ static Place placeOf(Command &Cmd) {
   const CpuIface *Iface = requireCpu(Cpu);
   if (!Iface)
     return {1};
-  return {0, Context->getDwarf(), Cpu, Iface->getPc(Cpu)};
+  return {0, Context->getDwarf(), Cpu, ORVY_CALL(CpuIface, getPc, Cpu, *Iface)};
 }
 
 static int readVariable(Command &Cmd, Interpreter *) {

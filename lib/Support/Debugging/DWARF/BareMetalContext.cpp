@@ -28,7 +28,7 @@ template <typename T>
 Value readMemory(void *Obj, const MemoryIface *Iface, uint64_t Address, uint32_t Size) {
   T Word = 0;
   const auto Swap = static_cast<uint32_t>(std::countr_zero(Size));
-  if (!Iface || Iface->readBytes(Obj, &Word, Address, Size, Swap) != Size)
+  if (!Iface || !Iface->readBytes || Iface->readBytes(Obj, &Word, Address, Size, Swap) != Size)
     return undefined();
   return {Word, nullptr};
 }
@@ -51,9 +51,11 @@ Value Target::getMemoryValueSize(uint64_t Address, uint8_t Size) const {
 }
 
 Value Target::getRegisterValue(int Reg) const {
-  if (Reg == YRegister && Sparc.Iface)
+  if (Reg == YRegister && Sparc.Iface && Sparc.Iface->getAsr)
     return {static_cast<uint32_t>(Sparc.Iface->getAsr(Sparc.Obj, YAsr)), nullptr};
   if (Reg < FirstGpr || Reg >= YRegister || !Cpu.Iface)
+    return undefined();
+  if (Reg < FirstFpr ? !Cpu.Iface->getGpr : !Cpu.Iface->getFpr32)
     return undefined();
   if (Reg < FirstFpr)
     return {static_cast<uint32_t>(Cpu.Iface->getGpr(Cpu.Obj, static_cast<uint32_t>(Reg))), nullptr};
