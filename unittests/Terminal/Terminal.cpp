@@ -1,8 +1,10 @@
 #include "Terminal.h"
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <stdexcept>
@@ -38,6 +40,7 @@ Terminal::Terminal(const std::string &Dir, std::vector<const char *> Arguments,
   Child = forkpty(&Master, nullptr, nullptr, &Size);
   if (Child == 0)
     runFrontEnd(Dir, std::move(Arguments), Environment);
+  fcntl(Master, F_SETFL, fcntl(Master, F_GETFL) | O_NONBLOCK);
 }
 
 Terminal::~Terminal() {
@@ -48,12 +51,17 @@ Terminal::~Terminal() {
   close(Master);
 }
 
+// Takes what comes meanwhile: while nobody reads its echo, the program reads no more either.
 void Terminal::type(std::string_view Text) {
+  const auto Deadline = Clock::now() + std::chrono::milliseconds(Patience);
   while (!Text.empty()) {
     const ssize_t Written = write(Master, Text.data(), Text.size());
-    if (Written <= 0)
+    if ((Written <= 0 && errno != EAGAIN) || Closed || Clock::now() > Deadline)
       fail("somebody who reads");
-    Text.remove_prefix(static_cast<size_t>(Written));
+    if (Written > 0)
+      Text.remove_prefix(static_cast<size_t>(Written));
+    else
+      receive(10);
   }
 }
 
@@ -145,7 +153,7 @@ int Terminal::leave() {
   const auto Deadline = Clock::now() + std::chrono::milliseconds(Patience);
   do {
     const char EndOfInput = CtrlD;
-    if (write(Master, &EndOfInput, 1) < 0)
+    if (write(Master, &EndOfInput, 1) < 0 && errno != EAGAIN)
       break;
     receive(100);
   } while (!Closed && Clock::now() < Deadline);
