@@ -1,5 +1,6 @@
 #include "orvy/Support/Memory.h"
 
+#include "ActiveRun.h"
 #include "ObjectKinds.h"
 
 #include "orvy/Support/Interfaces.h"
@@ -99,6 +100,7 @@ uint32_t writePart(uint32_t Old, uint32_t Value, Part P) {
 } // namespace
 
 uint32_t orvy_memoryRead(void *Obj, void *Data, uint64_t Addr, uint32_t Len, uint32_t Swap) {
+  const ActiveRun Busy; // a device that is reached must not replace what reaches it
   const MemoryIface *Iface = findMemory(Obj);
   return Iface ? callSlotOr(Failed, "MemoryIface.readBytes", Obj, *Iface, &MemoryIface::readBytes,
                             Data, Addr, Len, Swap)
@@ -106,6 +108,7 @@ uint32_t orvy_memoryRead(void *Obj, void *Data, uint64_t Addr, uint32_t Len, uin
 }
 
 uint32_t orvy_memoryWrite(void *Obj, uint64_t Addr, const void *Data, uint32_t Len, uint32_t Swap) {
+  const ActiveRun Busy;
   const MemoryIface *Iface = findMemory(Obj);
   return Iface ? callSlotOr(Failed, "MemoryIface.writeBytes", Obj, *Iface, &MemoryIface::writeBytes,
                             Addr, Len, Data, Swap)

@@ -355,6 +355,17 @@ void checkShape(Json &Document) {
   }
 }
 
+/// Refuses what would end the process.
+void checkTypes(const Json &Document) {
+  for (const auto &[Name, Entry] : Document.at("objects").items())
+    for (const auto &[PropName, Node] : Entry.at("properties").items())
+      if (const auto Type = Node.is_object() ? Node.find("type") : Node.end();
+          Type != Node.end() && Type->is_string() &&
+          stringToTypeId(Type->get_ref<const std::string &>()) == ovTY_Invalid)
+        throw std::runtime_error("'" + Name + "." + PropName + "' has the unknown type '" +
+                                 Type->get<std::string>() + "'");
+}
+
 void deserialiseProperty(const Json &Properties, void *Obj, const char *PropName) {
   const Json &Node = Properties.at(PropName);
   const auto &TypeName = Node.at("type").get_ref<const std::string &>();
@@ -473,6 +484,7 @@ int orvy::checkpoint::restoreIfCheckpoint(const char *Path) {
       throw std::system_error(errno, std::generic_category());
     Document = readDocument(File.get());
     checkShape(*Document);
+    checkTypes(*Document);
   } catch (const std::system_error &Why) {
     errs() << "cannot read '" << Path << "': " << Why.code().message()
            << "; all objects stay as they are\n";

@@ -348,7 +348,16 @@ int failAmbiguous() {
   return fail("object cannot support both CpuIface and MachineIface\n");
 }
 
+/// What runs calls back, and must not run again inside itself.
+bool isRunning() {
+  if (ActiveRun::isAny())
+    errs() << "a run is in progress, and another one cannot begin inside it\n";
+  return ActiveRun::isAny();
+}
+
 int runObject(Command &Cmd, Interpreter *) {
+  if (isRunning())
+    return 1;
   void *Obj = Cmd.getOption("obj").getValue<void *>();
   const Target<CpuIface> Cpu(Obj);
   const Target<MachineIface> Machine(Obj);
@@ -364,6 +373,8 @@ int runObject(Command &Cmd, Interpreter *) {
 }
 
 int stepObject(Command &Cmd, Interpreter *) {
+  if (isRunning())
+    return 1;
   void *Obj = Cmd.getOption("obj").getValue<void *>();
   const Target<CpuIface> Cpu(Obj);
   const Target<MachineIface> Machine(Obj);
@@ -431,7 +442,7 @@ template <typename T, typename Function>
 Command::Handler deprecated(const char *Successor, const char *OptName, Function F) {
   return [Successor, Run = onTarget<T>(OptName, F)](Command &Cmd, Interpreter *Interp) {
     errs() << "warning: this command is deprecated, please use " << Successor << " instead\n";
-    return Run(Cmd, Interp);
+    return isRunning() ? 1 : Run(Cmd, Interp);
   };
 }
 

@@ -235,6 +235,16 @@ static bool checkReplaced(const Option &Opt) {
   return !IsError;
 }
 
+// As unsigned it would be a run without end.
+static bool isNegativeCount(const Option &Opt) {
+  return Opt.Unit == ovOU_Count && Opt.Kind == OK_Int && Opt.getValue<long>() < 0;
+}
+
+static void warnOfTime(const Option &Opt) {
+  if (Opt.Unit == ovOU_Seconds && !(Opt.getValue<double>() >= 0))
+    errs() << "warning: '" << Opt.Name << "=" << Opt.Value << "' is not a length of time\n";
+}
+
 bool Command::checkGiven() const {
   for (const Option &Opt : Options) {
     if (!Opt.Given)
@@ -246,10 +256,17 @@ bool Command::checkGiven() const {
              << "'): " << whyInvalid(Opt.Kind) << "\n";
       return false;
     }
+    if (isNegativeCount(Opt)) {
+      errs() << "option '" << Opt.Name << "' is not valid (= '" << Opt.Value
+             << "'): it must not be negative\n";
+      return false;
+    }
     if (Opt.Kind == OK_Int)
       warnOfRest(Opt, readInteger(Opt.Value, Opt.Unit));
-    else if (Opt.Kind == OK_Double)
+    else if (Opt.Kind == OK_Double) {
       warnOfRest(Opt, readReal(Opt.Value, Opt.Unit));
+      warnOfTime(Opt);
+    }
   }
   return true;
 }
