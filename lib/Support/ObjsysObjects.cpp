@@ -113,10 +113,29 @@ std::vector<void *> rootObjects(const ClassRegistry &Registry, const void *Sim) 
   return Roots;
 }
 
+// Clears inside each other. Those whose time sources go then go themselves.
+unsigned Clears = 0;
+
 void disposeAllBut(ClassRegistry &Registry, const void *Sim) {
+  ++Clears;
   // A snapshot: disposal passes over what an earlier one took with it.
   for (void *Obj : rootObjects(Registry, Sim))
     Class::disposeObject(Obj);
+  --Clears;
+}
+
+bool keepsTime(const Class &Cls) {
+  return Cls.Qualifier == QualifierCpu || Cls.Qualifier == QualifierMachine ||
+         Cls.Qualifier == QualifierClock || Cls.Qualifier == QualifierComponent;
+}
+
+// Posts reach their queue through the time source without a look at the registry.
+void forgetTimeSource(const ClassRegistry &Registry, const void *Source) {
+  for (const auto &[Obj, Cls] : Registry.ObjectClasses)
+    if (!Cls->External)
+      if (auto &Header = *static_cast<orvy_Object *>(const_cast<void *>(Obj));
+          Header.TimeSource == Source)
+        Header.TimeSource = nullptr;
 }
 
 void forgetObjects(ClassRegistry &Registry) {
@@ -195,6 +214,8 @@ void Class::disposeObject(void *Obj) {
   ClassRegistry::get().removeObject(Obj);
   if (Cls->External)
     return;
+  if (keepsTime(*Cls) && Clears == 0)
+    forgetTimeSource(ClassRegistry::get(), Obj);
 
   // A subscriber may clear the whole system: the class is not used once the first one has run.
   orvy_ObjectDisposeFunc DisposeFunc = Cls->Dispose;

@@ -427,6 +427,10 @@ TEST_F(Objects, HearOfTheirTimeSourceOnceItIsSet) {
   orvy_setTimeSource(Obj, First);
   orvy_setTimeSource(Obj, Second);
   EXPECT_THAT(Heard, ElementsAre(First, Second));
+  orvy_disposeObject(First);
+  EXPECT_EQ(static_cast<orvy_Object *>(Obj)->TimeSource, Second);
+  orvy_disposeObject(Second);
+  EXPECT_EQ(static_cast<orvy_Object *>(Obj)->TimeSource, nullptr);
 }
 
 TEST_F(Objects, GoInTheOrderOfTheirNames) {
