@@ -26,7 +26,10 @@ int setRegister(Target<CpuIface> Cpu, Command &Cmd) {
 }
 
 int showRegisters(Target<CpuIface> Cpu, Command &Cmd) {
-  if (!implements(Cpu, {{"getRegName", Cpu->getRegName}, {"getGpr", Cpu->getGpr}}))
+  if (!implements(Cpu, {
+                           {"getRegName", Cpu->getRegName},
+                           {"getGpr",     Cpu->getGpr    }
+  }))
     return 1;
   const bool InDecimal = Cmd.getOption("decimal").Valid;
   for (uint32_t Reg = 0; Reg < ShownRegisters; ++Reg) {

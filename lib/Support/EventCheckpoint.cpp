@@ -67,7 +67,7 @@ void orvy_eventSerialise(orvy_EventQueue *Queue, void *Ctxt) {
   std::vector<void *> Objs;
   for (size_t Idx = 0; Idx < Queue->Heap.size(); ++Idx) {
     const orvy_Event &Event = *Queue->Heap.at(Idx);
-    // Where ids have begun anew, that of an older event may be another one's.
+    // Where ids have begun again, that of an older event may be another one's.
     const bool IsKnown = eventForId(Event.EventId) == &Event;
     const EventKey *Key = IsKnown ? keyForId(Event.EventId) : nullptr;
     if (!Key) {

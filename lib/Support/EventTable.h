@@ -70,7 +70,7 @@ public:
       FirstFree = Number;
   }
 
-  /// Begins the ids anew. What is in use keeps its slot for good and is reached by its address
+  /// Begins the ids again. What is in use keeps its slot for good and is reached by its address
   /// alone.
   void restart() {
     uint32_t InUse = Count;

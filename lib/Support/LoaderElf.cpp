@@ -87,7 +87,7 @@ private:
 };
 
 /// What of a segment is written. The zeros of thread-local storage belong to each thread's copy: in
-/// the image itself other data may lie behind the storage.
+/// the image itself other data may lie after the storage.
 uint32_t writtenSize(void *Mem, const FileBytes &Others, unsigned Number,
                      const Elf32_Phdr &Segment) {
   if (Segment.p_type != PT_TLS)

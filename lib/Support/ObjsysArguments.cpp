@@ -64,7 +64,7 @@ std::optional<uint64_t> wholeFrom(double Real) {
   return static_cast<double>(Whole) == Real ? std::optional(Whole) : std::nullopt;
 }
 
-// A decimal number with a unit behind it.
+// A decimal number with a unit after it.
 std::optional<uint64_t> withUnit(orvy_ArgKind Kind, const std::string &Text) {
   const size_t End = std::min(Text.find_first_not_of("0123456789._"), Text.size());
   const size_t Start = std::min(Text.find_first_not_of(" \t", End), Text.size());

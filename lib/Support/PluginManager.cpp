@@ -109,7 +109,7 @@ void PluginManager::forget(const std::string &File, void *Handle) {
 int PluginManager::enter(const std::string &File, void *Handle, void (*Init)()) {
   const char *Why = "an exception";
   std::string Text;
-  // Recorded ahead of the call, so that plug-ins that load one another come to an end.
+  // Recorded before the call, so that plug-ins that load one another come to an end.
   record(File, Handle);
   Entered.insert(Handle);
   try {

@@ -338,7 +338,7 @@ TEST_F(EventQueue, IdsAndRecordsStandHoweverManyEventsArePublished) {
   }
   EXPECT_EQ(orvy_eventIsScheduled(1), 0);
   EXPECT_DEATH(orvy_eventIsScheduled(int64_t{9} << 32 | 1), "internal error: ");
-  orvy_eventDepublishAll(); // ahead of the owner's records
+  orvy_eventDepublishAll(); // before the owner's records
 }
 
 TEST_F(EventQueue, EventsMayGoAwayWhileTheyRunOrLieOnAStack) {

@@ -37,8 +37,8 @@ ORVY_BEGIN_C
  * The text goes to a new file beside Path (".part", the process id and a number), which then takes
  * its place: a save that fails leaves what was there. So the file has the rights of the former one
  * but the owner and group of the process; other hard links to the former one keep the former text.
- * What is no plain file, such as a pipe, is written to directly. What a killed process has left
- * beside Path is removed by the next save to it.
+ * A path that is not a plain file, such as a pipe, is written to directly. What a killed process
+ * has left beside Path is removed by the next save to it.
  *
  * Plug-ins are recorded by the paths or names that they were loaded by. An object that a host has
  * added (orvy_addObject) is saved like the others.
@@ -52,7 +52,7 @@ ORVY_API int orvy_serialiseJSON(const char *Path);
  * it should be, and the restore goes on. If the file is no checkpoint, or one of its objects cannot
  * be created, no object but "sim" is left, with its settings. A file that cannot be opened leaves
  * no object either, and counts as success; the command "checkpoint-restore" looks first, and
- * changes nothing for a file that cannot be read or is no checkpoint.
+ * changes nothing for a file that cannot be read or is not a checkpoint.
  *
  * A plug-in that lies elsewhere by now is told in the log; load it first, from where it is, and
  * restore afterwards. Objects that the host has added stay as they are and where they are, if the

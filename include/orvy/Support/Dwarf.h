@@ -53,7 +53,7 @@ ORVY_STATIC_ASSERT(sizeof(orvy_DwarfLoc) == 16 && offsetof(orvy_DwarfLoc, Value)
  * A unit that is damaged or of another version of DWARF is left out, with a warning in the log that
  * names its place; the others load.
  * @param Dwarf takes a new handle, which orvy_disposeDebugInfo releases; null on failure
- * @return 0; -1, with an error in the log, for a file that is no readable ELF file, has no unit
+ * @return 0; -1, with an error in the log, for a file that is not a readable ELF file, has no unit
  * that can be read or no ".debug_abbrev"; -1 if Dwarf is null
  */
 ORVY_API int orvy_loadDebugInfo(const char *Path, orvy_Dwarf *Dwarf);
@@ -587,7 +587,7 @@ private:
 };
 
 /// The debug information of an image. The setters take a section's bytes and leave the given vector
-/// empty; texts and abbreviations come ahead of the entries. A unit or set that cannot be read is
+/// empty; texts and abbreviations come before the entries. A unit or set that cannot be read is
 /// told in the log and left out; a section of which nothing that is needed can be read throws.
 class ORVY_API DebugInfo {
 public:

@@ -48,7 +48,7 @@ bool scale(double &Value, double Factor) {
   return std::isfinite(Value) == WasFinite;
 }
 
-// Takes the unit behind the number, if that is all there is, into the number. One that does not fit
+// Takes the unit after the number, if that is all there is, into the number. One that does not fit
 // the type then is no number.
 template <typename Number, typename Factor>
 void takeUnit(NumberText<Number> &Read, const std::string &Text, orvy_OptionUnit Unit) {
