@@ -131,7 +131,7 @@ orvy_Event *eventForValidId(int64_t EvId) {
 
 void chain(void *Owner, int64_t EvId) {
   const uint32_t Number = EventTable::numberOf(EvId);
-  auto [Entry, IsNew] = EventsByOwner.try_emplace(Owner, Number, Number);
+  auto [Entry, IsNew] = EventsByOwner.try_emplace(Owner, Chain{Number, Number});
   if (IsNew)
     return;
   const uint32_t Last = std::exchange(Entry->second.Last, Number);

@@ -37,7 +37,6 @@ struct TimeServer {
   bool Enabled;
   UDPSocket *Socket; // owned; null until an address is set
 
-  void *source() const;
   void ping();
   void send();
   void restart();
@@ -61,13 +60,8 @@ uint8_t *putHigh(uint8_t *Dest, uint32_t Word, uint8_t Count) {
   return Dest;
 }
 
-/// The time source; null if there is none, or it was disposed.
-void *TimeServer::source() const {
-  return orvy_classForObject(Super.TimeSource) ? Super.TimeSource : nullptr;
-}
-
 void TimeServer::send() {
-  double Now = orvy_getSecs(source());
+  double Now = orvy_getSecs(Super.TimeSource);
   auto Seconds = static_cast<uint64_t>(Now);
   auto Fraction = static_cast<uint32_t>((Now - static_cast<double>(Seconds)) * 4294967296.0);
   Datagram[0] = 11;
@@ -80,7 +74,7 @@ void TimeServer::send() {
 /// The next ping follows, whatever has become of this datagram.
 void TimeServer::ping() {
   int64_t Time = orvy_eventGetRawTime(PingEvent);
-  if (Socket && source())
+  if (Socket && Super.TimeSource)
     send();
   post();
   if (orvy_eventIsScheduled(PingEvent) && orvy_eventGetRawTime(PingEvent) <= Time) {
@@ -91,7 +85,7 @@ void TimeServer::ping() {
 
 void TimeServer::post() {
   if (Period > 0 && std::isfinite(Period))
-    orvy_eventPostSecs(source(), PingEvent, Period, ovSE_Cpu);
+    orvy_eventPostSecs(Super.TimeSource, PingEvent, Period, ovSE_Cpu);
   else
     orvy_logError(this, "no time is sent with a period of %g s", Period);
 }
@@ -104,7 +98,7 @@ void TimeServer::restart() {
 }
 
 void TimeServer::enable(bool On) {
-  const char *Missing = !Socket ? "\"hostname\"" : !source() ? "a time source" : nullptr;
+  const char *Missing = !Socket ? "\"hostname\"" : !Super.TimeSource ? "a time source" : nullptr;
   if (On && Missing) {
     orvy_logError(this, "cannot be enabled before %s is set", Missing);
     return;

@@ -130,10 +130,9 @@ void GpTimer::setControl(Timer &T, uint32_t Value) {
 
 void GpTimer::underflow(unsigned Index) {
   Timer &T = Timers[Index];
-  if (T.Control & IrqEnable) {
+  const bool Raises = T.Control & IrqEnable;
+  if (Raises)
     T.Control |= IrqPending;
-    IrqLine{IrqCtrl, static_cast<uint8_t>(Irq + Index)}.raise();
-  }
   if (T.Control & Restart) {
     T.Counter = T.Reload;
     start(T);
@@ -141,6 +140,9 @@ void GpTimer::underflow(unsigned Index) {
     T.Counter = UINT32_MAX;
     T.Control &= ~static_cast<uint32_t>(Enable);
   }
+  // Last, as who takes it may dispose of the timer.
+  if (Raises)
+    IrqLine{IrqCtrl, static_cast<uint8_t>(Irq + Index)}.raise();
 }
 
 uint32_t GpTimer::readRegister(uint64_t Offset) {

@@ -38,6 +38,19 @@ const char *nameOf(void *Obj) {
   return Name ? Name : "";
 }
 
+/// Tells after a call to a device, or to who hears of an access, whether the space is still there to
+/// go on with: the call may have disposed of it. Counts what goes, as nothing that the call leaves by
+/// a jump may have to be undone.
+class Survival {
+public:
+  bool isSure() const { return Gone == Before; }
+  static void end() { ++Gone; }
+
+private:
+  static inline uint64_t Gone = 0;
+  const uint64_t Before = Gone;
+};
+
 // Accesses
 
 /// Publishes the notifications when they are first needed: at creation the space is not known yet.
@@ -58,9 +71,10 @@ constexpr AttributeMap::Bits HookOf[] = {ovMA_FetchHook, ovMA_ReadHook, ovMA_Wri
 /// Asks the debugging contexts of the space about each byte that has a hook. Returns whether the
 /// processor is to stop before the access.
 bool stopsAtHook(MemorySpace &S, const orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
+  const Survival Space;
   orvy_MemTransaction At = Mt;
   bool Stops = false;
-  for (const uint64_t End = Mt.Pa + (1u << Mt.Size); At.Pa != End; ++At.Pa)
+  for (const uint64_t End = Mt.Pa + (1u << Mt.Size); Space.isSure() && At.Pa != End; ++At.Pa)
     if (S.Attrs.at(At.Pa) & HookOf[Kind])
       Stops |= orvy_debugHandleAccess(&S, Kind, &At) == ovBA_Stop;
   return Stops;
@@ -70,6 +84,7 @@ enum class Course { GoesOn, Fails, Stops };
 
 /// Acts on the attributes of what is accessed.
 Course applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
+  const Survival Space;
   const bool IsWrite = Kind >= ovBK_Write;
   uint32_t Bytes = 1u << Mt.Size;
   AttributeMap::Bits Bits = S.Attrs.of(Mt.Pa, Bytes);
@@ -78,12 +93,12 @@ Course applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind K
   // First of all: an access that a stop puts off is made again, and counts once.
   if ((Bits & HookOf[Kind]) && !(Mt.Flags & ovMF_Resume) && stopsAtHook(S, Mt, Kind))
     return Course::Stops;
-  if (Bits & ovMA_Faulty)
+  if ((Bits & ovMA_Faulty) || !Space.isSure())
     return Course::Fails;
-  for (unsigned User = 0; User < 3; ++User)
+  for (unsigned User = 0; User < 3 && Space.isSure(); ++User)
     if (Bits & (ovMA_User1 << User))
       orvy_notify(S.UserNotification[User], &Mt);
-  if (Bits & ovMA_Upset) {
+  if ((Bits & ovMA_Upset) && Space.isSure()) {
     if (IsWrite) {
       S.Attrs.clear(Mt.Pa, Bytes, ovMA_Upset | AttributeMap::Reported);
     } else if (!(Bits & AttributeMap::Reported)) {
@@ -119,6 +134,7 @@ void handOut(MemorySpace &S, Region &R, orvy_MemTransaction &Mt, orvy_BreakKind 
 
 template <orvy_BreakKind Kind> void transact(void *Obj, orvy_MemTransaction *Mt, Slot Call) {
   MemorySpace &S = spaceOf(Obj);
+  const Survival Space;
   Region *R = S.Map.find(Mt->Pa);
   if (!R || Mt->Size > 3 || !R->holds(Mt->Pa, uint64_t{1} << Mt->Size)) {
     Mt->Flags |= ovMF_Failed;
@@ -126,8 +142,8 @@ template <orvy_BreakKind Kind> void transact(void *Obj, orvy_MemTransaction *Mt,
   }
   if (__builtin_expect(!S.Attrs.empty(), 0)) {
     const Course How = applyAttributes(S, *Mt, Kind);
-    // Who is told of the access may have disposed the device.
-    if (How != Course::GoesOn || !(R = S.Map.find(Mt->Pa))) {
+    // Who is told of the access may have disposed the device or all.
+    if (How != Course::GoesOn || !Space.isSure() || !(R = S.Map.find(Mt->Pa))) {
       Mt->Flags |= How == Course::Stops ? ovMF_Stop : ovMF_Failed;
       return;
     }
@@ -137,6 +153,8 @@ template <orvy_BreakKind Kind> void transact(void *Obj, orvy_MemTransaction *Mt,
   Mt->Pa -= Base;
   (R->Access->*Call)(R->Device, Mt);
   Mt->Pa += Base;
+  if (!Space.isSure())
+    Mt->Page = nullptr;
   // The device may have disposed of itself.
   if (Mt->Page && (R = S.Map.find(Mt->Pa)))
     handOut(S, *R, *Mt, Kind);
@@ -162,8 +180,9 @@ MemAccessIface AccessTable = {fetch, read, write, exchange};
 /// Moves a block through a device's single accesses, in words where they are aligned. The device is
 /// looked up for each: an access may dispose of it.
 uint32_t moveSingly(MemorySpace &S, uint8_t *Data, uint64_t Addr, uint32_t Len, Slot Call) {
+  const Survival Space;
   for (uint32_t Done = 0; Done < Len;) {
-    const Region *R = S.Map.find(Addr + Done);
+    const Region *R = Space.isSure() ? S.Map.find(Addr + Done) : nullptr;
     if (!R)
       return Done;
     orvy_MemTransaction Mt{};
@@ -183,8 +202,9 @@ uint32_t moveSingly(MemorySpace &S, uint8_t *Data, uint64_t Addr, uint32_t Len, 
 /// all of its part. Returns the number of bytes moved.
 template <typename Move>
 uint32_t forEachPart(MemorySpace &S, uint64_t Addr, uint32_t Len, Move Part) {
+  const Survival Space;
   uint32_t Done = 0;
-  while (Done < Len) {
+  while (Done < Len && Space.isSure()) {
     Region *R = S.Map.find(Addr + Done);
     if (!R)
       break;
@@ -216,6 +236,7 @@ uint32_t writeBytes(void *Obj, uint64_t Addr, uint32_t Len, const void *Data, ui
   if (Swap > MaxSwap)
     return 0;
   MemorySpace &S = spaceOf(Obj);
+  const Survival Space;
   const auto *Bytes = static_cast<const uint8_t *>(Data);
   std::vector<uint8_t> Swapped;
   if (Swap != 0) {
@@ -230,7 +251,7 @@ uint32_t writeBytes(void *Obj, uint64_t Addr, uint32_t Len, const void *Data, ui
         std::vector<uint8_t> Copy(Bytes + At, Bytes + At + Count);
         return moveSingly(S, Copy.data(), Addr + At, Count, &MemAccessIface::write);
       });
-  if (!S.Attrs.empty())
+  if (Space.isSure() && !S.Attrs.empty())
     S.Attrs.clear(Addr, Moved, ovMA_Upset | AttributeMap::Reported);
   return Moved;
 }
@@ -528,6 +549,7 @@ void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
 
 void dispose(void *Obj) {
   MemorySpace &S = spaceOf(Obj);
+  Survival::end();
   for (void *Device : S.Devices)
     orvy_unsubscribeNotificationArg("orvy.objectWillBeDisposed", Device, deviceDisposed, &S);
   revoke(S, 0, UINT64_MAX - 1);

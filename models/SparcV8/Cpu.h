@@ -198,6 +198,10 @@ bool isHooked(Cpu *C, uint32_t Va);
 uint32_t outcomeOfCall(Cpu *C);
 void initPages(Cpu *C);
 void forgetPages(Cpu *C);
+/// Has a processor give up a space when that is disposed of, also in an access to it. The space itself
+/// takes back the pages that it handed out.
+void addProcessor(Cpu *C);
+void removeProcessor(Cpu *C);
 inline uint8_t dataAsi(const Cpu *C) {
   return C->Psr & PSR_S ? 11 : 10;
 }

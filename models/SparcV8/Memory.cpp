@@ -2,6 +2,8 @@
 
 #include "Cpu.h"
 
+#include <vector>
+
 namespace sparc {
 
 namespace {
@@ -84,6 +86,18 @@ void keep(DataPage *Pages, uint32_t Va, const orvy_MemTransaction &Mt) {
   orvy_memPageWatch(Page->Page, &Page->Watcher);
 }
 
+/// The processors there are. They share one subscription: an unsubscription of their own could come
+/// while the notification is being issued.
+std::vector<Cpu *> Processors;
+
+void giveUp(Cpu *C, const void *Space) {
+  if (C->KnownSpace.Obj == Space)
+    C->KnownHooks = nullptr;
+  for (orvy_IfaceRef *Ref : {&C->MemorySpace, &C->AsiSpace, &C->KnownSpace})
+    if (Ref->Obj == Space)
+      *Ref = {};
+}
+
 bool misaligned(uint32_t Va, unsigned Size) {
   return Va & ((1u << Size) - 1);
 }
@@ -162,6 +176,24 @@ void initPages(Cpu *C) {
       Pages[Index].Tag = NoTag;
       Pages[Index].Watcher.Revoked = revoked;
     }
+}
+
+void addProcessor(Cpu *C) {
+  constexpr const char *Disposal = "orvy.objectWillBeDisposed";
+  static const int Subscribed = [C] {
+    // As is done for every object, but after its creation, and this one may be the first.
+    orvy_publishNotification(Disposal, C);
+    return orvy_subscribeNotification(Disposal, nullptr, nullptr, [](void *, void *Source, void *) {
+      for (Cpu *Each : Processors)
+        giveUp(Each, Source);
+    });
+  }();
+  static_cast<void>(Subscribed);
+  Processors.push_back(C);
+}
+
+void removeProcessor(Cpu *C) {
+  std::erase(Processors, C);
 }
 
 void forgetPages(Cpu *C) {

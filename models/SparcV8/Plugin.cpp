@@ -29,6 +29,7 @@ void *create(const char *Name, int Count, const orvy_CreateArg *Args) {
   C->TrapExit = orvy_publishNotification("orvy.cpuTrapExit", C);
   initPages(C);
   reset(C, false);
+  addProcessor(C);
   return C;
 }
 
@@ -50,6 +51,7 @@ void dispose(void *Obj) {
 } // namespace
 
 void destroy(Cpu *C) {
+  removeProcessor(C);
   forgetPages(C);
   delete C->Code;
   orvy_disposeEventQueue(C->Queue);

@@ -25,9 +25,6 @@ const MemorySpaceIface *tableOfHooks(void *Space) {
 }
 
 void adoptSpace(Cpu *C) {
-  // One that was disposed of takes its pages with it.
-  if (C->MemorySpace.Obj && !orvy_classForObject(C->MemorySpace.Obj))
-    C->MemorySpace = {};
   bool Same =
       C->KnownSpace.Obj == C->MemorySpace.Obj && C->KnownSpace.Iface == C->MemorySpace.Iface;
   if (!Same) {

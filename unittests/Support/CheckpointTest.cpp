@@ -793,12 +793,25 @@ TEST_F(Checkpoint, RunsAndStepsRefuseBoth) {
     ScriptedCpu::of(Obj).Steps += static_cast<int64_t>(Steps);
     return ovCER_Normal;
   };
+  static MemoryIface Blocks = {
+      [](void *, void *, uint64_t, uint32_t Len, uint32_t) { return tryInside(), Len; },
+      [](void *, uint64_t, uint32_t Len, const void *, uint32_t) { return tryInside(), Len; }};
+  orvy_Class *Calling = orvy_registerClass(
+      "Calling",
+      [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, sizeof(orvy_Object)); },
+      std::free);
+  orvy_qualifyAsMemory(Calling);
+  static MemAccessIface Accesses = {};
+  static void *CallingTable[] = {&Accesses, &Blocks};
+  orvy_setVTable(Calling, CallingTable);
+  orvy_addInterface(Calling, "MemoryIface", "MemoryIface", &Blocks, 0, "");
   static void *Cpu, *Clock, *Other;
   Cpu = ScriptedCpu::make("cpu", 1000000);
   Clock = orvy_createObject("Clock", "clock", nullptr);
   Other = orvy_createObject("Clock", "other", nullptr);
   static const auto *ClockTable =
       static_cast<ClockIface *>(orvy_getInterface(Clock, "ClockIface", 0));
+  ASSERT_TRUE(orvy_createObject("Calling", "memory", nullptr));
   static orvy_EventQueue *Queue;
   Queue = orvy_allocateEventQueue();
   static int64_t Event;
@@ -832,6 +845,11 @@ TEST_F(Checkpoint, RunsAndStepsRefuseBoth) {
              Other, [](void *) { tryInside(); }, nullptr, ovSE_Cpu);
          ClockTable->step(Other, 1);
          ClockTable->advanceCycles(Other, 1);
+       }                                                                                          },
+      {"an access of a command",
+       [] {
+         orvy_execCommand("memory-write obj=memory addr=0 data=1");
+         orvy_execCommand("memory-read obj=memory addr=0 count=1");
        }                                                                                          },
       {"an event of a queue of its own",
        [] {

@@ -181,6 +181,21 @@ TEST_F(ClockModel, EndsWithTime) {
   Iface->setCycles(Clock, 1000);
   Iface->advanceCycles(Clock, UINT64_MAX);
   EXPECT_EQ(cycles(), INT64_MAX);
+  Iface->setCycles(Clock, 1000);
+  Iface->advanceToCycles(Clock, UINT64_MAX);
+  EXPECT_EQ(cycles(), INT64_MAX);
+
+  // A pace beyond the end of time is kept there.
+  static int64_t Sync, SyncTime;
+  Sync = syncEvent();
+  Iface->setCycles(Clock, 1000);
+  orvy_setValueU64(Clock, "config.syncFreq", INT64_MAX, -1);
+  orvy_setValueU8(Clock, "config.enableRealTime", 1, -1);
+  const int64_t Id =
+      orvy_eventPublish("look", Clock, [](orvy_Event *) { SyncTime = orvy_eventGetRawTime(Sync); });
+  Events->postAbsolute(Clock, Id, 1005);
+  Iface->advanceCycles(Clock, 10);
+  EXPECT_EQ(SyncTime, INT64_MAX);
 }
 
 TEST_F(ClockModel, HoldsSimulatedTimeToTheWallClock) {

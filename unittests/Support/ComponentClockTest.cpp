@@ -381,6 +381,9 @@ TEST(Groups, TakeADefaultForQuantaAndMendTheirFields) {
   EXPECT_EQ(G.Iface->stepUntil(G.C, 5, 100000000), 0);
   G.C->QuantaEnd = INT64_MAX;
   EXPECT_EQ(G.Iface->step(G.C, 5), 0);
+  G.C->QuantaEnd = INT64_MAX - 5;
+  EXPECT_EQ(G.Iface->step(G.C, INT64_MAX), 0);
+  EXPECT_EQ(G.C->QuantaEnd, INT64_MAX);
 }
 
 } // namespace

@@ -830,6 +830,7 @@ TEST_F(Holders, LoseTheEventsOfAnObjectThatGoesAway) {
 TEST_F(Holders, AreNotHandedANullFunction) {
   orvy_initSupportLib();
   orvy_Event Event{};
+  const auto Make = [](const char *, int, const orvy_CreateArg *) -> void * { return nullptr; };
   const std::pair<const char *, std::function<void()>> Calls[] = {
       {"orvy_eventPublish",             [&] { orvy_eventPublish("e", Plain, nullptr); }              },
       {"orvy_eventPublishStruct",       [&] { orvy_eventPublishStruct("e", &Event, Plain, nullptr); }},
@@ -843,7 +844,8 @@ TEST_F(Holders, AreNotHandedANullFunction) {
       {"orvy_subscribeNotification",
        [&] { orvy_subscribeNotification("orvy.objectDisposed", Plain, nullptr, nullptr); }           },
       {"orvy_createCmd",                [&] { orvy_createCmd("poke", nullptr, "", nullptr); }        },
-      {"orvy_registerClass",            [&] { orvy_registerClass("A", nullptr, nullptr); }           },
+      {"orvy_registerClass",            [&] { orvy_registerClass("A", nullptr, std::free); }         },
+      {"orvy_registerClass",            [&] { orvy_registerClass("A", Make, nullptr); }              },
       {"xorvy_registerClass",           [&] { xorvy_registerClass("A", nullptr, nullptr); }          },
   };
   for (const auto &[Name, Call] : Calls)

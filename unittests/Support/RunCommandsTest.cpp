@@ -121,6 +121,20 @@ TEST_F(RunCommands, RefuseObjectsThatImplementNothing) {
     orvy_execCommand((std::string(Command) + " cpu=bareCpu").c_str());
 }
 
+TEST_F(RunCommands, DoNotBeginInsideARun) {
+  static std::vector<std::string> Said;
+  const int64_t Id = orvy_eventPublish("again", Clock, [](orvy_Event *) {
+    for (const char *Command : {"run obj=cpu cycles=5", "step obj=cpu", "run obj=clock cycles=5",
+                                "cpu-run cpu=cpu cycles=5", "cpu-step cpu=cpu"})
+      Said.push_back(failureOf(Command));
+  });
+  orvy_eventPostCycles(Clock, Id, 5, ovSE_Cpu);
+  outputOf("run obj=clock cycles=10");
+  EXPECT_THAT(
+      Said, testing::AllOf(testing::SizeIs(5), testing::Each(HasSubstr("cannot begin inside it"))));
+  outputOf("run obj=cpu cycles=5");
+}
+
 TEST_F(RunCommands, InterruptsStopEndlessRunsAndThenHaveTheirFormerEffect) {
   struct {
     const char *Command;

@@ -242,6 +242,11 @@ TEST_F(TimeServer, MissesItsTimeSourceWhenThatIsGone) {
   orvy_setTimeSource(Server, Cpu);
   set("enable", u8(1));
   EXPECT_TRUE(isWaiting());
+
+  static_cast<orvy_Object *>(Server)->TimeSource = nullptr; // as its property may be set to
+  runTo(5000000);
+  EXPECT_EQ(Far.take(), std::nullopt);
+  EXPECT_FALSE(isWaiting());
 }
 
 TEST_F(TimeServer, GoesWithItsEvent) {

@@ -7,7 +7,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <random>
+#include <utility>
 
 using namespace orvy::testing;
 
@@ -349,6 +351,80 @@ TEST_F(MemoryModels, TellOfUpsetsOnceAndFailFaultyWords) {
 
   orvy_memorySetAttr(Space, 0x70000000, 4, ovMA_Upset);
   EXPECT_EQ(Log.count("no device is mapped at 0x70000000"), 1);
+}
+
+/// Disposes of something in the midst of an access, as a model may in any call to it.
+std::function<void()> Blow;
+
+TEST_F(MemoryModels, MayBeDisposedByWhatAnAccessReaches) {
+  static MemAccessIface Access = {
+      [](void *, orvy_MemTransaction *) { Blow(); }, [](void *, orvy_MemTransaction *) { Blow(); },
+      [](void *, orvy_MemTransaction *) { Blow(); }, [](void *, orvy_MemTransaction *) { Blow(); }};
+  static MemoryIface Block = {
+      [](void *, void *, uint64_t, uint32_t Len, uint32_t) { return Blow(), Len; },
+      [](void *, uint64_t, uint32_t Len, const void *, uint32_t) { return Blow(), Len; }};
+  for (bool HasBlocks : {false, true}) {
+    orvy_Class *Cls = orvy_registerClass(
+        HasBlocks ? "BlockBomb" : "Bomb",
+        [](const char *, int, const orvy_CreateArg *) {
+          return std::calloc(1, sizeof(orvy_Object));
+        },
+        std::free);
+    orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &Access, 0, "");
+    if (HasBlocks)
+      orvy_addInterface(Cls, "MemoryIface", "MemoryIface", &Block, 0, "");
+  }
+  void *Outer = nullptr, *Bomb = nullptr, *Bombs = nullptr;
+  const std::pair<const char *, std::function<void()>> Ends[] = {
+      {"the device", [&] { orvy_disposeObject(Bomb), orvy_disposeObject(Bombs); } },
+      {"the space",  [&] { orvy_disposeObject(Space); }                           },
+      {"both",       [&] { orvy_disposeObject(Outer), orvy_disposeObject(Space); }},
+      {"all",        [] { orvy_objsysClearObjects(); }                            },
+  };
+  uint8_t Bytes[64] = {};
+  const auto Hear = [](void *, void *, void *) { Blow(); };
+  const std::pair<const char *, std::function<void()>> Accesses[] = {
+      {"a read",             [&] { read(0x60000000, 2); }                               },
+      {"a write",            [&] { write(0x60000000, 2, 1); }                           },
+      {"an exchange",
+       [&] { (Last = at(0x60000000, 2)), orvy_memoryExchangeTransaction(Space, &Last); }},
+      {"a read through two",
+       [&] {
+         Last = at(0x60000000, 2);
+         orvy_memoryReadTransaction(Outer, &Last);
+       }                                                                                },
+      {"single reads",       [&] { orvy_memoryRead(Outer, Bytes, 0x60000000, 64, 0); }  },
+      {"single writes",      [&] { orvy_memoryWrite(Outer, 0x60000000, Bytes, 64, 2); } },
+      {"a block read",       [&] { orvy_memoryRead(Outer, Bytes, 0x60000fe0, 64, 0); }  },
+      {"a block write",      [&] { orvy_memoryWrite(Outer, 0x60000fe0, Bytes, 64, 0); } },
+      {"a marked read",      [&] { read(0x40000000, 2); }                               },
+      {"a marked write",     [&] { write(0x40000000, 2, 1); }                           },
+  };
+  for (const auto &[Name, Act] : Accesses)
+    for (const auto &[What, End] : Ends) {
+      SCOPED_TRACE(std::string(Name) + " that disposes of " + What);
+      orvy_objsysClearObjects();
+      Space = make("MemorySpace", "space");
+      Outer = make("MemorySpace", "outer");
+      Ram = make("Ram", "ram", "size", 0x10000);
+      Bomb = make("Bomb", "bomb");
+      Bombs = make("BlockBomb", "bombs");
+      orvy_memoryMap(Space, 0x40000000, 0x10000, Ram, 0);
+      orvy_memoryMap(Space, 0x60000000, 0x1000, Bomb, 0);
+      orvy_memoryMap(Space, 0x60001000, 0x1000, Bombs, 0);
+      orvy_memoryMap(Outer, 0, 0x80000000, Space, 0);
+      for (uint32_t Marks : {ovMA_User1, ovMA_User2, ovMA_Upset})
+        orvy_memorySetAttr(Space, 0x40000000, 4, Marks);
+      for (const char *Mark : {"memory.user1", "memory.user2", "memory.upset"})
+        orvy_subscribeNotification(Mark, Space, nullptr, Hear);
+      unsigned Times = 0;
+      Blow = [&] {
+        if (Times++ == 0)
+          End();
+      };
+      Act();
+      EXPECT_GE(Times, 1u);
+    }
 }
 
 } // namespace

@@ -3,6 +3,9 @@
 
 #include "SparcV8Fixture.h"
 
+#include <cstdlib>
+#include <functional>
+
 namespace sparc_tests {
 
 namespace {
@@ -108,6 +111,54 @@ TEST_F(SparcV8Board, TrapsOnFaultyWords) {
   orvy_memoryClearAttr(Space, Ram + 0x2000, 4, ovMA_Faulty);
   step(3);
   EXPECT_EQ(Ram + 0x1004, pc());
+}
+
+TEST_F(SparcV8Board, EndsItsRunIfAnAccessDisposesOfWhatItRunsIn) {
+  static std::function<void()> Blow;
+  static MemAccessIface Access = {
+      [](void *, orvy_MemTransaction *) { Blow(); }, [](void *, orvy_MemTransaction *) { Blow(); },
+      [](void *, orvy_MemTransaction *) { Blow(); }, [](void *, orvy_MemTransaction *) { Blow(); }};
+  orvy_Class *Cls = orvy_registerClass(
+      "Bomb",
+      [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, sizeof(orvy_Object)); },
+      std::free);
+  orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &Access, 0, "");
+  void *Bomb = nullptr;
+  const struct {
+    const char *What;
+    std::function<void()> End;
+    bool IsCpuLeft;
+  } Cases[] = {
+      {"the space",         [&] { orvy_disposeObject(Space); },    true },
+      {"the code's memory", [&] { orvy_disposeObject(Memories); }, true },
+      {"the processor",     [&] { orvy_disposeObject(Cpu); },      false},
+      {"all",               [] { orvy_objsysClearObjects(); },     false},
+  };
+  for (const auto &Case : Cases)
+    for (const char *Instruction : {"ld [%g1], %g3", "st %g3, [%g1]", "swap [%g1], %g3",
+                                    "ldd [%g1], %g4", "std %g4, [%g1]", "jmp %g1"}) {
+      SCOPED_TRACE(std::string(Instruction) + " that disposes of " + Case.What);
+      Bomb = orvy_createObject("Bomb", "bomb", nullptr);
+      ASSERT_EQ(0u, orvy_memoryMap(Space, 0x90000000, 0x100, Bomb, 0));
+      assemble(Ram + 0x1000,
+               {"ld [%g2], %g4", Instruction, "nop", "st %g4, [%g2]", "ba .-8", "nop"});
+      set("g1", 0x90000000);
+      set("g2", Ram + 0x2000);
+      unsigned Times = 0;
+      Blow = [&] {
+        if (Times++ == 0)
+          Case.End();
+      };
+      const orvy_CpuExitReason Reason = run(1000);
+      EXPECT_EQ(1u, Times);
+      EXPECT_EQ(Case.IsCpuLeft ? ovCER_Halt : ovCER_Normal, Reason);
+      if (Case.IsCpuLeft) {
+        EXPECT_EQ(0x01u, tt()) << "there is nothing left to fetch from";
+      }
+      orvy_disposeObject(orvy_objectForName("bomb"));
+      TearDown();
+      SetUp();
+    }
 }
 
 } // namespace sparc_tests
