@@ -3,7 +3,7 @@
 // Inputs that load plug-ins are passed over, and those with a type name that nobody knows, which
 // end the process as they are meant to.
 
-#include "CheckpointNodes.h"
+#include "Checkpoint/CheckpointNodes.h"
 #include "Fuzz.h"
 #include "Testing/Model.h"
 

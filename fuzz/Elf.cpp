@@ -1,7 +1,7 @@
 // The ELF loader, and the queries that read the same files.
 
 #include "Fuzz.h"
-#include "LoaderElf.h"
+#include "Images/LoaderElf.h"
 
 #include "orvy/Support/Loader.h"
 

@@ -1,6 +1,6 @@
 #include "orvy/Support/Support.h"
 
-#include "EventQueue.h"
+#include "Events/EventQueue.h"
 #include "orvy/Support/Clock.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"

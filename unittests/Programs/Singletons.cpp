@@ -2,10 +2,10 @@
 // of their initialisers and behind their destructors. Built once from the library's objects and
 // once against the shared library, whose initialisers run ahead of this program's.
 
-#include "LoggingEngine.h"
-#include "ObjsysClass.h"
-#include "PluginManager.h"
-#include "PythonInterpreter.h"
+#include "Logging/LoggingEngine.h"
+#include "Objsys/ObjsysClass.h"
+#include "Objsys/PluginManager.h"
+#include "CommandLine/PythonInterpreter.h"
 #include "orvy/Support/Orvy.h"
 #include "orvy/Support/OutStream.h"
 

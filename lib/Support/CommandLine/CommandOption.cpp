@@ -1,8 +1,8 @@
 #include "orvy/Support/Commands.h"
 
-#include "InternalError.h"
-#include "NumberText.h"
-#include "ObjsysClass.h"
+#include "Base/InternalError.h"
+#include "CommandLine/NumberText.h"
+#include "Objsys/ObjsysClass.h"
 #include "orvy/Support/Interfaces.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/OutStream.h"

@@ -1,9 +1,9 @@
 #include "orvy/Support/Commands.h"
 
-#include "Characters.h"
-#include "CommandUse.h"
-#include "InternalError.h"
-#include "NumberText.h"
+#include "CommandLine/Characters.h"
+#include "CommandLine/CommandUse.h"
+#include "Base/InternalError.h"
+#include "CommandLine/NumberText.h"
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "orvy/Support/Completion.h"
 
-#include "ObjsysClass.h"
+#include "Objsys/ObjsysClass.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/FileSystem.h"
 

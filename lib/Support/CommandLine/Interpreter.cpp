@@ -1,8 +1,8 @@
 #include "orvy/Support/Interpreter.h"
 
-#include "Characters.h"
-#include "CommandUse.h"
-#include "PropertyAssignment.h"
+#include "CommandLine/Characters.h"
+#include "CommandLine/CommandUse.h"
+#include "CommandLine/PropertyAssignment.h"
 #include "orvy/Support/Expression.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"

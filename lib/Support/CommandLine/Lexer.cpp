@@ -1,8 +1,8 @@
 #include "orvy/Support/Lexer.h"
 
-#include "Characters.h"
-#include "InternalError.h"
-#include "Trace.h"
+#include "CommandLine/Characters.h"
+#include "Base/InternalError.h"
+#include "CommandLine/Trace.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,6 +1,6 @@
-#include "LineEditor.h"
+#include "CommandLine/LineEditor.h"
 
-#include "UniqueDescriptor.h"
+#include "Base/UniqueDescriptor.h"
 #include "orvy/Support/Completion.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/TerminalReader.h"

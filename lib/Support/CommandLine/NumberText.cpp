@@ -1,4 +1,4 @@
-#include "NumberText.h"
+#include "CommandLine/NumberText.h"
 
 #include "orvy/Support/ValueParsers.h"
 

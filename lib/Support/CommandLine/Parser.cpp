@@ -1,6 +1,6 @@
 #include "orvy/Support/Parser.h"
 
-#include "Trace.h"
+#include "CommandLine/Trace.h"
 
 using namespace orvy;
 using namespace orvy::cl;

@@ -1,6 +1,6 @@
-#include "PropertyAssignment.h"
+#include "CommandLine/PropertyAssignment.h"
 
-#include "ObjsysValue.h"
+#include "Objsys/ObjsysValue.h"
 #include "orvy/Support/Interpreter.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/Properties.h"

@@ -1,6 +1,6 @@
 #include "orvy/Support/TerminalReader.h"
 
-#include "LineEditor.h"
+#include "CommandLine/LineEditor.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/OutStream.h"
 

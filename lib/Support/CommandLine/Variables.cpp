@@ -1,6 +1,6 @@
 #include "orvy/Support/Commands.h"
 
-#include "Characters.h"
+#include "CommandLine/Characters.h"
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 // The commands that set break points and change what they do.
 
-#include "DebugCommands.h"
-#include "ObjectKinds.h"
+#include "Debugging/DebugCommands.h"
+#include "Objsys/ObjectKinds.h"
 
-#include "HexText.h"
+#include "Base/HexText.h"
 #include "orvy/Support/DwarfLines.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"

@@ -1,9 +1,9 @@
 // The commands that make, choose and list debugging contexts.
 
-#include "DebugCommands.h"
+#include "Debugging/DebugCommands.h"
 
-#include "HexText.h"
-#include "LoadContext.h"
+#include "Base/HexText.h"
+#include "Debugging/LoadContext.h"
 #include "orvy/Support/Loader.h"
 
 #include <exception>

@@ -1,10 +1,10 @@
 // The commands that show source, line tables and variables.
 
-#include "DebugCommands.h"
-#include "ObjectKinds.h"
+#include "Debugging/DebugCommands.h"
+#include "Objsys/ObjectKinds.h"
 
-#include "DwarfNames.h"
-#include "HexText.h"
+#include "Dwarf/DwarfNames.h"
+#include "Base/HexText.h"
 #include "orvy/Support/DwarfLines.h"
 
 #include <algorithm>

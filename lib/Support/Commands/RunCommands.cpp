@@ -1,0 +1,541 @@
+// The commands that let processors, machines and clocks run, and that ask for their time.
+
+#include "Base/ActiveRun.h"
+#include "CommandLine/Handlers.h"
+#include "Objsys/ObjectKinds.h"
+#include "Commands/RunReport.h"
+
+#include "orvy/Support/Properties.h"
+#include "orvy/Support/Propval.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <csignal>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+using namespace orvy;
+using namespace orvy::cl;
+
+namespace {
+
+constexpr uint64_t MaxSlice = 10000000;         // cycles or steps between looks at the stop flag
+constexpr uint64_t NanosPerSecond = 1000000000; // an endless machine run's single runs
+constexpr uint64_t EndlessClockStride = 1000000000; // cycles
+
+// Stopping. The signal handlers, which any thread may be chosen to run, touch nothing else.
+
+constinit std::atomic<int32_t> StopFlag{0};
+constinit std::atomic<void *> RunningMachine{nullptr};
+constinit std::atomic<const MachineIface *> RunningMachineIface{nullptr};
+static_assert(std::atomic<int32_t>::is_always_lock_free &&
+              std::atomic<void *>::is_always_lock_free);
+
+void stopRun(int) {
+  StopFlag = 1;
+}
+
+void stopMachineRun(int) {
+  StopFlag = 1;
+  if (const auto Stop = RunningMachineIface.load()->asyncStop)
+    Stop(RunningMachine);
+}
+
+/// Owns the interrupt signal during a run.
+class InterruptGuard {
+public:
+  InterruptGuard() { install(stopRun); }
+  explicit InterruptGuard(Target<MachineIface> Machine) {
+    RunningMachine = Machine.Obj;
+    RunningMachineIface = Machine.Iface;
+    install(stopMachineRun);
+  }
+  ~InterruptGuard() { sigaction(SIGINT, &Former, nullptr); }
+  InterruptGuard(const InterruptGuard &) = delete;
+  InterruptGuard &operator=(const InterruptGuard &) = delete;
+
+private:
+  void install(void (*Handler)(int)) {
+    StopFlag = 0;
+    struct sigaction Action = {};
+    Action.sa_handler = Handler;
+    Action.sa_flags = SA_RESTART; // the output of models is not to be cut
+    sigemptyset(&Action.sa_mask);
+    sigaction(SIGINT, &Action, &Former);
+  }
+
+  struct sigaction Former;
+  ActiveRun Running;
+};
+
+// Lengths
+
+/// How far a run goes; an endless one goes in strides of that length.
+struct Span {
+  uint64_t Length;
+  bool Endless;
+};
+
+/// Truncates; what is out of range becomes the nearest number that is not.
+uint64_t toCount(double Value) {
+  if (!(Value > 0))
+    return 0;
+  return Value < 0x1p64 ? static_cast<uint64_t>(Value) : UINT64_MAX;
+}
+
+uint64_t later(uint64_t Time, uint64_t Length) {
+  return Length > UINT64_MAX - Time ? UINT64_MAX : Time + Length;
+}
+
+std::optional<double> givenSeconds(const Command &Cmd) {
+  const std::optional<double> Secs = given<double>(Cmd, "time");
+  return Secs && !std::isnan(*Secs) ? Secs : std::nullopt;
+}
+
+uint64_t givenSteps(const Command &Cmd) {
+  return given<unsigned long>(Cmd, "steps").value_or(1);
+}
+
+Span runSpan(const Command &Cmd, double Freq, uint64_t Stride) {
+  if (const auto Secs = givenSeconds(Cmd))
+    return {toCount(*Secs * Freq), false};
+  if (const auto Cycles = given<unsigned long>(Cmd, "cycles"))
+    return {*Cycles, false};
+  return {std::max<uint64_t>(Stride, 1), true};
+}
+
+/// Goes on by slices until At gives the end of the span, for an exit reason or the stop flag, or
+/// when nothing moves any more: a processor that sleeps makes no steps, and no time may pass.
+template <typename Position, typename Time, typename Advance>
+void advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
+  uint64_t Target = later(At(), Run.Length);
+  for (uint64_t Now = At(); Now < Target && !StopFlag; Now = At()) {
+    const uint64_t Before = Cycles();
+    if (Go(std::min(Target - Now, Slice)) != 0 || (At() == Now && Cycles() == Before))
+      return;
+    if (Run.Endless)
+      Target = later(std::max(Target, At()), Run.Length);
+  }
+}
+
+/// Says once where a run or step executes nothing: at once if a processor is halted, and after a
+/// second of simulated time if all may just be asleep.
+class IdleWarning {
+public:
+  IdleWarning(std::string Name, std::vector<Target<CpuIface>> Watched)
+      : Name(std::move(Name)), Cpus(std::move(Watched)), Told(!areCounting()), Start(steps()) {}
+
+  /// To be called when some of the run, or all of it, is done, with the seconds done so far.
+  void check(orvy_CpuExitReason Reason, double Secs) {
+    const bool IsHalted = Reason == ovCER_Halt;
+    if (Told || (!IsHalted && Secs < 1) || steps() != Start)
+      return;
+    Told = true;
+    errs() << "warning: '" << Name << "' has executed no instruction: "
+           << (Cpus.empty() ? "there is no processor, only events run\n"
+               : IsHalted   ? "halted in error mode; reset it to run again\n"
+                            : "halted in error mode, or waiting for an interrupt\n");
+  }
+
+private:
+  bool areCounting() const {
+    return std::ranges::all_of(Cpus, [](auto &Cpu) { return Cpu->getSteps != nullptr; });
+  }
+  uint64_t steps() const {
+    uint64_t Sum = 0;
+    if (Told)
+      return Sum;
+    for (const Target<CpuIface> &Cpu : Cpus)
+      Sum += Cpu.exists() ? Cpu->getSteps(Cpu.Obj) : 0;
+    return Sum;
+  }
+
+  const std::string Name;
+  const std::vector<Target<CpuIface>> Cpus;
+  bool Told; // or nothing to tell by
+  const uint64_t Start;
+};
+
+// Processors
+
+void setPcIfGiven(Target<CpuIface> Cpu, const Command &Cmd) {
+  if (const auto Pc = given<unsigned long>(Cmd, "pc"))
+    ORVY_CALL(CpuIface, setPc, Cpu.Obj, *Cpu.Iface, *Pc);
+}
+
+template <typename Position, typename Advance>
+int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position At, Advance Go) {
+  setPcIfGiven(Cpu, Cmd);
+  const InterruptGuard Guard;
+  std::optional<RunReport> Report;
+  if (isOn(Cmd, "perf"))
+    Report.emplace(std::vector{Cpu});
+  IdleWarning Idle(Cpu.name(), {Cpu});
+  const auto secondsSince = [&, Start = Cpu->getCycles(Cpu.Obj)] {
+    return static_cast<double>(Cpu->getCycles(Cpu.Obj) - Start) /
+           static_cast<double>(Cpu->getFreq(Cpu.Obj));
+  };
+  advance(
+      Run, MaxSlice, [&] { return At(Cpu.Obj); }, [&] { return Cpu->getCycles(Cpu.Obj); },
+      [&](uint64_t Slice) {
+        const orvy_CpuExitReason Reason = Go(Cpu.Obj, Slice);
+        Idle.check(Reason, secondsSince());
+        return Reason;
+      });
+  if (Report)
+    Report->printProcessor();
+  return 0;
+}
+
+int runProcessor(Target<CpuIface> Cpu, Command &Cmd) {
+  if (!implements(Cpu,
+                  {
+                      {"run",       Cpu->run      },
+                      {"getFreq",   Cpu->getFreq  },
+                      {"getCycles", Cpu->getCycles}
+  }))
+    return 1;
+  const uint64_t Freq = Cpu->getFreq(Cpu.Obj);
+  return driveProcessor(Cpu, Cmd, runSpan(Cmd, static_cast<double>(Freq), Freq), Cpu->getCycles,
+                        Cpu->run);
+}
+
+int stepProcessor(Target<CpuIface> Cpu, Command &Cmd) {
+  if (!implements(Cpu, {
+                           {"step",      Cpu->step     },
+                           {"getFreq",   Cpu->getFreq  },
+                           {"getCycles", Cpu->getCycles},
+                           {"getSteps",  Cpu->getSteps }
+  }))
+    return 1;
+  return driveProcessor(Cpu, Cmd, {givenSteps(Cmd), false}, Cpu->getSteps, Cpu->step);
+}
+
+// Clocks
+
+int runClock(Target<ClockIface> Clock, Command &Cmd) {
+  if (!implements(Clock, {
+                             {"getFreq",       Clock->getFreq      },
+                             {"getCycles",     Clock->getCycles    },
+                             {"advanceCycles", Clock->advanceCycles}
+  }))
+    return 1;
+  const double Freq = Clock->getFreq(Clock.Obj);
+  const auto Cycles = [&] { return Clock->getCycles(Clock.Obj); };
+  const InterruptGuard Guard;
+  advance(runSpan(Cmd, Freq, EndlessClockStride), std::max<uint64_t>(toCount(Freq * 0.1), 1),
+          Cycles, Cycles, [&](uint64_t Slice) { return Clock->advanceCycles(Clock.Obj, Slice); });
+  return 0;
+}
+
+// Machines
+
+/// What the property "cpus" lists up to the first reference that is not set.
+std::vector<Target<CpuIface>> listedProcessors(void *Machine, int Count) {
+  std::vector<Target<CpuIface>> Cpus;
+  for (int Idx = 0; Idx < Count; ++Idx) {
+    const orvy_Propval Pv = orvy_getValue(Machine, "cpus", Idx);
+    if (Pv.Typ != ovTY_IfaceRef || !Pv.IfaceRef.Obj || !Pv.IfaceRef.Iface)
+      break;
+    Cpus.emplace_back(Pv.IfaceRef.Obj, static_cast<const CpuIface *>(Pv.IfaceRef.Iface));
+  }
+  return Cpus;
+}
+
+/// The processors in the order of their indices. A machine without the property, as the simulator
+/// is, hands them out itself.
+std::vector<Target<CpuIface>> processorsOf(Target<MachineIface> Machine) {
+  if (const int Count = orvy_getPropDynLength(Machine.Obj, "cpus"); Count >= 0)
+    return listedProcessors(Machine.Obj, Count);
+  std::vector<Target<CpuIface>> Cpus;
+  for (uint32_t Idx = 0;; ++Idx) {
+    const orvy_IfaceRef Ref = ORVY_CALL(MachineIface, getCpu, Machine.Obj, *Machine.Iface, Idx);
+    if (!Ref.Obj)
+      return Cpus;
+    Cpus.emplace_back(Ref.Obj, static_cast<const CpuIface *>(Ref.Iface));
+  }
+}
+
+/// Lets Go use the machine, with all that surrounds a run or a step.
+template <typename Advance>
+int driveMachine(Target<MachineIface> Machine, const Command &Cmd, Advance Go) {
+  std::optional<RunReport> Report;
+  if (isOn(Cmd, "perf"))
+    Report.emplace(processorsOf(Machine));
+  {
+    const InterruptGuard Guard(Machine);
+    const uint64_t Start = Machine->getTime(Machine.Obj);
+    Go();
+    if (!Machine.exists())
+      return 0;
+    if (Report)
+      Report->printMachine(Machine->getTime(Machine.Obj) - Start);
+  }
+  outs() << Machine.name() << ": cpuidx = " << Machine->getCurrentCpuId(Machine.Obj) << "\n";
+  return 0;
+}
+
+/// A machine counts its time in 63 bits: a run that would go past their end goes up to it.
+uint64_t toNanos(Target<MachineIface> Machine, double Secs) {
+  const uint64_t Now = std::min<uint64_t>(Machine->getTime(Machine.Obj), INT64_MAX);
+  return std::min(toCount(Secs * NanosPerSecond), INT64_MAX - Now);
+}
+
+bool keepsTime(Target<MachineIface> Machine) {
+  return implements(
+      Machine, {
+                   {"getTime",         Machine->getTime        },
+                   {"getCurrentCpuId", Machine->getCurrentCpuId}
+  });
+}
+
+int runMachine(Target<MachineIface> Machine, Command &Cmd) {
+  if (!implements(Machine,
+                  {
+                      {"run", Machine->run}
+  }) ||
+      !keepsTime(Machine))
+    return 1;
+  const auto Cpus = processorsOf(Machine);
+  const auto Secs = givenSeconds(Cmd);
+  if (Cpus.empty() && !Secs && !orvy_isComponent(Machine.Obj)) {
+    errs() << "nothing to run: '" << Machine.name()
+           << "' has no processor; with 'time' its events run for that long\n";
+    return 1;
+  }
+  for (const Target<CpuIface> &Cpu : Cpus)
+    setPcIfGiven(Cpu, Cmd);
+  IdleWarning Idle(Machine.name(), Cpus);
+  return driveMachine(Machine, Cmd, [&] {
+    const uint64_t Length = Secs ? toNanos(Machine, *Secs) : NanosPerSecond;
+    orvy_CpuExitReason Reason;
+    do {
+      Reason = Machine->run(Machine.Obj, Length);
+      Idle.check(Reason, static_cast<double>(Length) / NanosPerSecond);
+    } while (!Secs && Reason == ovCER_Normal && !StopFlag && Machine.exists());
+  });
+}
+
+int stepMachine(Target<MachineIface> Machine, Command &Cmd, int CpuIdx) {
+  IdleWarning Idle(Machine.name(), processorsOf(Machine));
+  return driveMachine(Machine, Cmd,
+                      [&] { Idle.check(Machine->step(Machine.Obj, CpuIdx, givenSteps(Cmd)), 0); });
+}
+
+int currentProcessor(Target<MachineIface> Machine) {
+  return static_cast<int>(Machine->getCurrentCpuId(Machine.Obj));
+}
+
+/// Of the processor in the machine, -1 if it is not there.
+int indexOf(const void *Cpu, Target<MachineIface> Machine) {
+  const auto Cpus = processorsOf(Machine);
+  const auto Found =
+      std::find_if(Cpus.begin(), Cpus.end(), [&](const auto &Each) { return Each.Obj == Cpu; });
+  return Found == Cpus.end() ? -1 : static_cast<int>(Found - Cpus.begin());
+}
+
+// Commands that take any of them
+
+int fail(const char *Message) {
+  errs() << Message;
+  return 1;
+}
+
+int failAmbiguous() {
+  return fail("object cannot support both CpuIface and MachineIface\n");
+}
+
+/// What runs calls back, and must not run again inside itself.
+bool isRunning() {
+  if (ActiveRun::isAny())
+    errs() << "a run is in progress, and another one cannot begin inside it\n";
+  return ActiveRun::isAny();
+}
+
+int runObject(Command &Cmd, Interpreter *) {
+  if (isRunning())
+    return 1;
+  void *Obj = Cmd.getOption("obj").getValue<void *>();
+  const Target<CpuIface> Cpu(Obj);
+  const Target<MachineIface> Machine(Obj);
+  if (Cpu && Machine)
+    return failAmbiguous();
+  if (Machine)
+    return runMachine(Machine, Cmd);
+  if (Cpu)
+    return runProcessor(Cpu, Cmd);
+  if (const Target<ClockIface> Clock(Obj); Clock)
+    return runClock(Clock, Cmd);
+  return fail("object does not conform to CpuIface nor MachineIface\n");
+}
+
+int stepObject(Command &Cmd, Interpreter *) {
+  if (isRunning())
+    return 1;
+  void *Obj = Cmd.getOption("obj").getValue<void *>();
+  const Target<CpuIface> Cpu(Obj);
+  const Target<MachineIface> Machine(Obj);
+  if (Cpu && Machine)
+    return failAmbiguous();
+  if (Cpu)
+    return stepProcessor(Cpu, Cmd);
+  if (!Machine)
+    return fail("object does not support CpuIface or MachineIface\n");
+  if (!implements(Machine,
+                  {
+                      {"step", Machine->step}
+  }) ||
+      !keepsTime(Machine))
+    return 1;
+  const int CpuIdx = given<int>(Cmd, "cpuidx").value_or(currentProcessor(Machine));
+  const orvy_IfaceRef Stepped =
+      ORVY_CALL(MachineIface, getCpu, Obj, *Machine.Iface, static_cast<uint32_t>(CpuIdx));
+  if (Stepped.Obj)
+    setPcIfGiven({Stepped.Obj, static_cast<const CpuIface *>(Stepped.Iface)}, Cmd);
+  return stepMachine(Machine, Cmd, CpuIdx);
+}
+
+void printTime(const char *Name, double Secs) {
+  outs() << Name << ": time = " << Secs << " s";
+}
+
+template <typename T> int printCycles(Target<T> Holder) {
+  if (!implements(Holder, {
+                              {"getCycles", Holder->getCycles},
+                              {"getFreq",   Holder->getFreq  }
+  }))
+    return 1;
+  const uint64_t Cycles = Holder->getCycles(Holder.Obj);
+  printTime(Holder.name(),
+            static_cast<double>(Cycles) / static_cast<double>(Holder->getFreq(Holder.Obj)));
+  outs() << ", " << Cycles << " cycles\n";
+  return 0;
+}
+
+int showTime(Command &Cmd, Interpreter *) {
+  void *Obj = Cmd.getOption("obj").getValue<void *>();
+  const Target<CpuIface> Cpu(Obj);
+  const Target<MachineIface> Machine(Obj);
+  if (Cpu && Machine)
+    return failAmbiguous();
+  if (Cpu)
+    return printCycles(Cpu);
+  if (Machine) {
+    if (!implements(Machine, {
+                                 {"getTime", Machine->getTime}
+    }))
+      return 1;
+    printTime(Machine.name(), static_cast<double>(Machine->getTime(Obj)) / NanosPerSecond);
+    outs() << "\n";
+    return 0;
+  }
+  const Target<ClockIface> Clock(Obj);
+  return Clock ? printCycles(Clock) : 1;
+}
+
+// The older commands
+
+template <typename T, typename Function>
+Command::Handler deprecated(const char *Successor, const char *OptName, Function F) {
+  return [Successor, Run = onTarget<T>(OptName, F)](Command &Cmd, Interpreter *Interp) {
+    errs() << "warning: this command is deprecated, please use " << Successor << " instead\n";
+    return isRunning() ? 1 : Run(Cmd, Interp);
+  };
+}
+
+int stepMachineOfCpu(Target<MachineIface> Machine, Command &Cmd) {
+  const auto Cpu = given<void *>(Cmd, "cpu");
+  if (!implements(Machine,
+                  {
+                      {"step", Machine->step}
+  }) ||
+      !keepsTime(Machine))
+    return 1;
+  const int CpuIdx = Cpu ? indexOf(*Cpu, Machine) : currentProcessor(Machine);
+  if (Cpu && CpuIdx < 0)
+    return fail("cannot step cpu not part of the machine object\n");
+  return stepMachine(Machine, Cmd, CpuIdx);
+}
+
+Command
+    ObjectRun("object-run",
+              {
+                  {"obj", OK_Object, true, "Object to run (machine or cpu).", "DEFAULT_RUNNABLE"},
+                  counted("cycles", "Time in cycles (only for CPUs)"),
+                  inSeconds("time", "Time in seconds."),
+                  {"perf",     OK_Int,         false,   "Set to 1 to report emulator performance (MIPS-rating)."                      },
+                  {"pc",     OK_Int,           false,     "Program counter for start address of all CPUs."}
+},
+              runObject,
+              "Run the machine or cpu for the given time. If time is omitted,\n"
+              "the machine or CPU will run forever (or until a non-normal stop\n"
+              "(halt, break, watch hit etc.))",
+              {"run"});
+
+Command ObjectStep(
+    "object-step",
+    {
+        {"obj", OK_Object, true, "Object to step (machine or cpu).", "DEFAULT_RUNNABLE"},
+        {"cpuidx",     OK_Int,       false, "CPU to step in a machine. Defaults to current CPU."                       },
+        counted("steps", "Number of steps, default is 1."),
+        {"perf",     OK_Int,         false,   "Set to 1 to report emulator performance of step operation."},
+        {"pc",     OK_Int,           false,     "PC to start stepping from."                       }
+},
+    stepObject, "Step machine or processor", {"step"});
+
+Command CpuRun("cpu-run",
+               {
+                   {"cpu",  OK_Object, true },
+                   {"pc",   OK_Int,    false},
+                   counted("cycles"),
+                   inSeconds("time"),
+                   {"perf", OK_Int,    false}
+},
+               deprecated<CpuIface>("object-run", "cpu", runProcessor),
+               "Run the emulator. By default the emulator is run forever, and must be\n"
+               "stopped by ^C. The length of the run can be set using the cycles or\n"
+               "time parameters. Time is given in seconds.\n");
+
+Command CpuStep(
+    "cpu-step",
+    {
+        {"cpu",  OK_Object, true },
+        {"pc",   OK_Int,    false},
+        counted("steps"), {"perf", OK_Int,    false}
+},
+    deprecated<CpuIface>("object-step", "cpu", stepProcessor),
+    "Step the emulator. By default a single step is executed.\n");
+
+Command MachineRun("machine-run",
+                   {
+                       {"machine", OK_Object, true, "Machine object to run.", "DEFAULT_MACHINE"},
+                       inSeconds("time", "Time in seconds."),
+                       {"perf",         OK_Int,             false,   "Set to 1 to report performance."         }
+},
+                   deprecated<MachineIface>("object-run", "machine", runMachine),
+                   "Run the emulator. By default one second of time is executed, but this can\n"
+                   "be overridden by setting either the time parameter.\n",
+                   {"mrun"});
+
+Command MachineStep("machine-step",
+                    {
+                        {"machine", OK_Object, true },
+                        {"cpu",     OK_Object, false},
+                        counted("steps"),
+                        {"perf",    OK_Int,    false}
+},
+                    deprecated<MachineIface>("object-step", "machine", stepMachineOfCpu),
+                    "Step the given processor in the machine. By default one step is\n"
+                    "executed, but this can be overridden by setting the steps parameter.\n",
+                    {"mstep"});
+
+Command ObjectTime("object-time",
+                   {
+                       {"obj", OK_Object, true, "Object to get time from.", "DEFAULT_RUNNABLE"}
+},
+                   showTime, "Get the simualted time for a machine or cpu", {"time"});
+
+} // namespace

@@ -1,0 +1,248 @@
+#include "Events/EventQueue.h"
+
+#include "Events/CacheBlock.h"
+#include "Base/InternalError.h"
+
+#include "orvy/Support/Time.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+using orvy::event::EventHeap;
+using orvy::event::Running;
+
+namespace {
+
+orvy_EventQueue *AllQueues = nullptr;
+size_t StackedCount = 0; // entries on all stacks: mostly none, and then there is nothing to search
+
+// Slots are 16 bytes. With the root at this offset in a cache line the four grandchildren of any
+// slot share a line, and so do its two children.
+constexpr size_t RootOffset = 16;
+
+void sleepFor(uint64_t Nanos) {
+  timespec Left{static_cast<time_t>(Nanos / 1000000000), static_cast<long>(Nanos % 1000000000)};
+  while (nanosleep(&Left, &Left) != 0)
+    if (errno != EINTR)
+      ORVY_INTERNAL_ERROR("nanosleep failed");
+}
+
+uint64_t wallTimeAfter(uint64_t Time, uint64_t Nanos) {
+  uint64_t Sum = 0;
+  return __builtin_add_overflow(Time, Nanos, &Sum) ? UINT64_MAX : Sum;
+}
+
+/// Waits until a real-time event is due by the wall clock. Returns whether it was late.
+[[gnu::noinline]] bool paceRealTime(const orvy_Event *Event) {
+  uint64_t Now = orvy_timeGetMonotonicWct();
+  if (Now >= Event->RTTime) {
+    orvy::event::notifyTimeSlip();
+    return true;
+  }
+  sleepFor(Event->RTTime - Now);
+  return false;
+}
+
+} // namespace
+
+EventHeap::~EventHeap() {
+  if (Slots)
+    std::free(reinterpret_cast<char *>(Slots) - RootOffset);
+}
+
+void EventHeap::grow() {
+  ORVY_REQUIRE(Reserved < INT32_MAX / 2);
+  size_t Bytes = RootOffset + (Reserved ? Reserved * 2 : 16) * sizeof(Slot);
+  auto *Block = static_cast<char *>(orvy::allocateCacheBlock(Bytes));
+  auto *Fresh = reinterpret_cast<Slot *>(Block + RootOffset);
+  if (Slots) {
+    std::memcpy(Fresh, Slots, Size * sizeof(Slot));
+    std::free(reinterpret_cast<char *>(Slots) - RootOffset);
+  }
+  Slots = Fresh;
+  Reserved = (Bytes - RootOffset) / sizeof(Slot);
+}
+
+/// Keeps a queue alive while one of its operations calls out.
+class orvy_EventQueue::Use {
+public:
+  explicit Use(orvy_EventQueue &Queue) : Queue(Queue) { ++Queue.Uses; }
+  ~Use() {
+    if (--Queue.Uses == 0 && Queue.Disposed)
+      delete &Queue;
+  }
+  Use(const Use &) = delete;
+  Use &operator=(const Use &) = delete;
+
+private:
+  orvy_EventQueue &Queue;
+};
+
+orvy_EventQueue::orvy_EventQueue() : NextQueue(AllQueues) {
+  if (AllQueues)
+    AllQueues->PrevQueue = this;
+  AllQueues = this;
+}
+
+orvy_EventQueue::~orvy_EventQueue() {
+  (PrevQueue ? PrevQueue->NextQueue : AllQueues) = NextQueue;
+  if (NextQueue)
+    NextQueue->PrevQueue = PrevQueue;
+}
+
+void orvy_EventQueue::dispose() {
+  while (!Heap.empty())
+    remove(Heap.root());
+  StackedCount -= Stack.size();
+  Stack.clear();
+  Disposed = true;
+  if (Uses == 0)
+    delete this;
+}
+
+void orvy_EventQueue::remove(orvy_Event *Event) {
+  Heap.removeAt(static_cast<size_t>(Event->QueueIdx));
+  Event->Flags |= ovEF_Descheduled;
+  if (Event->Flags & ovEF_AdHoc)
+    orvy::event::releaseOneShot(Event);
+}
+
+void orvy_EventQueue::push(orvy_Event *Event) {
+  Stack.push_back(Event);
+  ++StackedCount;
+}
+
+void orvy_EventQueue::purgeFromStacks(const orvy_Event *Event) {
+  if (StackedCount == 0)
+    return;
+  for (orvy_EventQueue *Queue = AllQueues; Queue; Queue = Queue->NextQueue)
+    StackedCount -= std::erase(Queue->Stack, Event);
+}
+
+/// Fires the root of the heap and inserts it again if it is cyclic. The function of a cyclic event
+/// that was descheduled by someone else in the meantime is not repeated if DescheduledStops.
+[[gnu::always_inline]] inline void orvy_EventQueue::fireFirst(bool DescheduledStops) {
+  orvy_Event *Event = Heap.popRoot();
+  Running Guard(Event);
+  bool IsLate = false;
+  if (Event->Flags & ovEF_RealTime) {
+    IsLate = paceRealTime(Event);
+    // Who hears of a slip may dispose of the event, its owner or this queue.
+    if (!Guard.event() || Disposed)
+      return;
+  }
+  Event->Func(Event);
+  if (Guard.event() && (Event->Flags & (ovEF_AdHoc | ovEF_Cyclic)))
+    endFiring(Event, IsLate, DescheduledStops);
+}
+
+int64_t orvy_EventQueue::trigger(int64_t Time) {
+  Use Guard(*this);
+  if (CallbackCount.load(std::memory_order_relaxed) != 0)
+    drainCallbacks();
+  while (!Stack.empty())
+    fireStacked();
+  while (!Heap.empty() && Heap.rootTime() <= Time)
+    fireFirst(true);
+  return firstTime();
+}
+
+int64_t orvy_EventQueue::triggerFirst() {
+  Use Guard(*this);
+  if (!Stack.empty()) {
+    fireStacked();
+    return firstTime();
+  }
+  if (Heap.empty())
+    return -1;
+  int64_t First = Heap.rootTime();
+  fireFirst(false);
+  return First;
+}
+
+void orvy_EventQueue::fireStacked() {
+  orvy_Event *Event = Stack.back();
+  Stack.pop_back();
+  --StackedCount;
+  Event->Func(Event);
+}
+
+void orvy_EventQueue::endFiring(orvy_Event *Event, bool IsLate, bool DescheduledStops) {
+  if (Event->Queue)
+    return; // inserted again by its own function
+  if (Event->Flags & ovEF_AdHoc) {
+    orvy::event::releaseOneShot(Event);
+    return;
+  }
+  if (Disposed || (DescheduledStops && (Event->Flags & ovEF_Descheduled)))
+    return;
+  if (__builtin_add_overflow(Event->Time, Event->PeriodCycles, &Event->Time))
+    return; // past the end of time
+  if (Event->Flags & ovEF_RealTime)
+    Event->RTTime =
+        wallTimeAfter(IsLate ? orvy_timeGetMonotonicWct() : Event->RTTime, Event->RTPeriodNanos);
+  Heap.insert(Event);
+}
+
+void orvy_EventQueue::postCallback(orvy_ThreadSafeCb Cb, void *Arg) {
+  std::lock_guard<std::mutex> Guard(Mutex);
+  Callbacks.push_back({Cb, Arg});
+  CallbackCount.store(Callbacks.size(), std::memory_order_relaxed);
+}
+
+void orvy_EventQueue::removeCallback(orvy_ThreadSafeCb Cb, void *Arg) {
+  std::lock_guard<std::recursive_mutex> DrainGuard(DrainMutex);
+  // Inside a drain the entries being called come first; they keep their places until it has ended.
+  for (size_t Index = DrainPos; Index < Draining.size(); ++Index)
+    if (Draining[Index].Cb == Cb && Draining[Index].Arg == Arg) {
+      Draining[Index].Cb = nullptr;
+      return;
+    }
+  std::lock_guard<std::mutex> Guard(Mutex);
+  for (auto It = Callbacks.begin(); It != Callbacks.end(); ++It)
+    if (It->Cb == Cb && It->Arg == Arg) {
+      Callbacks.erase(It);
+      break;
+    }
+  CallbackCount.store(Callbacks.size(), std::memory_order_relaxed);
+}
+
+bool orvy_EventQueue::isAnyInUse() {
+  for (const orvy_EventQueue *Queue = AllQueues; Queue; Queue = Queue->NextQueue)
+    if (Queue->Uses > 0)
+      return true;
+  return false;
+}
+
+void orvy_EventQueue::runCallbacks() {
+  Use Guard(*this);
+  if (CallbackCount.load(std::memory_order_relaxed) != 0)
+    drainCallbacks();
+}
+
+/// Takes over what was posted up to now, unless somebody holds the list.
+bool orvy_EventQueue::takePosted() {
+  std::unique_lock<std::mutex> Lock(Mutex, std::try_to_lock);
+  if (!Lock)
+    return false;
+  Draining.swap(Callbacks);
+  CallbackCount.store(0, std::memory_order_relaxed);
+  return true;
+}
+
+/// Calls what was posted up to now, if nobody holds the list. What the callbacks post themselves
+/// waits for the next drain.
+void orvy_EventQueue::drainCallbacks() {
+  std::unique_lock<std::recursive_mutex> Lock(DrainMutex, std::try_to_lock);
+  if (!Lock || IsDraining || !takePosted())
+    return;
+  IsDraining = true;
+  for (DrainPos = 0; DrainPos < Draining.size() && !Disposed; ++DrainPos)
+    if (Callback Next = Draining[DrainPos]; Next.Cb)
+      Next.Cb(Next.Arg);
+  Draining.clear();
+  DrainPos = 0;
+  IsDraining = false;
+}

@@ -1,0 +1,531 @@
+#include "orvy/Support/Events.h"
+
+#include "Events/CacheBlock.h"
+#include "Events/EventQueue.h"
+#include "Events/EventTable.h"
+#include "Base/InternalError.h"
+#include "Logging/LoggingEngine.h"
+#include "Base/RecentlyGone.h"
+
+#include "orvy/Support/Commands.h"
+#include "orvy/Support/Logging.h"
+#include "orvy/Support/Notifications.h"
+#include "orvy/Support/Objsys.h"
+#include "orvy/Support/OutStream.h"
+#include "orvy/Support/Time.h"
+
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include <sanitizer/asan_interface.h>
+
+namespace orvy::event {
+
+Running *Running::Innermost = nullptr;
+
+std::map<std::pair<orvy_OldStyleEventFunc, void *>, int64_t> OldStyleEventMap;
+
+namespace {
+
+int64_t g_TimeSlipNotification = 0;
+
+constinit EventTable Table;
+std::map<EventKey, int64_t> EventMap;
+std::map<int64_t, EventKey> EventNameMap;
+
+/// The events of an owner, by the numbers of their slots, in the order of publishing: disposing an
+/// object looks at its own events only.
+struct Chain {
+  uint32_t First;
+  uint32_t Last;
+};
+std::unordered_map<void *, Chain> EventsByOwner;
+
+/// The names of depublished events, which stay known until this many others were depublished.
+RecentlyGone<int64_t> NamesOfGone;
+
+/// Records of one-shot events. They lie together, however far apart in time they are posted: a heap
+/// of many events writes to a few of them at each step. Blocks stay for the life of the process.
+class RecordPool {
+public:
+  orvy_Event *take() {
+    if (!Free)
+      addBlock();
+    orvy_Event *Event = Free;
+    ASAN_UNPOISON_MEMORY_REGION(Event, sizeof(*Event));
+    Free = static_cast<orvy_Event *>(Event->Data);
+    ++InUse;
+    return Event;
+  }
+
+  void give(orvy_Event *Event) {
+    put(Event);
+    --InUse;
+  }
+
+  /// Takes the events of an owner off their queues. One whose function is running stays.
+  void eraseOwnedBy(const void *Obj) {
+    for (Block *Each = InUse ? Blocks : nullptr; Each; Each = Each->Next)
+      for (size_t Index = 0; Index < Each->Count; ++Index)
+        if (orvy_Event *Event = &Each->Records[Index]; isOwnedBy(Event, Obj) && Event->Queue)
+          Event->Queue->remove(Event);
+  }
+
+private:
+  struct Block {
+    Block *Next;
+    size_t Count;
+    orvy_Event Records[];
+  };
+
+  /// Looks at the records that are not in use too.
+  [[gnu::noinline, gnu::no_sanitize_address]] static bool isOwnedBy(const orvy_Event *Event,
+                                                                    const void *Obj) {
+    return Event->Flags & ovEF_AdHoc && Event->Obj == Obj;
+  }
+
+  void put(orvy_Event *Event) {
+    Event->Flags = 0;
+    Event->Data = Free;
+    Free = Event;
+    ASAN_POISON_MEMORY_REGION(Event, sizeof(*Event));
+  }
+
+  /// Each block is twice as long as the one before, up to a large page.
+  void addBlock() {
+    size_t Bytes = NextBytes;
+    auto *Fresh = static_cast<Block *>(allocateCacheBlock(Bytes));
+    Fresh->Next = std::exchange(Blocks, Fresh);
+    Fresh->Count = (Bytes - sizeof(Block)) / sizeof(orvy_Event);
+    for (size_t Index = Fresh->Count; Index > 0; --Index)
+      put(&Fresh->Records[Index - 1]);
+    if (NextBytes < LargePage)
+      NextBytes *= 2;
+  }
+
+  Block *Blocks = nullptr;
+  size_t NextBytes = 1024;
+  size_t InUse = 0;
+  orvy_Event *Free = nullptr; // chained by Data
+};
+
+/// Pools by owner, so that disposing an object looks at few events of others.
+constexpr size_t PoolCount = 64;
+constinit RecordPool OneShots[PoolCount];
+
+RecordPool &poolOf(const void *Owner) {
+  constexpr uint64_t GoldenRatio = 0x9E3779B97F4A7C15;
+  return OneShots[reinterpret_cast<uintptr_t>(Owner) * GoldenRatio >> 32 & (PoolCount - 1)];
+}
+
+/// The event behind a valid id; null once it is depublished.
+orvy_Event *eventForValidId(int64_t EvId) {
+  orvy_Event *Event = Table.find(EvId);
+  ORVY_REQUIRE(Event || Table.wasGiven(EvId));
+  return Event;
+}
+
+void chain(void *Owner, int64_t EvId) {
+  const uint32_t Number = EventTable::numberOf(EvId);
+  auto [Entry, IsNew] = EventsByOwner.try_emplace(Owner, Chain{Number, Number});
+  if (IsNew)
+    return;
+  const uint32_t Last = std::exchange(Entry->second.Last, Number);
+  Table.link(Last).Next = Number;
+  Table.link(Number).Prev = Last;
+}
+
+void unchain(void *Owner, int64_t EvId) {
+  const auto [Prev, Next] = Table.link(EventTable::numberOf(EvId));
+  Chain &Owned = EventsByOwner.at(Owner);
+  (Prev ? Table.link(Prev).Next : Owned.First) = Next;
+  (Next ? Table.link(Next).Prev : Owned.Last) = Prev;
+  if (!Owned.First)
+    EventsByOwner.erase(Owner);
+}
+
+/// Forgets the name of an event. Another one under the same key keeps its own.
+void forgetName(int64_t EvId) {
+  auto Named = EventNameMap.find(EvId);
+  if (Named == EventNameMap.end())
+    return;
+  if (auto Keyed = EventMap.find(Named->second); Keyed != EventMap.end() && Keyed->second == EvId)
+    EventMap.erase(Keyed);
+  EventNameMap.erase(Named);
+}
+
+/// Enters a key. The first event under it keeps it until it is depublished.
+void enterKey(EventKey Key, int64_t EvId) {
+  auto [Entry, IsNew] = EventMap.try_emplace(Key, EvId);
+  if (!IsNew && !Table.find(Entry->second))
+    EventNameMap.erase(std::exchange(Entry->second, EvId));
+  EventNameMap.try_emplace(EvId, std::move(Key));
+}
+
+/// Publishes an owner's record, or without one a record of the library.
+int64_t publish(const char *Name, orvy_Event *Event, void *Obj, orvy_EventFunc Func) {
+  ORVY_REQUIRE(Name);
+  const int64_t EvId = Table.add(Event);
+  const uint32_t Flags = Event ? 0 : uint32_t{ovEF_LibraryOwned};
+  *Table.find(EvId) = {-1, EvId, Flags, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
+  enterKey({Name, Obj}, EvId);
+  chain(Obj, EvId);
+  return EvId;
+}
+
+void deschedule(orvy_Event *Event) {
+  if (Event->Queue)
+    Event->Queue->remove(Event);
+}
+
+/// Leaves nothing in the system that still points to the event.
+void detach(orvy_Event *Event) {
+  deschedule(Event);
+  orvy_EventQueue::purgeFromStacks(Event);
+  Running::forget(Event);
+}
+
+/// Takes an event that is no longer among those of its owner out of the table.
+void withdraw(int64_t EvId) {
+  orvy_Event *Event = Table.find(EvId);
+  detach(Event);
+  releaseOldStyle(Event);
+  Table.remove(EvId);
+}
+
+/// Says that an event is scheduled. Who hears it may move the event, take it off or depublish it:
+/// false if there is no such event any more.
+[[gnu::noinline]] bool warn(const orvy_Event *Event, const char *Text) {
+  const int64_t EvId = Event->EventId;
+  orvy_logWarning(Event->Obj, "%s", Text);
+  return eventForId(EvId) == Event;
+}
+
+/// Takes an event that is to be posted off the heap it is on, with a warning. False if the event
+/// has gone at that.
+bool takeOff(orvy_Event *Event, const char *Text) {
+  Event->Queue->Heap.fetch(static_cast<size_t>(Event->QueueIdx));
+  // Mostly the warning passes nobody, and then it is not to cost anything.
+  if (TheEngine->passes(ovLOG_Warning, 0)) {
+    if (!warn(Event, Text))
+      return false;
+    if (!Event->Queue)
+      return true;
+  }
+  Event->Queue->Heap.removeAt(static_cast<size_t>(Event->QueueIdx));
+  return true;
+}
+
+/// Posts an event that is scheduled already.
+[[gnu::noinline]] void postAgain(orvy_EventQueue *Queue, orvy_Event *Event, int64_t Time) {
+  if (takeOff(Event, "event already scheduled when posting"))
+    Queue->schedule(Event, Time);
+}
+
+/// Posts a real-time event; its delay by the wall clock begins now.
+[[gnu::noinline]] void postRealTime(orvy_EventQueue *Queue, orvy_Event *Event, int64_t Time,
+                                    int64_t WallDelayNanos) {
+  if (Event->Queue && !takeOff(Event, "event already scheduled when posting"))
+    return;
+  Event->RTTime = orvy_timeGetMonotonicWct() + static_cast<uint64_t>(WallDelayNanos);
+  orvy_logInfo(nullptr, "post relative event %ld %ld", static_cast<long>(Event->RTTime),
+               static_cast<long>(WallDelayNanos));
+  Queue->schedule(Event, Time);
+}
+
+} // namespace
+
+void Running::forget(const orvy_Event *Event) {
+  for (Running *Frame = Innermost; Frame; Frame = Frame->Outer)
+    if (Frame->Event == Event)
+      Frame->Event = nullptr;
+}
+
+void init() {
+  static bool Done = false;
+  if (std::exchange(Done, true))
+    return;
+  g_TimeSlipNotification = orvy_publishNotification("orvy.realtime-slip", nullptr);
+  std::atexit(orvy_eventDepublishAll);
+}
+
+const EventKey *keyForId(int64_t EvId) {
+  auto Found = EventNameMap.find(EvId);
+  return Found == EventNameMap.end() ? nullptr : &Found->second;
+}
+
+int64_t idForKey(const std::string &Name, void *Obj) {
+  auto Found = EventMap.find({Name, Obj});
+  if (Found == EventMap.end())
+    return 0;
+  if (Table.find(Found->second))
+    return Found->second;
+  // The first one is gone; another may have been published under the same key before that.
+  auto Owned = EventsByOwner.find(Obj);
+  for (uint32_t Number = Owned == EventsByOwner.end() ? 0 : Owned->second.First; Number;
+       Number = Table.link(Number).Next)
+    if (EventNameMap.at(Table.usedId(Number)).first == Name)
+      return Table.usedId(Number);
+  return Found->second;
+}
+
+orvy_Event *eventForId(int64_t EvId) {
+  return Table.find(EvId);
+}
+
+static void printState(const orvy_Event &Event) {
+  if (Event.Queue)
+    outs() << " scheduled( " << Event.Time << " ticks)";
+  if (Event.Flags & ovEF_RealTime)
+    outs() << " real-time";
+  if (Event.Flags & ovEF_Cyclic)
+    outs() << " cyclic(" << Event.PeriodCycles << " ticks)";
+}
+
+void printEvents() {
+  outs() << "List of Registered Events and Sources\n"
+         << "-------------------------------------\n";
+  for (const auto &[Key, EvId] : EventMap) {
+    outs() << Key.first << " : " << orvy_nameForObject(Key.second) << " : " << EvId << " :";
+    if (const orvy_Event *Event = eventForId(EvId))
+      printState(*Event);
+    outs() << "\n";
+  }
+}
+
+static int listEvents(cl::Command &, cl::Interpreter *) {
+  printEvents();
+  return 0;
+}
+
+static cl::Command EventList("event-list", listEvents, "List all events, sources and event ids");
+
+void notifyTimeSlip() {
+  if (g_TimeSlipNotification)
+    orvy_notify(g_TimeSlipNotification, nullptr);
+}
+
+void releaseOneShot(orvy_Event *Event) {
+  poolOf(Event->Obj).give(Event);
+}
+
+void forgetAll() {
+  EventNameMap.clear();
+  EventMap.clear();
+  EventsByOwner.clear();
+  NamesOfGone.clear();
+  forgetOldStylePairs();
+  Table.restart();
+}
+
+} // namespace orvy::event
+
+using namespace orvy::event;
+
+int64_t orvy_eventPublish(const char *Name, void *Obj, orvy_EventFunc Func) {
+  ORVY_REQUIRE_FUNCTION(Func);
+  return publish(Name, nullptr, Obj, Func);
+}
+
+int64_t orvy_eventPublishStruct(const char *Name, orvy_Event *Event, void *Obj,
+                                orvy_EventFunc Func) {
+  ORVY_REQUIRE(Event);
+  ORVY_REQUIRE_FUNCTION(Func);
+  return publish(Name, Event, Obj, Func);
+}
+
+void orvy_eventDepublish(int64_t EvId) {
+  if (!Table.wasGiven(EvId)) {
+    orvy_logError(nullptr, "depublishing invalid event");
+    return;
+  }
+  if (!Table.find(EvId))
+    return;
+  unchain(EventNameMap.at(EvId).second, EvId);
+  withdraw(EvId);
+  NamesOfGone.add(EvId, forgetName);
+}
+
+void orvy_eventDepublishAll(void) {
+  for (uint32_t Number = 1; Number <= Table.lastNumber(); ++Number)
+    if (int64_t EvId = Table.usedId(Number))
+      withdraw(EvId);
+  forgetAll();
+}
+
+void orvy_eventEraseAssociatedEvents(void *Obj) {
+  poolOf(Obj).eraseOwnedBy(Obj);
+  forgetPostWarning(Obj);
+  auto Owned = EventsByOwner.extract(Obj);
+  for (uint32_t Number = Owned.empty() ? 0 : Owned.mapped().First; Number;) {
+    const int64_t EvId = Table.usedId(Number);
+    Number = Table.link(Number).Next;
+    forgetName(EvId);
+    withdraw(EvId);
+  }
+}
+
+orvy_Event *orvy_eventPtrNS(int64_t EvId) {
+  return eventForValidId(EvId);
+}
+
+void orvy_eventSetPeriodCycles(int64_t EvId, int64_t Cycles) {
+  orvy_Event *Event = eventForValidId(EvId);
+  if (!Event)
+    return;
+  Event->PeriodCycles = Cycles < 1 ? 0 : Cycles;
+  if (Cycles < 1)
+    Event->Flags &= ~static_cast<uint32_t>(ovEF_Cyclic);
+  else
+    Event->Flags |= ovEF_Cyclic;
+}
+
+int orvy_eventSetRealTime(int64_t EvId) {
+  orvy_Event *Event = eventForValidId(EvId);
+  if (!Event || Event->Queue) {
+    orvy_logError(nullptr, "__func__: event id %ld is already scheduled", static_cast<long>(EvId));
+    return -1;
+  }
+  Event->Flags |= ovEF_RealTime;
+  return 0;
+}
+
+void orvy_eventSetRTPeriodNanos(int64_t EvId, int64_t Nanos) {
+  if (orvy_Event *Event = eventForValidId(EvId))
+    Event->RTPeriodNanos = Nanos < 0 ? 0 : static_cast<uint64_t>(Nanos);
+}
+
+void orvy_eventSetRTTime(int64_t EvId, uint64_t Nanos) {
+  if (orvy_Event *Event = eventForValidId(EvId))
+    Event->RTTime = Nanos;
+}
+
+orvy_EventQueue *orvy_allocateEventQueue(void) {
+  return new orvy_EventQueue();
+}
+
+void orvy_disposeEventQueue(orvy_EventQueue *Queue) {
+  if (Queue)
+    Queue->dispose();
+}
+
+void orvy_eventPostAbsoluteInQueueInternal(orvy_EventQueue *Queue, int64_t EvId, int64_t Time) {
+  orvy_Event *Event = eventForId(EvId);
+  if (!Event)
+    orvy_logError(nullptr, "posting absolute invalid event");
+  else if (Event->Queue)
+    postAgain(Queue, Event, Time);
+  else
+    Queue->schedule(Event, Time);
+}
+
+void orvy_eventPostRelativeInQueueInternal(orvy_EventQueue *Queue, int64_t EvId, int64_t Time,
+                                           int64_t WallDelayNanos) {
+  orvy_Event *Event = eventForId(EvId);
+  if (Event && Event->Flags & ovEF_RealTime)
+    postRealTime(Queue, Event, Time, WallDelayNanos);
+  else
+    orvy_eventPostAbsoluteInQueueInternal(Queue, EvId, Time);
+}
+
+void orvy_eventPostOneShotInternal(orvy_EventQueue *Queue, void *Obj, orvy_EventFunc Func,
+                                   int64_t Time) {
+  ORVY_REQUIRE_FUNCTION(Func);
+  orvy_Event *Event = poolOf(Obj).take();
+  *Event = {Time, -1, ovEF_AdHoc, -1, nullptr, Obj, Func, nullptr, 0, 0, 0};
+  Queue->Heap.insert(Event);
+}
+
+void orvy_eventStackPostInternal(orvy_EventQueue *Queue, int64_t EvId) {
+  orvy_Event *Event = eventForId(EvId);
+  if (!Event) {
+    orvy_logError(nullptr, "stack posting invalid event");
+    return;
+  }
+  if (Event->Queue && !takeOff(Event, "event already scheduled when stack posting"))
+    return;
+  Event->Flags &= ~static_cast<uint32_t>(ovEF_Descheduled);
+  Queue->push(Event);
+}
+
+void orvy_eventInsertInternal(orvy_EventQueue *Queue, orvy_Event *Event) {
+  Queue->Heap.insert(Event);
+}
+
+void orvy_eventRemoveHeadInternal(orvy_EventQueue *Queue) {
+  ORVY_REQUIRE(!Queue->Heap.empty());
+  Queue->Heap.removeAt(0);
+}
+
+void orvy_eventRemoveIndexInternal(orvy_EventQueue *Queue, int32_t Index) {
+  ORVY_REQUIRE(Index >= 0 && static_cast<size_t>(Index) < Queue->Heap.size());
+  Queue->Heap.removeAt(static_cast<size_t>(Index));
+}
+
+void orvy_postCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
+  ORVY_REQUIRE_FUNCTION(Cb);
+  Queue->postCallback(Cb, Arg);
+}
+
+void orvy_removeCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
+  Queue->removeCallback(Cb, Arg);
+}
+
+int64_t orvy_eventTrigger(orvy_EventQueue *Queue, int64_t Time) {
+  return Queue->trigger(Time);
+}
+
+int64_t orvy_eventTriggerFirst(orvy_EventQueue *Queue) {
+  return Queue->triggerFirst();
+}
+
+void orvy_eventTriggerThreadSafeCallbacks(orvy_EventQueue *Queue) {
+  Queue->runCallbacks();
+}
+
+int64_t orvy_eventGetFirstTime(const orvy_EventQueue *Queue) {
+  return Queue->firstTime();
+}
+
+int orvy_eventIsScheduled(int64_t EvId) {
+  const orvy_Event *Event = eventForValidId(EvId);
+  return Event && Event->Queue;
+}
+
+void orvy_eventDeschedule(int64_t EvId) {
+  if (orvy_Event *Event = eventForValidId(EvId))
+    deschedule(Event);
+}
+
+int64_t orvy_eventGetRawTime(int64_t EvId) {
+  if (const orvy_Event *Event = eventForId(EvId))
+    return Event->Time;
+  orvy_logError(nullptr, "get time on invalid event");
+  return -1;
+}
+
+int orvy_verifyHeapOrder(const orvy_EventQueue *Queue) {
+  return Queue->Heap.isOrdered();
+}
+
+void orvy_printHeap(const orvy_EventQueue *Queue) {
+  orvy::OutStream &Out = orvy::outs();
+  auto Pointer = [&Out](const orvy_EventQueue *Value) {
+    Out.setBase(orvy::OutStream::Hexadecimal).setWidth(16).setFill('0');
+    Out << reinterpret_cast<unsigned long>(Value);
+  };
+  for (size_t Index = 0; Index < Queue->Heap.size(); ++Index) {
+    const orvy_Event *Event = Queue->Heap.at(Index);
+    Out << "[" << static_cast<unsigned long>(Index) << " (" << static_cast<long>(Event->QueueIdx)
+        << ") ]: " << static_cast<long>(Event->EventId) << " " << static_cast<long>(Event->Time)
+        << " (";
+    Pointer(Event->Queue);
+    Out << " == ";
+    Pointer(Queue);
+    Out << ")\n";
+  }
+}

@@ -1,0 +1,405 @@
+#include "orvy/Support/Logging.h"
+
+#include "Base/ErrorRecord.h"
+#include "Logging/LoggingEngine.h"
+#include "Objsys/ObjsysClass.h"
+#include "orvy/Support/CommandLineOptions.h"
+#include "orvy/Support/Time.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+using namespace orvy;
+using objsys::Class;
+
+// Null until this file's initialisers have run, and never destroyed: an engine may be built on
+// either side of the option's life.
+static cl::opt<bool> *const LogStderr =
+    new cl::opt<bool>(cl::longName("log-stderr"), cl::category("Logging"),
+                      cl::description("Change default log output to stderr"));
+
+ManagedStatic<LoggingEngine> orvy::TheEngine;
+
+namespace {
+
+constexpr uint32_t CategoryCount = 16;
+constexpr uint32_t FirstClassCategory = 8;
+constexpr const char *LevelNames[] = {"fatal", "error", "warning", "info", "debug"};
+constexpr const char *LevelColors[] = {"\033[31m", "\033[31m", "\033[33m", "\033[32m", "\033[34m"};
+constexpr const char *ColorReset = "\033[0m";
+constexpr const char *FixedCategories[FirstClassCategory] = {"", "sim", "target", "config"};
+
+// The header of an object. The registry alone says what has one: null for anything else.
+orvy_Object *headerOf(const void *Obj, const Class *Cls) {
+  return Cls && !Cls->External ? static_cast<orvy_Object *>(const_cast<void *>(Obj)) : nullptr;
+}
+
+orvy_Object *headerOf(const void *Obj) {
+  return Obj ? headerOf(Obj, Class::classForObject(Obj)) : nullptr;
+}
+
+// Whether an object has a time of its own.
+bool keepsTime(const Class &Cls) {
+  return Cls.Qualifier == objsys::QualifierCpu || Cls.Qualifier == objsys::QualifierMachine;
+}
+
+// The object whose time heads the messages of Obj; null if there is none.
+void *getTimeSource(const void *Obj, const Class *Cls) {
+  orvy_Object *Header = headerOf(Obj, Cls);
+  if (!Header || keepsTime(*Cls))
+    return Header;
+  // What is no processor, machine or clock would make orvy_getSecs log in its turn.
+  const Class *Source = Header->TimeSource ? Class::classForObject(Header->TimeSource) : nullptr;
+  const bool IsTold = Source && (keepsTime(*Source) || Source->Qualifier == objsys::QualifierClock);
+  return IsTold ? Header->TimeSource : nullptr;
+}
+
+// The time of a line, NaN if it has none. A time source that logs while it is asked for its time
+// gets lines without one.
+double secondsOf(const void *Obj, const Class *Cls) {
+  static thread_local bool Asking = false;
+  void *Source = Asking ? nullptr : getTimeSource(Obj, Cls);
+  if (!Source)
+    return std::nan("");
+  Asking = true;
+  const double Secs = orvy_getSecs(Source);
+  Asking = false;
+  return Secs;
+}
+
+// One line of the log under construction: at most 1022 characters, then the line end and a NUL.
+class Line {
+public:
+  void add(std::string_view Piece) {
+    const size_t Fitting = std::min(Piece.size(), Limit - Length);
+    std::memcpy(Text + Length, Piece.data(), Fitting);
+    Length += Fitting;
+  }
+  [[gnu::format(printf, 2, 0)]] void addFormatted(const char *Fmt, va_list Args) {
+    const int Wanted = std::vsnprintf(Text + Length, Limit + 1 - Length, Fmt, Args);
+    if (Wanted > 0)
+      Length += std::min(static_cast<size_t>(Wanted), Limit - Length);
+  }
+  const char *end() {
+    Text[Length] = '\n';
+    Text[Length + 1] = '\0';
+    return Text;
+  }
+
+private:
+  static constexpr size_t Limit = 1022;
+  char Text[Limit + 2];
+  size_t Length = 0;
+};
+
+// A non-negative number below 2^43 in millionths, rounded to the nearest, ties to even.
+uint64_t millionths(double Value) {
+  const uint64_t Bits = std::bit_cast<uint64_t>(Value);
+  const int Exponent = static_cast<int>(Bits >> 52);
+  const uint64_t Mantissa = (Bits & ((1ull << 52) - 1)) | (Exponent ? 1ull << 52 : 0);
+  const int Shift = 1075 - Exponent; // at least 10, as the value is below 2^43
+  if (Shift > 80)
+    return 0; // the product has at most 73 bits
+  const unsigned __int128 One = 1;
+  const unsigned __int128 Product = static_cast<unsigned __int128>(Mantissa) * 1000000;
+  const auto Whole = static_cast<uint64_t>(Product >> Shift);
+  const unsigned __int128 Rest = Product & ((One << Shift) - 1);
+  const unsigned __int128 Half = One << (Shift - 1);
+  return Whole + (Rest > Half || (Rest == Half && (Whole & 1)));
+}
+
+const char *categoryName(uint32_t Category, const Class *Cls) {
+  if (Category < FirstClassCategory)
+    return FixedCategories[Category] ? FixedCategories[Category] : "";
+  const char *Name = Cls ? Cls->getLoggingCategory(Category) : nullptr;
+  return Name ? Name : "";
+}
+
+void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Category, bool Color) {
+  const Class *Cls = Obj ? Class::classForObject(Obj) : nullptr;
+  if (const double Secs = secondsOf(Obj, Cls); !std::isnan(Secs)) {
+    SecondsText Text;
+    Out.add(formatSeconds(Secs, Text));
+    Out.add(": ");
+  } else {
+    Out.add(":");
+  }
+  if (Color)
+    Out.add(LevelColors[Level]);
+  if (Category != 0) {
+    Out.add(categoryName(Category, Cls));
+    Out.add("/");
+  }
+  Out.add(LevelNames[Level]);
+  if (Color)
+    Out.add(ColorReset);
+  Out.add(":");
+  if (Obj) {
+    const char *Name = Class::nameForObject(Obj);
+    Out.add(" ");
+    Out.add(Name ? Name : "");
+    Out.add(" ");
+  }
+  Out.add(": ");
+}
+
+[[gnu::format(printf, 6, 0)]] const char *compose(Line &Out, orvy_LogLevel Level, const void *Obj,
+                                                  uint32_t Category, bool Color, const char *Fmt,
+                                                  va_list Args) {
+  addHeader(Out, Level, Obj, Category, Color);
+  Out.addFormatted(Fmt, Args);
+  return Out.end();
+}
+
+// For those who ask for the reason of a failure: the message without level and time.
+[[gnu::format(printf, 2, 0)]] void record(const void *Obj, const char *Fmt, va_list Args) {
+  Line Out;
+  if (const char *Name = Obj ? Class::nameForObject(Obj) : nullptr) {
+    Out.add(Name);
+    Out.add(": ");
+  }
+  va_list Own;
+  va_copy(Own, Args);
+  Out.addFormatted(Fmt, Own);
+  va_end(Own);
+  recordError(Out.end());
+}
+
+constexpr LogThresholds withThreshold(LogThresholds Set, uint32_t Category, orvy_LogLevel Level) {
+  const uint32_t Shift = 4 * Category;
+  return (Set & ~(0xfull << Shift)) | static_cast<uint64_t>(std::min(Level, ovLOG_Debug)) << Shift;
+}
+
+} // namespace
+
+const char *orvy::logLevelName(orvy_LogLevel Level) {
+  return Level <= ovLOG_Debug ? LevelNames[Level] : nullptr;
+}
+
+std::string_view orvy::formatSeconds(double Secs, SecondsText &Buffer) {
+  if (!(std::fabs(Secs) < 0x1p43))
+    return {Buffer, static_cast<size_t>(std::snprintf(Buffer, sizeof Buffer, "%.6f", Secs))};
+  char *Start = Buffer;
+  if (std::signbit(Secs))
+    *Start++ = '-';
+  const uint64_t Value = millionths(std::fabs(Secs));
+  char *Point = std::to_chars(Start, std::end(Buffer), Value / 1000000).ptr;
+  *Point = '.';
+  uint64_t Fraction = Value % 1000000;
+  for (int Digit = 6; Digit > 0; --Digit, Fraction /= 10)
+    Point[Digit] = static_cast<char>('0' + Fraction % 10);
+  return {Buffer, static_cast<size_t>(Point + 7 - Buffer)};
+}
+
+// Clients.
+
+void LoggingClient::setColor(bool) {}
+LoggingClient::~LoggingClient() = default;
+
+std::unique_ptr<LoggingClient>
+LoggingClient::createStrCallbackClient(std::function<void(const char *)> Func) {
+  return std::make_unique<StrCallbackClient>(std::move(Func));
+}
+
+std::unique_ptr<LoggingClient> LoggingClient::createStdoutClient() {
+  return std::make_unique<StdoutLoggingClient>();
+}
+
+std::unique_ptr<LoggingClient> LoggingClient::createStderrClient() {
+  return std::make_unique<StderrLoggingClient>();
+}
+
+std::unique_ptr<LoggingClient> LoggingClient::createFileClient(const char *Path) {
+  FILE *File = std::fopen(Path, "w");
+  return File ? std::make_unique<FileLoggingClient>(File, true, false) : nullptr;
+}
+
+std::unique_ptr<LoggingClient> LoggingClient::createFileClient(FILE *File) {
+  return std::make_unique<FileLoggingClient>(File, false, false);
+}
+
+std::unique_ptr<LoggingClient> LoggingClient::createSqlLiteClient() {
+  return nullptr;
+}
+
+FileLoggingClient::~FileLoggingClient() {
+  if (Owned)
+    std::fclose(File);
+}
+
+void FileLoggingClient::log(orvy_LogLevel Level, const void *Obj, uint32_t Category,
+                            const char *Fmt, va_list Args) {
+  Line Out;
+  std::fputs(compose(Out, Level, Obj, Category, Color, Fmt, Args), File);
+}
+
+void StrCallbackClient::log(orvy_LogLevel Level, const void *Obj, uint32_t Category,
+                            const char *Fmt, va_list Args) {
+  Line Out;
+  Func(compose(Out, Level, Obj, Category, false, Fmt, Args));
+}
+
+// The engine.
+
+LoggingEngine::LoggingEngine() {
+  const bool ToStderr = std::getenv("ORVY_LOG_STDERR") || (LogStderr && *LogStderr);
+  addClient(ToStderr ? LoggingClient::createStderrClient() : LoggingClient::createStdoutClient());
+}
+
+void LoggingEngine::log(orvy_LogLevel Level, const void *Obj, uint32_t Category, const char *Fmt,
+                        va_list Args) {
+  if (Category >= CategoryCount)
+    Category = 0;
+  if (!passes(Level, Category))
+    return;
+  const orvy_Object *Header = headerOf(Obj);
+  if (Header && Level > thresholdOf(Header->LoggingFlags, Category))
+    return;
+  if (Level <= ovLOG_Error)
+    record(Obj, Fmt, Args);
+  for (const auto &Client : Clients) {
+    va_list Own;
+    va_copy(Own, Args);
+    Client->log(Level, Obj, Category, Fmt, Own);
+    va_end(Own);
+  }
+}
+
+void LoggingEngine::setLevel(orvy_LogLevel Level) {
+  for (uint32_t Category = 0; Category < CategoryCount; ++Category)
+    setSeverity(Category, Level);
+}
+
+void LoggingEngine::setSeverity(uint32_t Category, orvy_LogLevel Level) {
+  if (Category < CategoryCount)
+    Thresholds = withThreshold(Thresholds, Category, Level);
+}
+
+orvy_LogLevel LoggingEngine::getSeverity(uint32_t Category) const {
+  return Category < CategoryCount ? static_cast<orvy_LogLevel>(thresholdOf(Thresholds, Category))
+                                  : ovLOG_Debug;
+}
+
+void LoggingEngine::setColor(bool On) {
+  for (const auto &Client : Clients)
+    Client->setColor(On);
+}
+
+void LoggingEngine::addClient(std::unique_ptr<LoggingClient> Client) {
+  Clients.push_back(std::move(Client));
+}
+
+void LoggingEngine::replaceClients(std::unique_ptr<LoggingClient> Client) {
+  Clients.clear();
+  Clients.push_back(std::move(Client));
+}
+
+// The flat interface. A message that the engine silences costs no more than the test of its level.
+
+#define EMIT_MESSAGE(Category, Level)                                                              \
+  do {                                                                                             \
+    LoggingEngine &Engine = *TheEngine;                                                            \
+    if (Engine.passes(Level, Category)) {                                                          \
+      va_list Args;                                                                                \
+      va_start(Args, Fmt);                                                                         \
+      Engine.log(Level, Obj, Category, Fmt, Args);                                                 \
+      va_end(Args);                                                                                \
+    }                                                                                              \
+  } while (false)
+
+#define DEFINE_LOG(Name, Category, Level)                                                          \
+  void Name(const void *Obj, const char *Fmt, ...) {                                               \
+    EMIT_MESSAGE(Category, Level);                                                                 \
+  }
+
+#define DEFINE_FATAL(Name, Category)                                                               \
+  void Name(const void *Obj, const char *Fmt, ...) {                                               \
+    EMIT_MESSAGE(Category, ovLOG_Fatal);                                                           \
+    std::fflush(nullptr); /* abort does not flush what the clients have written */                 \
+    std::abort();                                                                                  \
+  }
+
+DEFINE_FATAL(orvy_logFatal, 0)
+DEFINE_FATAL(orvy_logCritical, 0)
+DEFINE_LOG(orvy_logError, 0, ovLOG_Error)
+DEFINE_LOG(orvy_logWarning, 0, ovLOG_Warning)
+DEFINE_LOG(orvy_logInfo, 0, ovLOG_Info)
+DEFINE_LOG(orvy_logDebugFunc, 0, ovLOG_Debug)
+
+DEFINE_FATAL(orvy_logSimFatal, 1)
+DEFINE_LOG(orvy_logSimError, 1, ovLOG_Error)
+DEFINE_LOG(orvy_logSimWarning, 1, ovLOG_Warning)
+DEFINE_LOG(orvy_logSimInfo, 1, ovLOG_Info)
+
+DEFINE_FATAL(orvy_logTargetFatal, 2)
+DEFINE_LOG(orvy_logTargetError, 2, ovLOG_Error)
+DEFINE_LOG(orvy_logTargetWarning, 2, ovLOG_Warning)
+DEFINE_LOG(orvy_logTargetInfo, 2, ovLOG_Info)
+
+DEFINE_FATAL(orvy_logConfigFatal, 3)
+DEFINE_LOG(orvy_logConfigError, 3, ovLOG_Error)
+DEFINE_LOG(orvy_logConfigWarning, 3, ovLOG_Warning)
+DEFINE_LOG(orvy_logConfigInfo, 3, ovLOG_Info)
+
+void orvy_logToCategory(const void *Obj, uint32_t Category, orvy_LogLevel Level, const char *Fmt,
+                        ...) {
+  va_list Args;
+  va_start(Args, Fmt);
+  TheEngine->log(Level, Obj, Category, Fmt, Args);
+  va_end(Args);
+}
+
+void orvy_logToCategoryVA(const void *Obj, uint32_t Category, orvy_LogLevel Level, const char *Fmt,
+                          va_list Args) {
+  TheEngine->log(Level, Obj, Category, Fmt, Args);
+}
+
+void orvy_log(orvy_LogLevel Level, const void *Obj, const char *Fmt, va_list Args) {
+  TheEngine->log(Level, Obj, 0, Fmt, Args);
+}
+
+void orvy_logSetLevel(orvy_LogLevel Level) {
+  TheEngine->setLevel(Level);
+}
+
+void orvy_logSetSeverity(void *Obj, uint32_t Category, orvy_LogLevel Level) {
+  if (Obj)
+    orvy_objectSetLogLevel(Obj, Category, Level);
+  else
+    TheEngine->setSeverity(Category, Level);
+}
+
+void orvy_objectSetLogLevel(void *Obj, uint32_t Category, orvy_LogLevel Level) {
+  if (orvy_Object *Header = headerOf(Obj); Header && Category < CategoryCount)
+    Header->LoggingFlags = withThreshold(Header->LoggingFlags, Category, Level);
+}
+
+orvy_LogLevel orvy_objectGetLogLevel(const void *Obj, uint32_t Category) {
+  const orvy_Object *Header = headerOf(Obj);
+  if (!Header || Category >= CategoryCount)
+    return ovLOG_Debug;
+  return static_cast<orvy_LogLevel>(thresholdOf(Header->LoggingFlags, Category));
+}
+
+void orvy_logSetColour(int On) {
+  TheEngine->setColor(On != 0);
+}
+
+void orvy_logSetFunc(void (*Func)(const char *Line)) {
+  TheEngine->replaceClients(Func ? LoggingClient::createStrCallbackClient(Func)
+                                 : LoggingClient::createStderrClient());
+}
+
+void orvy_logSetDefaultFile(FILE *File) {
+  if (!File || File == stderr)
+    TheEngine->replaceClients(LoggingClient::createStderrClient());
+  else if (File == stdout)
+    TheEngine->replaceClients(LoggingClient::createStdoutClient());
+  else
+    TheEngine->replaceClients(LoggingClient::createFileClient(File));
+}
