@@ -120,13 +120,19 @@ TEST_F(SparcV8Time, ShortensARunForAnEventThatAnAccessPosts) {
 }
 
 TEST_F(SparcV8Time, MayBeDisposedWhileItRuns) {
+  int Accesses = 0;
   const struct {
     const char *By;
     std::function<void()> Prepare;
   } Cases[] = {
       {"an event",            [&] { post(event("end", [&] { orvy_disposeObject(Cpu); }), 2); }    },
       {"a device",
-       [&] { Memory->AtDevice = [&](Access, orvy_MemTransaction *) { orvy_disposeObject(Cpu); }; }},
+       [&] {
+         Memory->AtDevice = [&](Access, orvy_MemTransaction *) {
+           ++Accesses;
+           orvy_disposeObject(Cpu);
+         };
+       }                                                                                          },
       {"who hears of a trap",
        [&] {
          raise(5);
@@ -141,15 +147,18 @@ TEST_F(SparcV8Time, MayBeDisposedWhileItRuns) {
     SCOPED_TRACE(Case.By);
     const CpuIface *Table = table();
     Log.clear();
-    program({"nop", "nop", "ld [%g3], %g4", "ba .+0x0", "nop"});
+    program({"nop", "nop", "ld [%g3], %g4", "ba .-0x4", "nop"});
     orvy_cpuSetPc(Cpu, Origin);
     set("g3", FlatMemory::DeviceBase);
+    Accesses = 0;
+    Memory->AtDevice = [&](Access, orvy_MemTransaction *) { ++Accesses; };
     const int64_t Never = event("never");
     Case.Prepare();
     post(Never, 2 + (Case.By == std::string("a device")));
     const auto Reason =
         Case.By == std::string("a step") ? Table->step(Cpu, 1000) : Table->run(Cpu, 1000);
     EXPECT_EQ(ovCER_Normal, Reason);
+    EXPECT_EQ(Case.By == std::string("a device"), Accesses) << "no instruction follows";
     EXPECT_EQ(nullptr, orvy_objectForName("cpu0"));
     EXPECT_THAT(Log, testing::Not(testing::Contains(
                          testing::Field(&std::pair<std::string, uint64_t>::first, "never"))));

@@ -52,6 +52,7 @@ TEST_F(Notifications, OfSourcesThatAreGoneAreForgottenAfterAWhile) {
   for (int Index = 0; Index < 2500; ++Index)
     Ids.push_back(Publish(Index));
   subscribe("gone", &Sources[0], "own");
+  subscribe("gone", &Sources[7], "kept");
   subscribe("gone", nullptr, "any");
   for (int Index = 0; Index < 2500; ++Index) {
     orvy::forgetNotificationsOf(&Sources[Index]);
@@ -70,7 +71,9 @@ TEST_F(Notifications, OfSourcesThatAreGoneAreForgottenAfterAWhile) {
   EXPECT_THAT(Heard, ElementsAre());
   orvy_notify(Ids[0], nullptr);
   orvy_notify(Ids[1], nullptr);
-  EXPECT_THAT(Heard, ElementsAre("any from none", "own from none", "any from none"));
+  orvy_notify(Ids[7], nullptr);
+  EXPECT_THAT(Heard, ElementsAre("any from none", "own from none", "any from none", "any from none",
+                                 "kept from none"));
 }
 
 TEST_F(Notifications, TellsSubscribersOfAnySourceFirst) {

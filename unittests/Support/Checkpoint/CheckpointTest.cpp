@@ -849,7 +849,7 @@ TEST_F(Checkpoint, RunsAndStepsRefuseBoth) {
       {"an access of a command",
        [] {
          orvy_execCommand("memory-write obj=memory addr=0 data=1");
-         orvy_execCommand("memory-read obj=memory addr=0 count=1");
+         orvy_execCommand("memory-read obj=memory addr=0 length=4");
        }                                                                                          },
       {"an event of a queue of its own",
        [] {

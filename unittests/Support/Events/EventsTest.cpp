@@ -683,6 +683,13 @@ TEST_F(Holders, PostInTheUnitOfTheQueueTheEventGoesTo) {
   orvy_eventPostAbsoluteInQueueInternal(Cpu->Queue, Id, INT64_MIN);
   EXPECT_EQ(orvy_eventGetCycles(Cpu, Id), INT64_MIN);
   orvy_eventDeschedule(Id);
+  orvy_eventPostAbsoluteInQueueInternal(Mach->Queue, Id, INT64_MIN);
+  EXPECT_EQ(orvy_eventGetNanos(Cpu, Id), INT64_MIN);
+  EXPECT_EQ(orvy_eventGetNanos(Mach, Id), INT64_MIN);
+  orvy_eventDeschedule(Id);
+  orvy_eventPostAbsoluteInQueueInternal(static_cast<Machine *>(Clock)->Queue, Id, INT64_MIN);
+  EXPECT_EQ(orvy_eventGetCycles(Clock, Id), INT64_MIN);
+  orvy_eventDeschedule(Id);
 
   for (void *None : {Plain, static_cast<void *>(nullptr)}) {
     Cpu->Machine = None; // without a machine both mean the processor
@@ -692,6 +699,16 @@ TEST_F(Holders, PostInTheUnitOfTheQueueTheEventGoesTo) {
   }
   orvy_eventPostStack(Cpu, Id, ovSE_Machine);
   EXPECT_EQ(orvy_eventGetFirstTime(Cpu->Queue), 0);
+
+  // Another owner at the same address is warned again.
+  for (int Round = 0; Round < 2; ++Round) {
+    Log.clear();
+    const int64_t Lost = orvy_eventPublish("lost", Plain, [](orvy_Event *) {});
+    orvy_eventPostCycles(nullptr, Lost, 7, ovSE_Cpu);
+    orvy_eventPostStack(nullptr, Lost, ovSE_Cpu);
+    EXPECT_EQ(Log.count("event 'lost' is not posted"), 1);
+    orvy_eventEraseAssociatedEvents(Plain);
+  }
 }
 
 TEST_F(Holders, TellTheTimeLeft) {

@@ -101,6 +101,19 @@ TEST_F(Simulation, AMultipleOfTheQuantumRunsOneMoreAndLosesNothing) {
   EXPECT_EQ(A->Cycles, 9);
 }
 
+TEST_F(Simulation, EndsWithTime) {
+  ScriptedCpu *A = addCpu("a");
+  orvy_simSetQuanta(1000);
+  orvy_setValueI64(Sim, "time", INT64_MAX - 500, -1);
+  A->Cycles = INT64_MAX - 500;
+  orvy_simRunNanos(400);
+  EXPECT_THAT(Limits, ElementsAre(INT64_MAX));
+  orvy_setValueI64(Sim, "time", INT64_MAX - 500, -1);
+  A->Cycles = INT64_MAX - 500;
+  orvy_simStep(0, 600);
+  EXPECT_EQ(A->Cycles, INT64_MAX);
+}
+
 TEST_F(Simulation, ATimeBeforeTheStartRunsNothing) {
   ScriptedCpu *A = addCpu("a");
   orvy_setValueI64(Sim, "time", -25, -1);
