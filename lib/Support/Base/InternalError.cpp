@@ -1,7 +1,5 @@
 #include "Base/InternalError.h"
 
-#include "Objsys/ObjectKinds.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -13,13 +11,4 @@ void orvy::internalError(const char *File, int Line, const char *What) {
 
 void orvy::nullFunction(const char *File, int Line, const char *Caller) {
   internalError(File, Line, (std::string(Caller) + ": the function to call is null").c_str());
-}
-
-void orvy::wrongObject(const void *Obj, const char *Lacks) {
-  const char *Name = orvy_nameForObject(Obj);
-  const orvy_Class *Cls = orvy_classForObject(Obj);
-  const char *ClsName = Cls ? orvy_nameForClass(Cls) : "none";
-  std::fprintf(stderr, "internal error: object '%s' (%p) of class '%s' %s\n",
-               Name ? Name : "unknown", Obj, ClsName, Lacks);
-  std::abort();
 }

@@ -3,11 +3,14 @@
 #ifndef ORVY_LIB_NOTIFICATIONLIST_H
 #define ORVY_LIB_NOTIFICATIONLIST_H
 
+#include <functional>
+#include <string>
+
 namespace orvy {
 
-/// Writes every published name with its sources to the standard output stream, in byte order of the
-/// names.
-void printNotificationEmitters();
+/// Calls a function with every published name and its sources, in byte order of the names and then
+/// by source. The function must not publish.
+void forEachNotification(const std::function<void(const std::string &Name, void *Source)> &Visit);
 
 /// Has the notifications of an object that was disposed forgotten after a while, unless somebody
 /// subscribes to them: who does will hear the next object at this address.

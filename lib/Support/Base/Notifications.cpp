@@ -151,31 +151,11 @@ void orvy::forgetNotificationsOf(void *Source) {
   names().SourcesGone.add(Source, releaseEntriesOf);
 }
 
-void orvy::printNotificationEmitters() {
-  outs() << "List of Registered Notifications and Emitters\n"
-         << "---------------------------------------------";
-  std::string_view Last;
-  bool First = true;
-  for (const auto &[Key, Index] : names().NotificationMap) {
-    if (First || Key.first != Last)
-      outs() << "\n" << Key.first << " : ";
-    else
-      outs() << ", ";
-    const char *Source = orvy_nameForObject(Key.second);
-    outs() << (Source ? Source : "<global>");
-    Last = Key.first;
-    First = false;
-  }
-  outs() << "\n";
+void orvy::forEachNotification(
+    const std::function<void(const std::string &Name, void *Source)> &Visit) {
+  for (const auto &[Key, Index] : names().NotificationMap)
+    Visit(Key.first, Key.second);
 }
-
-static int listNotifications(orvy::cl::Command &, orvy::cl::Interpreter *) {
-  orvy::printNotificationEmitters();
-  return 0;
-}
-
-static orvy::cl::Command NotificationList("notification-list", listNotifications,
-                                          "List all notifications");
 
 int64_t orvy_publishNotification(const char *Name, void *Source) {
   if (!Name)

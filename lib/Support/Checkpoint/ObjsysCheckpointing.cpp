@@ -2,9 +2,8 @@
 
 #include "Base/ActiveRun.h"
 #include "Checkpoint/CheckpointFile.h"
-#include "Machine/ClockModel.h"
+#include "Checkpoint/RunQuery.h"
 #include "Objsys/ComponentModel.h"
-#include "Events/EventQueue.h"
 #include "Base/InternalError.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/ObjsysValue.h"
@@ -15,8 +14,8 @@
 #include "orvy/Support/Notifications.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/Plugins.h"
-#include "orvy/Support/Simulator.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -83,10 +82,13 @@ int reportLibrary(const Json::exception &Why) {
   return 1;
 }
 
+using RunQuery = bool (*)();
+constinit RunQuery RunQueries[4] = {};
+
 /// Whether something runs or steps that would go on with objects that are gone. A processor that a
 /// host runs through its own table shows only when one of its events or callbacks calls.
 bool isRunning(const char *What) {
-  if (!orvy_simIsRunning() && !ActiveRun::isAny() && !orvy_EventQueue::isAnyInUse())
+  if (!ActiveRun::isAny() && std::ranges::none_of(RunQueries, [](auto Ask) { return Ask && Ask(); }))
     return false;
   orvy_logError(nullptr, "cannot %s a checkpoint: a run is in progress", What);
   return true;
@@ -94,8 +96,7 @@ bool isRunning(const char *What) {
 
 const ObjectIface *objectIface(const Class &Cls) {
   const IfaceInstance *Iface = Cls.getInterface("ObjectIface");
-  return Iface ? static_cast<const ObjectIface *>(Iface->at(0))
-               : clockmodel::checkpointIface(Cls.VTable);
+  return Iface ? static_cast<const ObjectIface *>(Iface->at(0)) : Cls.Saved;
 }
 
 // Saving
@@ -472,6 +473,12 @@ int orvy_deserialiseJSON(const char *Path) {
     UniqueDescriptor File = openForReading(Path);
     return File.isOpen() ? std::optional(readDocument(File.get())) : std::nullopt;
   });
+}
+
+void orvy::checkpoint::addRunQuery(bool (*IsRunning)()) {
+  auto *Free = std::ranges::find(RunQueries, nullptr);
+  ORVY_REQUIRE(Free != std::end(RunQueries));
+  *Free = IsRunning;
 }
 
 int orvy::checkpoint::restoreIfCheckpoint(const char *Path) {

@@ -92,4 +92,19 @@ Command ClassInfo("class-info",
 },
                   showClass, "Show info about class");
 
+Command ClassGenerateDoc(
+    "class-generate-doc",
+    {
+        {"class", OK_Class, true },
+        {"file",  OK_Path,  false}
+},
+    [](Command &Cmd, Interpreter *) {
+      const auto *Cls = Cmd.getOption("class").getValue<Class *>();
+      if (!Cls)
+        return 1;
+      Cls->generateDocs(given<const char *>(Cmd, "file").value_or(nullptr));
+      return 0;
+    },
+    "Generate documentation for class");
+
 } // namespace

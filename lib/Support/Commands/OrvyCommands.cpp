@@ -3,6 +3,7 @@
 #include "CommandLine/Handlers.h"
 
 #include "orvy/Support/Interpreter.h"
+#include "orvy/Support/Support.h"
 
 #include <cstdlib>
 
@@ -73,6 +74,14 @@ Command OrvyGenerateHelp("orvy-generate-help", call<PrintCommandHelpAdoc>,
                          "generate help document");
 
 Command OrvyQuit("orvy-quit", quit, "quit orvy", {"quit", "q", "exit"});
+
+Command OrvyVersion(
+    "orvy-version",
+    [](Command &, Interpreter *) {
+      outs() << orvy_getVersionString() << "\n";
+      return 0;
+    },
+    "Show orvy version", {"version"});
 
 Command Echo("echo", echo, "Write string to stdout");
 

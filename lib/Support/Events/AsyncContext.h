@@ -103,9 +103,6 @@ private:
 /// The callback of every entry, which is its argument. Runs on the simulation thread.
 void eventCb(void *Entry);
 
-/// Ends all waits for a queue holder that is about to be disposed.
-void forgetAsyncHolder(const void *Holder);
-
 } // namespace orvy
 
 #endif

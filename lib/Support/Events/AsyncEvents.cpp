@@ -1,6 +1,7 @@
 #include "orvy/Support/AsyncEvents.h"
 
 #include "Events/AsyncContext.h"
+#include "Objsys/Observers.h"
 #include "Base/InternalError.h"
 
 #include "orvy/Support/OutStream.h"
@@ -392,14 +393,16 @@ void AsyncContext::endDelivery(AsyncEvent *Entry) {
   take(Found);
 }
 
-void forgetAsyncHolder(const void *Holder) {
-  if (AsyncContext *Context = AsyncContext::get())
-    Context->forgetHolder(Holder);
-}
-
 namespace {
 
 AsyncContext g_Ctxt;
+
+const objsys::Observer WaitsEnd(
+    [](void *Holder) {
+      if (AsyncContext *Context = AsyncContext::get())
+        Context->forgetHolder(Holder);
+    },
+    nullptr);
 
 } // namespace
 

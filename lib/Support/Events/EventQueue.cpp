@@ -2,6 +2,7 @@
 
 #include "Events/CacheBlock.h"
 #include "Base/InternalError.h"
+#include "Checkpoint/RunQuery.h"
 
 #include "orvy/Support/Time.h"
 
@@ -208,6 +209,11 @@ void orvy_EventQueue::removeCallback(orvy_ThreadSafeCb Cb, void *Arg) {
     }
   CallbackCount.store(Callbacks.size(), std::memory_order_relaxed);
 }
+
+static const bool IsAsked = [] {
+  orvy::checkpoint::addRunQuery(&orvy_EventQueue::isAnyInUse);
+  return true;
+}();
 
 bool orvy_EventQueue::isAnyInUse() {
   for (const orvy_EventQueue *Queue = AllQueues; Queue; Queue = Queue->NextQueue)

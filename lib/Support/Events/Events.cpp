@@ -6,8 +6,8 @@
 #include "Base/InternalError.h"
 #include "Logging/LoggingEngine.h"
 #include "Base/RecentlyGone.h"
+#include "Objsys/Observers.h"
 
-#include "orvy/Support/Commands.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Notifications.h"
 #include "orvy/Support/Objsys.h"
@@ -297,13 +297,6 @@ void printEvents() {
   }
 }
 
-static int listEvents(cl::Command &, cl::Interpreter *) {
-  printEvents();
-  return 0;
-}
-
-static cl::Command EventList("event-list", listEvents, "List all events, sources and event ids");
-
 void notifyTimeSlip() {
   if (g_TimeSlipNotification)
     orvy_notify(g_TimeSlipNotification, nullptr);
@@ -325,6 +318,8 @@ void forgetAll() {
 } // namespace orvy::event
 
 using namespace orvy::event;
+
+static const orvy::objsys::Observer EventsGo(orvy_eventEraseAssociatedEvents, nullptr);
 
 int64_t orvy_eventPublish(const char *Name, void *Obj, orvy_EventFunc Func) {
   ORVY_REQUIRE_FUNCTION(Func);

@@ -1,5 +1,7 @@
 #include "orvy/Support/Time.h"
 
+#include "Logging/LogSources.h"
+
 #include "Objsys/ObjectKinds.h"
 #include "Base/Saturation.h"
 
@@ -166,3 +168,8 @@ uint64_t orvy_timeGetMonotonicWct(void) {
 uint64_t orvy_timeGetThreadWct(void) {
   return readClock(CLOCK_THREAD_CPUTIME_ID);
 }
+
+static const bool IsAsked = [] {
+  setLogTime(orvy_getSecs);
+  return true;
+}();

@@ -2,9 +2,8 @@
 
 #include "Base/ErrorRecord.h"
 #include "Logging/LoggingEngine.h"
-#include "Objsys/ObjsysClass.h"
+#include "Logging/LogSources.h"
 #include "orvy/Support/CommandLineOptions.h"
-#include "orvy/Support/Time.h"
 
 #include <algorithm>
 #include <bit>
@@ -15,7 +14,6 @@
 #include <string_view>
 
 using namespace orvy;
-using objsys::Class;
 
 // Null until this file's initialisers have run, and never destroyed: an engine may be built on
 // either side of the option's life.
@@ -34,40 +32,24 @@ constexpr const char *LevelColors[] = {"\033[31m", "\033[31m", "\033[33m", "\033
 constexpr const char *ColorReset = "\033[0m";
 constexpr const char *FixedCategories[FirstClassCategory] = {"", "sim", "target", "config"};
 
-// The header of an object. The registry alone says what has one: null for anything else.
-orvy_Object *headerOf(const void *Obj, const Class *Cls) {
-  return Cls && !Cls->External ? static_cast<orvy_Object *>(const_cast<void *>(Obj)) : nullptr;
-}
-
-orvy_Object *headerOf(const void *Obj) {
-  return Obj ? headerOf(Obj, Class::classForObject(Obj)) : nullptr;
-}
-
-// Whether an object has a time of its own.
-bool keepsTime(const Class &Cls) {
-  return Cls.Qualifier == objsys::QualifierCpu || Cls.Qualifier == objsys::QualifierMachine;
-}
-
-// The object whose time heads the messages of Obj; null if there is none.
-void *getTimeSource(const void *Obj, const Class *Cls) {
-  orvy_Object *Header = headerOf(Obj, Cls);
-  if (!Header || keepsTime(*Cls))
-    return Header;
-  // What is no processor, machine or clock would make orvy_getSecs log in its turn.
-  const Class *Source = Header->TimeSource ? Class::classForObject(Header->TimeSource) : nullptr;
-  const bool IsTold = Source && (keepsTime(*Source) || Source->Qualifier == objsys::QualifierClock);
-  return IsTold ? Header->TimeSource : nullptr;
-}
+constinit LogSources Sources = {
+    [](const void *) -> const char * { return nullptr; },
+    [](const void *) -> orvy_Object * { return nullptr; },
+    [](const void *, uint32_t) -> const char * { return nullptr; },
+    [](const void *) -> void * { return nullptr; },
+};
+using AskTime = double (*)(void *TimeSource);
+constinit AskTime SecondsOf = [](void *) { return std::nan(""); };
 
 // The time of a line, NaN if it has none. A time source that logs while it is asked for its time
 // gets lines without one.
-double secondsOf(const void *Obj, const Class *Cls) {
+double secondsOf(const void *Obj) {
   static thread_local bool Asking = false;
-  void *Source = Asking ? nullptr : getTimeSource(Obj, Cls);
+  void *Source = Asking ? nullptr : Sources.timeSourceOf(Obj);
   if (!Source)
     return std::nan("");
   Asking = true;
-  const double Secs = orvy_getSecs(Source);
+  const double Secs = SecondsOf(Source);
   Asking = false;
   return Secs;
 }
@@ -113,16 +95,15 @@ uint64_t millionths(double Value) {
   return Whole + (Rest > Half || (Rest == Half && (Whole & 1)));
 }
 
-const char *categoryName(uint32_t Category, const Class *Cls) {
+const char *categoryName(uint32_t Category, const void *Obj) {
   if (Category < FirstClassCategory)
     return FixedCategories[Category] ? FixedCategories[Category] : "";
-  const char *Name = Cls ? Cls->getLoggingCategory(Category) : nullptr;
+  const char *Name = Sources.categoryOf(Obj, Category);
   return Name ? Name : "";
 }
 
 void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Category, bool Color) {
-  const Class *Cls = Obj ? Class::classForObject(Obj) : nullptr;
-  if (const double Secs = secondsOf(Obj, Cls); !std::isnan(Secs)) {
+  if (const double Secs = secondsOf(Obj); !std::isnan(Secs)) {
     SecondsText Text;
     Out.add(formatSeconds(Secs, Text));
     Out.add(": ");
@@ -132,7 +113,7 @@ void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Categor
   if (Color)
     Out.add(LevelColors[Level]);
   if (Category != 0) {
-    Out.add(categoryName(Category, Cls));
+    Out.add(categoryName(Category, Obj));
     Out.add("/");
   }
   Out.add(LevelNames[Level]);
@@ -140,7 +121,7 @@ void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Categor
     Out.add(ColorReset);
   Out.add(":");
   if (Obj) {
-    const char *Name = Class::nameForObject(Obj);
+    const char *Name = Sources.nameOf(Obj);
     Out.add(" ");
     Out.add(Name ? Name : "");
     Out.add(" ");
@@ -159,7 +140,7 @@ void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Categor
 // For those who ask for the reason of a failure: the message without level and time.
 [[gnu::format(printf, 2, 0)]] void record(const void *Obj, const char *Fmt, va_list Args) {
   Line Out;
-  if (const char *Name = Obj ? Class::nameForObject(Obj) : nullptr) {
+  if (const char *Name = Sources.nameOf(Obj)) {
     Out.add(Name);
     Out.add(": ");
   }
@@ -176,6 +157,14 @@ constexpr LogThresholds withThreshold(LogThresholds Set, uint32_t Category, orvy
 }
 
 } // namespace
+
+void orvy::setLogSources(const LogSources &Answers) {
+  Sources = Answers;
+}
+
+void orvy::setLogTime(double (*Seconds)(void *TimeSource)) {
+  SecondsOf = Seconds;
+}
 
 const char *orvy::logLevelName(orvy_LogLevel Level) {
   return Level <= ovLOG_Debug ? LevelNames[Level] : nullptr;
@@ -257,7 +246,7 @@ void LoggingEngine::log(orvy_LogLevel Level, const void *Obj, uint32_t Category,
     Category = 0;
   if (!passes(Level, Category))
     return;
-  const orvy_Object *Header = headerOf(Obj);
+  const orvy_Object *Header = Sources.headerOf(Obj);
   if (Header && Level > thresholdOf(Header->LoggingFlags, Category))
     return;
   if (Level <= ovLOG_Error)
@@ -375,12 +364,12 @@ void orvy_logSetSeverity(void *Obj, uint32_t Category, orvy_LogLevel Level) {
 }
 
 void orvy_objectSetLogLevel(void *Obj, uint32_t Category, orvy_LogLevel Level) {
-  if (orvy_Object *Header = headerOf(Obj); Header && Category < CategoryCount)
+  if (orvy_Object *Header = Sources.headerOf(Obj); Header && Category < CategoryCount)
     Header->LoggingFlags = withThreshold(Header->LoggingFlags, Category, Level);
 }
 
 orvy_LogLevel orvy_objectGetLogLevel(const void *Obj, uint32_t Category) {
-  const orvy_Object *Header = headerOf(Obj);
+  const orvy_Object *Header = Sources.headerOf(Obj);
   if (!Header || Category >= CategoryCount)
     return ovLOG_Debug;
   return static_cast<orvy_LogLevel>(thresholdOf(Header->LoggingFlags, Category));

@@ -2,7 +2,7 @@
 
 #include "orvy/Support/Clock.h"
 
-#include "Machine/ClockModel.h"
+#include "Objsys/ObjsysClass.h"
 #include "Events/EventQueue.h"
 #include "Objsys/ObjectKinds.h"
 #include "Base/Saturation.h"
@@ -275,6 +275,12 @@ void writeEnableRT(void *Obj, orvy_Propval Value, int) {
   clockOf(Obj).EnableRT = Value.u8;
 }
 
+/// The class publishes no ObjectIface, but checkpoints hold its queue.
+constexpr ObjectIface SavedQueue = {
+    [](void *Obj, const char *, void *Ctxt) { orvy_eventSerialise(clockOf(Obj).Queue, Ctxt); },
+    [](void *Obj, const char *, void *Ctxt) { orvy_eventDeserialise(clockOf(Obj).Queue, Ctxt); },
+    nullptr, nullptr, nullptr};
+
 } // namespace
 
 void orvy::clockmodel::registerClock() {
@@ -283,6 +289,7 @@ void orvy::clockmodel::registerClock() {
     return;
   orvy_qualifyAs(Cls, ORVY_QUALIFIER_CLOCK);
   orvy_setVTable(Cls, ClassTable);
+  orvy::objsys::fromHandle(Cls)->Saved = &SavedQueue;
   orvy_addProperty(Cls, "Cycles", offsetof(Clock, Cycles), ovTY_I64, 1, nullptr, nullptr,
                    "Tick count");
   orvy_addProperty(Cls, "Steps", offsetof(Clock, Steps), ovTY_I64, 1, nullptr, nullptr,
@@ -298,11 +305,3 @@ void orvy::clockmodel::registerClock() {
 }
 
 void orvy::clockmodel::registerRTClock() {}
-
-const ObjectIface *orvy::clockmodel::checkpointIface(const void *VTable) {
-  static constexpr ObjectIface Table = {
-      [](void *Obj, const char *, void *Ctxt) { orvy_eventSerialise(clockOf(Obj).Queue, Ctxt); },
-      [](void *Obj, const char *, void *Ctxt) { orvy_eventDeserialise(clockOf(Obj).Queue, Ctxt); },
-      nullptr, nullptr, nullptr};
-  return VTable == ClassTable ? &Table : nullptr;
-}

@@ -3,6 +3,7 @@
 // QuantaStart and QuantaEnd say where a run that returned early goes on.
 
 #include "Base/ActiveRun.h"
+#include "Machine/ComponentClock.h"
 #include "Objsys/ComponentModel.h"
 #include "Objsys/ObjectKinds.h"
 #include "Objsys/ObjsysClass.h"

@@ -3,7 +3,9 @@
 #include "Base/ActiveRun.h"
 #include "Events/EventQueue.h"
 #include "Base/InternalError.h"
+#include "Checkpoint/RunQuery.h"
 #include "Objsys/ObjectKinds.h"
+#include "Objsys/Observers.h"
 #include "Objsys/ObjsysClass.h"
 #include "Base/Saturation.h"
 
@@ -592,6 +594,16 @@ void reset() {
   Sim->ExitReason = ovCER_Normal;
   ++Sim->Resets; // ends a run in progress
 }
+
+namespace {
+
+const objsys::Observer Cleared(nullptr, reset);
+const bool IsAsked = [] {
+  checkpoint::addRunQuery([] { return orvy_simIsRunning() != 0; });
+  return true;
+}();
+
+} // namespace
 
 void addComponent(void *) {}
 

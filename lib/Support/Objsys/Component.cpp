@@ -26,19 +26,16 @@
 
 using namespace orvy;
 using namespace orvy::objsys;
+using component::disposeVector;
+using component::isClock;
+using component::MostLevels;
+using component::objectsIn;
+using component::owns;
 
 namespace {
 
-constexpr unsigned MostLevels = 256; // of nesting that a checkpoint can ask for
-
 orvy_Component &componentOf(void *Obj) {
   return *static_cast<orvy_Component *>(Obj);
-}
-
-std::span<void *> objectsIn(orvy_Vector &Vec) {
-  if (Vec.Typ != ovTY_Obj || !Vec.VecData)
-    return {};
-  return {static_cast<void **>(orvy_vecGetData(&Vec)), orvy_vecGetSize(&Vec)};
 }
 
 std::span<void *> objectsOf(orvy_Component &C) {
@@ -64,17 +61,6 @@ void push(orvy_Vector &Vec, orvy_IfaceRef Ref) {
   orvy_vecPush(&Vec, Pv);
 }
 
-void disposeVector(orvy_Vector &Vec) {
-  if (Vec.VecData)
-    orvy_vecDispose(&Vec);
-}
-
-/// Whether an entry is an inner object still. Its address may be that of another object by now.
-bool owns(const orvy_Component &C, const void *Obj) {
-  const Class *Cls = Class::classForObject(Obj);
-  return Cls && !Cls->External && static_cast<const orvy_Object *>(Obj)->Component == &C;
-}
-
 // Strings of "delegatePropNames"
 
 char *copyOf(const char *Text) {
@@ -90,54 +76,6 @@ void disposeWithStrings(orvy_Dict *Dict) {
     if (orvy_Propval Pv = orvy_dictGetValue(Dict, Key); Pv.Typ == ovTY_String)
       std::free(const_cast<char *>(Pv.String));
   orvy_dictDispose(Dict);
-}
-
-/// The strings go with their dictionary, which a restore replaces.
-void setDelegatePropNames(void *Obj, orvy_Propval Pv, int) {
-  orvy_Component &C = componentOf(Obj);
-  if (Pv.Typ != ovTY_Dict || Pv.Dict == C.DelegatePropNames)
-    return;
-  disposeWithStrings(C.DelegatePropNames);
-  C.DelegatePropNames = Pv.Dict;
-}
-
-/// What the group scheduler will call must be what it takes it for, whoever wrote the checkpoint.
-bool isClock(const orvy_IfaceRef &Ref) {
-  const char *Type = orvy_typenameForInterface(Ref);
-  return Type && std::strcmp(Type, "ClockIface") == 0;
-}
-
-/// Whether to run these clocks is to run that component, or to go too deep.
-bool wouldRun(orvy_Vector &Clocks, const orvy_Component &C, std::set<const orvy_Component *> &Seen,
-              unsigned Level = 0) {
-  return std::ranges::any_of(component::referencesIn(Clocks), [&](const orvy_IfaceRef &Ref) {
-    orvy_Component *Group =
-        Ref.Iface == &component::GroupTable ? component::find(Ref.Obj) : nullptr;
-    if (!Group || !Seen.insert(Group).second)
-      return false;
-    return Group == &C || Level >= MostLevels || wouldRun(Group->Clocks, C, Seen, Level + 1);
-  });
-}
-
-/// What is wrong with the clocks of a component; null if nothing is.
-const char *faultOf(orvy_Vector &Clocks, const orvy_Component &C) {
-  const bool AreClocks =
-      Clocks.Typ == ovTY_IfaceRef && std::ranges::all_of(component::referencesIn(Clocks), isClock);
-  if (!AreClocks)
-    return "takes references to ClockIface only";
-  std::set<const orvy_Component *> Seen;
-  return wouldRun(Clocks, C, Seen) ? "leads back to its own component" : nullptr;
-}
-
-void setClocks(void *Obj, orvy_Propval Pv, int) {
-  orvy_Component &C = componentOf(Obj);
-  if (Pv.Typ != ovTY_Vector || Pv.Vector.VecData == C.Clocks.VecData)
-    return;
-  if (const char *Fault = faultOf(Pv.Vector, C))
-    orvy_logError(Obj, "property 'clocks' %s, it stays as it is", Fault);
-  else
-    std::swap(C.Clocks, Pv.Vector);
-  disposeVector(Pv.Vector);
 }
 
 // Inner objects
@@ -259,84 +197,6 @@ void disposeRecord(orvy_Component &C) {
   std::free(&C);
 }
 
-// Inspecting
-
-void printLine(const void *Obj) {
-  if (const Class *Cls = Class::classForObject(Obj))
-    outs() << "\t" << Class::nameForObject(Obj) << " : " << Cls->Name << "\n";
-}
-
-template <typename T>
-void printSection(const char *Title, std::span<T> Entries, void *(*ObjectOf)(const T &)) {
-  if (Entries.empty())
-    return;
-  outs() << Title << "\n";
-  for (const T &Entry : Entries)
-    printLine(ObjectOf(Entry));
-}
-
-void printObject(void *Obj) {
-  orvy_Component &C = componentOf(Obj);
-  constexpr auto Itself = [](void *const &Inner) { return Inner; };
-  printSection<void *>("Sub-Components:", objectsIn(C.Components), Itself);
-  printSection<void *>("Owned-Objects:", objectsOf(C), Itself);
-  printSection<orvy_IfaceRef>("Clocks:", component::referencesIn(C.Clocks),
-                              [](const orvy_IfaceRef &Ref) { return Ref.Obj; });
-}
-
-/// The indent is a running one: an inner component has a line as an entry and one as the head of
-/// its own tree.
-void printTree(orvy_Component &C, size_t Indent) {
-  outs() << std::string(Indent, ' ') << Class::nameForObject(&C) << "\n";
-  Indent += 2;
-  for (void *Obj : objectsOf(C)) {
-    if (!owns(C, Obj))
-      continue;
-    outs() << std::string(Indent, ' ') << Class::nameForObject(Obj) << "\n";
-    if (orvy_Component *Inner = component::find(Obj))
-      printTree(*Inner, Indent);
-  }
-}
-
-int printForest(cl::Command &, cl::Interpreter *) {
-  const auto Print = [](orvy_Component *Root, void *) {
-    if (orvy_Component *C = component::find(Root))
-      printTree(*C, 0);
-  };
-  orvy_foreachRootComponent(Print, nullptr);
-  return 0;
-}
-
-cl::Command ComponentForest("component-forest", printForest, "Print component forrest");
-
-// The class
-
-ObjectIface ObjectTable = {nullptr, nullptr, nullptr, nullptr, printObject};
-
-void describe(orvy_Class *Cls) {
-  const struct {
-    const char *Name;
-    size_t Offset;
-    orvy_Type Typ;
-  } Rows[] = {
-      {"objects",            offsetof(orvy_Component, Objects),           ovTY_Vector},
-      {"components",         offsetof(orvy_Component, Components),        ovTY_Vector},
-      {"clocks",             offsetof(orvy_Component, Clocks),            ovTY_Vector},
-      {"currentClock",       offsetof(orvy_Component, CurrentClock),      ovTY_I32   },
-      {"stepClock",          offsetof(orvy_Component, StepClock),         ovTY_I32   },
-      {"quanta",             offsetof(orvy_Component, Quanta),            ovTY_I32   },
-      {"quantaStart",        offsetof(orvy_Component, QuantaStart),       ovTY_I64   },
-      {"quantaEnd",          offsetof(orvy_Component, QuantaEnd),         ovTY_I64   },
-      {"delegatePropObjs",   offsetof(orvy_Component, DelegatePropObjs),  ovTY_Dict  },
-      {"delegatePropNames",  offsetof(orvy_Component, DelegatePropNames), ovTY_Dict  },
-      {"delegateInterfaces", offsetof(orvy_Component, DelegateIfaces),    ovTY_Dict  },
-  };
-  for (const auto &Row : Rows)
-    orvy_addProperty(Cls, Row.Name, static_cast<int>(Row.Offset), Row.Typ, 1, nullptr, nullptr, "");
-  fromHandle(Cls)->getProperty("clocks")->Setter = setClocks;
-  fromHandle(Cls)->getProperty("delegatePropNames")->Setter = setDelegatePropNames;
-}
-
 /// Levels of ownership above a component; MostLevels or more if Obj is one of its owners.
 unsigned levelsAbove(const orvy_Component &C, const void *Obj) {
   unsigned Levels = 0;
@@ -414,22 +274,36 @@ void component::adoptRestored() {
       C->Super.Component = nullptr;
 }
 
+void component::replaceDelegatePropNames(orvy_Component &C, orvy_Dict *Names) {
+  disposeWithStrings(C.DelegatePropNames);
+  C.DelegatePropNames = Names;
+}
+
+std::span<void *> component::objectsIn(orvy_Vector &Vec) {
+  if (Vec.Typ != ovTY_Obj || !Vec.VecData)
+    return {};
+  return {static_cast<void **>(orvy_vecGetData(&Vec)), orvy_vecGetSize(&Vec)};
+}
+
+bool component::owns(const orvy_Component &C, const void *Obj) {
+  const Class *Cls = Class::classForObject(Obj);
+  return Cls && !Cls->External && static_cast<const orvy_Object *>(Obj)->Component == &C;
+}
+
+bool component::isClock(const orvy_IfaceRef &Ref) {
+  const char *Type = orvy_typenameForInterface(Ref);
+  return Type && std::strcmp(Type, "ClockIface") == 0;
+}
+
+void component::disposeVector(orvy_Vector &Vec) {
+  if (Vec.VecData)
+    orvy_vecDispose(&Vec);
+}
+
 std::span<orvy_IfaceRef> component::referencesIn(orvy_Vector &Vec) {
   if (Vec.Typ != ovTY_IfaceRef || !Vec.VecData)
     return {};
   return {static_cast<orvy_IfaceRef *>(orvy_vecGetData(&Vec)), orvy_vecGetSize(&Vec)};
-}
-
-orvy_Class *orvy_registerComponent(const char *ClsName, orvy_ObjectCreateFunc Create,
-                                   orvy_ObjectDisposeFunc Dispose) {
-  orvy_Class *Cls = orvy_registerClass(ClsName, Create, Dispose ? Dispose : orvy_componentDispose);
-  if (!Cls)
-    return nullptr;
-  orvy_qualifyAs(Cls, QualifierComponent);
-  describe(Cls);
-  orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
-  orvy_addInterface(Cls, "ClockIface", "ClockIface", &component::GroupTable, 0, "");
-  return Cls;
 }
 
 orvy_Component *orvy_componentCreate(const char *Name) {

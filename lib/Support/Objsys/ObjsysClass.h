@@ -137,6 +137,7 @@ public:
   orvy_ObjectCreateFunc Create = nullptr;
   orvy_ObjectDisposeFunc Dispose = nullptr;
   void *VTable = nullptr;
+  const ObjectIface *Saved = nullptr; ///< of a class that publishes none: how checkpoints hold it
   PageIndex<NameMap<std::unique_ptr<Property>>> PropertyPages;
   PageIndex<NameMap<std::unique_ptr<RegisterBank>>> BankPages;
   std::array<std::string, 8> LoggingCategoryNames; ///< of the categories 8 to 15

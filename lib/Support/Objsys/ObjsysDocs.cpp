@@ -1,6 +1,5 @@
 // The documentation of a class, as AsciiDoc.
 
-#include "CommandLine/Handlers.h"
 #include "Base/HexText.h"
 #include "Objsys/ObjsysClass.h"
 
@@ -10,7 +9,6 @@
 #include <utility>
 
 using namespace orvy;
-using namespace orvy::cl;
 using namespace orvy::objsys;
 
 namespace {
@@ -97,21 +95,6 @@ std::string registerTexts(const Class &Cls) {
   }
   return Text;
 }
-
-Command ClassGenerateDoc(
-    "class-generate-doc",
-    {
-        {"class", OK_Class, true },
-        {"file",  OK_Path,  false}
-},
-    [](Command &Cmd, Interpreter *) {
-      const auto *Cls = Cmd.getOption("class").getValue<Class *>();
-      if (!Cls)
-        return 1;
-      Cls->generateDocs(given<const char *>(Cmd, "file").value_or(nullptr));
-      return 0;
-    },
-    "Generate documentation for class");
 
 } // namespace
 

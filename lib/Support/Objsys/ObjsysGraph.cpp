@@ -2,7 +2,6 @@
 
 #include "orvy/Support/ObjsysTools.h"
 
-#include "CommandLine/Handlers.h"
 #include "Objsys/ObjsysClass.h"
 
 #include "orvy/Support/Containers.h"
@@ -21,7 +20,6 @@
 #include <vector>
 
 using namespace orvy;
-using namespace orvy::cl;
 using namespace orvy::objsys;
 
 namespace {
@@ -121,23 +119,6 @@ private:
 
   std::string Node; ///< of the object that is described
 };
-
-Command
-    ObjectGenerateGraph("object-generate-graph",
-                        {
-                            {"file",    OK_Path, false},
-                            {"display", OK_Int,  false}
-},
-                        [](Command &Cmd, Interpreter *) {
-                          const auto File = given<const char *>(Cmd, "file");
-                          return orvy_generateObjectGraph(File.value_or(nullptr),
-                                                          isOn(Cmd, "display"));
-                        },
-                        "Generate the object graph as a dot file.\n"
-                        "If display is set to non-zero, the graph will be rendered and displayed\n"
-                        "using eog and a random file name will be generated in the current dir.\n"
-                        "NOTE: You need eog and graphviz installed to actually display the graph.",
-                        {"graph"});
 
 } // namespace
 

@@ -1,14 +1,12 @@
 #include "Objsys/ObjsysClass.h"
 
-#include "Events/AsyncContext.h"
 #include "Base/NotificationList.h"
 #include "Objsys/ObjsysValue.h"
+#include "Objsys/Observers.h"
 #include "Objsys/PluginManager.h"
-#include "orvy/Support/Events.h"
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Notifications.h"
 #include "orvy/Support/OutStream.h"
-#include "orvy/Support/Simulator.h"
 
 #include <algorithm>
 #include <string>
@@ -158,6 +156,27 @@ void forgetClassesOfTold() {
 
 } // namespace
 
+constinit Observer *Observer::First = nullptr;
+constinit Observer **Observer::End = &Observer::First;
+
+Observer::Observer(void (*Disposing)(void *Obj), void (*Cleared)())
+    : Disposing(Disposing), Cleared(Cleared) {
+  *End = this;
+  End = &Next;
+}
+
+void Observer::tellDisposing(void *Obj) {
+  for (const Observer *Each = First; Each; Each = Each->Next)
+    if (Each->Disposing)
+      Each->Disposing(Obj);
+}
+
+void Observer::tellCleared() {
+  for (const Observer *Each = First; Each; Each = Each->Next)
+    if (Each->Cleared)
+      Each->Cleared();
+}
+
 void *Class::createObject(const char *ClsName, const char *ObjName, const orvy_CreateArg *Args) {
   Class *Cls = classForCreation(ClsName, ObjName);
   if (!Cls)
@@ -209,8 +228,7 @@ void Class::disposeObject(void *Obj) {
                        "orvy_objsysClear disposes of all other objects");
     return;
   }
-  orvy_eventEraseAssociatedEvents(Obj);
-  orvy::forgetAsyncHolder(Obj);
+  Observer::tellDisposing(Obj);
   ClassRegistry::get().removeObject(Obj);
   if (Cls->External)
     return;
@@ -248,7 +266,7 @@ void Class::clear() {
     return;
   Registry.Classes.insert(std::move(Kept));
   Registry.addObject("sim", Sim, *SimClass);
-  sim::reset();
+  Observer::tellCleared();
 }
 
 void Class::clearObjects() {
@@ -259,7 +277,7 @@ void Class::clearObjects() {
   if (!Sim)
     return;
   Registry.addObject("sim", Sim, *SimClass);
-  sim::reset();
+  Observer::tellCleared();
 }
 
 bool Class::isToldOfDisposal(const void *Obj) {

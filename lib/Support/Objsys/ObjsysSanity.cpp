@@ -2,7 +2,6 @@
 
 #include "orvy/Support/ObjsysTools.h"
 
-#include "CommandLine/Handlers.h"
 #include "Objsys/ObjsysClass.h"
 
 #include "orvy/Support/Logging.h"
@@ -12,7 +11,6 @@
 #include <vector>
 
 using namespace orvy;
-using namespace orvy::cl;
 using namespace orvy::objsys;
 
 namespace {
@@ -44,14 +42,6 @@ int checkObject(void *Obj, int Report) {
   const auto *Table = Iface ? static_cast<const ObjectIface *>(Iface->at(0)) : nullptr;
   return Table && Table->checkSanity ? Table->checkSanity(Obj, Report) : countOpen(Obj, Report);
 }
-
-Command ObjsysCheckSanity(
-    "objsys-check-sanity",
-    [](Command &, Interpreter *) {
-      orvy_checkSanity(2);
-      return 0;
-    },
-    "Check sanity of object system");
 
 } // namespace
 

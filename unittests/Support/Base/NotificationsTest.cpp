@@ -1,6 +1,7 @@
 #include "orvy/Support/Notifications.h"
 
 #include "Base/NotificationList.h"
+#include "orvy/Support/Interpreter.h"
 #include "orvy/Support/Objsys.h"
 
 #include <cstdlib>
@@ -150,7 +151,7 @@ TEST_F(Notifications, ListsNamesAndEmitters) {
   orvy_publishNotification("alpha", nullptr);
   orvy_publishNotification("alpha", Thing);
   testing::internal::CaptureStdout();
-  orvy::printNotificationEmitters();
+  orvy_execCommand("notification-list");
   const std::string Emitters = testing::internal::GetCapturedStdout();
   EXPECT_THAT(Emitters, testing::StartsWith("List of Registered Notifications and Emitters\n"
                                             "---------------------------------------------"

@@ -685,6 +685,8 @@ TEST_F(Holders, PostInTheUnitOfTheQueueTheEventGoesTo) {
   orvy_eventDeschedule(Id);
   orvy_eventPostAbsoluteInQueueInternal(Mach->Queue, Id, INT64_MIN);
   EXPECT_EQ(orvy_eventGetNanos(Cpu, Id), INT64_MIN);
+  Cpu->Freq = 1000000000;
+  EXPECT_EQ(orvy_eventGetCycles(Cpu, Id), INT64_MIN);
   EXPECT_EQ(orvy_eventGetNanos(Mach, Id), INT64_MIN);
   orvy_eventDeschedule(Id);
   orvy_eventPostAbsoluteInQueueInternal(static_cast<Machine *>(Clock)->Queue, Id, INT64_MIN);

@@ -1,0 +1,47 @@
+// What the log is told about objects: names, filters, categories, and whose time they have.
+
+#include "Logging/LogSources.h"
+#include "Objsys/ObjsysClass.h"
+
+using namespace orvy;
+using namespace orvy::objsys;
+
+namespace {
+
+/// The header of an object. The registry alone says what has one: null for anything else.
+orvy_Object *headerOf(const void *Obj, const Class *Cls) {
+  return Cls && !Cls->External ? static_cast<orvy_Object *>(const_cast<void *>(Obj)) : nullptr;
+}
+
+/// Whether an object has a time of its own.
+bool keepsTime(const Class &Cls) {
+  return Cls.Qualifier == QualifierCpu || Cls.Qualifier == QualifierMachine;
+}
+
+void *timeSourceOf(const void *Obj) {
+  const Class *Cls = Obj ? Class::classForObject(Obj) : nullptr;
+  orvy_Object *Header = headerOf(Obj, Cls);
+  if (!Header || keepsTime(*Cls))
+    return Header;
+  // What is not a processor, machine or clock would log an error when asked for its time.
+  const Class *Source = Header->TimeSource ? Class::classForObject(Header->TimeSource) : nullptr;
+  const bool IsTold = Source && (keepsTime(*Source) || Source->Qualifier == QualifierClock);
+  return IsTold ? Header->TimeSource : nullptr;
+}
+
+const bool Answers = [] {
+  setLogSources({
+      .nameOf = [](const void *Obj) { return Obj ? Class::nameForObject(Obj) : nullptr; },
+      .headerOf = [](const void *Obj) -> orvy_Object * {
+        return Obj ? headerOf(Obj, Class::classForObject(Obj)) : nullptr;
+      },
+      .categoryOf = [](const void *Obj, uint32_t Category) -> const char * {
+        const Class *Cls = Obj ? Class::classForObject(Obj) : nullptr;
+        return Cls ? Cls->getLoggingCategory(Category) : nullptr;
+      },
+      .timeSourceOf = timeSourceOf,
+  });
+  return true;
+}();
+
+} // namespace
