@@ -127,8 +127,6 @@ orvy_CpuExitReason turn(Cpu *C, Turn T) {
     return ovCER_Normal;
   while (!C->Disposed) {
     int64_t FirstEvent = orvy_eventTrigger(C->Queue, int64_t(C->Cycles));
-    if (C->Disposed)
-      break;
     WasHalted = WasHalted && C->Halted;
     if (C->Halted && (!WasHalted || T.Stepping || C->Cycles >= T.Cycles))
       return ovCER_Halt;
@@ -137,7 +135,7 @@ orvy_CpuExitReason turn(Cpu *C, Turn T) {
     if (!C->Halted)
       if (unsigned Level = pendingInterrupt(C))
         takeInterrupt(C, Level);
-    if (C->Disposed) // by who hears of the trap
+    if (C->Disposed) // by an event, or by who hears of the trap
       break;
     if (C->Halted || C->PoweredDown) {
       if (!passTime(C, T, FirstEvent))

@@ -120,28 +120,31 @@ TEST_F(SparcV8Time, ShortensARunForAnEventThatAnAccessPosts) {
 }
 
 TEST_F(SparcV8Time, MayBeDisposedWhileItRuns) {
-  int Accesses = 0;
+  int Accesses = 0, Traps = 0;
+  const auto ByDevice = [&](uint32_t Flags) {
+    Memory->AtDevice = [&, Flags](Access, orvy_MemTransaction *Mt) {
+      ++Accesses;
+      Mt->Flags |= Flags;
+      orvy_disposeObject(Cpu);
+    };
+  };
+  const auto ByEvent = [&] { post(event("end", [&] { orvy_disposeObject(Cpu); }), 2); };
   const struct {
     const char *By;
     std::function<void()> Prepare;
+    int Accesses; // after which no instruction follows, and no trap
+    int Traps;
+    bool Steps;
   } Cases[] = {
-      {"an event",            [&] { post(event("end", [&] { orvy_disposeObject(Cpu); }), 2); }    },
-      {"a device",
-       [&] {
-         Memory->AtDevice = [&](Access, orvy_MemTransaction *) {
-           ++Accesses;
-           orvy_disposeObject(Cpu);
-         };
-       }                                                                                          },
-      {"who hears of a trap",
-       [&] {
-         raise(5);
-         table()->enableTrapEvents(Cpu);
-         orvy_subscribeNotification(
-             "orvy.cpuTrapEntry", Cpu, nullptr,
-             [](void *, void *Source, void *) { orvy_disposeObject(Source); });
-       }                                                                                          },
-      {"a step",              [&] { post(event("end", [&] { orvy_disposeObject(Cpu); }), 2); }    },
+      {"an event", ByEvent, 0, 0, false},
+      {"an event of a step", ByEvent, 0, 0, true},
+      {"a device", [&] { ByDevice(0); }, 1, 0, false},
+      {"a device that fails", [&] { ByDevice(ovMF_Failed); }, 1, 0, false},
+      {"who hears of a trap", [&] { raise(5); }, 0, 1, false},
+  };
+  static void (*Hear)(void *, void *, void *) = [](void *Count, void *Source, void *) {
+    ++*static_cast<int *>(Count);
+    orvy_disposeObject(Source);
   };
   for (const auto &Case : Cases) {
     SCOPED_TRACE(Case.By);
@@ -150,18 +153,20 @@ TEST_F(SparcV8Time, MayBeDisposedWhileItRuns) {
     program({"nop", "nop", "ld [%g3], %g4", "ba .-0x4", "nop"});
     orvy_cpuSetPc(Cpu, Origin);
     set("g3", FlatMemory::DeviceBase);
-    Accesses = 0;
+    Accesses = Traps = 0;
     Memory->AtDevice = [&](Access, orvy_MemTransaction *) { ++Accesses; };
+    table()->enableTrapEvents(Cpu);
+    orvy_subscribeNotification("orvy.cpuTrapEntry", Cpu, &Traps, Hear);
     const int64_t Never = event("never");
     Case.Prepare();
-    post(Never, 2 + (Case.By == std::string("a device")));
-    const auto Reason =
-        Case.By == std::string("a step") ? Table->step(Cpu, 1000) : Table->run(Cpu, 1000);
-    EXPECT_EQ(ovCER_Normal, Reason);
-    EXPECT_EQ(Case.By == std::string("a device"), Accesses) << "no instruction follows";
+    post(Never, 100);
+    EXPECT_EQ(ovCER_Normal, Case.Steps ? Table->step(Cpu, 1000) : Table->run(Cpu, 1000));
+    EXPECT_EQ(Case.Accesses, Accesses);
+    EXPECT_EQ(Case.Traps, Traps);
     EXPECT_EQ(nullptr, orvy_objectForName("cpu0"));
     EXPECT_THAT(Log, testing::Not(testing::Contains(
                          testing::Field(&std::pair<std::string, uint64_t>::first, "never"))));
+    orvy_unsubscribeNotification("orvy.cpuTrapEntry", Cpu, Hear); // which the next one would hear
     TearDown();
     SetUp();
   }
@@ -204,14 +209,14 @@ TEST_F(SparcV8Time, TakesInterruptsAboveTheMask) {
     uint8_t Level;
     bool Taken;
   } Cases[] = {
-      {S | Et,           1,  true },
-      {S | Et | 5 << 8,  5,  false},
-      {S | Et | 5 << 8,  6,  true },
+      {S | Et, 1, true},
+      {S | Et | 5 << 8, 5, false},
+      {S | Et | 5 << 8, 6, true},
       {S | Et | 15 << 8, 14, false},
-      {S | Et | 15 << 8, 15, true },
-      {S,                15, false},
-      {S | Et,           0,  false},
-      {S | Et,           16, false},
+      {S | Et | 15 << 8, 15, true},
+      {S, 15, false},
+      {S | Et, 0, false},
+      {S | Et, 16, false},
   };
   for (uint32_t Level = 1; Level <= 15; ++Level)
     place(TrapTable + 0x100 + Level * 16, {"nop"});
