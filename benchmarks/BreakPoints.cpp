@@ -18,10 +18,7 @@ constexpr const char *Image = ORVY_BUILD_ROOT "/share/orvy/examples/compute.elf"
 class Board {
 public:
   Board() {
-    orvy_CreateArg Args[] = {
-        {"size",    {.Typ = ovTY_U64, .u64 = RamSize}},
-        {         }
-    };
+    orvy_CreateArg Args[] = {{"size", {.Typ = ovTY_U64, .u64 = RamSize}}, {}};
     Ram = orvy_createObject("Ram", "benchRam", Args);
     orvy_memoryMap(Space, RamBase, RamSize, Ram, 0);
     orvy_memoryMap(Space, 0x80000100, 0x100, Uart, 0);

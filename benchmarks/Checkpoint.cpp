@@ -35,10 +35,7 @@ uint64_t memorySize() {
 }
 
 void makeMemory() {
-  orvy_CreateArg Args[] = {
-      {"size",  {.Typ = ovTY_U64, .u64 = memorySize()}},
-      {       }
-  };
+  orvy_CreateArg Args[] = {{"size", {.Typ = ovTY_U64, .u64 = memorySize()}}, {}};
   void *Ram = orvy_createObject("Ram", "benchRam", Args);
   std::mt19937_64 Random(1);
   std::vector<uint64_t> Words(ORVY_PAGE_SIZE / 8);

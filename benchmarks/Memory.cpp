@@ -48,10 +48,7 @@ struct World {
   MemAccessIface *Table;
 
   explicit World(int Count) {
-    orvy_CreateArg Args[] = {
-        {"size",    {.Typ = ovTY_U64, .u64 = RamSize}},
-        {         }
-    };
+    orvy_CreateArg Args[] = {{"size", {.Typ = ovTY_U64, .u64 = RamSize}}, {}};
     Ram = orvy_createObject("Ram", "benchRam", Args);
     orvy_memoryMap(Space, RamBase, RamSize, Ram, 0);
     registerDevice();

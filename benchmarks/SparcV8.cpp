@@ -40,10 +40,7 @@ const Program Calls = {"call .+0x10",        "nop",
 class Board {
 public:
   explicit Board(const Program &Lines) {
-    orvy_CreateArg Args[] = {
-        {"size",    {.Typ = ovTY_U64, .u64 = RamSize}},
-        {         }
-    };
+    orvy_CreateArg Args[] = {{"size", {.Typ = ovTY_U64, .u64 = RamSize}}, {}};
     Ram = orvy_createObject("Ram", "benchRam", Args);
     orvy_memoryMap(Space, RamBase, RamSize, Ram, 0);
     orvy_connect(Cpu, "memorySpace", Space, "MemAccessIface");
@@ -103,20 +100,9 @@ const Op *back(const Op *At, uint32_t *) {
 }
 
 void interpretPlain(benchmark::State &State) {
-  const Op Code[] = {
-      {add,         1,  2, 3},
-      {exclusiveOr, 3,  1, 2},
-      {add,         2,  4, 1},
-      {exclusiveOr, 1,  2, 4},
-      {add,         4,  5, 5},
-      {exclusiveOr, 5,  4, 6},
-      {add,         6,  1, 1},
-      {exclusiveOr, 1,  6, 2},
-      {add,         2,  2, 7},
-      {add,         7,  1, 1},
-      {add,         1,  3, 3},
-      {back,        11, 0, 0}
-  };
+  const Op Code[] = {{add, 1, 2, 3}, {exclusiveOr, 3, 1, 2}, {add, 2, 4, 1}, {exclusiveOr, 1, 2, 4},
+                     {add, 4, 5, 5}, {exclusiveOr, 5, 4, 6}, {add, 6, 1, 1}, {exclusiveOr, 1, 6, 2},
+                     {add, 2, 2, 7}, {add, 7, 1, 1},         {add, 1, 3, 3}, {back, 11, 0, 0}};
   uint32_t Regs[8] = {0, 1, 2, 3, 4, 5, 6, 7};
   const Op *At = Code;
   for (auto _ : State)

@@ -14,11 +14,7 @@ namespace {
 
 Command &command() {
   static auto &Cmd = *new Command(
-      "fuzz",
-      {
-          {"s",   OK_String, false},
-          { "i", OK_Int,        true,   "", "A"}
-  },
+      "fuzz", {{"s", OK_String, false}, {"i", OK_Int, true, "", "A"}},
       [](Command &, Interpreter *) { return 0; }, "");
   return Cmd;
 }

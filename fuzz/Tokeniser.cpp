@@ -13,15 +13,15 @@ Command &command() {
   static auto &Cmd = *new Command(
       "fuzz",
       {
-          {"s",    OK_String, false},
-          {"i",    OK_Int,    true,  "", "A"},
-          {"d",   OK_Double,            false              },
-          {"o", OK_Object,false,"", "", true},
-          {"p", OK_Prop,          false                         },
-          {"f",      OK_Iface,             false          },
-          {"r",      OK_Reg,             false},
-          {"c",      OK_Class,             false},
-  },
+          {"s", OK_String, false},
+          {"i", OK_Int, true, "", "A"},
+          {"d", OK_Double, false},
+          {"o", OK_Object, false, "", "", true},
+          {"p", OK_Prop, false},
+          {"f", OK_Iface, false},
+          {"r", OK_Reg, false},
+          {"c", OK_Class, false},
+      },
       [](Command &, Interpreter *) { return 0; }, "");
   return Cmd;
 }

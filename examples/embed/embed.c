@@ -24,10 +24,7 @@ static void fail(const char *What) {
 }
 
 static void *create(const char *Class, const char *Name, const char *Key, uint64_t Value) {
-  orvy_CreateArg Args[] = {
-      {Key,  {.Typ = ovTY_U64, .u64 = Value}},
-      {NULL, {.Typ = ovTY_Invalid}          }
-  };
+  orvy_CreateArg Args[] = {{Key, {.Typ = ovTY_U64, .u64 = Value}}, {NULL, {.Typ = ovTY_Invalid}}};
   void *Obj = orvy_createObject(Class, Name, Key ? Args : NULL);
   if (!Obj)
     fail("an object could not be created");

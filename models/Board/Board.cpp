@@ -37,23 +37,11 @@ struct Parts {
 Parts createParts(orvy_Component *C, const Config &Wanted) {
   Parts P;
   for (uint64_t Id = 0; Id < Wanted.Cpus; ++Id)
-    P.Cpus.push_back(orvy_createComponentObject(C, "SparcV8",
-                                                Arguments{
-                                                    {"freq", Wanted.Freq},
-                                                    {"id",   Id         }
-    },
-                                                "cpu%u", unsigned(Id)));
+    P.Cpus.push_back(orvy_createComponentObject(
+        C, "SparcV8", Arguments{{"freq", Wanted.Freq}, {"id", Id}}, "cpu%u", unsigned(Id)));
   P.Memory = orvy_createComponentObject(C, "MemorySpace", nullptr, "memory");
-  P.Ram = orvy_createComponentObject(C, "Ram",
-                                     Arguments{
-                                         {"size", Wanted.RamSize}
-  },
-                                     "ram");
-  P.Rom = orvy_createComponentObject(C, "Rom",
-                                     Arguments{
-                                         {"size", RomSize}
-  },
-                                     "rom");
+  P.Ram = orvy_createComponentObject(C, "Ram", Arguments{{"size", Wanted.RamSize}}, "ram");
+  P.Rom = orvy_createComponentObject(C, "Rom", Arguments{{"size", RomSize}}, "rom");
   P.Uart = orvy_createComponentObject(C, "Uart", nullptr, "uart");
   P.Irq = orvy_createComponentObject(C, "IrqCtrl", nullptr, "irqctrl");
   P.Timer = orvy_createComponentObject(C, "GpTimer", nullptr, "timer");
@@ -140,12 +128,10 @@ ResetIface ResetTable = {reset};
 } // namespace
 
 std::array<orvy_ArgSpec, 4> argumentsOf(Config &Wanted) {
-  return {
-      {{"cpus", ovAK_Number, &Wanted.Cpus, 1, MostCpus, "Processors"},
-       {"ramSize", ovAK_Size, &Wanted.RamSize, ORVY_PAGE_SIZE, MostRam, "Bytes of RAM"},
-       {"freq", ovAK_Freq, &Wanted.Freq, 1, MostFreq, "Frequency of the processors"},
-       {}}
-  };
+  return {{{"cpus", ovAK_Number, &Wanted.Cpus, 1, MostCpus, "Processors"},
+           {"ramSize", ovAK_Size, &Wanted.RamSize, ORVY_PAGE_SIZE, MostRam, "Bytes of RAM"},
+           {"freq", ovAK_Freq, &Wanted.Freq, 1, MostFreq, "Frequency of the processors"},
+           {}}};
 }
 
 void registerBoard() {

@@ -5,9 +5,9 @@
 
 extern "C" ORVY_API void orvy_pluginInit(void) {
   constexpr const char *Needs[][2] = {
-      {"MemorySpace", "Memory" },
-      {"SparcV8",     "SparcV8"},
-      {"Uart",        "Devices"},
+      {"MemorySpace", "Memory"},
+      {"SparcV8", "SparcV8"},
+      {"Uart", "Devices"},
   };
   for (const auto &[Class, Plugin] : Needs)
     if (!orvy_classForName(Class) && orvy_loadPlugin(Plugin) != 0)

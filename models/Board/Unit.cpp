@@ -54,10 +54,7 @@ void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
   void *Boards[2];
   for (int Idx = 0; Idx < 2; ++Idx) {
     const Arguments Given = {
-        {"cpus",    Wanted.Cpus   },
-        {"ramSize", Wanted.RamSize},
-        {"freq",    Freqs[Idx]    }
-    };
+        {"cpus", Wanted.Cpus}, {"ramSize", Wanted.RamSize}, {"freq", Freqs[Idx]}};
     Boards[Idx] = orvy_createComponentObject(C, "Board", Given, "%s", Names[Idx]);
   }
   for (int Idx = 0; Idx < 2; ++Idx) {

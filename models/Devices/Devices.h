@@ -84,10 +84,7 @@ struct IrqLine {
 inline bool readIrq(const char *ClsName, const char *Name, int Argc, const orvy_CreateArg *Args,
                     uint8_t &Irq) {
   uint64_t Value = Irq;
-  const orvy_ArgSpec Specs[] = {
-      {"irq",      ovAK_Number, &Value, 0, UINT8_MAX, "Interrupt number"},
-      {}
-  };
+  const orvy_ArgSpec Specs[] = {{"irq", ovAK_Number, &Value, 0, UINT8_MAX, "Interrupt number"}, {}};
   if (orvy_readCreateArgs(ClsName, Name, Argc, Args, Specs, 0) != 0)
     return false;
   Irq = static_cast<uint8_t>(Value);

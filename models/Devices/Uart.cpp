@@ -460,15 +460,15 @@ void registerUart() {
     orvy_Type Type;
     const char *Doc;
   } Properties[] = {
-      {"config.irq",           offsetof(Uart, Irq),           ovTY_U8,  "Number of the interrupt"      },
-      {"config.terminal",      offsetof(Uart, Terminal),      ovTY_U8,
-       "Whether the terminal shows what is sent"                                                       },
-      {"config.cyclesPerByte", offsetof(Uart, CyclesPerByte), ovTY_U64, "Time a byte takes"            },
-      {"lost",                 offsetof(Uart, Lost),          ovTY_U8,  "Whether a byte was lost"      },
-      {"isShifting",           offsetof(Uart, IsShifting),    ovTY_U8,  "Whether a byte is on the line"},
-      {"shift",                offsetof(Uart, Shift),         ovTY_U8,  "That byte"                    },
-      {"isHolding",            offsetof(Uart, IsHolding),     ovTY_U8,  "Whether another byte waits"   },
-      {"holding",              offsetof(Uart, Holding),       ovTY_U8,  "That byte"                    },
+      {"config.irq", offsetof(Uart, Irq), ovTY_U8, "Number of the interrupt"},
+      {"config.terminal", offsetof(Uart, Terminal), ovTY_U8,
+       "Whether the terminal shows what is sent"},
+      {"config.cyclesPerByte", offsetof(Uart, CyclesPerByte), ovTY_U64, "Time a byte takes"},
+      {"lost", offsetof(Uart, Lost), ovTY_U8, "Whether a byte was lost"},
+      {"isShifting", offsetof(Uart, IsShifting), ovTY_U8, "Whether a byte is on the line"},
+      {"shift", offsetof(Uart, Shift), ovTY_U8, "That byte"},
+      {"isHolding", offsetof(Uart, IsHolding), ovTY_U8, "Whether another byte waits"},
+      {"holding", offsetof(Uart, Holding), ovTY_U8, "That byte"},
   };
   for (const auto &P : Properties)
     orvy_addProperty(Cls, P.Name, static_cast<int>(P.Offset), P.Type, 1, nullptr, nullptr, P.Doc);

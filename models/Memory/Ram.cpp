@@ -95,9 +95,7 @@ void setSize(Ram &R, uint64_t Size) {
 void *create(const char *ClsName, const char *Name, int Argc, const orvy_CreateArg *Args) {
   uint64_t Size = 0;
   const orvy_ArgSpec Specs[] = {
-      {"size",            ovAK_Size, &Size, 1, Storage::MaxSize, "Bytes of the memory"},
-      {}
-  };
+      {"size", ovAK_Size, &Size, 1, Storage::MaxSize, "Bytes of the memory"}, {}};
   if (orvy_readCreateArgs(ClsName, Name, Argc, Args, Specs, 0) != 0)
     return nullptr;
   auto R = std::make_unique<Ram>();

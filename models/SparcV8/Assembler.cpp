@@ -19,14 +19,8 @@ const struct {
   const char *Name;
   Reg::Kind Is;
 } StateRegs[] = {
-    {"y",   Reg::Y  },
-    {"psr", Reg::Psr},
-    {"wim", Reg::Wim},
-    {"tbr", Reg::Tbr},
-    {"fsr", Reg::Fsr},
-    {"csr", Reg::Csr},
-    {"fq",  Reg::Fq },
-    {"cq",  Reg::Cq },
+    {"y", Reg::Y},     {"psr", Reg::Psr}, {"wim", Reg::Wim}, {"tbr", Reg::Tbr},
+    {"fsr", Reg::Fsr}, {"csr", Reg::Csr}, {"fq", Reg::Fq},   {"cq", Reg::Cq},
 };
 
 struct Failure {
@@ -389,12 +383,7 @@ std::optional<uint32_t> conditional(const std::string &Text, Reader &In) {
     const char *Prefix;
     const char *const *Names;
     unsigned Op2;
-  } Families[] = {
-      {"fb", FccNames, 6},
-      {"cb", CccNames, 7},
-      {"b",  IccNames, 2},
-      {"t",  IccNames, 0}
-  };
+  } Families[] = {{"fb", FccNames, 6}, {"cb", CccNames, 7}, {"b", IccNames, 2}, {"t", IccNames, 0}};
   for (const auto &Row : Families) {
     size_t Length = std::strlen(Row.Prefix);
     int Cond = Text.compare(0, Length, Row.Prefix) == 0

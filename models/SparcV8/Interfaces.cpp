@@ -48,12 +48,12 @@ struct Special {
 
 /// In the order of orvy_SparcV8Reg and orvy_SparcV8Spr.
 const Special Specials[] = {
-    {"y", [](Cpu *C) { return C->Y; }, [](Cpu *C,   uint32_t Value) { C->Y = Value; }},
-    {"psr",   [](Cpu *C) { return psrOf(C); },                          setPsr   },
-    {"wim",   [](Cpu *C) { return C->Wim; },                          setWim  },
-    {"tbr",   [](Cpu *C) { return C->Tbr; },                          setTbr   },
-    {"pc",   [](Cpu *C) { return pcOf(C); },                           setPc  },
-    {"npc",   [](Cpu *C) { return nextPcOf(C); },                          setNextPc},
+    {"y", [](Cpu *C) { return C->Y; }, [](Cpu *C, uint32_t Value) { C->Y = Value; }},
+    {"psr", [](Cpu *C) { return psrOf(C); }, setPsr},
+    {"wim", [](Cpu *C) { return C->Wim; }, setWim},
+    {"tbr", [](Cpu *C) { return C->Tbr; }, setTbr},
+    {"pc", [](Cpu *C) { return pcOf(C); }, setPc},
+    {"npc", [](Cpu *C) { return nextPcOf(C); }, setNextPc},
 };
 
 const Special *specialAt(uint32_t Reg, uint32_t First) {

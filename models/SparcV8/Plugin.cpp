@@ -13,10 +13,9 @@ constexpr uint64_t DefaultFreq = 50'000'000;
 void *create(const char *Name, int Count, const orvy_CreateArg *Args) {
   uint64_t Freq = DefaultFreq, Id = 0;
   const orvy_ArgSpec Specs[] = {
-      {"freq",     ovAK_Freq, &Freq, 1, INT64_MAX, "Frequency"},
-      {"id",     ovAK_Number, &Id, 0, UINT32_MAX, "Number of the processor, as in %asr17"},
-      {         }
-  };
+      {"freq", ovAK_Freq, &Freq, 1, INT64_MAX, "Frequency"},
+      {"id", ovAK_Number, &Id, 0, UINT32_MAX, "Number of the processor, as in %asr17"},
+      {}};
   if (orvy_readCreateArgs("SparcV8", Name, Count, Args, Specs, 0) != 0)
     return nullptr;
   auto *C = new Cpu();

@@ -87,28 +87,26 @@ struct FieldRow {
 };
 
 const FieldRow PsrFields[] = {
-    {"impl", 0xF0000000, 0xF0000000, false, "Implementation"                        },
-    {"ver",  0x0F000000, 0,          false, "Version"                               },
-    {"n",    PSR_N,      0,          true,  "Result was negative"                   },
-    {"z",    PSR_Z,      0,          true,  "Result was zero"                       },
-    {"v",    PSR_V,      0,          true,  "Result overflowed"                     },
-    {"c",    PSR_C,      0,          true,  "Result carried or borrowed"            },
-    {"ec",   1 << 13,    0,          false, "Coprocessor enabled; there is none"    },
-    {"ef",   1 << 12,    0,          false, "Floating point enabled; there is none" },
-    {"pil",  PSR_Pil,    0,          true,  "Interrupts up to this level are masked"},
-    {"s",    PSR_S,      PSR_S,      true,  "Supervisor mode"                       },
-    {"ps",   PSR_Ps,     0,          true,  "Supervisor mode before the latest trap"},
-    {"et",   PSR_Et,     0,          true,  "Traps enabled"                         },
-    {"cwp",  31,         0,          true,  "Current window"                        },
+    {"impl", 0xF0000000, 0xF0000000, false, "Implementation"},
+    {"ver", 0x0F000000, 0, false, "Version"},
+    {"n", PSR_N, 0, true, "Result was negative"},
+    {"z", PSR_Z, 0, true, "Result was zero"},
+    {"v", PSR_V, 0, true, "Result overflowed"},
+    {"c", PSR_C, 0, true, "Result carried or borrowed"},
+    {"ec", 1 << 13, 0, false, "Coprocessor enabled; there is none"},
+    {"ef", 1 << 12, 0, false, "Floating point enabled; there is none"},
+    {"pil", PSR_Pil, 0, true, "Interrupts up to this level are masked"},
+    {"s", PSR_S, PSR_S, true, "Supervisor mode"},
+    {"ps", PSR_Ps, 0, true, "Supervisor mode before the latest trap"},
+    {"et", PSR_Et, 0, true, "Traps enabled"},
+    {"cwp", 31, 0, true, "Current window"},
 };
 
-const FieldRow WimFields[] = {
-    {"wim", 0xFF, 0, true, "Invalid windows, a bit for each"}
-};
+const FieldRow WimFields[] = {{"wim", 0xFF, 0, true, "Invalid windows, a bit for each"}};
 
 const FieldRow TbrFields[] = {
     {"tba", 0xFFFFF000, 0, true, "Address of the trap table"},
-    {"tt",  0x00000FF0, 0, true, "Latest trap"              },
+    {"tt", 0x00000FF0, 0, true, "Latest trap"},
 };
 
 template <size_t Count> void addFields(orvy_Register *Reg, const FieldRow (&Rows)[Count]) {

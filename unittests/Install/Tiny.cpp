@@ -55,14 +55,14 @@ int showValues(Command &Cmd, Interpreter *) {
 
 Command ShowValues("tiny-values",
                    {
-                       {"int",   OK_Int,    true},
-                       {"real",  OK_Double, true},
-                       {"obj",   OK_Object, true},
-                       {"word",  OK_String, true},
-                       {"prop",  OK_Prop,   true},
-                       {"iface", OK_Iface,  true},
-                       {"class", OK_Class,  true},
-},
+                       {"int", OK_Int, true},
+                       {"real", OK_Double, true},
+                       {"obj", OK_Object, true},
+                       {"word", OK_String, true},
+                       {"prop", OK_Prop, true},
+                       {"iface", OK_Iface, true},
+                       {"class", OK_Class, true},
+                   },
                    showValues, "Shows its options");
 
 } // namespace

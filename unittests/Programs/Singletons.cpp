@@ -2,10 +2,10 @@
 // of their initialisers and behind their destructors. Built once from the library's objects and
 // once against the shared library, whose initialisers run ahead of this program's.
 
+#include "CommandLine/PythonInterpreter.h"
 #include "Logging/LoggingEngine.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/PluginManager.h"
-#include "CommandLine/PythonInterpreter.h"
 #include "orvy/Support/Orvy.h"
 #include "orvy/Support/OutStream.h"
 
@@ -24,16 +24,16 @@ struct Singleton {
 
 // The commands of the library build their registry when it is loaded, the options their parser.
 constinit Singleton Singletons[] = {
-    {"CommandRegistry",   sizeof(orvy::cl::CommandRegistry),   true,  nullptr},
-    {"CommandLineParser", sizeof(orvy::cl::CommandLineParser), true,  nullptr},
-    {"ClassRegistry",     sizeof(orvy::objsys::ClassRegistry), false, nullptr},
-    {"PluginManager",     sizeof(orvy::objsys::PluginManager), false, nullptr},
-    {"LoggingEngine",     sizeof(orvy::LoggingEngine),         false, nullptr},
-    {"PythonInterpreter", sizeof(orvy::PythonInterpreter),     false, nullptr},
-    {"Interpreter",       sizeof(orvy::cl::Interpreter),       false, nullptr},
-    {"InterfaceTypes",    sizeof(orvy::InterfaceTypes),        false, nullptr},
-    {"ObjectSystem",      sizeof(orvy::ObjectSystem),          false, nullptr},
-    {"TypeSystem",        sizeof(orvy::TypeSystem),            false, nullptr},
+    {"CommandRegistry", sizeof(orvy::cl::CommandRegistry), true, nullptr},
+    {"CommandLineParser", sizeof(orvy::cl::CommandLineParser), true, nullptr},
+    {"ClassRegistry", sizeof(orvy::objsys::ClassRegistry), false, nullptr},
+    {"PluginManager", sizeof(orvy::objsys::PluginManager), false, nullptr},
+    {"LoggingEngine", sizeof(orvy::LoggingEngine), false, nullptr},
+    {"PythonInterpreter", sizeof(orvy::PythonInterpreter), false, nullptr},
+    {"Interpreter", sizeof(orvy::cl::Interpreter), false, nullptr},
+    {"InterfaceTypes", sizeof(orvy::InterfaceTypes), false, nullptr},
+    {"ObjectSystem", sizeof(orvy::ObjectSystem), false, nullptr},
+    {"TypeSystem", sizeof(orvy::TypeSystem), false, nullptr},
 };
 
 void noteAllocation(void *Address, size_t Size) {

@@ -34,10 +34,7 @@ int main(void) {
   orvy_addProperty(Cls, "irq", offsetof(Timer, Irq), ovTY_IfaceRef, 1, NULL, NULL, "");
   orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &TimerObjectIface, 0, "");
 
-  orvy_CreateArg Args[] = {
-      {"control", {.Typ = ovTY_U32, .u32 = 1}},
-      {NULL,      {.Typ = ovTY_Invalid}      }
-  };
+  orvy_CreateArg Args[] = {{"control", {.Typ = ovTY_U32, .u32 = 1}}, {NULL, {.Typ = ovTY_Invalid}}};
   void *Obj = orvy_createObject("Timer", "timer0", Args);
   orvy_setValueU32(Obj, "control", 5, 0);
   int Connected = orvy_connect(Obj, "irq", Obj, "ObjectIface");

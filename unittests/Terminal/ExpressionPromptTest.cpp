@@ -31,25 +31,25 @@ protected:
 
 TEST_F(ExpressionPromptTest, WritesValues) {
   const std::pair<const char *, const char *> Cases[] = {
-      {"1 + 2 * 3",         "result: 7\n"                                                                 },
-      {"0 - 1",             "result: 18446744073709551615\n"                                              },
-      {"7.0 / 2",           "result: 3.50\n"                                                              },
-      {"1 < 2",             "result: 1\n"                                                                 },
-      {"2 < 1",             "result: 0\n"                                                                 },
-      {"hex(255)",          "visit func call\nvisit literal: 255\nresult: 0xff\n"                         },
-      {"(1 < 2) + 1",       "result: void\n"                                                              },
-      {"1 / 0",             "result: void\n"                                                              },
-      {"nope(1)",           "result: void\n"                                                              },
-      {"1 + a",             "result: void\n"                                                              },
-      {"5",                 "other expression list\nno result\n"                                          },
-      {"run obj=sim",       "command invocation\nno result\n"                                             },
-      {"a = 1",             "var assignment\nno result\n"                                                 },
-      {"a.b",               "property access\nno result\n"                                                },
-      {"if 1 { hex(1) }",   "visit literal: 1\nno result\n"                                               },
-      {"if 0 {} elif 1 {}", "visit literal: 0\nvisit literal: 1\nno result\n"                             },
-      {"1 +",               "Bad token '59'.\neof...\n2: error: Expected expression in command.\nno ast\n"},
-      {"",                  "linefeed\n2: error: Expected expression in command.\nno ast\n"               },
-      {"if 1",              "parsed if header\nno ast\n"                                                  },
+      {"1 + 2 * 3", "result: 7\n"},
+      {"0 - 1", "result: 18446744073709551615\n"},
+      {"7.0 / 2", "result: 3.50\n"},
+      {"1 < 2", "result: 1\n"},
+      {"2 < 1", "result: 0\n"},
+      {"hex(255)", "visit func call\nvisit literal: 255\nresult: 0xff\n"},
+      {"(1 < 2) + 1", "result: void\n"},
+      {"1 / 0", "result: void\n"},
+      {"nope(1)", "result: void\n"},
+      {"1 + a", "result: void\n"},
+      {"5", "other expression list\nno result\n"},
+      {"run obj=sim", "command invocation\nno result\n"},
+      {"a = 1", "var assignment\nno result\n"},
+      {"a.b", "property access\nno result\n"},
+      {"if 1 { hex(1) }", "visit literal: 1\nno result\n"},
+      {"if 0 {} elif 1 {}", "visit literal: 0\nvisit literal: 1\nno result\n"},
+      {"1 +", "Bad token '59'.\neof...\n2: error: Expected expression in command.\nno ast\n"},
+      {"", "linefeed\n2: error: Expected expression in command.\nno ast\n"},
+      {"if 1", "parsed if header\nno ast\n"},
   };
   for (const auto &[Line, Answer] : Cases)
     EXPECT_THAT(answerTo(Line), EndsWith(Answer)) << Line;
@@ -112,11 +112,7 @@ TEST_F(ExpressionPromptTest, RemembersNothing) {
 TEST(ExpressionPrompt, LeavesScriptsToTheWords) {
   const TempDir Home;
   Home.file("a.orvy", "x=1+2\nvar-print var=x\n");
-  Terminal User(Home.path(),
-                {
-                    "a.orvy"
-  },
-                {{"ORVY_NEW_CLI_PARSER", "1"}});
+  Terminal User(Home.path(), {"a.orvy"}, {{"ORVY_NEW_CLI_PARSER", "1"}});
   User.expect("x=1+2\n");
   EXPECT_EQ(User.waitForExit(), 0);
 }

@@ -151,21 +151,21 @@ void expectOnTab(Terminal &User, std::span<const Completed> Cases) {
 TEST_F(PromptTest, TabInsertsTheOnlyCandidate) {
   Home.file("folder/file.elf");
   const Completed Cases[] = {
-      {"notification-l",               "notification-list"      },
-      {"object-create n",              "name="                  },
-      {"object-run obj=si",            "obj=sim"                },
-      {"connect a=si",                 "a=sim."                 },
-      {"connect a=sim.curr",           "a=sim.currentCPU"       },
-      {"connect b=si",                 "b=sim:"                 },
-      {"connect b=sim:Mach",           "b=sim:MachineIface"     },
-      {"class-info class=Cl",          "class=Clock"            },
-      {"set var=b val=${FOL",          "val=${FOLDER}"          },
-      {"set var=b val=$FOL",           "val=$FOLDER"            },
-      {"memory-load file=fol",         "file=folder/"           },
-      {"memory-load file=folder/fi",   "file=folder/file.elf"   },
+      {"notification-l", "notification-list"},
+      {"object-create n", "name="},
+      {"object-run obj=si", "obj=sim"},
+      {"connect a=si", "a=sim."},
+      {"connect a=sim.curr", "a=sim.currentCPU"},
+      {"connect b=si", "b=sim:"},
+      {"connect b=sim:Mach", "b=sim:MachineIface"},
+      {"class-info class=Cl", "class=Clock"},
+      {"set var=b val=${FOL", "val=${FOLDER}"},
+      {"set var=b val=$FOL", "val=$FOLDER"},
+      {"memory-load file=fol", "file=folder/"},
+      {"memory-load file=folder/fi", "file=folder/file.elf"},
       {"memory-load file=${FOLDER}/f", "file=${FOLDER}/file.elf"},
-      {"memory-load file=$FOLDER/f",   "file=$FOLDER/file.elf"  },
-      {"exp-set-field reg=si",         "reg=sim."               },
+      {"memory-load file=$FOLDER/f", "file=$FOLDER/file.elf"},
+      {"exp-set-field reg=si", "reg=sim."},
   };
   Terminal User(Home.path());
   User.expect(Prompt);
@@ -176,16 +176,16 @@ TEST_F(PromptTest, TabInsertsTheOnlyCandidate) {
 TEST_F(PromptTest, TabListsSeveralCandidates) {
   const Completed Cases[] = {
       {"object-p",
-       "Completions:\n\tobject-print\n\tobject-prop-read\n\tobject-prop-write\norvy> object-pr" },
-      {"var-p",                 "Completions:\n\tvar-print\n\tvar-print-all\norvy> var-print"   },
-      {"object-create ",        "Completions:\n\targs=\n\tclass=\n\tname=\norvy> object-create "},
-      {"connect a=sim.",        "Completions:\n\tsim."                                          },
-      {"connect b=sim:",        "Completions:\n\tsim:MachineIface\n\tsim:ObjectIface\norvy> "   },
-      {"class-info class=",     "Completions:\n\tClock\n\tSimulator\norvy> class-info class="   },
+       "Completions:\n\tobject-print\n\tobject-prop-read\n\tobject-prop-write\norvy> object-pr"},
+      {"var-p", "Completions:\n\tvar-print\n\tvar-print-all\norvy> var-print"},
+      {"object-create ", "Completions:\n\targs=\n\tclass=\n\tname=\norvy> object-create "},
+      {"connect a=sim.", "Completions:\n\tsim."},
+      {"connect b=sim:", "Completions:\n\tsim:MachineIface\n\tsim:ObjectIface\norvy> "},
+      {"class-info class=", "Completions:\n\tClock\n\tSimulator\norvy> class-info class="},
       {"memory-load file=${LI",
-       "Completions:\n\t${LIST_ONE}\n\t${LIST_TWO}\norvy> memory-load file=${LIST_"             },
+       "Completions:\n\t${LIST_ONE}\n\t${LIST_TWO}\norvy> memory-load file=${LIST_"},
       {"memory-load file=f/",
-       "Completions:\n\tf/../\n\tf/a.elf\n\tf/ab/\norvy> memory-load file=f/"                   },
+       "Completions:\n\tf/../\n\tf/a.elf\n\tf/ab/\norvy> memory-load file=f/"},
   };
   Home.file("f/a.elf");
   Home.file("f/ab/c");

@@ -27,15 +27,13 @@ template <typename T> void appendBig(std::string &To, T Value) {
 /// in them, and whatever is changed afterwards is written as it stands.
 class ElfBuilder {
 public:
-  Elf32_Ehdr Header = {
-      .e_ident = {0x7f, 'E', 'L', 'F', ELFCLASS32, ELFDATA2MSB, EV_CURRENT},
-      .e_type = ET_EXEC,
-      .e_machine = EM_SPARC,
-      .e_version = EV_CURRENT,
-      .e_ehsize = sizeof(Elf32_Ehdr),
-      .e_phentsize = sizeof(Elf32_Phdr),
-      .e_shentsize = sizeof(Elf32_Shdr)
-  };
+  Elf32_Ehdr Header = {.e_ident = {0x7f, 'E', 'L', 'F', ELFCLASS32, ELFDATA2MSB, EV_CURRENT},
+                       .e_type = ET_EXEC,
+                       .e_machine = EM_SPARC,
+                       .e_version = EV_CURRENT,
+                       .e_ehsize = sizeof(Elf32_Ehdr),
+                       .e_phentsize = sizeof(Elf32_Phdr),
+                       .e_shentsize = sizeof(Elf32_Shdr)};
   std::vector<Elf32_Phdr> Segments;
   /// The first is the empty one; close() appends the names. None for a file without sections.
   std::vector<Elf32_Shdr> Sections;

@@ -69,31 +69,31 @@ struct Described {
 };
 
 constexpr Described Fields[] = {
-    {"intptr",    offsetof(Model, Intptr),    ovTY_Intptr,        1},
-    {"uintptr",   offsetof(Model, Uintptr),   ovTY_Uintptr,       1},
-    {"float",     offsetof(Model, Float),     ovTY_Float,         1},
-    {"double",    offsetof(Model, Double),    ovTY_Double,        1},
-    {"u8",        offsetof(Model, U8),        ovTY_U8,            4},
-    {"u16",       offsetof(Model, U16),       ovTY_U16,           4},
-    {"u32",       offsetof(Model, U32),       ovTY_U32,           4},
-    {"u64",       offsetof(Model, U64),       ovTY_U64,           4},
-    {"i8",        offsetof(Model, I8),        ovTY_I8,            4},
-    {"i16",       offsetof(Model, I16),       ovTY_I16,           4},
-    {"i32",       offsetof(Model, I32),       ovTY_I32,           4},
-    {"i64",       offsetof(Model, I64),       ovTY_I64,           4},
-    {"obj",       offsetof(Model, Obj),       ovTY_Obj,           1},
-    {"internal",  offsetof(Model, Internal),  ovTY_InternalPtr,   1},
-    {"ref",       offsetof(Model, Ref),       ovTY_IfaceRef,      1},
-    {"refs",      offsetof(Model, Refs),      ovTY_IfaceRef,      4},
-    {"strict",    offsetof(Model, Strict),    ovTY_IfaceRef,      1},
-    {"wires",     offsetof(Model, Wires),     ovTY_IfaceRef,      2},
-    {"dynamic",   offsetof(Model, Dynamic),   ovTY_IfaceRefArray, 1},
-    {"string",    offsetof(Model, String),    ovTY_String,        1},
-    {"buffer",    offsetof(Model, Buffer),    ovTY_Buffer,        1},
-    {"dict",      offsetof(Model, Dict),      ovTY_Dict,          1},
-    {"vector",    offsetof(Model, Vector),    ovTY_Vector,        1},
-    {"refvector", offsetof(Model, RefVector), ovTY_Vector,        1},
-    {"list",      offsetof(Model, List),      ovTY_List,          1},
+    {"intptr", offsetof(Model, Intptr), ovTY_Intptr, 1},
+    {"uintptr", offsetof(Model, Uintptr), ovTY_Uintptr, 1},
+    {"float", offsetof(Model, Float), ovTY_Float, 1},
+    {"double", offsetof(Model, Double), ovTY_Double, 1},
+    {"u8", offsetof(Model, U8), ovTY_U8, 4},
+    {"u16", offsetof(Model, U16), ovTY_U16, 4},
+    {"u32", offsetof(Model, U32), ovTY_U32, 4},
+    {"u64", offsetof(Model, U64), ovTY_U64, 4},
+    {"i8", offsetof(Model, I8), ovTY_I8, 4},
+    {"i16", offsetof(Model, I16), ovTY_I16, 4},
+    {"i32", offsetof(Model, I32), ovTY_I32, 4},
+    {"i64", offsetof(Model, I64), ovTY_I64, 4},
+    {"obj", offsetof(Model, Obj), ovTY_Obj, 1},
+    {"internal", offsetof(Model, Internal), ovTY_InternalPtr, 1},
+    {"ref", offsetof(Model, Ref), ovTY_IfaceRef, 1},
+    {"refs", offsetof(Model, Refs), ovTY_IfaceRef, 4},
+    {"strict", offsetof(Model, Strict), ovTY_IfaceRef, 1},
+    {"wires", offsetof(Model, Wires), ovTY_IfaceRef, 2},
+    {"dynamic", offsetof(Model, Dynamic), ovTY_IfaceRefArray, 1},
+    {"string", offsetof(Model, String), ovTY_String, 1},
+    {"buffer", offsetof(Model, Buffer), ovTY_Buffer, 1},
+    {"dict", offsetof(Model, Dict), ovTY_Dict, 1},
+    {"vector", offsetof(Model, Vector), ovTY_Vector, 1},
+    {"refvector", offsetof(Model, RefVector), ovTY_Vector, 1},
+    {"list", offsetof(Model, List), ovTY_List, 1},
 };
 
 } // namespace
@@ -158,7 +158,5 @@ orvy_Propval orvy::testing::text(const char *Value) {
   return {.Typ = ovTY_String, .String = Value};
 }
 orvy_Propval orvy::testing::ref(void *Obj, void *Iface) {
-  return {
-      .Typ = ovTY_IfaceRef, .IfaceRef = {Obj, Iface}
-  };
+  return {.Typ = ovTY_IfaceRef, .IfaceRef = {Obj, Iface}};
 }

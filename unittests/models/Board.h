@@ -33,10 +33,7 @@ inline void loadModels() {
 
 inline void *make(const char *Class, const std::string &Name, const char *Key = nullptr,
                   uint64_t Value = 0) {
-  orvy_CreateArg Args[] = {
-      {Key,     {ovTY_U64, {}}    },
-      {nullptr, {ovTY_Invalid, {}}}
-  };
+  orvy_CreateArg Args[] = {{Key, {ovTY_U64, {}}}, {nullptr, {ovTY_Invalid, {}}}};
   Args[0].Val.u64 = Value;
   void *Obj = orvy_createObject(Class, Name.c_str(), Key ? Args : nullptr);
   EXPECT_NE(Obj, nullptr) << Class << " " << Name;

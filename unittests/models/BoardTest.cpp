@@ -26,17 +26,20 @@ TEST(BoardComponent, SharesWorkBetweenTwoProcessors) {
        [](orvy_Component *) {
          orvy_simSetQuanta(7000);
          return orvy_simRunSecs(1);
-       }, 20},
+       },
+       20},
       {"quanta of the group",
        [](orvy_Component *C) {
          C->Quanta = 7000;
          return static_cast<orvy_CpuExitReason>(clockOf(C)->step(C, 10000000));
-       }, 20},
- // Each in its turn goes as far as it can: the first one takes the whole work.
+       },
+       20},
+      // Each in its turn goes as far as it can: the first one takes the whole work.
       {"advance",
        [](orvy_Component *C) {
          return static_cast<orvy_CpuExitReason>(clockOf(C)->advanceCycles(C, 10000000));
-       }, 0 },
+       },
+       0},
   };
   for (const auto &Way : Ways) {
     SCOPED_TRACE(Way.Name);
@@ -65,30 +68,28 @@ TEST(ModelArguments, AreRefusedWhereTheClassDoesNotTakeThem) {
   struct {
     const char *Cls, *Key, *Value, *Why;
   } Rows[] = {
-      {"Ram",           "siz",    "4096",
+      {"Ram", "siz", "4096",
        "there is no argument 'siz', it takes 'size' (Bytes of the memory: bytes, as in 4096 or "
-       "64KiB; 1 to 68719476736)"                                                                       },
-      {"Rom",           "size",   "4M",   "argument 'size' takes bytes, as in 4096 or 64KiB, not \"4M\""},
-      {"Ram",           "size",   "0",    "argument 'size' takes 1 to 68719476736, not \"0\""           },
-      {"Uart",          "irq",    "256",  "argument 'irq' takes 0 to 255, not \"256\""                  },
-      {"GpTimer",       "level",  "8",    "there is no argument 'level', it takes 'irq'"                },
-      {"IrqCtrl",       "irq",    "1",    "there is no argument 'irq', it takes no arguments"           },
-      {"MemorySpace",   "size",   "1",    "there is no argument 'size', it takes no arguments"          },
-      {"SparcV8",       "freq",   "fast", "argument 'freq' takes hertz, as in 50000000 or 50MHz, not"   },
-      {"SparcV8",       "id",     "-1",   "argument 'id' takes a whole number, not \"-1\""              },
-      {"Board",         "cpus",   "5",    "argument 'cpus' takes 1 to 4, not \"5\""                     },
-      {"Board",         "colour", "7",    "there is no argument 'colour', it takes 'cpus'"              },
-      {"Unit",          "freqB",  "0",    "argument 'freqB' takes 1 to 9000000000, not \"0\""           },
-      {"Clock",         "freq",   "fast", "argument 'freq' takes a number, not \"fast\""                },
-      {"ZodTimeServer", "port",   "1",    "there is no argument 'port', it takes no arguments"          },
+       "64KiB; 1 to 68719476736)"},
+      {"Rom", "size", "4M", "argument 'size' takes bytes, as in 4096 or 64KiB, not \"4M\""},
+      {"Ram", "size", "0", "argument 'size' takes 1 to 68719476736, not \"0\""},
+      {"Uart", "irq", "256", "argument 'irq' takes 0 to 255, not \"256\""},
+      {"GpTimer", "level", "8", "there is no argument 'level', it takes 'irq'"},
+      {"IrqCtrl", "irq", "1", "there is no argument 'irq', it takes no arguments"},
+      {"MemorySpace", "size", "1", "there is no argument 'size', it takes no arguments"},
+      {"SparcV8", "freq", "fast", "argument 'freq' takes hertz, as in 50000000 or 50MHz, not"},
+      {"SparcV8", "id", "-1", "argument 'id' takes a whole number, not \"-1\""},
+      {"Board", "cpus", "5", "argument 'cpus' takes 1 to 4, not \"5\""},
+      {"Board", "colour", "7", "there is no argument 'colour', it takes 'cpus'"},
+      {"Unit", "freqB", "0", "argument 'freqB' takes 1 to 9000000000, not \"0\""},
+      {"Clock", "freq", "fast", "argument 'freq' takes a number, not \"fast\""},
+      {"ZodTimeServer", "port", "1", "there is no argument 'port', it takes no arguments"},
   };
   const size_t Before = orvy_getObjectCount();
   for (const auto &[Cls, Key, Value, Why] : Rows) {
     LogCapture Log;
     orvy_CreateArg Args[2] = {};
-    Args[0] = {
-        Key, {.Typ = ovTY_String, .String = Value}
-    };
+    Args[0] = {Key, {.Typ = ovTY_String, .String = Value}};
     EXPECT_EQ(orvy_createObject(Cls, "x", Args), nullptr) << Cls;
     EXPECT_EQ(Log.count("'x' of class '" + std::string(Cls) + "' is not created: " + Why), 1)
         << (Log.all().empty() ? "nothing" : Log.all()[0]);
@@ -100,11 +101,9 @@ TEST(ModelArguments, AreRefusedWhereTheClassDoesNotTakeThem) {
 TEST(BoardComponent, IsMadeAsItsArgumentsSay) {
   loadModels();
   LogCapture Log;
-  orvy_CreateArg Args[] = {
-      {"ramSize",                          {.Typ = ovTY_String, .String = "64KiB"}},
-      {"freq",                                  {.Typ = ovTY_U64, .u64 = 1000000}},
-      {                                                                  }
-  };
+  orvy_CreateArg Args[] = {{"ramSize", {.Typ = ovTY_String, .String = "64KiB"}},
+                           {"freq", {.Typ = ovTY_U64, .u64 = 1000000}},
+                           {}};
   auto *C = static_cast<orvy_Component *>(orvy_createObject("Board", "small", Args));
   EXPECT_EQ(orvy_vecGetSize(&C->Clocks), 1u);
   EXPECT_EQ(clockOf(C)->getFreq(C), 1e6);

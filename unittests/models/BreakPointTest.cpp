@@ -220,25 +220,13 @@ struct PlaceText {
 
 TEST(BreakLocation, IsTakenApart) {
   const PlaceText Texts[] = {
-      {nullptr,    ovBL_Invalid,  0  },
-      {"12",       ovBL_Line,     12 },
-      {"0x12",     ovBL_Line,     18 },
-      {"012",      ovBL_Line,     10 },
-      {"12a",      ovBL_Invalid,  0  },
-      {"+3",       ovBL_Relative, 3  },
-      {"-0x10",    ovBL_Relative, -16},
-      {"+",        ovBL_Invalid,  0  },
-      {"-x",       ovBL_Invalid,  0  },
-      {"main",     ovBL_Function, 0  },
-      {"a.c:7",    ovBL_FileLine, 7  },
-      {"a.c:0x10", ovBL_FileLine, 16 },
-      {"a.c:",     ovBL_Invalid,  0  },
-      {":7",       ovBL_Invalid,  0  },
-      {"a.c:7x",   ovBL_Invalid,  0  },
-      {"a.c:x",    ovBL_Invalid,  0  },
-      {"12:7",     ovBL_Invalid,  0  },
-      {"a.c:7:8",  ovBL_Invalid,  0  },
-      {"/d/a.c:7", ovBL_FileLine, 7  },
+      {nullptr, ovBL_Invalid, 0},     {"12", ovBL_Line, 12},       {"0x12", ovBL_Line, 18},
+      {"012", ovBL_Line, 10},         {"12a", ovBL_Invalid, 0},    {"+3", ovBL_Relative, 3},
+      {"-0x10", ovBL_Relative, -16},  {"+", ovBL_Invalid, 0},      {"-x", ovBL_Invalid, 0},
+      {"main", ovBL_Function, 0},     {"a.c:7", ovBL_FileLine, 7}, {"a.c:0x10", ovBL_FileLine, 16},
+      {"a.c:", ovBL_Invalid, 0},      {":7", ovBL_Invalid, 0},     {"a.c:7x", ovBL_Invalid, 0},
+      {"a.c:x", ovBL_Invalid, 0},     {"12:7", ovBL_Invalid, 0},   {"a.c:7:8", ovBL_Invalid, 0},
+      {"/d/a.c:7", ovBL_FileLine, 7},
   };
   for (const PlaceText &T : Texts) {
     orvy_BreakLoc Loc;

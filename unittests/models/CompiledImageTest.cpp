@@ -30,8 +30,8 @@ void PrintTo(const Compiler &C, std::ostream *Out) {
 }
 
 constexpr Compiler Compilers[] = {
-    {"Sparc",   ORVY_SPARC_GCC,   "-m32 -mcpu=v8", "gcc-sparc64-linux-gnu"},
-    {"PowerPC", ORVY_POWERPC_GCC, "",              "gcc-powerpc-linux-gnu"},
+    {"Sparc", ORVY_SPARC_GCC, "-m32 -mcpu=v8", "gcc-sparc64-linux-gnu"},
+    {"PowerPC", ORVY_POWERPC_GCC, "", "gcc-powerpc-linux-gnu"},
 };
 
 constexpr uint32_t Low = 0x1000, Middle = 0x200000, High = 0x40000000;
@@ -45,10 +45,7 @@ protected:
       GTEST_SKIP() << "needs the package " << GetParam().Package << " (scripts/setup --tests)";
     ASSERT_EQ(0, orvy_loadPlugin(ORVY_BUILD_ROOT "/lib/libORVYMemory.so"));
     Space = orvy_createObject("MemorySpace", "space", nullptr);
-    const orvy_CreateArg Size[] = {
-        {"size",  {.Typ = ovTY_U64, .u64 = 0x400000}},
-        {nullptr, {}                                }
-    };
+    const orvy_CreateArg Size[] = {{"size", {.Typ = ovTY_U64, .u64 = 0x400000}}, {nullptr, {}}};
     for (uint32_t Base : {0u, High}) {
       void *Ram = orvy_createObject("Ram", ("ram" + std::to_string(Base)).c_str(), Size);
       ASSERT_EQ(0u, orvy_memoryMap(Space, Base, 0x400000, Ram, 0));
@@ -141,15 +138,15 @@ TEST_P(CompiledImage, IsTheSameFromRecordsOfEveryKind) {
     const char *How;
     const char *Kinds;
   } Rows[] = {
-      {Low,    "",                              "1"},
-      {Low,    "--srec-len=1",                  "1"},
-      {Low,    "--srec-len=255",                "1"},
-      {Low,    "--srec-forceS3",                "3"},
-      {Middle, "",                              "2"},
-      {Middle, "--srec-len=64",                 "2"},
+      {Low, "", "1"},
+      {Low, "--srec-len=1", "1"},
+      {Low, "--srec-len=255", "1"},
+      {Low, "--srec-forceS3", "3"},
+      {Middle, "", "2"},
+      {Middle, "--srec-len=64", "2"},
       {Middle, "--srec-forceS3 --srec-len=250", "3"},
-      {High,   "",                              "3"},
-      {High,   "--srec-len=7",                  "3"},
+      {High, "", "3"},
+      {High, "--srec-len=7", "3"},
   };
   for (auto [Origin, How, Kinds] : Rows) {
     SCOPED_TRACE(std::to_string(Origin) + ' ' + How);

@@ -59,13 +59,11 @@ TEST_F(MemoryModels, KeepBytesInTargetOrder) {
     uint64_t Pa;
     uint8_t Size;
     uint64_t Value;
-  } Parts[] = {
-      {0x40000008, 0, 0x11              },
-      {0x4000000f, 0, 0x88              },
-      {0x4000000a, 1, 0x3344            },
-      {0x4000000c, 2, 0x55667788        },
-      {0x40000008, 3, 0x1122334455667788}
-  };
+  } Parts[] = {{0x40000008, 0, 0x11},
+               {0x4000000f, 0, 0x88},
+               {0x4000000a, 1, 0x3344},
+               {0x4000000c, 2, 0x55667788},
+               {0x40000008, 3, 0x1122334455667788}};
   for (const auto &P : Parts) {
     EXPECT_TRUE(read(P.Pa, P.Size));
     EXPECT_EQ(Last.Value, P.Value);
@@ -143,13 +141,13 @@ TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
     void *Device;
     const char *Why;
   } Cases[] = {
-      {0x4000ffff,        1,                 Other,                     "overlaps 'ram'"                     },
-      {0x3fffffff,        2,                 Other,                     "overlaps 'ram'"                     },
-      {0,                 UINT64_C(1) << 48, Other,                     "overlaps 'rom'"                     },
-      {0x50000000,        0,                 Other,                     "the length is 0"                    },
-      {UINT64_C(1) << 48, 1,                 Other,                     "beyond 48 bits"                     },
-      {0x50000000,        UINT64_MAX,        Other,                     "beyond 48 bits"                     },
-      {0x50000000,        4,                 orvy_objectForName("sim"), "no interface of type MemAccessIface"},
+      {0x4000ffff, 1, Other, "overlaps 'ram'"},
+      {0x3fffffff, 2, Other, "overlaps 'ram'"},
+      {0, UINT64_C(1) << 48, Other, "overlaps 'rom'"},
+      {0x50000000, 0, Other, "the length is 0"},
+      {UINT64_C(1) << 48, 1, Other, "beyond 48 bits"},
+      {0x50000000, UINT64_MAX, Other, "beyond 48 bits"},
+      {0x50000000, 4, orvy_objectForName("sim"), "no interface of type MemAccessIface"},
   };
   for (const auto &C : Cases) {
     EXPECT_EQ(orvy_memoryMap(Space, C.Addr, C.Len, C.Device, 0), UINT32_MAX) << C.Why;
@@ -376,29 +374,29 @@ TEST_F(MemoryModels, MayBeDisposedByWhatAnAccessReaches) {
   }
   void *Outer = nullptr, *Bomb = nullptr, *Bombs = nullptr;
   const std::pair<const char *, std::function<void()>> Ends[] = {
-      {"the device", [&] { orvy_disposeObject(Bomb), orvy_disposeObject(Bombs); } },
-      {"the space",  [&] { orvy_disposeObject(Space); }                           },
-      {"both",       [&] { orvy_disposeObject(Outer), orvy_disposeObject(Space); }},
-      {"all",        [] { orvy_objsysClearObjects(); }                            },
+      {"the device", [&] { orvy_disposeObject(Bomb), orvy_disposeObject(Bombs); }},
+      {"the space", [&] { orvy_disposeObject(Space); }},
+      {"both", [&] { orvy_disposeObject(Outer), orvy_disposeObject(Space); }},
+      {"all", [] { orvy_objsysClearObjects(); }},
   };
   uint8_t Bytes[64] = {};
   const auto Hear = [](void *, void *, void *) { Blow(); };
   const std::pair<const char *, std::function<void()>> Accesses[] = {
-      {"a read",             [&] { read(0x60000000, 2); }                               },
-      {"a write",            [&] { write(0x60000000, 2, 1); }                           },
+      {"a read", [&] { read(0x60000000, 2); }},
+      {"a write", [&] { write(0x60000000, 2, 1); }},
       {"an exchange",
        [&] { (Last = at(0x60000000, 2)), orvy_memoryExchangeTransaction(Space, &Last); }},
       {"a read through two",
        [&] {
          Last = at(0x60000000, 2);
          orvy_memoryReadTransaction(Outer, &Last);
-       }                                                                                },
-      {"single reads",       [&] { orvy_memoryRead(Outer, Bytes, 0x60000000, 64, 0); }  },
-      {"single writes",      [&] { orvy_memoryWrite(Outer, 0x60000000, Bytes, 64, 2); } },
-      {"a block read",       [&] { orvy_memoryRead(Outer, Bytes, 0x60000fe0, 64, 0); }  },
-      {"a block write",      [&] { orvy_memoryWrite(Outer, 0x60000fe0, Bytes, 64, 0); } },
-      {"a marked read",      [&] { read(0x40000000, 2); }                               },
-      {"a marked write",     [&] { write(0x40000000, 2, 1); }                           },
+       }},
+      {"single reads", [&] { orvy_memoryRead(Outer, Bytes, 0x60000000, 64, 0); }},
+      {"single writes", [&] { orvy_memoryWrite(Outer, 0x60000000, Bytes, 64, 2); }},
+      {"a block read", [&] { orvy_memoryRead(Outer, Bytes, 0x60000fe0, 64, 0); }},
+      {"a block write", [&] { orvy_memoryWrite(Outer, 0x60000fe0, Bytes, 64, 0); }},
+      {"a marked read", [&] { read(0x40000000, 2); }},
+      {"a marked write", [&] { write(0x40000000, 2, 1); }},
   };
   for (const auto &[Name, Act] : Accesses)
     for (const auto &[What, End] : Ends) {

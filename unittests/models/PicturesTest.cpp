@@ -39,8 +39,8 @@ TEST_F(Pictures, OfTheBoardAndOfNestedComponentsAreDrawn) {
   const struct {
     const char *System, *Node, *Edge;
   } Rows[] = {
-      {"source board.orvy\n",                             "timer[label=\"timer:GpTimer\"];",
-       "timer -> irqctrl [label=\"irqCtrl\"];"       },
+      {"source board.orvy\n", "timer[label=\"timer:GpTimer\"];",
+       "timer -> irqctrl [label=\"irqCtrl\"];"},
       {"import Board\nobject-create class=Unit name=u\n", "u_b_uart[label=\"u-b-uart:Uart\"];",
        "u_b_uart -> u_b_irqctrl [label=\"irqCtrl\"];"},
   };

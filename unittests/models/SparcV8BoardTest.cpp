@@ -22,10 +22,7 @@ protected:
       std::string Path = std::string(ORVY_BUILD_ROOT "/lib/libORVY") + Model + ".so";
       orvy_loadPlugin(Path.c_str());
     }
-    const orvy_CreateArg Size[] = {
-        {"size",  {.Typ = ovTY_U64, .u64 = 0x100000}},
-        {nullptr, {}                                }
-    };
+    const orvy_CreateArg Size[] = {{"size", {.Typ = ovTY_U64, .u64 = 0x100000}}, {nullptr, {}}};
     Memories = orvy_createObject("Ram", "ram", Size);
     Space = orvy_createObject("MemorySpace", "space", nullptr);
     Irq = orvy_createObject("IrqCtrl", "irqctrl", nullptr);
@@ -129,10 +126,10 @@ TEST_F(SparcV8Board, EndsItsRunIfAnAccessDisposesOfWhatItRunsIn) {
     std::function<void()> End;
     bool IsCpuLeft;
   } Cases[] = {
-      {"the space",         [&] { orvy_disposeObject(Space); },    true },
-      {"the code's memory", [&] { orvy_disposeObject(Memories); }, true },
-      {"the processor",     [&] { orvy_disposeObject(Cpu); },      false},
-      {"all",               [] { orvy_objsysClearObjects(); },     false},
+      {"the space", [&] { orvy_disposeObject(Space); }, true},
+      {"the code's memory", [&] { orvy_disposeObject(Memories); }, true},
+      {"the processor", [&] { orvy_disposeObject(Cpu); }, false},
+      {"all", [] { orvy_objsysClearObjects(); }, false},
   };
   for (const auto &Case : Cases)
     for (const char *Instruction : {"ld [%g1], %g3", "st %g3, [%g1]", "swap [%g1], %g3",

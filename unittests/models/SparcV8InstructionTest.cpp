@@ -137,20 +137,13 @@ TEST_F(SparcV8, Loads) {
     const char *Text;
     uint32_t Result;
   } Cases[] = {
-      {"ld [%g1], %g3",              0x81828384},
-      {"ldub [%g1], %g3",            0x81      },
-      {"ldub [%g1 + 3], %g3",        0x84      },
-      {"ldsb [%g1 + 1], %g3",        0xFFFFFF82},
-      {"ldsb [%g1 + 4], %g3",        5         },
-      {"lduh [%g1], %g3",            0x8182    },
-      {"ldsh [%g1 + 2], %g3",        0xFFFF8384},
-      {"ldsh [%g1 + 4], %g3",        0x0506    },
-      {"lda [%g1] 0xb, %g3",         0x81828384},
-      {"lduba [%g1 + %g2] 0xa, %g3", 0x05      },
-      {"lduha [%g1] 0xb, %g3",       0x8182    },
-      {"ldsba [%g1] 0xb, %g3",       0xFFFFFF81},
-      {"ldsha [%g1] 0x8, %g3",       0xFFFF8182},
-      {"ld [%g1 + %g2], %g3",        0x05060708},
+      {"ld [%g1], %g3", 0x81828384},        {"ldub [%g1], %g3", 0x81},
+      {"ldub [%g1 + 3], %g3", 0x84},        {"ldsb [%g1 + 1], %g3", 0xFFFFFF82},
+      {"ldsb [%g1 + 4], %g3", 5},           {"lduh [%g1], %g3", 0x8182},
+      {"ldsh [%g1 + 2], %g3", 0xFFFF8384},  {"ldsh [%g1 + 4], %g3", 0x0506},
+      {"lda [%g1] 0xb, %g3", 0x81828384},   {"lduba [%g1 + %g2] 0xa, %g3", 0x05},
+      {"lduha [%g1] 0xb, %g3", 0x8182},     {"ldsba [%g1] 0xb, %g3", 0xFFFFFF81},
+      {"ldsha [%g1] 0x8, %g3", 0xFFFF8182}, {"ld [%g1 + %g2], %g3", 0x05060708},
   };
   set("g1", Data);
   set("g2", 4);
@@ -219,10 +212,7 @@ TEST_F(SparcV8, TellsTheAddressSpaceOfEachAccess) {
   set("g1", FlatMemory::DeviceBase);
   execute({"ld [%g1], %g2", "sta %g2, [%g1] 0xa", "lda [%g1] 0x8, %g2", "std %g2, [%g1]"});
   EXPECT_THAT(Seen, testing::ElementsAre(11, 10, 8, 11));
-  for (auto [Mode, Expected] : {
-           std::pair{S | Et, 9},
-           {Et,     8}
-  }) {
+  for (auto [Mode, Expected] : {std::pair{S | Et, 9}, {Et, 8}}) {
     setPsr(Mode);
     orvy_cpuSetPc(Cpu, Mode & S ? 0x2000 : 0x3000);
     step();

@@ -31,11 +31,7 @@ TEST_F(SparcV8, IsAProcessor) {
 
 TEST_F(SparcV8, TakesCreationArguments) {
   EXPECT_EQ(50000000u, orvy_cpuGetFreq(Cpu));
-  const orvy_CreateArg Args[] = {
-      {"freq",  number(25000000)},
-      {"id",    number(3)       },
-      {nullptr, {}              }
-  };
+  const orvy_CreateArg Args[] = {{"freq", number(25000000)}, {"id", number(3)}, {nullptr, {}}};
   void *Other = orvy_createObject("SparcV8", "cpu1", Args);
   EXPECT_EQ(25000000u, orvy_cpuGetFreq(Other));
   EXPECT_EQ(3u, orvy_getValueU32(Other, "id", 0));
@@ -48,18 +44,9 @@ TEST_F(SparcV8, DescribesItsRegistersWithFields) {
     const char *Reg, *Field;
     uint64_t Value;
   } Fields[] = {
-      {"psr", "impl", 15},
-      {"psr", "n",    1 },
-      {"psr", "z",    0 },
-      {"psr", "v",    1 },
-      {"psr", "c",    0 },
-      {"psr", "pil",  10},
-      {"psr", "ef",   0 },
-      {"psr", "s",    1 },
-      {"psr", "et",   1 },
-      {"psr", "cwp",  3 },
-      {"tbr", "tba",  8 },
-      {"tbr", "tt",   0 },
+      {"psr", "impl", 15}, {"psr", "n", 1},    {"psr", "z", 0},   {"psr", "v", 1},
+      {"psr", "c", 0},     {"psr", "pil", 10}, {"psr", "ef", 0},  {"psr", "s", 1},
+      {"psr", "et", 1},    {"psr", "cwp", 3},  {"tbr", "tba", 8}, {"tbr", "tt", 0},
   };
   for (const auto &Row : Fields)
     EXPECT_EQ(Row.Value, orvy_getFieldValue(Cpu, Row.Reg, Row.Field)) << Row.Field;
@@ -77,19 +64,8 @@ TEST_F(SparcV8, ReachesRegistersByNumberAndName) {
     const char *Name;
     int Id;
   } Names[] = {
-      {"g0",  0 },
-      {"%o7", 15},
-      {"sp",  14},
-      {"o6",  14},
-      {"fp",  30},
-      {"i6",  30},
-      {"r31", 31},
-      {"y",   64},
-      {"psr", 65},
-      {"npc", 69},
-      {"r32", -1},
-      {"x",   -1},
-      {"",    -1},
+      {"g0", 0}, {"%o7", 15}, {"sp", 14},  {"o6", 14},  {"fp", 30}, {"i6", 30}, {"r31", 31},
+      {"y", 64}, {"psr", 65}, {"npc", 69}, {"r32", -1}, {"x", -1},  {"", -1},
   };
   for (const auto &Row : Names)
     EXPECT_EQ(Row.Id, table()->getRegId(Cpu, Row.Name)) << Row.Name;

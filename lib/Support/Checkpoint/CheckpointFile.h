@@ -3,8 +3,8 @@
 #ifndef ORVY_LIB_CHECKPOINTFILE_H
 #define ORVY_LIB_CHECKPOINTFILE_H
 
-#include "Checkpoint/CheckpointNodes.h"
 #include "Base/UniqueDescriptor.h"
+#include "Checkpoint/CheckpointNodes.h"
 
 #include <chrono>
 #include <cstddef>

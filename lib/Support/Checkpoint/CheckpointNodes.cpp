@@ -29,26 +29,13 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "packed numbers are copied");
 
 constexpr std::pair<orvy_Type, const char *> Names[] = {
-    {ovTY_Intptr,        "intptr_t"   },
-    {ovTY_Uintptr,       "uintptr_t"  },
-    {ovTY_Float,         "float"      },
-    {ovTY_Double,        "double"     },
-    {ovTY_U8,            "uint8_t"    },
-    {ovTY_U16,           "uint16_t"   },
-    {ovTY_U32,           "uint32_t"   },
-    {ovTY_U64,           "uint64_t"   },
-    {ovTY_I8,            "int8_t"     },
-    {ovTY_I16,           "int16_t"    },
-    {ovTY_I32,           "int32_t"    },
-    {ovTY_I64,           "int64_t"    },
-    {ovTY_Obj,           "object"     },
-    {ovTY_IfaceRef,      "iface"      },
-    {ovTY_IfaceRefArray, "ifaceDynArr"},
-    {ovTY_String,        "string"     },
-    {ovTY_Buffer,        "buffer"     },
-    {ovTY_Dict,          "dict"       },
-    {ovTY_Vector,        "vector"     },
-    {ovTY_List,          "list"       },
+    {ovTY_Intptr, "intptr_t"}, {ovTY_Uintptr, "uintptr_t"}, {ovTY_Float, "float"},
+    {ovTY_Double, "double"},   {ovTY_U8, "uint8_t"},        {ovTY_U16, "uint16_t"},
+    {ovTY_U32, "uint32_t"},    {ovTY_U64, "uint64_t"},      {ovTY_I8, "int8_t"},
+    {ovTY_I16, "int16_t"},     {ovTY_I32, "int32_t"},       {ovTY_I64, "int64_t"},
+    {ovTY_Obj, "object"},      {ovTY_IfaceRef, "iface"},    {ovTY_IfaceRefArray, "ifaceDynArr"},
+    {ovTY_String, "string"},   {ovTY_Buffer, "buffer"},     {ovTY_Dict, "dict"},
+    {ovTY_Vector, "vector"},   {ovTY_List, "list"},
 };
 
 const std::map<orvy_Type, const char *> TypeIdNameMap(std::begin(Names), std::end(Names));
@@ -160,10 +147,7 @@ void appendScalar(Json::array_t &Data, const orvy_Propval &Pv) {
     Data.emplace_back(Pv.String ? Pv.String : NullString);
   else if (Pv.Typ == ovTY_IfaceRef) {
     if (const char *Name = Class::nameForObject(Pv.IfaceRef.Obj))
-      Data.push_back({
-          {"obj",   Name                    },
-          {"iface", nameOfIface(Pv.IfaceRef)}
-      });
+      Data.push_back({{"obj", Name}, {"iface", nameOfIface(Pv.IfaceRef)}});
   } else {
     throw Unfit("it holds a value of a type that cannot be saved");
   }
@@ -207,10 +191,7 @@ Json bytesOf(const orvy_Buff &Buff, Form F) {
 }
 
 Json typedNode(orvy_Type Typ, Json Data) {
-  return {
-      {"type", typeIdToString(Typ)},
-      {"data", std::move(Data)    }
-  };
+  return {{"type", typeIdToString(Typ)}, {"data", std::move(Data)}};
 }
 
 Json typedValue(const orvy_Propval &Pv, Form F, unsigned Level) {

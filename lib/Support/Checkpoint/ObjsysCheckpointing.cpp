@@ -1,10 +1,10 @@
 #include "orvy/Support/Checkpoint.h"
 
 #include "Base/ActiveRun.h"
+#include "Base/InternalError.h"
 #include "Checkpoint/CheckpointFile.h"
 #include "Checkpoint/RunQuery.h"
 #include "Objsys/ComponentModel.h"
-#include "Base/InternalError.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/ObjsysValue.h"
 #include "Objsys/PluginManager.h"
@@ -88,7 +88,8 @@ constinit RunQuery RunQueries[4] = {};
 /// Whether something runs or steps that would go on with objects that are gone. A processor that a
 /// host runs through its own table shows only when one of its events or callbacks calls.
 bool isRunning(const char *What) {
-  if (!ActiveRun::isAny() && std::ranges::none_of(RunQueries, [](auto Ask) { return Ask && Ask(); }))
+  if (!ActiveRun::isAny() &&
+      std::ranges::none_of(RunQueries, [](auto Ask) { return Ask && Ask(); }))
     return false;
   orvy_logError(nullptr, "cannot %s a checkpoint: a run is in progress", What);
   return true;
@@ -131,9 +132,7 @@ Json entryOf(const Class &Cls, void *Obj, const char *Path) {
     for (const auto &[Name, Prop] : Cls.Properties)
       serialiseProperty(Properties, Obj, *Prop, Form::Packed);
   }
-  Json Entry = {
-      {"className", Cls.Name}
-  };
+  Json Entry = {{"className", Cls.Name}};
   Entry["properties"] = std::move(Properties);
   Entry["extra"] = extraOf(Cls, Obj, Path);
   return Entry;

@@ -167,29 +167,16 @@ static int setAlias(Command &Cmd, Interpreter *) {
   return Words.size() == 2 && addAlias(Words[0], Words[1]) ? 0 : -1;
 }
 
-static Command VarSet("var-set",
-                      {
-                          {"var", OK_String, true},
-                          {"val", OK_String, true}
-},
-                      setVariable, "set a variable", {"set"});
-static Command VarPrint("var-print",
-                        {
-                            {"var", OK_String, true}
-},
-                        printVariable, "print variable");
+static Command VarSet("var-set", {{"var", OK_String, true}, {"val", OK_String, true}}, setVariable,
+                      "set a variable", {"set"});
+static Command VarPrint("var-print", {{"var", OK_String, true}}, printVariable, "print variable");
 static Command VarPrintAll("var-print-all", printAllVariables, "print all variables",
                            {"vars", "env"});
-static Command VarDelete("var-delete",
-                         {
-                             {"var", OK_String, true}
-},
-                         deleteVariable, "delete variable", {"var-unset", "unset"});
+static Command VarDelete("var-delete", {{"var", OK_String, true}}, deleteVariable,
+                         "delete variable", {"var-unset", "unset"});
 static Command
     VarInitFromEnvironment("var-init-from-environment",
-                           {
-                               {"var", OK_String, false, "Environment variable to import"}
-},
+                           {{"var", OK_String, false, "Environment variable to import"}},
                            importEnvironment,
                            "Import environmental variables into the ORVY command line. If var is "
                            "not given, all environment variables are imported.",
@@ -200,9 +187,5 @@ static Command ExecPathPrepend("exec-path-prepend", prependPaths,
                                "Prepend search paths for the exec command");
 static Command ExecPathList("exec-path-list", listPaths,
                             "List search paths used by the exec command");
-static Command Alias("alias",
-                     {
-                         {"command", OK_String, false},
-                         {"name",    OK_String, false}
-},
-                     setAlias, "set a command alias");
+static Command Alias("alias", {{"command", OK_String, false}, {"name", OK_String, false}}, setAlias,
+                     "set a command alias");

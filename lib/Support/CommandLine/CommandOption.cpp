@@ -26,16 +26,9 @@ struct KindWords {
 };
 
 constexpr KindWords Words[] = {
-    {"string",    "string"   },
-    {"path",      "path"     },
-    {"object",    "object"   },
-    {"int",       "integer"  },
-    {"real",      "double"   },
-    {"prop",      "property" },
-    {"iface",     "interface"},
-    {"reg",       "register" },
-    {"unchecked", "unchecked"},
-    {"class",     "class"    },
+    {"string", "string"},       {"path", "path"},     {"object", "object"},   {"int", "integer"},
+    {"real", "double"},         {"prop", "property"}, {"iface", "interface"}, {"reg", "register"},
+    {"unchecked", "unchecked"}, {"class", "class"},
 };
 
 KindWords wordsFor(OptionKind Kind) {

@@ -1,8 +1,8 @@
 #include "orvy/Support/Commands.h"
 
+#include "Base/InternalError.h"
 #include "CommandLine/Characters.h"
 #include "CommandLine/CommandUse.h"
-#include "Base/InternalError.h"
 #include "CommandLine/NumberText.h"
 #include "orvy/Support/OutStream.h"
 

@@ -20,14 +20,8 @@ struct NamedFunction {
 };
 
 constexpr NamedFunction Functions[] = {
-    {"hex",  bif_hex },
-    {"chex", bif_chex},
-    {"oct",  bif_oct },
-    {"coct", bif_coct},
-    {"dec",  bif_dec },
-    {"cdec", bif_cdec},
-    {"bin",  bif_bin },
-    {"cbin", bif_cbin},
+    {"hex", bif_hex}, {"chex", bif_chex}, {"oct", bif_oct}, {"coct", bif_coct},
+    {"dec", bif_dec}, {"cdec", bif_cdec}, {"bin", bif_bin}, {"cbin", bif_cbin},
 };
 
 ExprValue callFunction(std::string_view Name, const ExprValues &Args) {

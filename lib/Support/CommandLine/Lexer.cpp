@@ -1,7 +1,7 @@
 #include "orvy/Support/Lexer.h"
 
-#include "CommandLine/Characters.h"
 #include "Base/InternalError.h"
+#include "CommandLine/Characters.h"
 #include "CommandLine/Trace.h"
 
 #include <algorithm>
@@ -20,24 +20,15 @@ struct Spelling {
 };
 
 constexpr Spelling Keywords[] = {
-    {"if",    TokenKind::If    },
-    {"elif",  TokenKind::Elif  },
-    {"else",  TokenKind::Else  },
-    {"while", TokenKind::While },
-    {"for",   TokenKind::For   },
-    {"ret",   TokenKind::Return},
-    {"fn",    TokenKind::Fn    },
+    {"if", TokenKind::If},       {"elif", TokenKind::Elif}, {"else", TokenKind::Else},
+    {"while", TokenKind::While}, {"for", TokenKind::For},   {"ret", TokenKind::Return},
+    {"fn", TokenKind::Fn},
 };
 
 constexpr Spelling Pairs[] = {
-    {"&&", TokenKind::LogicalAnd},
-    {"||", TokenKind::LogicalOr },
-    {"^^", TokenKind::LogicalXor},
-    {"<<", TokenKind::Shl       },
-    {">>", TokenKind::Shr       },
-    {"<=", TokenKind::LessEq    },
-    {">=", TokenKind::GreaterEq },
-    {"==", TokenKind::Equal     },
+    {"&&", TokenKind::LogicalAnd}, {"||", TokenKind::LogicalOr}, {"^^", TokenKind::LogicalXor},
+    {"<<", TokenKind::Shl},        {">>", TokenKind::Shr},       {"<=", TokenKind::LessEq},
+    {">=", TokenKind::GreaterEq},  {"==", TokenKind::Equal},
 };
 
 constexpr std::string_view Singles = "!$%&()*+,-./:;<=>?[]^{|}~";

@@ -14,14 +14,8 @@ namespace {
 
 bool parseCountUnit(const std::string &Unit, unsigned long &Factor) {
   static constexpr std::pair<std::string_view, unsigned long> Prefixes[] = {
-      {"k",  1000ul         },
-      {"M",  1000000ul      },
-      {"G",  1000000000ul   },
-      {"T",  1000000000000ul},
-      {"Ki", 1ul << 10      },
-      {"Mi", 1ul << 20      },
-      {"Gi", 1ul << 30      },
-      {"Ti", 1ul << 40      },
+      {"k", 1000ul},     {"M", 1000000ul},  {"G", 1000000000ul}, {"T", 1000000000000ul},
+      {"Ki", 1ul << 10}, {"Mi", 1ul << 20}, {"Gi", 1ul << 30},   {"Ti", 1ul << 40},
   };
   for (const auto &[Name, Value] : Prefixes)
     if (Unit == Name)

@@ -42,8 +42,7 @@ constexpr int PythonApiVersion = 1013;
 
 Method BuiltinMethods[] = {
     {"addCommand", orvy_addPythonCommand, MethodTakesTuple, "register python command object"},
-    {nullptr,      nullptr,               0,                nullptr                         }
-};
+    {nullptr, nullptr, 0, nullptr}};
 
 } // namespace
 
@@ -329,11 +328,9 @@ static int runScript(cl::Command &Cmd, cl::Interpreter *) {
 }
 
 static cl::Command ScriptRun("script-run",
-                             {
-                                 {"file",   cl::OK_Path,   false},
-                                 {"lang",   cl::OK_String, false},
-                                 {"script", cl::OK_String, false}
-},
+                             {{"file", cl::OK_Path, false},
+                              {"lang", cl::OK_String, false},
+                              {"script", cl::OK_String, false}},
                              runScript, "Run script");
 
 // The flat interface.

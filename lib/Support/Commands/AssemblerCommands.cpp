@@ -109,13 +109,13 @@ static long countOf(Command &Cmd) {
 DisassembleCommand::DisassembleCommand()
     : Command("memory-disassemble",
               {
-                  {"cpu",   OK_Object, true,  ""                       },
-                  {"func",  OK_String, false, "Function to disassemble"},
-                  {"va",    OK_Int,    false, ""                       },
-                  {"pa",    OK_Int,    false, ""                       },
-                  {"addr",  OK_Int,    false, ""                       },
-                  {"count", OK_Int,    false, "number of instructions" },
-},
+                  {"cpu", OK_Object, true, ""},
+                  {"func", OK_String, false, "Function to disassemble"},
+                  {"va", OK_Int, false, ""},
+                  {"pa", OK_Int, false, ""},
+                  {"addr", OK_Int, false, ""},
+                  {"count", OK_Int, false, "number of instructions"},
+              },
               Handler(), "disassemble memory range", {"dis", "disassemble"}) {}
 
 // The last of the list wins.
@@ -178,12 +178,10 @@ bool DisassembleCommand::addLine(const Processor &Cpu, std::string &Lines) const
 
 AssembleCommand::AssembleCommand()
     : Command("memory-assemble",
-              {
-                  {"cpu",   OK_Object, true },
-                  {"instr", OK_String, true },
-                  {"addr",  OK_Int,    false},
-                  {"count", OK_Int,    false}
-},
+              {{"cpu", OK_Object, true},
+               {"instr", OK_String, true},
+               {"addr", OK_Int, false},
+               {"count", OK_Int, false}},
               Handler(), "assemble instruction", {"as", "assemble"}) {}
 
 int AssembleCommand::run(Interpreter *) {

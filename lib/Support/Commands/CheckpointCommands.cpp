@@ -21,17 +21,11 @@ template <int (*Func)(const char *Path)> int callWithPath(Command &Cmd, Interpre
   return Func((File.Valid ? File.Value : Words.front()).c_str());
 }
 
-Command CheckpointSave("checkpoint-save",
-                       {
-                           {"file", OK_Path, false}
-},
+Command CheckpointSave("checkpoint-save", {{"file", OK_Path, false}},
                        callWithPath<orvy_serialiseJSON>, "save a checkpoint to file",
                        {"serialise", "serialize", "save", "checkpoint", "objsys-serialise"});
 
-Command CheckpointRestore("checkpoint-restore",
-                          {
-                              {"file", OK_Path, false}
-},
+Command CheckpointRestore("checkpoint-restore", {{"file", OK_Path, false}},
                           callWithPath<checkpoint::restoreIfCheckpoint>,
                           "reload a checkpoint from file",
                           {"deserialise", "deserialize", "restore", "objsys-deserialise"});

@@ -86,18 +86,10 @@ int showClass(Command &Cmd, Interpreter *) {
 
 Command ClassList("class-list", listClasses, "List all classes");
 
-Command ClassInfo("class-info",
-                  {
-                      {"class", OK_Class, true}
-},
-                  showClass, "Show info about class");
+Command ClassInfo("class-info", {{"class", OK_Class, true}}, showClass, "Show info about class");
 
 Command ClassGenerateDoc(
-    "class-generate-doc",
-    {
-        {"class", OK_Class, true },
-        {"file",  OK_Path,  false}
-},
+    "class-generate-doc", {{"class", OK_Class, true}, {"file", OK_Path, false}},
     [](Command &Cmd, Interpreter *) {
       const auto *Cls = Cmd.getOption("class").getValue<Class *>();
       if (!Cls)

@@ -26,10 +26,7 @@ int setRegister(Target<CpuIface> Cpu, Command &Cmd) {
 }
 
 int showRegisters(Target<CpuIface> Cpu, Command &Cmd) {
-  if (!implements(Cpu, {
-                           {"getRegName", Cpu->getRegName},
-                           {"getGpr",     Cpu->getGpr    }
-  }))
+  if (!implements(Cpu, {{"getRegName", Cpu->getRegName}, {"getGpr", Cpu->getGpr}}))
     return 1;
   const bool InDecimal = Cmd.getOption("decimal").Valid;
   for (uint32_t Reg = 0; Reg < ShownRegisters; ++Reg) {
@@ -107,41 +104,30 @@ int disableTrapEvents(Command &Cmd, Interpreter *) {
 }
 
 Command CpuSetReg("cpu-set-reg",
-                  {
-                      {"cpu", OK_Object, true, "Processor.",  "DEFAULT_CPU"},
-                      {"reg",     OK_String,          true, "Register name."},
-                      {"value",     OK_Int,        true,  "Value to set."   }
-},
+                  {{"cpu", OK_Object, true, "Processor.", "DEFAULT_CPU"},
+                   {"reg", OK_String, true, "Register name."},
+                   {"value", OK_Int, true, "Value to set."}},
                   onTarget<CpuIface>("cpu", setRegister), "set register", {"set-reg"});
 
 Command CpuShowRegs("cpu-show-regs",
-                    {
-                        {"cpu", OK_Object, true,  "Processor.", "DEFAULT_CPU"},
-                        {"decimal",     OK_Int,      false, "Print in decimal"  }
-},
+                    {{"cpu", OK_Object, true, "Processor.", "DEFAULT_CPU"},
+                     {"decimal", OK_Int, false, "Print in decimal"}},
                     onTarget<CpuIface>("cpu", showRegisters), "Pretty print registers.", {"regs"});
 
-Command
-    CpuSetPc("cpu-set-pc",
-             {
-                 {"cpu", OK_Object, true, "Processor to set program counter in.", "DEFAULT_CPU"},
-                 {"pc",     OK_Int,           true,     "The new PC value."                            }
-},
-             onTarget<CpuIface>("cpu", setPc), "Set the program counter (and Next-PC)");
+Command CpuSetPc("cpu-set-pc",
+                 {{"cpu", OK_Object, true, "Processor to set program counter in.", "DEFAULT_CPU"},
+                  {"pc", OK_Int, true, "The new PC value."}},
+                 onTarget<CpuIface>("cpu", setPc), "Set the program counter (and Next-PC)");
 
 Command CpuRaiseTrap("cpu-raise-trap",
-                     {
-                         {"cpu", OK_Object, true, "Processor.", "DEFAULT_CPU"},
-                         {"trap",     OK_Int,         true,   "Trap number."  }
-},
+                     {{"cpu", OK_Object, true, "Processor.", "DEFAULT_CPU"},
+                      {"trap", OK_Int, true, "Trap number."}},
                      onTarget<CpuIface>("cpu", raiseTrap),
                      "Raise trap as if triggered by current instruction", {"raise-trap"});
 
 Command CpuEnableTrapEvents("cpu-enable-trap-events",
-                            {
-                                {"cpu",   OK_Object, true,  "Processor."               },
-                                {"print", OK_Int,    false, "Whether to print on trap."}
-},
+                            {{"cpu", OK_Object, true, "Processor."},
+                             {"print", OK_Int, false, "Whether to print on trap."}},
                             enableTrapEvents,
                             "Enable generation of trap events.\n"
                             "Note that no event handler will be installed.\n"
@@ -150,10 +136,7 @@ Command CpuEnableTrapEvents("cpu-enable-trap-events",
                             "To for example get a message for every trap, a trap handler\n"
                             "event listner must also be installed by e.g. a plugin.");
 
-Command CpuDisableTrapEvents("cpu-disable-trap-events",
-                             {
-                                 {"cpu", OK_Object, true, "Processor."}
-},
+Command CpuDisableTrapEvents("cpu-disable-trap-events", {{"cpu", OK_Object, true, "Processor."}},
                              disableTrapEvents, "Disable generation on trap events.");
 
 } // namespace

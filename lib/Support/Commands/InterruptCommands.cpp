@@ -35,15 +35,7 @@ static int callFirst(Command &Cmd, Interpreter *) {
   return 0;
 }
 
-static Command InterruptRaise("interrupt-raise",
-                              {
-                                  {"iface", OK_Iface, true},
-                                  {"irq",   OK_Int,   true}
-},
+static Command InterruptRaise("interrupt-raise", {{"iface", OK_Iface, true}, {"irq", OK_Int, true}},
                               callFirst, "Raise interrupt");
-static Command InterruptLower("interrupt-lower",
-                              {
-                                  {"iface", OK_Iface, true},
-                                  {"irq",   OK_Int,   true}
-},
+static Command InterruptLower("interrupt-lower", {{"iface", OK_Iface, true}, {"irq", OK_Int, true}},
                               callFirst, "Lower interrupt");

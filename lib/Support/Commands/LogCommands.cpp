@@ -39,10 +39,7 @@ std::optional<orvy_LogLevel> levelForName(std::string_view Name) {
 /// The number of a category, which the class of an object may have named; 0 for an unknown name.
 uint32_t categoryForName(std::string_view Name, void *Obj) {
   static constexpr std::pair<std::string_view, uint32_t> Fixed[] = {
-      {"config", 3},
-      {"target", 2},
-      {"sim",    1}
-  };
+      {"config", 3}, {"target", 2}, {"sim", 1}};
   for (const auto &[Known, Category] : Fixed)
     if (Name == Known)
       return Category;
@@ -113,11 +110,9 @@ int logLevel(Command &Cmd, Interpreter *) {
 }
 
 Command LogLevel("log-level",
-                 {
-                     {"obj",      OK_Object, false},
-                     {"category", OK_String, false},
-                     {"severity", OK_String, false}
-},
+                 {{"obj", OK_Object, false},
+                  {"category", OK_String, false},
+                  {"severity", OK_String, false}},
                  logLevel,
                  "Show and set log level\n"
                  "Log level is set by giving one of: fatal, error, warning, info and debug\n"
@@ -150,11 +145,7 @@ Command LogFatal("log-fatal", emit<ovLOG_Fatal>, "Emit fatal log message");
 class LogSetFileCommand final : public Command {
 public:
   LogSetFileCommand()
-      : Command("log-set-file",
-                {
-                    {"file", OK_String, true}
-  },
-                Handler(),
+      : Command("log-set-file", {{"file", OK_String, true}}, Handler(),
                 "Set file for ORVY log. Setting file to '<default>' will restore default "
                 "behaviour. The log file will be appended to if it already exist.") {}
   ~LogSetFileCommand() override {

@@ -1,8 +1,8 @@
 // The commands on target memory: reading, writing, loading, translating, and fault attributes.
 
+#include "Base/HexText.h"
 #include "CommandLine/Handlers.h"
 #include "Debugging/LoadContext.h"
-#include "Base/HexText.h"
 #include "Objsys/ObjectKinds.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/FileSystem.h"
@@ -97,22 +97,18 @@ static int writeMemory(Command &Cmd, Interpreter *) {
 }
 
 static Command MemoryRead("memory-read",
-                          {
-                              {"obj",   OK_Object, true                                         },
-                              { "addr", OK_Int,      true,                            "physical address"},
-                              inBytes("length", "length in bytes"),
-                              { "elemsize", OK_Int,     false,
-                               "data element size (default = 0 = u8, 1 = u16, 2 = u32, 3 = u64)"}
-},
+                          {{"obj", OK_Object, true},
+                           {"addr", OK_Int, true, "physical address"},
+                           inBytes("length", "length in bytes"),
+                           {"elemsize", OK_Int, false,
+                            "data element size (default = 0 = u8, 1 = u16, 2 = u32, 3 = u64)"}},
                           readMemory, "Show the contents of the memory", {"read", "x"});
 static Command MemoryWrite("memory-write",
-                           {
-                               {"obj",      OK_Object, true },
-                               {"addr",     OK_Int,    true },
-                               inBytes("length"),
-                               {"elemsize", OK_Int,    false},
-                               {"data",     OK_Int,    true }
-},
+                           {{"obj", OK_Object, true},
+                            {"addr", OK_Int, true},
+                            inBytes("length"),
+                            {"elemsize", OK_Int, false},
+                            {"data", OK_Int, true}},
                            writeMemory, "write memory contents", {"write", "wr"});
 
 // Loading.
@@ -138,12 +134,10 @@ static int loadMemory(Command &Cmd, Interpreter *) {
 
 static Command MemoryLoad(
     "memory-load",
-    {
-        {"obj",    OK_Object,                                                 true},
-        {       "file", OK_Path,                                                      true    },
-        {  "addr",   OK_Int, false,     "Address to load file to (if set, treating file as binary)"},
-        { "dwarf",   OK_Int,                         false,     "enable experimental dwarf parsing"}
-},
+    {{"obj", OK_Object, true},
+     {"file", OK_Path, true},
+     {"addr", OK_Int, false, "Address to load file to (if set, treating file as binary)"},
+     {"dwarf", OK_Int, false, "enable experimental dwarf parsing"}},
     loadMemory,
     "Load file to memory. Set the address parameter to treat the file as binary,\n"
     "otherwise the type will be auto-detected.",
@@ -184,11 +178,8 @@ static int translateAddress(Command &Cmd, Interpreter *) {
 }
 
 static Command MemoryTranslate("memory-translate",
-                               {
-                                   {"cpu",  OK_Object, true},
-                                   {"addr", OK_Int,    true}
-},
-                               translateAddress, "Translate virtual to physical address", {"walk"});
+                               {{"cpu", OK_Object, true}, {"addr", OK_Int, true}}, translateAddress,
+                               "Translate virtual to physical address", {"walk"});
 
 // Attributes.
 

@@ -111,14 +111,10 @@ std::optional<TablePrinter::Base> numberBase(const Option &Opt) {
   if (!Opt.Valid)
     return TablePrinter::Hexadecimal;
   static constexpr std::pair<std::string_view, TablePrinter::Base> Names[] = {
-      {"hex", TablePrinter::Hexadecimal},
-      {"16",  TablePrinter::Hexadecimal},
-      {"dec", TablePrinter::Decimal    },
-      {"10",  TablePrinter::Decimal    },
-      {"oct", TablePrinter::Octal      },
-      {"8",   TablePrinter::Octal      },
-      {"bin", TablePrinter::Binary     },
-      {"2",   TablePrinter::Binary     },
+      {"hex", TablePrinter::Hexadecimal}, {"16", TablePrinter::Hexadecimal},
+      {"dec", TablePrinter::Decimal},     {"10", TablePrinter::Decimal},
+      {"oct", TablePrinter::Octal},       {"8", TablePrinter::Octal},
+      {"bin", TablePrinter::Binary},      {"2", TablePrinter::Binary},
   };
   for (const auto &[Name, Base] : Names)
     if (Opt.Value == Name)
@@ -266,40 +262,27 @@ Command ObjsysDeleteAllObjects("objsys-delete-all-objects", call<orvy_objsysClea
 
 Command ObjectList("object-list", listObjects, "List all objects");
 
-Command ObjectCreate("object-create",
-                     {
-                         {"class", OK_Class,  true },
-                         {"name",  OK_String, true },
-                         {"args",  OK_String, false}
-},
-                     createObject, "Create new object");
+Command
+    ObjectCreate("object-create",
+                 {{"class", OK_Class, true}, {"name", OK_String, true}, {"args", OK_String, false}},
+                 createObject, "Create new object");
 
 Command ObjectInfo("object-info",
-                   {
-                       {"obj",      OK_Object, true                           },
-                       { "base", OK_String,     false, "hex(default), bin, dec or oct"}
-},
+                   {{"obj", OK_Object, true},
+                    {"base", OK_String, false, "hex(default), bin, dec or oct"}},
                    showObject, "Show object information", {"info", "i"});
 
-Command ObjectPrint("object-print",
-                    {
-                        {"obj", OK_Object, true}
-},
-                    printObject, "Pretty print object", {"print", "pp"});
+Command ObjectPrint("object-print", {{"obj", OK_Object, true}}, printObject, "Pretty print object",
+                    {"print", "pp"});
 
 Command ObjectConnect("object-connect",
-                      {
-                          {"a", OK_Prop,  true, "Interface reference property ('obj.propname')."},
-                          {"b", OK_Iface, true, "Interface target ('obj:ifacename')"            }
-},
+                      {{"a", OK_Prop, true, "Interface reference property ('obj.propname')."},
+                       {"b", OK_Iface, true, "Interface target ('obj:ifacename')"}},
                       connectObjects, "connect two objects", {"connect"});
 
 Command ObjectSetTimesource("object-set-timesource",
-                            {
-                                {"obj", OK_Object, true},
-                                {"ts",  OK_Object, true}
-},
-                            setTimeSource, "Set time source for object",
+                            {{"obj", OK_Object, true}, {"ts", OK_Object, true}}, setTimeSource,
+                            "Set time source for object",
                             {"set-timesource", "set-ts", "connect-timesource"});
 
 Command ObjectAssemblyStarted("object-assembly-started", call<publishAssemblyComplete>,

@@ -58,30 +58,23 @@ int echo(Command &Cmd, Interpreter *) {
   return 0;
 }
 
-Command OrvyHelp("orvy-help",
-                 {
-                     {"command", OK_String, false}
-},
-                 help, "show orvy help", {"?", "h", "help"});
+Command OrvyHelp("orvy-help", {{"command", OK_String, false}}, help, "show orvy help",
+                 {"?", "h", "help"});
 
-Command OrvyExec("orvy-exec",
-                 {
-                     {"file", OK_Path, false}
-},
-                 execute, "exec orvy command line interface script", {"source", "exec"});
+Command OrvyExec("orvy-exec", {{"file", OK_Path, false}}, execute,
+                 "exec orvy command line interface script", {"source", "exec"});
 
 Command OrvyGenerateHelp("orvy-generate-help", call<PrintCommandHelpAdoc>,
                          "generate help document");
 
 Command OrvyQuit("orvy-quit", quit, "quit orvy", {"quit", "q", "exit"});
 
-Command OrvyVersion(
-    "orvy-version",
-    [](Command &, Interpreter *) {
-      outs() << orvy_getVersionString() << "\n";
-      return 0;
-    },
-    "Show orvy version", {"version"});
+Command OrvyVersion("orvy-version",
+                    [](Command &, Interpreter *) {
+                      outs() << orvy_getVersionString() << "\n";
+                      return 0;
+                    },
+                    "Show orvy version", {"version"});
 
 Command Echo("echo", echo, "Write string to stdout");
 

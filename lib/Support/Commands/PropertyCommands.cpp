@@ -179,20 +179,14 @@ int readProperty(Command &Cmd, Interpreter *) {
 }
 
 Command ObjectPropWrite("object-prop-write",
-                        {
-                            {"prop",  OK_Prop,   true },
-                            {"val",   OK_Int,    false},
-                            {"value", OK_String, false},
-                            {"fval",  OK_Double, false},
-                            {"index", OK_Int,    false}
-},
+                        {{"prop", OK_Prop, true},
+                         {"val", OK_Int, false},
+                         {"value", OK_String, false},
+                         {"fval", OK_Double, false},
+                         {"index", OK_Int, false}},
                         writeProperty, "write property value (with side-effects)", {"write-prop"});
 
-Command ObjectPropRead("object-prop-read",
-                       {
-                           {"prop",  OK_Prop, true },
-                           {"index", OK_Int,  false}
-},
+Command ObjectPropRead("object-prop-read", {{"prop", OK_Prop, true}, {"index", OK_Int, false}},
                        readProperty, "read property value (with side-effects from getter)",
                        {"read-prop"});
 

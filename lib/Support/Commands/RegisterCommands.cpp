@@ -71,34 +71,20 @@ int storeField(Command &Cmd, Interpreter *) {
                Cmd.getOption("value").getValue<unsigned long>());
 }
 
-Command PrintRegisters("experimental-print-registers",
-                       {
-                           {"obj", OK_Object, true}
-},
-                       printRegisters, "EXPERIMENTAL!!! Print registers", {"exp-pregs", "exp-pr"});
+Command PrintRegisters("experimental-print-registers", {{"obj", OK_Object, true}}, printRegisters,
+                       "EXPERIMENTAL!!! Print registers", {"exp-pregs", "exp-pr"});
 
 Command SetField("experimental-register-set-field",
-                 {
-                     {"reg",   OK_Reg,    true},
-                     {"field", OK_String, true},
-                     {"value", OK_Int,    true}
-},
+                 {{"reg", OK_Reg, true}, {"field", OK_String, true}, {"value", OK_Int, true}},
                  storeField<orvy_setFieldValue>, "EXPERIMENTAL!!! Set register field",
                  {"exp-set-field"});
 
 Command WriteField("experimental-register-write-field",
-                   {
-                       {"reg",   OK_Reg,    true},
-                       {"field", OK_String, true},
-                       {"value", OK_Int,    true}
-},
+                   {{"reg", OK_Reg, true}, {"field", OK_String, true}, {"value", OK_Int, true}},
                    storeField<orvy_writeFieldValue>, "EXPERIMENTAL!!! Write register field",
                    {"exp-write-field"});
 
-Command PrintClassRegisters("experimental-print-class-registers",
-                            {
-                                {"class", OK_Class, true}
-},
+Command PrintClassRegisters("experimental-print-class-registers", {{"class", OK_Class, true}},
                             printClassRegisters, "EXPERIMENTAL!!! Print registers docs for class",
                             {"exp-pcregs", "exp-pcr"});
 

@@ -2,8 +2,8 @@
 
 #include "Base/ActiveRun.h"
 #include "CommandLine/Handlers.h"
-#include "Objsys/ObjectKinds.h"
 #include "Commands/RunReport.h"
+#include "Objsys/ObjectKinds.h"
 
 #include "orvy/Support/Properties.h"
 #include "orvy/Support/Propval.h"
@@ -192,11 +192,7 @@ int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position 
 
 int runProcessor(Target<CpuIface> Cpu, Command &Cmd) {
   if (!implements(Cpu,
-                  {
-                      {"run",       Cpu->run      },
-                      {"getFreq",   Cpu->getFreq  },
-                      {"getCycles", Cpu->getCycles}
-  }))
+                  {{"run", Cpu->run}, {"getFreq", Cpu->getFreq}, {"getCycles", Cpu->getCycles}}))
     return 1;
   const uint64_t Freq = Cpu->getFreq(Cpu.Obj);
   return driveProcessor(Cpu, Cmd, runSpan(Cmd, static_cast<double>(Freq), Freq), Cpu->getCycles,
@@ -204,12 +200,10 @@ int runProcessor(Target<CpuIface> Cpu, Command &Cmd) {
 }
 
 int stepProcessor(Target<CpuIface> Cpu, Command &Cmd) {
-  if (!implements(Cpu, {
-                           {"step",      Cpu->step     },
-                           {"getFreq",   Cpu->getFreq  },
-                           {"getCycles", Cpu->getCycles},
-                           {"getSteps",  Cpu->getSteps }
-  }))
+  if (!implements(Cpu, {{"step", Cpu->step},
+                        {"getFreq", Cpu->getFreq},
+                        {"getCycles", Cpu->getCycles},
+                        {"getSteps", Cpu->getSteps}}))
     return 1;
   return driveProcessor(Cpu, Cmd, {givenSteps(Cmd), false}, Cpu->getSteps, Cpu->step);
 }
@@ -217,11 +211,9 @@ int stepProcessor(Target<CpuIface> Cpu, Command &Cmd) {
 // Clocks
 
 int runClock(Target<ClockIface> Clock, Command &Cmd) {
-  if (!implements(Clock, {
-                             {"getFreq",       Clock->getFreq      },
-                             {"getCycles",     Clock->getCycles    },
-                             {"advanceCycles", Clock->advanceCycles}
-  }))
+  if (!implements(Clock, {{"getFreq", Clock->getFreq},
+                          {"getCycles", Clock->getCycles},
+                          {"advanceCycles", Clock->advanceCycles}}))
     return 1;
   const double Freq = Clock->getFreq(Clock.Obj);
   const auto Cycles = [&] { return Clock->getCycles(Clock.Obj); };
@@ -285,19 +277,12 @@ uint64_t toNanos(Target<MachineIface> Machine, double Secs) {
 }
 
 bool keepsTime(Target<MachineIface> Machine) {
-  return implements(
-      Machine, {
-                   {"getTime",         Machine->getTime        },
-                   {"getCurrentCpuId", Machine->getCurrentCpuId}
-  });
+  return implements(Machine,
+                    {{"getTime", Machine->getTime}, {"getCurrentCpuId", Machine->getCurrentCpuId}});
 }
 
 int runMachine(Target<MachineIface> Machine, Command &Cmd) {
-  if (!implements(Machine,
-                  {
-                      {"run", Machine->run}
-  }) ||
-      !keepsTime(Machine))
+  if (!implements(Machine, {{"run", Machine->run}}) || !keepsTime(Machine))
     return 1;
   const auto Cpus = processorsOf(Machine);
   const auto Secs = givenSeconds(Cmd);
@@ -384,11 +369,7 @@ int stepObject(Command &Cmd, Interpreter *) {
     return stepProcessor(Cpu, Cmd);
   if (!Machine)
     return fail("object does not support CpuIface or MachineIface\n");
-  if (!implements(Machine,
-                  {
-                      {"step", Machine->step}
-  }) ||
-      !keepsTime(Machine))
+  if (!implements(Machine, {{"step", Machine->step}}) || !keepsTime(Machine))
     return 1;
   const int CpuIdx = given<int>(Cmd, "cpuidx").value_or(currentProcessor(Machine));
   const orvy_IfaceRef Stepped =
@@ -403,10 +384,7 @@ void printTime(const char *Name, double Secs) {
 }
 
 template <typename T> int printCycles(Target<T> Holder) {
-  if (!implements(Holder, {
-                              {"getCycles", Holder->getCycles},
-                              {"getFreq",   Holder->getFreq  }
-  }))
+  if (!implements(Holder, {{"getCycles", Holder->getCycles}, {"getFreq", Holder->getFreq}}))
     return 1;
   const uint64_t Cycles = Holder->getCycles(Holder.Obj);
   printTime(Holder.name(),
@@ -424,9 +402,7 @@ int showTime(Command &Cmd, Interpreter *) {
   if (Cpu)
     return printCycles(Cpu);
   if (Machine) {
-    if (!implements(Machine, {
-                                 {"getTime", Machine->getTime}
-    }))
+    if (!implements(Machine, {{"getTime", Machine->getTime}}))
       return 1;
     printTime(Machine.name(), static_cast<double>(Machine->getTime(Obj)) / NanosPerSecond);
     outs() << "\n";
@@ -448,11 +424,7 @@ Command::Handler deprecated(const char *Successor, const char *OptName, Function
 
 int stepMachineOfCpu(Target<MachineIface> Machine, Command &Cmd) {
   const auto Cpu = given<void *>(Cmd, "cpu");
-  if (!implements(Machine,
-                  {
-                      {"step", Machine->step}
-  }) ||
-      !keepsTime(Machine))
+  if (!implements(Machine, {{"step", Machine->step}}) || !keepsTime(Machine))
     return 1;
   const int CpuIdx = Cpu ? indexOf(*Cpu, Machine) : currentProcessor(Machine);
   if (Cpu && CpuIdx < 0)
@@ -462,13 +434,11 @@ int stepMachineOfCpu(Target<MachineIface> Machine, Command &Cmd) {
 
 Command
     ObjectRun("object-run",
-              {
-                  {"obj", OK_Object, true, "Object to run (machine or cpu).", "DEFAULT_RUNNABLE"},
-                  counted("cycles", "Time in cycles (only for CPUs)"),
-                  inSeconds("time", "Time in seconds."),
-                  {"perf",     OK_Int,         false,   "Set to 1 to report emulator performance (MIPS-rating)."                      },
-                  {"pc",     OK_Int,           false,     "Program counter for start address of all CPUs."}
-},
+              {{"obj", OK_Object, true, "Object to run (machine or cpu).", "DEFAULT_RUNNABLE"},
+               counted("cycles", "Time in cycles (only for CPUs)"),
+               inSeconds("time", "Time in seconds."),
+               {"perf", OK_Int, false, "Set to 1 to report emulator performance (MIPS-rating)."},
+               {"pc", OK_Int, false, "Program counter for start address of all CPUs."}},
               runObject,
               "Run the machine or cpu for the given time. If time is omitted,\n"
               "the machine or CPU will run forever (or until a non-normal stop\n"
@@ -477,23 +447,19 @@ Command
 
 Command ObjectStep(
     "object-step",
-    {
-        {"obj", OK_Object, true, "Object to step (machine or cpu).", "DEFAULT_RUNNABLE"},
-        {"cpuidx",     OK_Int,       false, "CPU to step in a machine. Defaults to current CPU."                       },
-        counted("steps", "Number of steps, default is 1."),
-        {"perf",     OK_Int,         false,   "Set to 1 to report emulator performance of step operation."},
-        {"pc",     OK_Int,           false,     "PC to start stepping from."                       }
-},
+    {{"obj", OK_Object, true, "Object to step (machine or cpu).", "DEFAULT_RUNNABLE"},
+     {"cpuidx", OK_Int, false, "CPU to step in a machine. Defaults to current CPU."},
+     counted("steps", "Number of steps, default is 1."),
+     {"perf", OK_Int, false, "Set to 1 to report emulator performance of step operation."},
+     {"pc", OK_Int, false, "PC to start stepping from."}},
     stepObject, "Step machine or processor", {"step"});
 
 Command CpuRun("cpu-run",
-               {
-                   {"cpu",  OK_Object, true },
-                   {"pc",   OK_Int,    false},
-                   counted("cycles"),
-                   inSeconds("time"),
-                   {"perf", OK_Int,    false}
-},
+               {{"cpu", OK_Object, true},
+                {"pc", OK_Int, false},
+                counted("cycles"),
+                inSeconds("time"),
+                {"perf", OK_Int, false}},
                deprecated<CpuIface>("object-run", "cpu", runProcessor),
                "Run the emulator. By default the emulator is run forever, and must be\n"
                "stopped by ^C. The length of the run can be set using the cycles or\n"
@@ -501,41 +467,31 @@ Command CpuRun("cpu-run",
 
 Command CpuStep(
     "cpu-step",
-    {
-        {"cpu",  OK_Object, true },
-        {"pc",   OK_Int,    false},
-        counted("steps"), {"perf", OK_Int,    false}
-},
+    {{"cpu", OK_Object, true}, {"pc", OK_Int, false}, counted("steps"), {"perf", OK_Int, false}},
     deprecated<CpuIface>("object-step", "cpu", stepProcessor),
     "Step the emulator. By default a single step is executed.\n");
 
 Command MachineRun("machine-run",
-                   {
-                       {"machine", OK_Object, true, "Machine object to run.", "DEFAULT_MACHINE"},
-                       inSeconds("time", "Time in seconds."),
-                       {"perf",         OK_Int,             false,   "Set to 1 to report performance."         }
-},
+                   {{"machine", OK_Object, true, "Machine object to run.", "DEFAULT_MACHINE"},
+                    inSeconds("time", "Time in seconds."),
+                    {"perf", OK_Int, false, "Set to 1 to report performance."}},
                    deprecated<MachineIface>("object-run", "machine", runMachine),
                    "Run the emulator. By default one second of time is executed, but this can\n"
                    "be overridden by setting either the time parameter.\n",
                    {"mrun"});
 
 Command MachineStep("machine-step",
-                    {
-                        {"machine", OK_Object, true },
-                        {"cpu",     OK_Object, false},
-                        counted("steps"),
-                        {"perf",    OK_Int,    false}
-},
+                    {{"machine", OK_Object, true},
+                     {"cpu", OK_Object, false},
+                     counted("steps"),
+                     {"perf", OK_Int, false}},
                     deprecated<MachineIface>("object-step", "machine", stepMachineOfCpu),
                     "Step the given processor in the machine. By default one step is\n"
                     "executed, but this can be overridden by setting the steps parameter.\n",
                     {"mstep"});
 
 Command ObjectTime("object-time",
-                   {
-                       {"obj", OK_Object, true, "Object to get time from.", "DEFAULT_RUNNABLE"}
-},
+                   {{"obj", OK_Object, true, "Object to get time from.", "DEFAULT_RUNNABLE"}},
                    showTime, "Get the simualted time for a machine or cpu", {"time"});
 
 } // namespace

@@ -36,10 +36,8 @@ static int load(Command &Cmd, Interpreter *) {
 }
 
 static Command LoadCtxt("experimental-debug-load-ctxt",
-                        {
-                            {"mem",  OK_Object, true, "Memory space object" },
-                            {"file", OK_Path,   true, "Path to file to load"}
-},
+                        {{"mem", OK_Object, true, "Memory space object"},
+                         {"file", OK_Path, true, "Path to file to load"}},
                         load, "");
 
 static int dispose(Command &Cmd, Interpreter *) {
@@ -48,10 +46,7 @@ static int dispose(Command &Cmd, Interpreter *) {
 }
 
 static Command DisposeCtxt("experimental-debug-dispose-ctxt",
-                           {
-                               {"ctxt", OK_String, true, "Name of debugging context"}
-},
-                           dispose, "");
+                           {{"ctxt", OK_String, true, "Name of debugging context"}}, dispose, "");
 
 static int listContexts(Command &, Interpreter *) {
   const Manager &All = Manager::getDebuggingManager();
@@ -73,10 +68,7 @@ static int setContext(Command &Cmd, Interpreter *) {
 }
 
 static Command SetContexts("experimental-debug-set-context",
-                           {
-                               {"ctxt", OK_String, true, "Debugging context name"}
-},
-                           setContext, "");
+                           {{"ctxt", OK_String, true, "Debugging context name"}}, setContext, "");
 
 // What a context knows.
 

@@ -3,8 +3,8 @@
 #include "Debugging/DebugCommands.h"
 #include "Objsys/ObjectKinds.h"
 
-#include "Dwarf/DwarfNames.h"
 #include "Base/HexText.h"
+#include "Dwarf/DwarfNames.h"
 #include "orvy/Support/DwarfLines.h"
 
 #include <algorithm>
@@ -37,11 +37,7 @@ static int remapPath(Command &Cmd, Interpreter *) {
 }
 
 static Command RemapPath("experimental-debug-remap-path",
-                         {
-                             {"from", OK_String, true },
-                             {"to",   OK_Path,   false}
-},
-                         remapPath, "");
+                         {{"from", OK_String, true}, {"to", OK_Path, false}}, remapPath, "");
 
 static int addPath(Command &Cmd, Interpreter *) {
   const orvy_Dwarf Dwarf = requireCurrentDwarf();
@@ -51,11 +47,7 @@ static int addPath(Command &Cmd, Interpreter *) {
   return 0;
 }
 
-static Command AddPath("experimental-debug-add-path",
-                       {
-                           {"path", OK_Path, true}
-},
-                       addPath, "");
+static Command AddPath("experimental-debug-add-path", {{"path", OK_Path, true}}, addPath, "");
 
 // Listing source.
 
@@ -110,11 +102,9 @@ static int listSource(Command &Cmd, Interpreter *) {
 }
 
 static Command ListSource("experimental-debug-list-source",
-                          {
-                              {"cpu",   OK_Object, false, "CPU whose PC will be used to list source"},
-                              {"addr",  OK_Int,    false, "Address to list source around"           },
-                              {"lines", OK_Int,    false, "Lines around address (default 5)"        }
-},
+                          {{"cpu", OK_Object, false, "CPU whose PC will be used to list source"},
+                           {"addr", OK_Int, false, "Address to list source around"},
+                           {"lines", OK_Int, false, "Lines around address (default 5)"}},
                           listSource, "");
 
 // Line tables.
@@ -139,9 +129,7 @@ static int printLineProgram(Command &Cmd, Interpreter *) {
 }
 
 static Command PrintLineProg("experimental-debug-print-linenum-prog",
-                             {
-                                 contextOption(), {"func", OK_String, true, "function"}
-},
+                             {contextOption(), {"func", OK_String, true, "function"}},
                              printLineProgram, "");
 
 // Variables.
@@ -185,11 +173,9 @@ static int readVariable(Command &Cmd, Interpreter *) {
 }
 
 static Command ReadVar("experimental-debug-read-variable",
-                       {
-                           contextOption(),
-                           {"cpu",      OK_Object, true, "Processor"    },
-                           {"variable", OK_String, true, "Variable name"}
-},
+                       {contextOption(),
+                        {"cpu", OK_Object, true, "Processor"},
+                        {"variable", OK_String, true, "Variable name"}},
                        readVariable, "");
 
 static void printVariable(dwarf::DebugInfoEntry &Entry) {
@@ -218,7 +204,4 @@ static int listVariables(Command &Cmd, Interpreter *) {
 }
 
 static Command ListVar("experimental-debug-list-variables",
-                       {
-                           contextOption(), {"cpu", OK_Object, true, "Processor"}
-},
-                       listVariables, "");
+                       {contextOption(), {"cpu", OK_Object, true, "Processor"}}, listVariables, "");

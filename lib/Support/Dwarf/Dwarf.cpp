@@ -165,17 +165,11 @@ std::unique_ptr<DebugInfo> DebugInfo::load(const char *Path) {
   ElfFile File(Path);
   orvy_logInfo(nullptr, "loading DWARF");
   static constexpr std::pair<const char *, void (DebugInfo::*)(Section &)> Setters[] = {
-      {".debug_str",      &DebugInfo::setStrings },
-      {".debug_abbrev",   &DebugInfo::setAbbrevs },
-      {".debug_info",     &DebugInfo::setInfo    },
-      {".debug_types",    &DebugInfo::setTypes   },
-      {".debug_aranges",  &DebugInfo::setAranges },
-      {".debug_pubnames", &DebugInfo::setPubnames},
-      {".debug_pubtypes", &DebugInfo::setPubtypes},
-      {".debug_ranges",   &DebugInfo::setRanges  },
-      {".debug_line",     &DebugInfo::setLine    },
-      {".debug_loc",      &DebugInfo::setLoc     }
-  };
+      {".debug_str", &DebugInfo::setStrings},       {".debug_abbrev", &DebugInfo::setAbbrevs},
+      {".debug_info", &DebugInfo::setInfo},         {".debug_types", &DebugInfo::setTypes},
+      {".debug_aranges", &DebugInfo::setAranges},   {".debug_pubnames", &DebugInfo::setPubnames},
+      {".debug_pubtypes", &DebugInfo::setPubtypes}, {".debug_ranges", &DebugInfo::setRanges},
+      {".debug_line", &DebugInfo::setLine},         {".debug_loc", &DebugInfo::setLoc}};
   std::vector<Section> Sections;
   for (const auto &Setter : Setters)
     Sections.push_back(contents(File, Setter.first));

@@ -15,15 +15,11 @@ namespace {
 void addStep(std::vector<DebugAbbrev::Step> &Steps, uint64_t Form) {
   std::optional<FixedSize> Size = fixedSize(Form);
   if (!Size) {
-    Steps.push_back({
-        Form, {0, 0}
-    });
+    Steps.push_back({Form, {0, 0}});
     return;
   }
   if (Steps.empty() || Steps.back().Form != 0)
-    Steps.push_back({
-        0, {0, 0}
-    });
+    Steps.push_back({0, {0, 0}});
   for (int Format : {0, 1})
     Steps.back().Bytes[Format] += Size->Bytes[Format];
 }

@@ -239,62 +239,62 @@ private:
 
 // By the numbers of DWARF 4, 7.7.1. What is not listed is passed over.
 constexpr ExpressionVM::Run::Row ExpressionVM::Run::Rows[] = {
-    {0x03, 0x03, &Run::address                     }, // DW_OP_addr
-    {0x06, 0x06, &Run::deref                       }, // DW_OP_deref
-    {0x08, 0x08, &Run::constant<uint8_t>           }, // DW_OP_const1u
-    {0x09, 0x09, &Run::constant<int8_t>            }, // DW_OP_const1s
-    {0x0a, 0x0a, &Run::constant<uint16_t>          }, // DW_OP_const2u
-    {0x0b, 0x0b, &Run::constant<int16_t>           }, // DW_OP_const2s
-    {0x0c, 0x0c, &Run::constant<uint32_t>          }, // DW_OP_const4u
-    {0x0d, 0x0d, &Run::constant<int32_t>           }, // DW_OP_const4s
-    {0x0e, 0x0e, &Run::constant<uint64_t>          }, // DW_OP_const8u
-    {0x0f, 0x0f, &Run::constant<int64_t>           }, // DW_OP_const8s
-    {0x10, 0x10, &Run::constantLEB128<uint64_t>    }, // DW_OP_constu
-    {0x11, 0x11, &Run::constantLEB128<int64_t>     }, // DW_OP_consts
-    {0x12, 0x12, &Run::dup                         }, // DW_OP_dup
-    {0x13, 0x13, &Run::drop                        }, // DW_OP_drop
-    {0x14, 0x14, &Run::over                        }, // DW_OP_over
-    {0x15, 0x15, &Run::pick                        }, // DW_OP_pick
-    {0x16, 0x16, &Run::swap                        }, // DW_OP_swap
-    {0x17, 0x17, &Run::rot                         }, // DW_OP_rot
-    {0x18, 0x18, &Run::xderef                      }, // DW_OP_xderef
-    {0x19, 0x19, &Run::unary<Absolute>             }, // DW_OP_abs
-    {0x1a, 0x1a, &Run::binary<std::bit_and<>>      }, // DW_OP_and
-    {0x1b, 0x1b, &Run::binary<std::divides<>>      }, // DW_OP_div
-    {0x1c, 0x1c, &Run::binary<std::minus<>>        }, // DW_OP_minus
-    {0x1d, 0x1d, &Run::binary<std::modulus<>>      }, // DW_OP_mod
-    {0x1e, 0x1e, &Run::binary<std::multiplies<>>   }, // DW_OP_mul
-    {0x1f, 0x1f, &Run::unary<std::negate<>>        }, // DW_OP_neg
-    {0x20, 0x20, &Run::unary<std::bit_not<>>       }, // DW_OP_not
-    {0x21, 0x21, &Run::binary<std::bit_or<>>       }, // DW_OP_or
-    {0x22, 0x22, &Run::binary<std::plus<>>         }, // DW_OP_plus
-    {0x23, 0x23, &Run::plusUconst                  }, // DW_OP_plus_uconst
-    {0x24, 0x24, &Run::binary<ShiftLeft>           }, // DW_OP_shl
-    {0x25, 0x25, &Run::binary<ShiftLogical>        }, // DW_OP_shr
-    {0x26, 0x26, &Run::binary<ShiftArithmetic>     }, // DW_OP_shra
-    {0x27, 0x27, &Run::binary<std::bit_xor<>>      }, // DW_OP_xor
-    {0x28, 0x28, &Run::bra                         }, // DW_OP_bra
-    {0x29, 0x29, &Run::binary<std::equal_to<>>     }, // DW_OP_eq
+    {0x03, 0x03, &Run::address},                      // DW_OP_addr
+    {0x06, 0x06, &Run::deref},                        // DW_OP_deref
+    {0x08, 0x08, &Run::constant<uint8_t>},            // DW_OP_const1u
+    {0x09, 0x09, &Run::constant<int8_t>},             // DW_OP_const1s
+    {0x0a, 0x0a, &Run::constant<uint16_t>},           // DW_OP_const2u
+    {0x0b, 0x0b, &Run::constant<int16_t>},            // DW_OP_const2s
+    {0x0c, 0x0c, &Run::constant<uint32_t>},           // DW_OP_const4u
+    {0x0d, 0x0d, &Run::constant<int32_t>},            // DW_OP_const4s
+    {0x0e, 0x0e, &Run::constant<uint64_t>},           // DW_OP_const8u
+    {0x0f, 0x0f, &Run::constant<int64_t>},            // DW_OP_const8s
+    {0x10, 0x10, &Run::constantLEB128<uint64_t>},     // DW_OP_constu
+    {0x11, 0x11, &Run::constantLEB128<int64_t>},      // DW_OP_consts
+    {0x12, 0x12, &Run::dup},                          // DW_OP_dup
+    {0x13, 0x13, &Run::drop},                         // DW_OP_drop
+    {0x14, 0x14, &Run::over},                         // DW_OP_over
+    {0x15, 0x15, &Run::pick},                         // DW_OP_pick
+    {0x16, 0x16, &Run::swap},                         // DW_OP_swap
+    {0x17, 0x17, &Run::rot},                          // DW_OP_rot
+    {0x18, 0x18, &Run::xderef},                       // DW_OP_xderef
+    {0x19, 0x19, &Run::unary<Absolute>},              // DW_OP_abs
+    {0x1a, 0x1a, &Run::binary<std::bit_and<>>},       // DW_OP_and
+    {0x1b, 0x1b, &Run::binary<std::divides<>>},       // DW_OP_div
+    {0x1c, 0x1c, &Run::binary<std::minus<>>},         // DW_OP_minus
+    {0x1d, 0x1d, &Run::binary<std::modulus<>>},       // DW_OP_mod
+    {0x1e, 0x1e, &Run::binary<std::multiplies<>>},    // DW_OP_mul
+    {0x1f, 0x1f, &Run::unary<std::negate<>>},         // DW_OP_neg
+    {0x20, 0x20, &Run::unary<std::bit_not<>>},        // DW_OP_not
+    {0x21, 0x21, &Run::binary<std::bit_or<>>},        // DW_OP_or
+    {0x22, 0x22, &Run::binary<std::plus<>>},          // DW_OP_plus
+    {0x23, 0x23, &Run::plusUconst},                   // DW_OP_plus_uconst
+    {0x24, 0x24, &Run::binary<ShiftLeft>},            // DW_OP_shl
+    {0x25, 0x25, &Run::binary<ShiftLogical>},         // DW_OP_shr
+    {0x26, 0x26, &Run::binary<ShiftArithmetic>},      // DW_OP_shra
+    {0x27, 0x27, &Run::binary<std::bit_xor<>>},       // DW_OP_xor
+    {0x28, 0x28, &Run::bra},                          // DW_OP_bra
+    {0x29, 0x29, &Run::binary<std::equal_to<>>},      // DW_OP_eq
     {0x2a, 0x2a, &Run::binary<std::greater_equal<>>}, // DW_OP_ge
-    {0x2b, 0x2b, &Run::binary<std::greater<>>      }, // DW_OP_gt
-    {0x2c, 0x2c, &Run::binary<std::less_equal<>>   }, // DW_OP_le
-    {0x2d, 0x2d, &Run::binary<std::less<>>         }, // DW_OP_lt
-    {0x2e, 0x2e, &Run::binary<std::not_equal_to<>> }, // DW_OP_ne
-    {0x2f, 0x2f, &Run::skip                        }, // DW_OP_skip
-    {0x30, 0x4f, &Run::literal                     }, // DW_OP_lit0 to DW_OP_lit31
-    {0x50, 0x6f, &Run::reg                         }, // DW_OP_reg0 to DW_OP_reg31
-    {0x70, 0x8f, &Run::breg                        }, // DW_OP_breg0 to DW_OP_breg31
-    {0x90, 0x90, &Run::regx                        }, // DW_OP_regx
-    {0x91, 0x91, &Run::fbreg                       }, // DW_OP_fbreg
-    {0x92, 0x92, &Run::bregx                       }, // DW_OP_bregx
-    {0x93, 0x93, &Run::piece                       }, // DW_OP_piece
-    {0x94, 0x95, &Run::unsupported                 }, // DW_OP_deref_size, DW_OP_xderef_size
-    {0x97, 0x97, &Run::pushObjectAddress           }, // DW_OP_push_object_address
-    {0x98, 0x9a, &Run::unsupported                 }, // DW_OP_call2, DW_OP_call4, DW_OP_call_ref
-    {0x9b, 0x9b, &Run::formTlsAddress              }, // DW_OP_form_tls_address
-    {0x9c, 0x9c, &Run::callFrameCfa                }, // DW_OP_call_frame_cfa
-    {0x9d, 0x9d, &Run::unsupported                 }, // DW_OP_bit_piece
-    {0x9e, 0x9e, &Run::implicitValue               }, // DW_OP_implicit_value
+    {0x2b, 0x2b, &Run::binary<std::greater<>>},       // DW_OP_gt
+    {0x2c, 0x2c, &Run::binary<std::less_equal<>>},    // DW_OP_le
+    {0x2d, 0x2d, &Run::binary<std::less<>>},          // DW_OP_lt
+    {0x2e, 0x2e, &Run::binary<std::not_equal_to<>>},  // DW_OP_ne
+    {0x2f, 0x2f, &Run::skip},                         // DW_OP_skip
+    {0x30, 0x4f, &Run::literal},                      // DW_OP_lit0 to DW_OP_lit31
+    {0x50, 0x6f, &Run::reg},                          // DW_OP_reg0 to DW_OP_reg31
+    {0x70, 0x8f, &Run::breg},                         // DW_OP_breg0 to DW_OP_breg31
+    {0x90, 0x90, &Run::regx},                         // DW_OP_regx
+    {0x91, 0x91, &Run::fbreg},                        // DW_OP_fbreg
+    {0x92, 0x92, &Run::bregx},                        // DW_OP_bregx
+    {0x93, 0x93, &Run::piece},                        // DW_OP_piece
+    {0x94, 0x95, &Run::unsupported},                  // DW_OP_deref_size, DW_OP_xderef_size
+    {0x97, 0x97, &Run::pushObjectAddress},            // DW_OP_push_object_address
+    {0x98, 0x9a, &Run::unsupported},                  // DW_OP_call2, DW_OP_call4, DW_OP_call_ref
+    {0x9b, 0x9b, &Run::formTlsAddress},               // DW_OP_form_tls_address
+    {0x9c, 0x9c, &Run::callFrameCfa},                 // DW_OP_call_frame_cfa
+    {0x9d, 0x9d, &Run::unsupported},                  // DW_OP_bit_piece
+    {0x9e, 0x9e, &Run::implicitValue},                // DW_OP_implicit_value
 };
 
 constexpr std::array<ExpressionVM::Run::Operation, 256> ExpressionVM::Run::Operations = [] {

@@ -200,18 +200,18 @@ private:
 
 // From number 1 on.
 const LineNumberProgram::Machine::StandardOp LineNumberProgram::Machine::StandardOps[] = {
-    {"DW_LNS_copy",               None,     &Machine::copy            },
-    {"DW_LNS_advance_pc",         Unsigned, &Machine::advancePc       },
-    {"DW_LNS_advance_line",       Signed,   &Machine::advanceLine     },
-    {"DW_LNS_set_file",           Unsigned, &Machine::setFile         },
-    {"DW_LNS_set_column",         Unsigned, &Machine::setColumn       },
-    {"DW_LNS_negate_stmt",        None,     &Machine::negateStmt      },
-    {"DW_LNS_set_basic_block",    None,     &Machine::setBasicBlock   },
-    {"DW_LNS_const_add_pc",       None,     &Machine::constAddPc      },
-    {"DW_LNS_fixed_advance_pc",   Half,     &Machine::fixedAdvancePc  },
-    {"DW_LNS_set_prologue_end",   None,     &Machine::setPrologueEnd  },
-    {"DW_LNS_set_epilogue_begin", None,     &Machine::setEpilogueBegin},
-    {"DW_LNS_set_isa",            Unsigned, &Machine::setIsa          },
+    {"DW_LNS_copy", None, &Machine::copy},
+    {"DW_LNS_advance_pc", Unsigned, &Machine::advancePc},
+    {"DW_LNS_advance_line", Signed, &Machine::advanceLine},
+    {"DW_LNS_set_file", Unsigned, &Machine::setFile},
+    {"DW_LNS_set_column", Unsigned, &Machine::setColumn},
+    {"DW_LNS_negate_stmt", None, &Machine::negateStmt},
+    {"DW_LNS_set_basic_block", None, &Machine::setBasicBlock},
+    {"DW_LNS_const_add_pc", None, &Machine::constAddPc},
+    {"DW_LNS_fixed_advance_pc", Half, &Machine::fixedAdvancePc},
+    {"DW_LNS_set_prologue_end", None, &Machine::setPrologueEnd},
+    {"DW_LNS_set_epilogue_begin", None, &Machine::setEpilogueBegin},
+    {"DW_LNS_set_isa", Unsigned, &Machine::setIsa},
 };
 
 void LineNumberProgram::Machine::runStandard(uint8_t Opcode) {

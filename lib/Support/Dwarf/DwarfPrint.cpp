@@ -142,15 +142,10 @@ void TypeUnit::print() {
 
 void DebugInfo::print() const {
   const std::pair<const char *, const Section &> Sections[] = {
-      {".debug_abbrev",   AbbrevSec  },
-      {".debug_str",      StrSec     },
-      {".debug_info",     InfoSec    },
-      {".debug_aranges",  ArangesSec },
-      {".debug_pubnames", PubnamesSec},
-      {".debug_pubtypes", PubtypesSec},
-      {".debug_line",     LineSec    },
-      {".debug_types",    TypesSec   }
-  };
+      {".debug_abbrev", AbbrevSec},     {".debug_str", StrSec},
+      {".debug_info", InfoSec},         {".debug_aranges", ArangesSec},
+      {".debug_pubnames", PubnamesSec}, {".debug_pubtypes", PubtypesSec},
+      {".debug_line", LineSec},         {".debug_types", TypesSec}};
   for (const auto &[Name, Bytes] : Sections)
     outs() << Name << ": " << Bytes.size() << " B\n";
 }

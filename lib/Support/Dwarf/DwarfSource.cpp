@@ -1,7 +1,7 @@
 // Functions, source lines and source text, by address and by name.
 
-#include "Dwarf/DwarfHandle.h"
 #include "Base/InputFile.h"
+#include "Dwarf/DwarfHandle.h"
 
 #include "orvy/Support/DwarfLines.h"
 #include "orvy/Support/FileSystem.h"

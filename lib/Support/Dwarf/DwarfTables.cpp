@@ -75,9 +75,7 @@ FunctionIndex::FunctionIndex(Unit &Functions) {
         ++Miss.Discontinuous;
     }
     if (Low < High)
-      Found.push_back({
-          Low, High, {Entry, Miss.Discontinuous}
-      });
+      Found.push_back({Low, High, {Entry, Miss.Discontinuous}});
   }
   addSegments(std::move(Found));
 }

@@ -186,9 +186,7 @@ uint64_t CompilationUnit::getHighAddress() {
 
 std::vector<CompilationUnit::Range> CompilationUnit::getRanges() {
   if (unitAttribute(DW_AT_low_pc) && unitAttribute(DW_AT_high_pc))
-    return {
-        {getBaseAddress(), getHighAddress()}
-    };
+    return {{getBaseAddress(), getHighAddress()}};
   if (unitAttribute(DW_AT_ranges))
     errs() << "dwarf: got ranges...\n";
   return {};

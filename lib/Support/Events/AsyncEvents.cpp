@@ -1,8 +1,8 @@
 #include "orvy/Support/AsyncEvents.h"
 
+#include "Base/InternalError.h"
 #include "Events/AsyncContext.h"
 #include "Objsys/Observers.h"
-#include "Base/InternalError.h"
 
 #include "orvy/Support/OutStream.h"
 

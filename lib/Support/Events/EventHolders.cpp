@@ -1,9 +1,9 @@
 // Posting and asking by holder: which queue an event goes to, and in which unit.
 
-#include "Events/EventQueue.h"
 #include "Base/InternalError.h"
-#include "Objsys/ObjectKinds.h"
 #include "Base/Saturation.h"
+#include "Events/EventQueue.h"
+#include "Objsys/ObjectKinds.h"
 
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Time.h"

@@ -1,8 +1,8 @@
 #include "Events/EventQueue.h"
 
-#include "Events/CacheBlock.h"
 #include "Base/InternalError.h"
 #include "Checkpoint/RunQuery.h"
+#include "Events/CacheBlock.h"
 
 #include "orvy/Support/Time.h"
 

@@ -3,8 +3,8 @@
 #ifndef ORVY_LIB_EVENTTABLE_H
 #define ORVY_LIB_EVENTTABLE_H
 
-#include "Events/CacheBlock.h"
 #include "Base/InternalError.h"
+#include "Events/CacheBlock.h"
 
 #include "orvy/Support/Events.h"
 

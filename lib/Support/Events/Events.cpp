@@ -1,11 +1,11 @@
 #include "orvy/Support/Events.h"
 
+#include "Base/InternalError.h"
+#include "Base/RecentlyGone.h"
 #include "Events/CacheBlock.h"
 #include "Events/EventQueue.h"
 #include "Events/EventTable.h"
-#include "Base/InternalError.h"
 #include "Logging/LoggingEngine.h"
-#include "Base/RecentlyGone.h"
 #include "Objsys/Observers.h"
 
 #include "orvy/Support/Logging.h"

@@ -1,8 +1,8 @@
 #include "orvy/Support/LegacyEvents.h"
 
-#include "Events/EventQueue.h"
 #include "Base/InternalError.h"
 #include "Base/RecentlyGone.h"
+#include "Events/EventQueue.h"
 
 #include "orvy/Support/Logging.h"
 
@@ -71,12 +71,7 @@ void releaseOldStyle(orvy_Event *Event) {
   if (Event->Func != oldStyleEventHandler)
     return;
   auto *Record = reinterpret_cast<OldStyleEvent *>(Event);
-  GonePairs.add(
-      {
-          {Record->Func, Event->Obj},
-          Event->EventId
-  },
-      forgetPair);
+  GonePairs.add({{Record->Func, Event->Obj}, Event->EventId}, forgetPair);
   (Record->Prev ? Record->Prev->Next : AllRecords) = Record->Next;
   if (Record->Next)
     Record->Next->Prev = Record->Prev;

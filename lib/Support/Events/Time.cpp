@@ -2,8 +2,8 @@
 
 #include "Logging/LogSources.h"
 
-#include "Objsys/ObjectKinds.h"
 #include "Base/Saturation.h"
+#include "Objsys/ObjectKinds.h"
 
 #include "orvy/Support/Logging.h"
 

@@ -21,19 +21,9 @@ constexpr char ElfMagic[] = {0x7f, 'E', 'L', 'F'};
 /// Format by extension. Upper and lower case differ.
 std::optional<orvy_FileType> typeByExtension(std::string_view Path) {
   static const std::map<std::string_view, orvy_FileType> FileExts = {
-      {".s19",  ovFT_Srec  },
-      {".s28",  ovFT_Srec  },
-      {".s37",  ovFT_Srec  },
-      {".s1",   ovFT_Srec  },
-      {".s2",   ovFT_Srec  },
-      {".s3",   ovFT_Srec  },
-      {".srec", ovFT_Srec  },
-      {".SX",   ovFT_Srec  },
-      {".mot",  ovFT_Srec  },
-      {".elf",  ovFT_Elf   },
-      {".bin",  ovFT_Binary},
-      {".dat",  ovFT_Binary}
-  };
+      {".s19", ovFT_Srec}, {".s28", ovFT_Srec}, {".s37", ovFT_Srec},   {".s1", ovFT_Srec},
+      {".s2", ovFT_Srec},  {".s3", ovFT_Srec},  {".srec", ovFT_Srec},  {".SX", ovFT_Srec},
+      {".mot", ovFT_Srec}, {".elf", ovFT_Elf},  {".bin", ovFT_Binary}, {".dat", ovFT_Binary}};
   size_t Dot = Path.rfind('.');
   if (Dot == std::string_view::npos)
     return std::nullopt;

@@ -1,8 +1,8 @@
 #include "orvy/Support/Logging.h"
 
 #include "Base/ErrorRecord.h"
-#include "Logging/LoggingEngine.h"
 #include "Logging/LogSources.h"
+#include "Logging/LoggingEngine.h"
 #include "orvy/Support/CommandLineOptions.h"
 
 #include <algorithm>

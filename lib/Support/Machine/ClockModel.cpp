@@ -2,10 +2,10 @@
 
 #include "orvy/Support/Clock.h"
 
-#include "Objsys/ObjsysClass.h"
+#include "Base/Saturation.h"
 #include "Events/EventQueue.h"
 #include "Objsys/ObjectKinds.h"
-#include "Base/Saturation.h"
+#include "Objsys/ObjsysClass.h"
 
 #include "orvy/Support/CreateArgs.h"
 #include "orvy/Support/Events.h"
@@ -238,8 +238,7 @@ void *create(const char *Name, int Argc, const orvy_CreateArg *Args) {
   const orvy_ArgSpec Specs[] = {
       {"freq", ovAK_Real, &Freq, 0, 0, "Frequency in Hz"},
       {"rtSyncFreq", ovAK_Number, &SyncPeriod, 0, INT64_MAX, "Cycles between synchronisations"},
-      {     }
-  };
+      {}};
   if (orvy_readCreateArgs("Clock", Name, Argc, Args, Specs, ORVY_ARGS_LENIENT) != 0)
     return nullptr;
   auto *C = new Clock{};

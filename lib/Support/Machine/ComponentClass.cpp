@@ -119,17 +119,17 @@ void describe(orvy_Class *Cls) {
     size_t Offset;
     orvy_Type Typ;
   } Rows[] = {
-      {"objects",            offsetof(orvy_Component, Objects),           ovTY_Vector},
-      {"components",         offsetof(orvy_Component, Components),        ovTY_Vector},
-      {"clocks",             offsetof(orvy_Component, Clocks),            ovTY_Vector},
-      {"currentClock",       offsetof(orvy_Component, CurrentClock),      ovTY_I32   },
-      {"stepClock",          offsetof(orvy_Component, StepClock),         ovTY_I32   },
-      {"quanta",             offsetof(orvy_Component, Quanta),            ovTY_I32   },
-      {"quantaStart",        offsetof(orvy_Component, QuantaStart),       ovTY_I64   },
-      {"quantaEnd",          offsetof(orvy_Component, QuantaEnd),         ovTY_I64   },
-      {"delegatePropObjs",   offsetof(orvy_Component, DelegatePropObjs),  ovTY_Dict  },
-      {"delegatePropNames",  offsetof(orvy_Component, DelegatePropNames), ovTY_Dict  },
-      {"delegateInterfaces", offsetof(orvy_Component, DelegateIfaces),    ovTY_Dict  },
+      {"objects", offsetof(orvy_Component, Objects), ovTY_Vector},
+      {"components", offsetof(orvy_Component, Components), ovTY_Vector},
+      {"clocks", offsetof(orvy_Component, Clocks), ovTY_Vector},
+      {"currentClock", offsetof(orvy_Component, CurrentClock), ovTY_I32},
+      {"stepClock", offsetof(orvy_Component, StepClock), ovTY_I32},
+      {"quanta", offsetof(orvy_Component, Quanta), ovTY_I32},
+      {"quantaStart", offsetof(orvy_Component, QuantaStart), ovTY_I64},
+      {"quantaEnd", offsetof(orvy_Component, QuantaEnd), ovTY_I64},
+      {"delegatePropObjs", offsetof(orvy_Component, DelegatePropObjs), ovTY_Dict},
+      {"delegatePropNames", offsetof(orvy_Component, DelegatePropNames), ovTY_Dict},
+      {"delegateInterfaces", offsetof(orvy_Component, DelegateIfaces), ovTY_Dict},
   };
   for (const auto &Row : Rows)
     orvy_addProperty(Cls, Row.Name, static_cast<int>(Row.Offset), Row.Typ, 1, nullptr, nullptr, "");

@@ -2,12 +2,12 @@
 // go to the end of the quantum, one after the other, before the next one begins. CurrentClock,
 // QuantaStart and QuantaEnd say where a run that returned early goes on.
 
-#include "Base/ActiveRun.h"
 #include "Machine/ComponentClock.h"
+#include "Base/ActiveRun.h"
+#include "Base/Saturation.h"
 #include "Objsys/ComponentModel.h"
 #include "Objsys/ObjectKinds.h"
 #include "Objsys/ObjsysClass.h"
-#include "Base/Saturation.h"
 
 #include "orvy/Support/Logging.h"
 #include "orvy/Support/Time.h"

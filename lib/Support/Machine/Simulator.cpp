@@ -1,13 +1,13 @@
 #include "orvy/Support/Simulator.h"
 
 #include "Base/ActiveRun.h"
-#include "Events/EventQueue.h"
 #include "Base/InternalError.h"
-#include "Checkpoint/RunQuery.h"
-#include "Objsys/ObjectKinds.h"
-#include "Objsys/Observers.h"
-#include "Objsys/ObjsysClass.h"
 #include "Base/Saturation.h"
+#include "Checkpoint/RunQuery.h"
+#include "Events/EventQueue.h"
+#include "Objsys/ObjectKinds.h"
+#include "Objsys/ObjsysClass.h"
+#include "Objsys/Observers.h"
 
 #include "orvy/Support/Checkpoint.h"
 #include "orvy/Support/Interfaces.h"
@@ -503,18 +503,18 @@ void addProperties(orvy_Class *Cls) {
     size_t Offset;
     orvy_Type Type;
   } Properties[] = {
-      {"time",                     offsetof(Simulator, Time),                     ovTY_I64   },
-      {"quanta",                   offsetof(Simulator, Quanta),                   ovTY_I64   },
+      {"time", offsetof(Simulator, Time), ovTY_I64},
+      {"quanta", offsetof(Simulator, Quanta), ovTY_I64},
       {"timeDistributionInterval", offsetof(Simulator, TimeDistributionInterval), ovTY_Double},
-      {"WCTSyncInterval",          offsetof(Simulator, WCTSyncInterval),          ovTY_I64   },
-      {"WCTFactor",                offsetof(Simulator, WCTFactor),                ovTY_Double},
-      {"WCTSlaving",               offsetof(Simulator, WCTSlaving),               ovTY_U8    },
-      {"SyncFrames",               offsetof(Simulator, SyncFrames),               ovTY_U8    },
-      {"SyncFrameId",              offsetof(Simulator, SyncFrameId),              ovTY_U8    },
-      {"isMaster",                 offsetof(Simulator, IsMaster),                 ovTY_U8    },
-      {"stopOnHalt",               offsetof(Simulator, StopOnHalt),               ovTY_U8    },
-      {"stopOnBreak",              offsetof(Simulator, StopOnBreak),              ovTY_U8    },
-      {"currentCPU",               offsetof(Simulator, CurrentCpu),               ovTY_I32   },
+      {"WCTSyncInterval", offsetof(Simulator, WCTSyncInterval), ovTY_I64},
+      {"WCTFactor", offsetof(Simulator, WCTFactor), ovTY_Double},
+      {"WCTSlaving", offsetof(Simulator, WCTSlaving), ovTY_U8},
+      {"SyncFrames", offsetof(Simulator, SyncFrames), ovTY_U8},
+      {"SyncFrameId", offsetof(Simulator, SyncFrameId), ovTY_U8},
+      {"isMaster", offsetof(Simulator, IsMaster), ovTY_U8},
+      {"stopOnHalt", offsetof(Simulator, StopOnHalt), ovTY_U8},
+      {"stopOnBreak", offsetof(Simulator, StopOnBreak), ovTY_U8},
+      {"currentCPU", offsetof(Simulator, CurrentCpu), ovTY_I32},
   };
   for (const auto &P : Properties)
     orvy_addProperty(Cls, P.Name, static_cast<int>(P.Offset), P.Type, 1, nullptr, nullptr, "");

@@ -2,8 +2,8 @@
 
 #include "orvy/Support/Component.h"
 
-#include "Objsys/ComponentModel.h"
 #include "Base/InternalError.h"
+#include "Objsys/ComponentModel.h"
 #include "Objsys/ObjsysClass.h"
 
 #include "orvy/Support/Commands.h"

@@ -40,11 +40,7 @@ const char *describe(orvy_ArgKind Kind) {
 
 bool frequencyUnit(const std::string &Unit, unsigned long &Factor) {
   constexpr std::pair<const char *, unsigned long> Units[] = {
-      {"Hz",  1         },
-      {"kHz", 1000      },
-      {"MHz", 1000000   },
-      {"GHz", 1000000000}
-  };
+      {"Hz", 1}, {"kHz", 1000}, {"MHz", 1000000}, {"GHz", 1000000000}};
   for (const auto &[Name, Each] : Units)
     if (Unit == Name)
       return Factor = Each, true;

@@ -1,5 +1,5 @@
-#include "Objsys/ComponentModel.h"
 #include "Base/InternalError.h"
+#include "Objsys/ComponentModel.h"
 #include "Objsys/ObjectKinds.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/ObjsysValue.h"

@@ -1,7 +1,7 @@
 #include "Objsys/ObjsysProperty.h"
 
-#include "Objsys/ComponentModel.h"
 #include "Base/InternalError.h"
+#include "Objsys/ComponentModel.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/ObjsysValue.h"
 #include "orvy/Support/Containers.h"

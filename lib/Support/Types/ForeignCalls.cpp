@@ -1,5 +1,5 @@
-#include "Types/ForeignTypes.h"
 #include "Base/InternalError.h"
+#include "Types/ForeignTypes.h"
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>

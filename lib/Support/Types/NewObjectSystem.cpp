@@ -65,20 +65,13 @@ static void addTags(EnumType &Tag) {
 
 static void addValues(UnionType &Value) {
   const std::pair<const char *, const Type *> Fields[] = {
-      {"IntPtr",  &IntegerType::s_IPtrTy   },
-      {"UIntPtr", &IntegerType::s_UPtrTy   },
-      {"f",       &RealType::s_FloatTy     },
-      {"d",       &RealType::s_DoubleTy    },
-      {"u8",      &IntegerType::s_U8Ty     },
-      {"u16",     &IntegerType::s_U16Ty    },
-      {"u32",     &IntegerType::s_U32Ty    },
-      {"u64",     &IntegerType::s_U64Ty    },
-      {"i8",      &IntegerType::s_I8Ty     },
-      {"i16",     &IntegerType::s_I16Ty    },
-      {"i32",     &IntegerType::s_I32Ty    },
-      {"i64",     &IntegerType::s_I64Ty    },
-      {"Obj",     &PointerType::s_VoidPtrTy},
-      {"String",  &PointerType::s_CharPtrTy},
+      {"IntPtr", &IntegerType::s_IPtrTy}, {"UIntPtr", &IntegerType::s_UPtrTy},
+      {"f", &RealType::s_FloatTy},        {"d", &RealType::s_DoubleTy},
+      {"u8", &IntegerType::s_U8Ty},       {"u16", &IntegerType::s_U16Ty},
+      {"u32", &IntegerType::s_U32Ty},     {"u64", &IntegerType::s_U64Ty},
+      {"i8", &IntegerType::s_I8Ty},       {"i16", &IntegerType::s_I16Ty},
+      {"i32", &IntegerType::s_I32Ty},     {"i64", &IntegerType::s_I64Ty},
+      {"Obj", &PointerType::s_VoidPtrTy}, {"String", &PointerType::s_CharPtrTy},
   };
   for (const auto &[Name, Ty] : Fields)
     Value.addField(Name, Ty, "");

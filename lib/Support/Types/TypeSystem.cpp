@@ -1,7 +1,7 @@
 #include "orvy/Support/TypeSystem.h"
 
-#include "Types/ForeignTypes.h"
 #include "Base/InternalError.h"
+#include "Types/ForeignTypes.h"
 
 #include <iterator>
 #include <utility>

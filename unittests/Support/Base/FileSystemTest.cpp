@@ -136,14 +136,14 @@ struct PathCase {
 
 TEST(PathText, Parts) {
   const PathCase Cases[] = {
-      {"a/b/c",    "c",    "a",    "a/b/c",  false},
-      {"/a/b",     "b",    "",     "/a/b",   true },
-      {"name",     "name", "name", "name",   false},
-      {"dir/",     "",     "dir",  "dir/",   false},
-      {"",         "",     "",     "",       false},
-      {"/",        "",     "",     "/",      true },
-      {"//a///b/", "",     "",     "/a/b/",  true },
-      {"./../x",   "x",    ".",    "./../x", false},
+      {"a/b/c", "c", "a", "a/b/c", false},
+      {"/a/b", "b", "", "/a/b", true},
+      {"name", "name", "name", "name", false},
+      {"dir/", "", "dir", "dir/", false},
+      {"", "", "", "", false},
+      {"/", "", "", "/", true},
+      {"//a///b/", "", "", "/a/b/", true},
+      {"./../x", "x", ".", "./../x", false},
   };
   for (const PathCase &Case : Cases) {
     EXPECT_EQ(fs::fileNameComponent(Case.Path), Case.FileName) << Case.Path;

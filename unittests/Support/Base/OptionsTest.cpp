@@ -63,15 +63,9 @@ struct BoolCase {
 
 TEST_F(Options, ReadYesAndNo) {
   const BoolCase Cases[] = {
-      {"--flag",       true,  true },
-      {"--flag=no",    true,  false},
-      {"--flag=yes",   true,  true },
-      {"--flag=false", true,  false},
-      {"--flag=true",  true,  true },
-      {"--flag=0",     true,  false},
-      {"--flag=1",     true,  true },
-      {"--flag=maybe", false, true },
-      {"--flag=",      true,  true },
+      {"--flag", true, true},        {"--flag=no", true, false},    {"--flag=yes", true, true},
+      {"--flag=false", true, false}, {"--flag=true", true, true},   {"--flag=0", true, false},
+      {"--flag=1", true, true},      {"--flag=maybe", false, true}, {"--flag=", true, true},
   };
   for (const BoolCase &Case : Cases) {
     EXPECT_EQ(parse({Case.Word}), Case.Succeeds) << Case.Word;
@@ -185,14 +179,14 @@ TEST(Parser, PrintsHelpByCategory) {
 
 TEST(Tokenizer, SplitsWords) {
   const std::pair<const char *, Strings> Cases[] = {
-      {"",                     {}                    },
-      {" a\tb\nc\r",           {"a", "b", "c"}       },
+      {"", {}},
+      {" a\tb\nc\r", {"a", "b", "c"}},
       {R"(a\ b 'c d' "e f"g)", {"a b", "c d", "e fg"}},
-      {R"("a\"b" 'c\'d')",     {"a\"b", "c'd"}       },
-      {R"('' x)",              {"", "x"}             },
-      {R"('open word)",        {"open word"}         },
-      {R"(end\)",              {"end\\"}             },
-      {R"("end\)",             {"end\\"}             },
+      {R"("a\"b" 'c\'d')", {"a\"b", "c'd"}},
+      {R"('' x)", {"", "x"}},
+      {R"('open word)", {"open word"}},
+      {R"(end\)", {"end\\"}},
+      {R"("end\)", {"end\\"}},
   };
   for (const auto &[Text, Expected] : Cases) {
     std::string Input = Text;

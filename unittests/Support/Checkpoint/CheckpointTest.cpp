@@ -273,16 +273,9 @@ TEST_F(Checkpoint, ModelsAddAndTakeBackValues) {
   EXPECT_FALSE(Node.contains("null"));
   EXPECT_FALSE(Node.contains("nameless"));
 
-  const std::pair<const char *, int> Lengths[] = {
-      {"wide",    3  },
-      {"narrow",  2  },
-      {"many",    100},
-      {"texts",   2  },
-      {"objs",    2  },
-      {"refs",    0  },
-      {"none",    0  },
-      {"missing", -1 }
-  };
+  const std::pair<const char *, int> Lengths[] = {{"wide", 3},  {"narrow", 2},  {"many", 100},
+                                                  {"texts", 2}, {"objs", 2},    {"refs", 0},
+                                                  {"none", 0},  {"missing", -1}};
   for (const auto &[Name, Length] : Lengths)
     EXPECT_EQ(orvy_checkpointGetLength(&Node, Name), Length) << Name;
 
@@ -573,11 +566,11 @@ TEST_F(Checkpoint, CommandsChangeNothingForAFileThatIsNone) {
   auto *A = createModel("a");
   const std::string Good = save(Dir.path("good.json"));
   const std::pair<std::string, const char *> Files[] = {
-      {Dir.path("typo.json"),                                       "No such file or directory; all objects stay as they are"},
-      {                   Dir.path(),             "Is a directory; all objects stay as they are"                                                         },
-      { Dir.file("cut.json",                                          Good.substr(0,                                                                   Good.size() / 2)), "is not a checkpoint: [json.exc"},
-      {                   Dir.file("other.json",                                                      "{}"),                          "is not a checkpoint: [json.exc"},
-      {                   Dir.file("entry.json", R"({"plugins":[],"objects":{"a":{"className":"Model"}}})"),
+      {Dir.path("typo.json"), "No such file or directory; all objects stay as they are"},
+      {Dir.path(), "Is a directory; all objects stay as they are"},
+      {Dir.file("cut.json", Good.substr(0, Good.size() / 2)), "is not a checkpoint: [json.exc"},
+      {Dir.file("other.json", "{}"), "is not a checkpoint: [json.exc"},
+      {Dir.file("entry.json", R"({"plugins":[],"objects":{"a":{"className":"Model"}}})"),
        "is not a checkpoint: [json.exc"},
   };
   for (const auto &[Path, Told] : Files) {
@@ -597,9 +590,7 @@ TEST_F(Checkpoint, ARefusedFileLeavesTheSimulatorAsItWas) {
   orvy_setTimeSource(Sim, Clock);
   orvy_simSetQuanta(12345);
   Json Refused = Json::parse(save(Dir.path("file.json")));
-  Refused["objects"]["zz"] = {
-      {"className", "Model"}
-  };
+  Refused["objects"]["zz"] = {{"className", "Model"}};
   orvy_simSetQuanta(777);
   EXPECT_EQ(restore(Refused.dump()).first, 1);
   EXPECT_EQ(orvy_getValue(Sim, "quanta", -1).i64, 777);
@@ -629,9 +620,7 @@ TEST_F(Checkpoint, ObjectsOfTheHostStay) {
 
 TEST_F(Checkpoint, UnknownTypesEndTheProcess) {
   Model *A = createModel("a");
-  Json Node = {
-      {"u8", {{"type", "uint9_t"}, {"data", Json::array()}}}
-  };
+  Json Node = {{"u8", {{"type", "uint9_t"}, {"data", Json::array()}}}};
   EXPECT_DEATH(
       {
         orvy_logSetFunc(nullptr);
@@ -668,12 +657,7 @@ protected:
 };
 
 TEST_F(CheckpointQueue, ComesBackInTheSameOrder) {
-  for (const auto &[Name, Time] : {
-           std::pair("a", 7), {"b", 7},
-             {"c", 3},
-             {"d", 7},
-             {"e", 3}
-  })
+  for (const auto &[Name, Time] : {std::pair("a", 7), {"b", 7}, {"c", 3}, {"d", 7}, {"e", 3}})
     post(Name, Time);
   int64_t Cyclic = publish("f");
   orvy_eventSetPeriodCycles(Cyclic, 10);
@@ -705,12 +689,12 @@ TEST_F(CheckpointQueue, TellsWhatItCannotRestore) {
   post("b", 2);
   const Json Node = serialised();
   const std::pair<std::function<void(Json &)>, const char *> Cases[] = {
-      {[](Json &N) { N.erase("queueObjs"); },                "deserialise queue times != funcs != objs"},
-      {[](Json &N) { N["queueFuncs"]["data"][1] = "z"; },    "deserialise func 'z' not registered"     },
-      {[](Json &N) { N["queueObjs"]["data"][1] = "z"; },     "deserialise func 'b' not registered"     },
-      {[](Json &N) { N["queueTimes"]["type"] = "int64_t"; }, "'queueTimes' is of another type"         },
+      {[](Json &N) { N.erase("queueObjs"); }, "deserialise queue times != funcs != objs"},
+      {[](Json &N) { N["queueFuncs"]["data"][1] = "z"; }, "deserialise func 'z' not registered"},
+      {[](Json &N) { N["queueObjs"]["data"][1] = "z"; }, "deserialise func 'b' not registered"},
+      {[](Json &N) { N["queueTimes"]["type"] = "int64_t"; }, "'queueTimes' is of another type"},
       {[](Json &N) { N["queueFuncs"]["data"][1] = 5; },
-       "get checkpoint value failed for 'queueFuncs'[1]"                                               },
+       "get checkpoint value failed for 'queueFuncs'[1]"},
   };
   for (const auto &[Damage, Told] : Cases) {
     clear();
@@ -821,41 +805,41 @@ TEST_F(Checkpoint, RunsAndStepsRefuseBoth) {
     const char *Name;
     void (*Run)();
   } Roads[] = {
-      {"orvy_cpuRun",                    [] { orvy_cpuRun(Cpu, 10); }                             },
-      {"orvy_cpuStep",                   [] { orvy_cpuStep(Cpu, 1); }                             },
-      {"object-run of a processor",      [] { orvy_execCommand("object-run obj=cpu cycles=10"); } },
-      {"object-step of a processor",     [] { orvy_execCommand("object-step obj=cpu steps=1"); }  },
-      {"object-run of the simulator",    [] { orvy_execCommand("object-run obj=sim time=0.001"); }},
-      {"object-step of the simulator",   [] { orvy_execCommand("object-step obj=sim"); }          },
-      {"orvy_simRunNanos",               [] { orvy_simRunNanos(1000000); }                        },
-      {"orvy_simStep",                   [] { orvy_simStep(0, 1); }                               },
+      {"orvy_cpuRun", [] { orvy_cpuRun(Cpu, 10); }},
+      {"orvy_cpuStep", [] { orvy_cpuStep(Cpu, 1); }},
+      {"object-run of a processor", [] { orvy_execCommand("object-run obj=cpu cycles=10"); }},
+      {"object-step of a processor", [] { orvy_execCommand("object-step obj=cpu steps=1"); }},
+      {"object-run of the simulator", [] { orvy_execCommand("object-run obj=sim time=0.001"); }},
+      {"object-step of the simulator", [] { orvy_execCommand("object-step obj=sim"); }},
+      {"orvy_simRunNanos", [] { orvy_simRunNanos(1000000); }},
+      {"orvy_simStep", [] { orvy_simStep(0, 1); }},
       {"object-run of a clock",
        [] {
          orvy_eventPostCycles(Clock, Event, 5, ovSE_Cpu);
          orvy_execCommand("object-run obj=clock cycles=10");
-       }                                                                                          },
+       }},
       {"an event of a clock",
        [] {
          orvy_eventPostCycles(Clock, Event, 5, ovSE_Cpu);
          ClockTable->advanceCycles(Clock, 10);
-       }                                                                                          },
+       }},
       {"a callback of a clock",
        [] {
          orvy_eventPostAsync(
              Other, [](void *) { tryInside(); }, nullptr, ovSE_Cpu);
          ClockTable->step(Other, 1);
          ClockTable->advanceCycles(Other, 1);
-       }                                                                                          },
+       }},
       {"an access of a command",
        [] {
          orvy_execCommand("memory-write obj=memory addr=0 data=1");
          orvy_execCommand("memory-read obj=memory addr=0 length=4");
-       }                                                                                          },
+       }},
       {"an event of a queue of its own",
        [] {
          orvy_eventPostAbsoluteInQueueInternal(Queue, Event, 5);
          orvy_eventTrigger(Queue, 5);
-       }                                                                                          },
+       }},
   };
   for (const auto &[Name, Run] : Roads) {
     InsideResults.clear();

@@ -27,10 +27,7 @@ Strings Noted;
 
 /// Notes its words; the option "self" takes the object.
 Command Note(
-    "note-words",
-    {
-        {"self", OK_String, false, "", "", /*Self=*/true}
-},
+    "note-words", {{"self", OK_String, false, "", "", /*Self=*/true}},
     [](Command &Cmd, Interpreter *) {
       Noted = Cmd.getPositionals();
       if (Cmd.getOption("self").Valid)
@@ -41,10 +38,7 @@ Command Note(
 
 /// Runs its text as commands between two looks at its words.
 Command Wrap(
-    "wrap-words",
-    {
-        {"text", OK_String, false}
-},
+    "wrap-words", {{"text", OK_String, false}},
     [](Command &Cmd, Interpreter *) {
       const Strings &Words = Cmd.getPositionals();
       const char *Text = Cmd.getOption("text").getValue<const char *>();
@@ -77,16 +71,16 @@ protected:
 
 TEST_F(Interpreters, CutTheCommandsOfAScriptAtLinesAndComments) {
   const std::pair<const char *, Strings> Cases[] = {
-      {"note-words a b",                      {"a", "b"}       },
-      {"\n \t\r\n# x\n  note-words a # b\n#", {"a"}            },
-      {"note-words a\r\n\r\n",                {"a"}            },
-      {"note-words 'a b' \"c\"",              {"a b", "c"}     },
-      {"note-words self=x\\#y",               {"self=x#y"}     },
-      {"note-words self=\"x\\#y\"",           {"self=x#y"}     },
-      {"note-words a\\",                      {"a\\"}          },
-      {"note-words a\\\nnote-words b",        {"b"}            },
-      {"note-words a\\\\\r\n",                {"a\\"}          },
-      {"obj.note-words a",                    {"a", "self=obj"}},
+      {"note-words a b", {"a", "b"}},
+      {"\n \t\r\n# x\n  note-words a # b\n#", {"a"}},
+      {"note-words a\r\n\r\n", {"a"}},
+      {"note-words 'a b' \"c\"", {"a b", "c"}},
+      {"note-words self=x\\#y", {"self=x#y"}},
+      {"note-words self=\"x\\#y\"", {"self=x#y"}},
+      {"note-words a\\", {"a\\"}},
+      {"note-words a\\\nnote-words b", {"b"}},
+      {"note-words a\\\\\r\n", {"a\\"}},
+      {"obj.note-words a", {"a", "self=obj"}},
   };
   for (const auto &[Text, Words] : Cases)
     EXPECT_EQ(wordsOf(Text), Words) << Text;
@@ -94,11 +88,11 @@ TEST_F(Interpreters, CutTheCommandsOfAScriptAtLinesAndComments) {
 
 TEST_F(Interpreters, FailWithThePlaceOfTheCommand) {
   const std::pair<std::string, std::string> Cases[] = {
-      {"\n# c\nnope a",     std::string("3: ") + Red + "unknown command 'nope'\n"                           },
-      {"a.b",               std::string("1: ") + Red + "unknown command 'a.b'\n"                            },
-      {"=1",                std::string("1: ") + Red + "unknown command '=1'\n"                             },
-      {"note-words 'a\nb'", std::string("1: ") + Red + "quote left open\n"                                  },
-      {"note-words fail",   std::string("1: ") + Red + "command 'note-words' failed\n"                      },
+      {"\n# c\nnope a", std::string("3: ") + Red + "unknown command 'nope'\n"},
+      {"a.b", std::string("1: ") + Red + "unknown command 'a.b'\n"},
+      {"=1", std::string("1: ") + Red + "unknown command '=1'\n"},
+      {"note-words 'a\nb'", std::string("1: ") + Red + "quote left open\n"},
+      {"note-words fail", std::string("1: ") + Red + "command 'note-words' failed\n"},
       {"note-words  x=1 y", std::string("cannot find option with key 'x'\n1: ") + Red +
                                 "command argument error for 'note-words x=1 y'\n"},
   };
@@ -138,18 +132,18 @@ TEST_F(Interpreters, SayWhatIsWrongWithAnAssignmentAndGoOn) {
   Model *Obj = createModel("m");
   Obj->I64[0] = 5;
   const std::pair<const char *, const char *> Cases[] = {
-      {"@m.i64=-3x",    "'-3x' is not an integer"                                                },
-      {"@m.i64=1.5",    "'1.5' is not an integer"                                                },
-      {"@m.i64=1ms",    "'1ms' is not an integer"                                                },
-      {"@m.i64=",       "'' is not an integer"                                                   },
-      {"@m.double=1s",  "'1s' is not a number"                                                   },
-      {"@m.u8[99]=1",   "the property has 4 elements"                                            },
-      {"@m.u8[x]=1",    "the index is not a number"                                              },
-      {"@m.no=1",       "'m' has no property 'no'"                                               },
-      {"@no.u8=1",      "there is no object 'no'"                                                },
-      {"@m=1",          "not '@object.property'"                                                 },
-      {"@m.obj=nobody", "there is no object 'nobody'"                                            },
-      {"@m.string=x",   "only numbers and objects are assigned; for a text use object-prop-write"},
+      {"@m.i64=-3x", "'-3x' is not an integer"},
+      {"@m.i64=1.5", "'1.5' is not an integer"},
+      {"@m.i64=1ms", "'1ms' is not an integer"},
+      {"@m.i64=", "'' is not an integer"},
+      {"@m.double=1s", "'1s' is not a number"},
+      {"@m.u8[99]=1", "the property has 4 elements"},
+      {"@m.u8[x]=1", "the index is not a number"},
+      {"@m.no=1", "'m' has no property 'no'"},
+      {"@no.u8=1", "there is no object 'no'"},
+      {"@m=1", "not '@object.property'"},
+      {"@m.obj=nobody", "there is no object 'nobody'"},
+      {"@m.string=x", "only numbers and objects are assigned; for a text use object-prop-write"},
   };
   for (const auto &[Text, Why] : Cases)
     EXPECT_EQ(

@@ -26,8 +26,8 @@ TEST_F(ObjectCommands, GrowingArraysAreShownElementByElement) {
     const char *Read;
     const char *Row;
   } States[] = {
-      {"[]\n",               "dynamic : [<<interface-array>>, 0] : []\n"              },
-      {"[a:echo]\n",         "dynamic : <<interface-array>>    : a:echo\n"            },
+      {"[]\n", "dynamic : [<<interface-array>>, 0] : []\n"},
+      {"[a:echo]\n", "dynamic : <<interface-array>>    : a:echo\n"},
       {"[a:echo, a:echo]\n", "dynamic : [<<interface-array>>, 2] : [a:echo, a:echo]\n"},
   };
   for (const auto &State : States) {
@@ -44,13 +44,13 @@ TEST_F(ObjectCommands, ValuesAreReadByTheirType) {
     const char *Commands;
     const char *Read;
   } Cases[] = {
-      {"write-prop prop=a.i8 val=255 index=3\nread-prop prop=a.i8 index=3",     "-1\n"                  },
-      {"write-prop prop=a.u64 val=-1\nread-prop prop=a.u64",                    "18446744073709551615\n"},
-      {"write-prop prop=a.float fval=-0.25\nread-prop prop=a.float",            "-0.25\n"               },
-      {"write-prop prop=a.string value=\"two words\"\nread-prop prop=a.string", "two words\n"           },
-      {"write-prop prop=a.obj value=a\nread-prop prop=a.obj",                   "a\n"                   },
-      {"read-prop prop=a.internal",                                             ""                      },
-      {"read-prop prop=a.list",                                                 "<<list>>\n"            },
+      {"write-prop prop=a.i8 val=255 index=3\nread-prop prop=a.i8 index=3", "-1\n"},
+      {"write-prop prop=a.u64 val=-1\nread-prop prop=a.u64", "18446744073709551615\n"},
+      {"write-prop prop=a.float fval=-0.25\nread-prop prop=a.float", "-0.25\n"},
+      {"write-prop prop=a.string value=\"two words\"\nread-prop prop=a.string", "two words\n"},
+      {"write-prop prop=a.obj value=a\nread-prop prop=a.obj", "a\n"},
+      {"read-prop prop=a.internal", ""},
+      {"read-prop prop=a.list", "<<list>>\n"},
   };
   for (const auto &Case : Cases)
     EXPECT_EQ(outputOf(Case.Commands), Case.Read) << Case.Commands;

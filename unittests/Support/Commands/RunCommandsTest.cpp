@@ -96,9 +96,9 @@ TEST_F(RunCommands, RefuseObjectsThatImplementNothing) {
   static MachineIface NoMachine = {};
   static ClockIface NoClock = {};
   const std::tuple<const char *, const char *, void *> Kinds[] = {
-      {"bareCpu",     "CpuIface",     &NoCpu    },
+      {"bareCpu", "CpuIface", &NoCpu},
       {"bareMachine", "MachineIface", &NoMachine},
-      {"bareClock",   "ClockIface",   &NoClock  },
+      {"bareClock", "ClockIface", &NoClock},
   };
   for (const auto &[Name, Iface, Table] : Kinds) {
     orvy_Class *Cls = orvy_registerClass(
@@ -141,9 +141,9 @@ TEST_F(RunCommands, InterruptsStopEndlessRunsAndThenHaveTheirFormerEffect) {
     void *Holder;
     int64_t Stopped; // at the end of a slice or quantum, in cycles of 1 ns
   } Cases[] = {
-      {"object-run obj=cpu",   Cpu,   10000000 },
+      {"object-run obj=cpu", Cpu, 10000000},
       {"object-run obj=clock", Clock, 100000000},
-      {"object-run obj=sim",   Cpu,   11000000 },
+      {"object-run obj=sim", Cpu, 11000000},
   };
   FormerInterrupts = 0;
   for (const auto &Case : Cases) {
@@ -161,13 +161,13 @@ TEST_F(RunCommands, LengthsAreInCyclesStepsOrSeconds) {
     const char *Command;
     int64_t Cycles;
   } Cases[] = {
-      {"object-run obj=cpu cycles=7",           7       },
-      {"object-run obj=cpu cycles=7 time=1e-6", 1007    },
-      {"object-run obj=cpu cycles=3 time=nan",  1010    },
-      {"object-run obj=cpu time=-1",            1010    },
-      {"object-run obj=cpu cycles=20000000",    20001010},
-      {"object-step obj=cpu",                   20001011},
-      {"object-step obj=cpu steps=10",          20001021},
+      {"object-run obj=cpu cycles=7", 7},
+      {"object-run obj=cpu cycles=7 time=1e-6", 1007},
+      {"object-run obj=cpu cycles=3 time=nan", 1010},
+      {"object-run obj=cpu time=-1", 1010},
+      {"object-run obj=cpu cycles=20000000", 20001010},
+      {"object-step obj=cpu", 20001011},
+      {"object-step obj=cpu steps=10", 20001021},
   };
   for (const auto &Case : Cases) {
     outputOf(Case.Command);

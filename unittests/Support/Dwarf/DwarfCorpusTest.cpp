@@ -39,18 +39,18 @@ void PrintTo(const Build &B, std::ostream *Out) {
 #define MIPS ORVY_MIPS_GCC, "-mno-abicalls "
 
 constexpr Build Builds[] = {
-    {"Sparc2",   SPARC "-gdwarf-2 -gstrict-dwarf -O0"                  },
-    {"Sparc3",   SPARC "-gdwarf-3 -O2"                                 },
-    {"Sparc4",   SPARC "-gdwarf-4 -O0 -gpubnames"                      },
+    {"Sparc2", SPARC "-gdwarf-2 -gstrict-dwarf -O0"},
+    {"Sparc3", SPARC "-gdwarf-3 -O2"},
+    {"Sparc4", SPARC "-gdwarf-4 -O0 -gpubnames"},
     {"Sparc4O2", SPARC "-gdwarf-4 -O2 -fdebug-types-section -gpubnames"},
-    {"SparcRaw", SPARC "-gdwarf-4 -O2 -ffunction-sections"             },
-    {"PowerPC2", POWERPC "-gdwarf-2 -O2"                               },
-    {"PowerPC3", POWERPC "-gdwarf-3 -O0 -fdebug-types-section"         },
-    {"PowerPC4", POWERPC "-gdwarf-4 -O2 -fdebug-types-section"         },
-    {"M68k4",    M68K "-gdwarf-4 -O2"                                  },
-    {"M68k2",    M68K "-gdwarf-2 -O0"                                  },
-    {"Mips4",    MIPS "-gdwarf-4 -O2"                                  },
-    {"Mips3",    MIPS "-gdwarf-3 -O0"                                  },
+    {"SparcRaw", SPARC "-gdwarf-4 -O2 -ffunction-sections"},
+    {"PowerPC2", POWERPC "-gdwarf-2 -O2"},
+    {"PowerPC3", POWERPC "-gdwarf-3 -O0 -fdebug-types-section"},
+    {"PowerPC4", POWERPC "-gdwarf-4 -O2 -fdebug-types-section"},
+    {"M68k4", M68K "-gdwarf-4 -O2"},
+    {"M68k2", M68K "-gdwarf-2 -O0"},
+    {"Mips4", MIPS "-gdwarf-4 -O2"},
+    {"Mips3", MIPS "-gdwarf-3 -O0"},
 };
 
 using Lines = std::vector<std::string>;

@@ -127,19 +127,19 @@ TEST(DwarfLines, OperationsMakeTheRowsWorkedOutByHand) {
     std::string Ops;
     const char *Rows;
   } Cases[] = {
-      {"copy",                "03 04 01",                                        "100/0 1:5:0 S, 100/0 1:5:0 SE"  },
-      {"special",             "4b",                                              "110/0 1:2:0 S, 110/0 1:2:0 SE"  },
-      {"special, back",       "0d",                                              "100/0 1:-4:0 S, 100/0 1:-4:0 SE"},
-      {"advance_pc",          "02 83 01 01",                                     "30c/0 1:1:0 S, 30c/0 1:1:0 SE"  },
-      {"advance_pc, around",  "02 ff ff ff ff ff ff ff ff 7f",                   "fc/0 1:1:0 SE"                  },
-      {"advance_line, back",  "03 7e 01",                                        "100/0 1:-1:0 S, 100/0 1:-1:0 SE"},
-      {"const_add_pc",        "08",                                              "144/0 1:1:0 SE"                 },
-      {"fixed_advance_pc",    "09 ff ff",                                        "100ff/0 1:1:0 SE"               },
-      {"registers",           "04 02 05 07 06 07 0a 0b 0c 03 00 02 04 09 01 01",
-       "100/0 2:1:7 BPLi3d9, 100/0 2:1:7 i3, 100/0 2:1:7 Ei3"                                                     },
-      {"own extended",        "00 04 80 01 02 03 01",                            "100/0 1:1:0 S, 100/0 1:1:0 SE"  },
-      {"own extended, empty", "00 00 80 01",                                     "100/0 1:1:0 S, 100/0 1:1:0 SE"  },
-      {"second sequence",     "00 01 01 01 01",                                  "100/0 1:1:0 SE"                 },
+      {"copy", "03 04 01", "100/0 1:5:0 S, 100/0 1:5:0 SE"},
+      {"special", "4b", "110/0 1:2:0 S, 110/0 1:2:0 SE"},
+      {"special, back", "0d", "100/0 1:-4:0 S, 100/0 1:-4:0 SE"},
+      {"advance_pc", "02 83 01 01", "30c/0 1:1:0 S, 30c/0 1:1:0 SE"},
+      {"advance_pc, around", "02 ff ff ff ff ff ff ff ff 7f", "fc/0 1:1:0 SE"},
+      {"advance_line, back", "03 7e 01", "100/0 1:-1:0 S, 100/0 1:-1:0 SE"},
+      {"const_add_pc", "08", "144/0 1:1:0 SE"},
+      {"fixed_advance_pc", "09 ff ff", "100ff/0 1:1:0 SE"},
+      {"registers", "04 02 05 07 06 07 0a 0b 0c 03 00 02 04 09 01 01",
+       "100/0 2:1:7 BPLi3d9, 100/0 2:1:7 i3, 100/0 2:1:7 Ei3"},
+      {"own extended", "00 04 80 01 02 03 01", "100/0 1:1:0 S, 100/0 1:1:0 SE"},
+      {"own extended, empty", "00 00 80 01", "100/0 1:1:0 S, 100/0 1:1:0 SE"},
+      {"second sequence", "00 01 01 01 01", "100/0 1:1:0 SE"},
   };
   for (const auto &[Name, Ops, Rows] : Cases) {
     Loaded Made(ProgramBytes(At100 + Ops + End));
@@ -235,12 +235,8 @@ TEST(DwarfLines, TheLastRowOfAnAddressCoversUpToTheNext) {
     uint64_t Address;
     const char *Location;
   } Cases[] = {
-      {0,     "none" },
-      {0xff,  "none" },
-      {0x100, "1:6:9"},
-      {0x107, "1:6:9"},
-      {0x108, "none" },
-      {~0ul,  "none" },
+      {0, "none"},      {0xff, "none"},  {0x100, "1:6:9"},
+      {0x107, "1:6:9"}, {0x108, "none"}, {~0ul, "none"},
   };
   for (const auto &[Address, Location] : Cases)
     EXPECT_EQ(Made.lookUp(Address), Location) << Address;
@@ -267,16 +263,11 @@ TEST(DwarfLines, FilesHaveNamesDirectoriesAndPaths) {
     long File;
     const char *Name, *Dir, *Path;
   } Cases[] = {
-      {1,        "main.c",    nullptr,     "main.c"      },
-      {2,        "a.h",       "/src//inc", "/src/inc/a.h"},
-      {3,        "b.h",       "rel",       "rel/b.h"     },
-      {4,        "/abs//c.c", "/src//inc", "/abs/c.c"    },
-      {5,        "d.h",       nullptr,     "d.h"         },
-      {6,        "x",         "/src//inc", "/src/inc/x"  },
-      {0,        nullptr,     nullptr,     ""            },
-      {7,        nullptr,     nullptr,     ""            },
-      {-1,       nullptr,     nullptr,     ""            },
-      {LONG_MIN, nullptr,     nullptr,     ""            },
+      {1, "main.c", nullptr, "main.c"}, {2, "a.h", "/src//inc", "/src/inc/a.h"},
+      {3, "b.h", "rel", "rel/b.h"},     {4, "/abs//c.c", "/src//inc", "/abs/c.c"},
+      {5, "d.h", nullptr, "d.h"},       {6, "x", "/src//inc", "/src/inc/x"},
+      {0, nullptr, nullptr, ""},        {7, nullptr, nullptr, ""},
+      {-1, nullptr, nullptr, ""},       {LONG_MIN, nullptr, nullptr, ""},
   };
   for (const auto &[File, Name, Dir, Path] : Cases) {
     EXPECT_STREQ(P.getFileName(File), Name) << File;
@@ -331,21 +322,15 @@ TEST(DwarfLines, BreaksGoToTheNextLineThatHasAStatement) {
     long Line;
     unsigned long Address;
   } Cases[] = {
-      {"main.c",        10, 0x100}, // the first of two
-      {"main.c",        11, 0x104},
-      {"main.c",        12, 0x104},
-      {"main.c",        13, 0x118}, // not the row that is no statement
-      {"main.c",        21, ~0ul },
-      {"main.c",        1,  0x100},
-      {"main.c",        0,  0x118}, // whatever comes last behind a row without line
-      {"main.c",        -5, 0x118},
-      {"/src/inc/a.h",  1,  0x108},
-      {"/src//inc/a.h", 1,  0x108},
-      {"a.h",           12, 0x108}, // by its bare name
-      {"inc/a.h",       12, ~0ul },
-      {"b.h",           1,  ~0ul }, // known, without rows
-      {"nowhere.c",     1,  ~0ul },
-      {nullptr,         1,  ~0ul },
+      {"main.c", 10, 0x100}, // the first of two
+      {"main.c", 11, 0x104},       {"main.c", 12, 0x104},
+      {"main.c", 13, 0x118}, // not the row that is no statement
+      {"main.c", 21, ~0ul},        {"main.c", 1, 0x100},
+      {"main.c", 0, 0x118}, // whatever comes last behind a row without line
+      {"main.c", -5, 0x118},       {"/src/inc/a.h", 1, 0x108},
+      {"/src//inc/a.h", 1, 0x108}, {"a.h", 12, 0x108}, // by its bare name
+      {"inc/a.h", 12, ~0ul},       {"b.h", 1, ~0ul},   // known, without rows
+      {"nowhere.c", 1, ~0ul},      {nullptr, 1, ~0ul},
   };
   for (const auto &[File, Line, Address] : Cases)
     EXPECT_EQ(Made.breakAt(File, Line), Address) << (File ? File : "null") << ":" << Line;

@@ -80,10 +80,7 @@ protected:
     return orvy_loadDwarf(Path.c_str(), &Handle);
   }
   int loadInfo(const std::string &Info) {
-    return load({
-        {".debug_abbrev", Abbrevs},
-        {".debug_info",   Info   }
-    });
+    return load({{".debug_abbrev", Abbrevs}, {".debug_info", Info}});
   }
   DebugInfo &info() { return *reinterpret_cast<DebugInfo *>(Handle); }
   CompilationUnit &unitAt(size_t Index) { return *info().getCompUnits()[Index]; }
@@ -107,16 +104,10 @@ protected:
 } // namespace
 
 TEST_F(Dwarf, LoadsAbbreviationsAlone) {
-  EXPECT_EQ(load({
-                {".debug_abbrev", Abbrevs}
-  }),
-            0);
+  EXPECT_EQ(load({{".debug_abbrev", Abbrevs}}), 0);
   EXPECT_TRUE(info().getCompUnits().empty());
   EXPECT_EQ(info().SourceDirs, std::vector<std::string>{"./"});
-  EXPECT_EQ(load({
-                {".debug_info", ""}
-  }),
-            -1);
+  EXPECT_EQ(load({{".debug_info", ""}}), -1);
   EXPECT_EQ(Handle, nullptr);
   EXPECT_EQ(Log.count(":: '" + Path + "' could not read dwarf sections"), 1);
   EXPECT_EQ(orvy_loadDebugInfo("/nowhere", &Handle), -1);
@@ -127,18 +118,16 @@ TEST_F(Dwarf, LoadsAbbreviationsAlone) {
 TEST_F(Dwarf, DamageCostsWhatItHitsAndNothingElse) {
   const std::string Good = unit(named(1, "a.c", 0, 0) + bytes(0));
   auto Sectioned = [&](const char *Name, const std::string &Bytes) {
-    std::map<std::string, std::string> Sections = {
-        {".debug_abbrev", Abbrevs},
-        {".debug_info",   Good   }
-    };
+    std::map<std::string, std::string> Sections = {{".debug_abbrev", Abbrevs},
+                                                   {".debug_info", Good}};
     Sections[Name] = Bytes;
     return Sections;
   };
   auto Formed = [&](int Form, const std::string &Value) {
     return std::map<std::string, std::string>{
         {".debug_abbrev",
-         abbrev(1,          DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string, 1, Form) + '\0'},
-        {".debug_info",           unit("\1a\0"s + Value + bytes(0))},
+         abbrev(1, DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string, 1, Form) + '\0'},
+        {".debug_info", unit("\1a\0"s + Value + bytes(0))},
     };
   };
   const std::string Nine(9, '\x80');
@@ -150,7 +139,7 @@ TEST_F(Dwarf, DamageCostsWhatItHitsAndNothingElse) {
     int Result;
     const char *Told; // of what is left out
   } Cases[] = {
-  // clang-format off
+      // clang-format off
       {"good", Sectioned(".debug_info", Good), 0, ""},
       {"filled with zeros",
        Sectioned(".debug_info", unit(named(1,"a.c", 0, 0) + bytes(0, 0, 0))), 0, ""},
@@ -214,7 +203,7 @@ TEST_F(Dwarf, DamageCostsWhatItHitsAndNothingElse) {
        "set at 0x0 of .debug_pubnames"},
       {"name past its set", Sectioned(".debug_pubtypes", set(Names + "f") + "g\0"s), 0,
        "set at 0x0 of .debug_pubtypes"},
-  // clang-format on
+      // clang-format on
   };
   for (const auto &[What, Sections, Result, Told] : Cases) {
     Log.clear();
@@ -241,11 +230,11 @@ TEST_F(Dwarf, ReadsNumbersOfEveryLength) {
   const std::string Pad = std::string(9, '\x80') + '\0';
   ASSERT_EQ(
       load({
-          {".debug_abbrev", abbrev(1,   DW_TAG_compile_unit, false, DW_AT_name, DW_FORM_string, 1,
-           DW_FORM_exprloc, 2, DW_FORM_sdata, 4, DW_FORM_ref_udata)},
-          {".debug_info",     unit("\x81" + Pad + "a\0"s + "\x82" + Pad + "xy" +
-                               std::string(9, '\x80') + "\x7f" + "\x8b" + Pad)                  },
-  }),
+          {".debug_abbrev", abbrev(1, DW_TAG_compile_unit, false, DW_AT_name, DW_FORM_string, 1,
+                                   DW_FORM_exprloc, 2, DW_FORM_sdata, 4, DW_FORM_ref_udata)},
+          {".debug_info", unit("\x81" + Pad + "a\0"s + "\x82" + Pad + "xy" +
+                               std::string(9, '\x80') + "\x7f" + "\x8b" + Pad)},
+      }),
       0);
   DebugInfoEntry *Entry = unitAt(0).getUnitDIE();
   ASSERT_TRUE(Entry);
@@ -262,9 +251,9 @@ TEST_F(Dwarf, UnitsWithoutANameAreFoundByAddress) {
       load({
           {".debug_abbrev", abbrev(1, DW_TAG_compile_unit, false, DW_AT_name, DW_FORM_string) +
                                 abbrev(2, DW_TAG_partial_unit, false, DW_AT_low_pc, DW_FORM_addr,
-           DW_AT_high_pc, DW_FORM_data4)},
-          {".debug_info",          unit("\2" + word(0x100) + word(16)) + unit("\1a\0"s)       },
-  }),
+                                       DW_AT_high_pc, DW_FORM_data4)},
+          {".debug_info", unit("\2" + word(0x100) + word(16)) + unit("\1a\0"s)},
+      }),
       0);
   EXPECT_EQ(info().getCompUnitForAddress(0x108), &unitAt(0));
   EXPECT_EQ(nameAt(0x108), nullptr);
@@ -274,12 +263,10 @@ TEST_F(Dwarf, UnitsWithoutANameAreFoundByAddress) {
 TEST_F(Dwarf, ReadsTheWideFormatAndTablesThatRunOn) {
   std::string Wide = word(~0u) + big(uint64_t{11 + 14 + 4}) + bytes(0, 4) + big(uint64_t{0}) +
                      bytes(4) + "\1a.c\0"s + big(uint64_t{0x1000}) + word(16) + bytes(5, 6, 5, 0);
-  ASSERT_EQ(
-      load({
-          {".debug_abbrev", Abbrevs + abbrev(5, DW_TAG_variable, false) + bytes(0)},
-          {".debug_info",               Wide.substr(0,                     4) + big(uint64_t{Wide.size() - 12}) + Wide.substr(12)        }
-  }),
-      0);
+  ASSERT_EQ(load({{".debug_abbrev", Abbrevs + abbrev(5, DW_TAG_variable, false) + bytes(0)},
+                  {".debug_info",
+                   Wide.substr(0, 4) + big(uint64_t{Wide.size() - 12}) + Wide.substr(12)}}),
+            0);
   CompilationUnit &Unit = unitAt(0);
   EXPECT_TRUE(Unit.is64Bit());
   EXPECT_EQ(Unit.getHeaderSize(), 23u);
@@ -294,13 +281,11 @@ TEST_F(Dwarf, ReadsTheWideFormatAndTablesThatRunOn) {
 
 TEST_F(Dwarf, FindsUnitsByAddressAndByTheEndOfTheirName) {
   ASSERT_EQ(
-      load({
-          {".debug_abbrev",     Abbrevs},
-          {                                          ".debug_info", unit(named(1,  "/a//b/src/main.c", 0x1000, 0x100) + '\0') +
-                              unit(named(1, "/a/c/main.c", 0x1100, 0x100) + '\0')},
-          { ".debug_aranges", set(bytes(0,            2) + word(0) + bytes(4, 0) + word(0) + word(0x5000) +
-                                 word(16) + word(0x6000) + word(16) + big(0l))}
-  }),
+      load({{".debug_abbrev", Abbrevs},
+            {".debug_info", unit(named(1, "/a//b/src/main.c", 0x1000, 0x100) + '\0') +
+                                unit(named(1, "/a/c/main.c", 0x1100, 0x100) + '\0')},
+            {".debug_aranges", set(bytes(0, 2) + word(0) + bytes(4, 0) + word(0) + word(0x5000) +
+                                   word(16) + word(0x6000) + word(16) + big(0l))}}),
       0);
   EXPECT_STREQ(nameAt(0x5008), "/a//b/src/main.c");
   EXPECT_STREQ(nameAt(0x1100), "/a/c/main.c"); // from the units, on the first miss
@@ -324,16 +309,8 @@ TEST_F(Dwarf, GivesAnAddressToTheFirstFunctionInFileOrder) {
                           named(2, "none", 0x1a00, 0) + named(2, "late", 0x1b00, 0x10) + '\0')),
             0);
   const std::pair<uint64_t, const char *> Cases[] = {
-      {0x1000, "outer"},
-      {0x10ff, "outer"},
-      {0x1100, "inner"},
-      {0x11ff, "inner"},
-      {0x1200, "outer"},
-      {0x1750, "outer"},
-      {0x1800, "late" },
-      {0x1900, nullptr},
-      {0x1a00, nullptr},
-      {0x3000, nullptr},
+      {0x1000, "outer"}, {0x10ff, "outer"}, {0x1100, "inner"}, {0x11ff, "inner"}, {0x1200, "outer"},
+      {0x1750, "outer"}, {0x1800, "late"},  {0x1900, nullptr}, {0x1a00, nullptr}, {0x3000, nullptr},
   };
   for (auto [Addr, Name] : Cases)
     EXPECT_STREQ(orvy_dwarfGetName(Handle, Addr), Name) << Addr;
@@ -355,17 +332,16 @@ TEST_F(Dwarf, GivesAnAddressToTheFirstFunctionInFileOrder) {
 }
 
 TEST_F(Dwarf, ListsAnEntryWithItsValues) {
-  ASSERT_EQ(load({
-                {".debug_abbrev",                                               abbrev(1,                                         DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_strp,
-                 DW_AT_language,                                                                  DW_FORM_data1, DW_AT_low_pc, DW_FORM_addr,
-                 0x7f, DW_FORM_flag, DW_AT_type, DW_FORM_udata) +
-                                      bytes(0)},
-                {".debug_info",                                                 unit("\1"s + word(2) + "\x0c"s + word(0x1000) + "\1\5\7\0"s)                                                                                    },
-                {".debug_str","x\0a.c\0"s},
-                {".debug_types",                                                            word(24) + bytes(0,                                                                                                           4) + word(0) + bytes(4) + big(7l) + word(30) +
-                                     bytes(8,                                                                                                                                 0,                                                                                                                         0,                                                                                                                         0,                                                                                        0)}
-  }),
-            0);
+  ASSERT_EQ(
+      load({{".debug_abbrev", abbrev(1, DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_strp,
+                                     DW_AT_language, DW_FORM_data1, DW_AT_low_pc, DW_FORM_addr,
+                                     0x7f, DW_FORM_flag, DW_AT_type, DW_FORM_udata) +
+                                  bytes(0)},
+            {".debug_info", unit("\1"s + word(2) + "\x0c"s + word(0x1000) + "\1\5\7\0"s)},
+            {".debug_str", "x\0a.c\0"s},
+            {".debug_types", word(24) + bytes(0, 4) + word(0) + bytes(4) + big(7l) + word(30) +
+                                 bytes(8, 0, 0, 0, 0)}}),
+      0);
   EXPECT_EQ(printed([&] { info().printInfo(); }), R"(compilation unit: 64bit = 0
 compilation unit: unit length = 21
 compilation unit: version = 4
@@ -407,20 +383,18 @@ no DIE abbrev found
 
 TEST_F(Dwarf, ReadsRangesAndLocationListsByTheBaseOfTheUnit) {
   ASSERT_EQ(
-      load({
-          {".debug_abbrev", abbrev(1,                             DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string,
-           DW_AT_low_pc, DW_FORM_addr) +
-                                abbrev(2, DW_TAG_variable, false, DW_AT_ranges, DW_FORM_sec_offset,
-           DW_AT_location, DW_FORM_sec_offset) +
-                                bytes(0)},
-          {".debug_info",           unit("\1a\0"s + word(0x100) + "\2"s + word(0) + word(0) + "\2"s +
-                               word(99) + word(99) + '\0')                                    },
-          {".debug_ranges",
-           word(0x10) + word(0x20) + word(~0u) + word(0x9000) + word(0x30) + word(0x38) + big(0l)},
-          {".debug_loc",          word(8) + word(16) + "\0\1\x50"s + word(16) + word(32) + "\0\2\x51\x52"s +
-                             word(0) + word(4) + "\0\1\x53"s + word(40) + word(48) + "\0\1\x54"s +
-                             big(0l)                                 }
-  }),
+      load({{".debug_abbrev", abbrev(1, DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string,
+                                     DW_AT_low_pc, DW_FORM_addr) +
+                                  abbrev(2, DW_TAG_variable, false, DW_AT_ranges,
+                                         DW_FORM_sec_offset, DW_AT_location, DW_FORM_sec_offset) +
+                                  bytes(0)},
+            {".debug_info", unit("\1a\0"s + word(0x100) + "\2"s + word(0) + word(0) + "\2"s +
+                                 word(99) + word(99) + '\0')},
+            {".debug_ranges", word(0x10) + word(0x20) + word(~0u) + word(0x9000) + word(0x30) +
+                                  word(0x38) + big(0l)},
+            {".debug_loc", word(8) + word(16) + "\0\1\x50"s + word(16) + word(32) +
+                               "\0\2\x51\x52"s + word(0) + word(4) + "\0\1\x53"s + word(40) +
+                               word(48) + "\0\1\x54"s + big(0l)}}),
       0);
   DebugInfoEntry *Good = unitAt(0).getUnitDIE()->getFirstChild(), *Lost = Good->getNext();
   orvy_AddrRange Ranges[2] = {};
@@ -466,16 +440,14 @@ TEST_F(Dwarf, ReadsSourceAroundALine) {
 }
 
 TEST_F(Dwarf, ListsStructures) {
-  ASSERT_EQ(
-      load({
-          {".debug_abbrev", abbrev(1, DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string) +
-                                abbrev(2, DW_TAG_structure_type, true, DW_AT_name, DW_FORM_string) +
-                                abbrev(3, DW_TAG_member, false, DW_AT_name, DW_FORM_string,
-           DW_AT_type, DW_FORM_ref1) +
-                                bytes(0)},
-          {".debug_info",           unit("\1a\0\2node\0\3next\0\x0e\0\0"s)        }
-  }),
-      0);
+  ASSERT_EQ(load({{".debug_abbrev",
+                   abbrev(1, DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string) +
+                       abbrev(2, DW_TAG_structure_type, true, DW_AT_name, DW_FORM_string) +
+                       abbrev(3, DW_TAG_member, false, DW_AT_name, DW_FORM_string, DW_AT_type,
+                              DW_FORM_ref1) +
+                       bytes(0)},
+                  {".debug_info", unit("\1a\0\2node\0\3next\0\x0e\0\0"s)}}),
+            0);
   DebugInfoEntry *Struct = unitAt(0).getUnitDIE()->getFirstChild();
   EXPECT_EQ(printed([&] { LanguagePrinter().printType(Struct); }),
             "struct node{\n  next : node;\n}\n");
@@ -496,10 +468,8 @@ TEST_F(Dwarf, BearsDepthAndAbundance) {
   std::string Many = Abbrevs.substr(0, Abbrevs.size() - 1) + bytes(4, DW_TAG_variable, 0);
   for (uint32_t Count = 0; Count < Depth; ++Count)
     Many += bytes(0x3f, DW_FORM_flag_present);
-  EXPECT_EQ(load({
-                {".debug_abbrev", Many + bytes(0, 0,                      0)           },
-                { ".debug_info", unit(named(1,                       "a.c", 0, 0) + std::string(Depth, '\4') + '\0')}
-  }),
+  EXPECT_EQ(load({{".debug_abbrev", Many + bytes(0, 0, 0)},
+                  {".debug_info", unit(named(1, "a.c", 0, 0) + std::string(Depth, '\4') + '\0')}}),
             -1);
 }
 

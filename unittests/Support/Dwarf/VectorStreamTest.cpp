@@ -88,18 +88,19 @@ TEST(LEB128, DecodesTheExamplesOfTheStandard) {
     uint64_t Unsigned;
     int64_t Signed;
   } Cases[] = {
-      {{2},                                                    2,      2                 },
-      {{0x7f},                                                 127,    -1                },
-      {{0x80, 0x01},                                           128,    128               },
-      {{0xff, 0x00},                                           127,    127               },
-      {{0x80, 0x7f},                                           16256,  -128              },
-      {{0xe5, 0x8e, 0x26},                                     624485, 624485            },
-      {{0x80, 0x80, 0x00},                                     0,      0                 },
+      {{2}, 2, 2},
+      {{0x7f}, 127, -1},
+      {{0x80, 0x01}, 128, 128},
+      {{0xff, 0x00}, 127, 127},
+      {{0x80, 0x7f}, 16256, -128},
+      {{0xe5, 0x8e, 0x26}, 624485, 624485},
+      {{0x80, 0x80, 0x00}, 0, 0},
       {{0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x3f},
-       0x3fffffffffffffffu,                                            0x3fffffffffffffff},
+       0x3fffffffffffffffu,
+       0x3fffffffffffffff},
       {{0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x40},
        uint64_t{1} << 62,
-       -(int64_t{1} << 62)                                                               },
+       -(int64_t{1} << 62)},
   };
   for (const auto &[Encoded, Unsigned, Signed] : Cases) {
     VectorStream VS(Encoded);

@@ -607,10 +607,7 @@ protected:
         [](void *Obj) { delete static_cast<orvy_Object *>(Obj); });
     Mach = static_cast<Machine *>(orvy_createObject("TestMachine", "machine", nullptr));
     Cpu = ScriptedCpu::make("cpu", 1000); // 1 cycle is 1 ms
-    orvy_CreateArg Args[] = {
-        {"freq",  {ovTY_Double, {}}},
-        {nullptr, {}               }
-    };
+    orvy_CreateArg Args[] = {{"freq", {ovTY_Double, {}}}, {nullptr, {}}};
     Args[0].Val.d = 2000.9; // counts as 2000 Hz
     Clock = orvy_createObject("Clock", "clock", Args);
     Plain = orvy_createObject("Plain", "plain", nullptr);
@@ -633,12 +630,12 @@ TEST_F(Holders, PostInTheUnitOfTheQueueTheEventGoesTo) {
     orvy_SyncEvent Sync;
     int64_t Cycles, Nanos, Secs; // raw times after posting 7 cycles, 3e6 ns, 2 s; -1 for none
   } Cases[] = {
-      {Cpu,     ovSE_Cpu,     107,       103,       2100      },
-      {Cpu,     ovSE_Machine, 107000000, 103000000, 2000000050},
-      {Mach,    ovSE_Cpu,     -1,        3000050,   2000000050},
-      {Clock,   ovSE_Machine, 7,         6,         4000      },
-      {Plain,   ovSE_Cpu,     -1,        -1,        -1        },
-      {nullptr, ovSE_Cpu,     -1,        -1,        -1        },
+      {Cpu, ovSE_Cpu, 107, 103, 2100},
+      {Cpu, ovSE_Machine, 107000000, 103000000, 2000000050},
+      {Mach, ovSE_Cpu, -1, 3000050, 2000000050},
+      {Clock, ovSE_Machine, 7, 6, 4000},
+      {Plain, ovSE_Cpu, -1, -1, -1},
+      {nullptr, ovSE_Cpu, -1, -1, -1},
   };
   auto rawTime = [this] {
     int64_t Time = orvy_eventIsScheduled(Id) ? orvy_eventGetRawTime(Id) : -1;
@@ -665,10 +662,10 @@ TEST_F(Holders, PostInTheUnitOfTheQueueTheEventGoesTo) {
     orvy_SyncEvent Sync;
     int64_t Cycles, Nanos, Secs; // raw times after posting what goes farthest
   } Far[] = {
-      {Cpu,   ovSE_Cpu,     INT64_MAX, 9223372036954,  INT64_MAX},
-      {Cpu,   ovSE_Machine, INT64_MAX, INT64_MAX,      INT64_MAX},
-      {Mach,  ovSE_Cpu,     -1,        INT64_MAX,      INT64_MAX},
-      {Clock, ovSE_Cpu,     INT64_MAX, 18446744073710, INT64_MAX},
+      {Cpu, ovSE_Cpu, INT64_MAX, 9223372036954, INT64_MAX},
+      {Cpu, ovSE_Machine, INT64_MAX, INT64_MAX, INT64_MAX},
+      {Mach, ovSE_Cpu, -1, INT64_MAX, INT64_MAX},
+      {Clock, ovSE_Cpu, INT64_MAX, 18446744073710, INT64_MAX},
   };
   static_cast<ClockIface *>(orvy_getInterface(Clock, "ClockIface", 0))->setCycles(Clock, 1);
   for (auto &F : Far) {
@@ -851,21 +848,21 @@ TEST_F(Holders, AreNotHandedANullFunction) {
   orvy_Event Event{};
   const auto Make = [](const char *, int, const orvy_CreateArg *) -> void * { return nullptr; };
   const std::pair<const char *, std::function<void()>> Calls[] = {
-      {"orvy_eventPublish",             [&] { orvy_eventPublish("e", Plain, nullptr); }              },
-      {"orvy_eventPublishStruct",       [&] { orvy_eventPublishStruct("e", &Event, Plain, nullptr); }},
-      {"orvy_eventPublishOldStyle",     [&] { orvy_eventPublishOldStyle("e", Plain, nullptr); }      },
+      {"orvy_eventPublish", [&] { orvy_eventPublish("e", Plain, nullptr); }},
+      {"orvy_eventPublishStruct", [&] { orvy_eventPublishStruct("e", &Event, Plain, nullptr); }},
+      {"orvy_eventPublishOldStyle", [&] { orvy_eventPublishOldStyle("e", Plain, nullptr); }},
       {"orvy_eventPostOneShotInternal",
-       [&] { orvy_eventPostOneShotInternal(Queue, Plain, nullptr, 1); }                              },
-      {"orvy_postCallbackInQueue",      [&] { orvy_postCallbackInQueue(Queue, nullptr, Plain); }     },
-      {"orvy_postCallbackInQueue",      [&] { orvy_postCallback(Cpu, nullptr, Plain); }              },
-      {"orvy_eventPostAsync",           [&] { orvy_eventPostAsync(Cpu, nullptr, Plain, ovSE_Cpu); }  },
-      {"orvy_simRunCallback",           [&] { orvy_simRunCallback(nullptr, nullptr); }               },
+       [&] { orvy_eventPostOneShotInternal(Queue, Plain, nullptr, 1); }},
+      {"orvy_postCallbackInQueue", [&] { orvy_postCallbackInQueue(Queue, nullptr, Plain); }},
+      {"orvy_postCallbackInQueue", [&] { orvy_postCallback(Cpu, nullptr, Plain); }},
+      {"orvy_eventPostAsync", [&] { orvy_eventPostAsync(Cpu, nullptr, Plain, ovSE_Cpu); }},
+      {"orvy_simRunCallback", [&] { orvy_simRunCallback(nullptr, nullptr); }},
       {"orvy_subscribeNotification",
-       [&] { orvy_subscribeNotification("orvy.objectDisposed", Plain, nullptr, nullptr); }           },
-      {"orvy_createCmd",                [&] { orvy_createCmd("poke", nullptr, "", nullptr); }        },
-      {"orvy_registerClass",            [&] { orvy_registerClass("A", nullptr, std::free); }         },
-      {"orvy_registerClass",            [&] { orvy_registerClass("A", Make, nullptr); }              },
-      {"xorvy_registerClass",           [&] { xorvy_registerClass("A", nullptr, nullptr); }          },
+       [&] { orvy_subscribeNotification("orvy.objectDisposed", Plain, nullptr, nullptr); }},
+      {"orvy_createCmd", [&] { orvy_createCmd("poke", nullptr, "", nullptr); }},
+      {"orvy_registerClass", [&] { orvy_registerClass("A", nullptr, std::free); }},
+      {"orvy_registerClass", [&] { orvy_registerClass("A", Make, nullptr); }},
+      {"xorvy_registerClass", [&] { xorvy_registerClass("A", nullptr, nullptr); }},
   };
   for (const auto &[Name, Call] : Calls)
     EXPECT_DEATH(Call(),

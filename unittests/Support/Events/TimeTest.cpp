@@ -16,14 +16,14 @@ TEST(Time, CyclesToNanosTruncates) {
   const struct {
     int64_t Cycles, Freq, Nanos;
   } Cases[] = {
-      {1,           3,           333333333 },
-      {3,           3,           1000000000},
-      {-1,          3,           -333333333},
-      {50000001,    50000000,    1000000020},
-      {18446744072, 18446744073, 999999999 }, // the largest frequency whose remainder fits
-      {7,           0,           0         }, // no frequency, no time
-      {INT64_MAX,   1000,        INT64_MAX }, // the end of time
-      {INT64_MIN,   1000,        INT64_MIN },
+      {1, 3, 333333333},
+      {3, 3, 1000000000},
+      {-1, 3, -333333333},
+      {50000001, 50000000, 1000000020},
+      {18446744072, 18446744073, 999999999}, // the largest frequency whose remainder fits
+      {7, 0, 0},                             // no frequency, no time
+      {INT64_MAX, 1000, INT64_MAX},          // the end of time
+      {INT64_MIN, 1000, INT64_MIN},
   };
   for (const auto &C : Cases)
     EXPECT_EQ(orvy_cyclesToNanos(C.Cycles, C.Freq), C.Nanos) << C.Cycles << " at " << C.Freq;
@@ -35,17 +35,17 @@ TEST(Time, NanosToCyclesTruncates) {
     uint64_t Freq;
     int64_t Cycles;
   } Cases[] = {
-      {999999999,           1,          0                  },
-      {1000000000,          1,          1                  },
-      {-999999999,          1,          0                  },
-      {20,                  50000000,   1                  },
-      {39,                  50000000,   1                  },
+      {999999999, 1, 0},
+      {1000000000, 1, 1},
+      {-999999999, 1, 0},
+      {20, 50000000, 1},
+      {39, 50000000, 1},
       {3000000000000000000, 1000000000, 3000000000000000000},
-      {INT64_MAX,           2000000000, INT64_MAX          },
-      {INT64_MIN,           2000000000, INT64_MIN          },
-      {1,                   UINT64_MAX, 9223372036         },
-      {1999999999,          UINT64_MAX, INT64_MAX          },
-      {999999999,           1ULL << 62, 4611686013815701885}, // 2^62 less a billionth of it
+      {INT64_MAX, 2000000000, INT64_MAX},
+      {INT64_MIN, 2000000000, INT64_MIN},
+      {1, UINT64_MAX, 9223372036},
+      {1999999999, UINT64_MAX, INT64_MAX},
+      {999999999, 1ULL << 62, 4611686013815701885}, // 2^62 less a billionth of it
   };
   for (const auto &C : Cases)
     EXPECT_EQ(orvy_nanosToCycles(C.Nanos, C.Freq), C.Cycles) << C.Nanos << " at " << C.Freq;

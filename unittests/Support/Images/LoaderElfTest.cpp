@@ -100,14 +100,10 @@ TEST_F(Elf, ZerosOfThreadLocalStorageSpareWhatOthersBring) {
     uint32_t Addr, Size, MemSize; // of the thread-local storage
     uint32_t Written;
   } Cases[] = {
-      {"data behind it",        0x1000, 8,  12, 8 },
-      {"data after some zeros", 0xff0,  8,  17, 8 },
-      {"zeros alone",           0x1004, 0,  4,  0 },
-      {"memory of its own",     0x2000, 8,  12, 12},
-      {"up to the data",        0xff0,  8,  16, 16},
-      {"zeros of another",      0x1008, 8,  24, 24},
-      {"no zeros",              0x1000, 16, 16, 16},
-      {"cut short",             0x1000, 16, 4,  4 },
+      {"data behind it", 0x1000, 8, 12, 8}, {"data after some zeros", 0xff0, 8, 17, 8},
+      {"zeros alone", 0x1004, 0, 4, 0},     {"memory of its own", 0x2000, 8, 12, 12},
+      {"up to the data", 0xff0, 8, 16, 16}, {"zeros of another", 0x1008, 8, 24, 24},
+      {"no zeros", 0x1000, 16, 16, 16},     {"cut short", 0x1000, 16, 4, 4},
   };
   for (const auto &Case : Cases) {
     SCOPED_TRACE(Case.What);
@@ -136,18 +132,18 @@ TEST_F(Elf, WithoutSegmentsNothingIsWritten) {
 
 TEST_F(Elf, OnlyWhatTheLoaderNeedsIsLookedAt) {
   const std::pair<const char *, std::function<void(ElfBuilder &)>> Rows[] = {
-      {"entry sizes",           [](auto &F) { F.Header.e_phentsize = F.Header.e_shentsize = 7; }},
-      {"relocatable",           [](auto &F) { F.Header.e_type = ET_REL; }                       },
-      {"shared",                [](auto &F) { F.Header.e_type = ET_DYN; }                       },
-      {"version",               [](auto &F) { F.Header.e_version = 9; }                         },
-      {"flags",                 [](auto &F) { F.Header.e_flags = 0xffffffff; }                  },
-      {"alignment",             [](auto &F) { F.Segments[0].p_align = 3; }                      },
-      {"names at index 0 only", [](auto &F) { F.Header.e_shnum = F.Header.e_shstrndx = 0; }     },
-      {"no names",              [](auto &F) { F.Sections.back().sh_size = 0; }                  },
+      {"entry sizes", [](auto &F) { F.Header.e_phentsize = F.Header.e_shentsize = 7; }},
+      {"relocatable", [](auto &F) { F.Header.e_type = ET_REL; }},
+      {"shared", [](auto &F) { F.Header.e_type = ET_DYN; }},
+      {"version", [](auto &F) { F.Header.e_version = 9; }},
+      {"flags", [](auto &F) { F.Header.e_flags = 0xffffffff; }},
+      {"alignment", [](auto &F) { F.Segments[0].p_align = 3; }},
+      {"names at index 0 only", [](auto &F) { F.Header.e_shnum = F.Header.e_shstrndx = 0; }},
+      {"no names", [](auto &F) { F.Sections.back().sh_size = 0; }},
       {"place of no names",
-       [](auto &F) { F.Sections.back().sh_size = 0, F.Sections.back().sh_offset = 0xffffffff; } },
-      {"names of zeros",        [](auto &F) { F.Sections.back().sh_type = SHT_NOBITS; }         },
-      {"other sections",        [](auto &F) { F.Sections[1].sh_size = 0xffffffff; }             },
+       [](auto &F) { F.Sections.back().sh_size = 0, F.Sections.back().sh_offset = 0xffffffff; }},
+      {"names of zeros", [](auto &F) { F.Sections.back().sh_type = SHT_NOBITS; }},
+      {"other sections", [](auto &F) { F.Sections[1].sh_size = 0xffffffff; }},
   };
   for (const auto &[What, lie] : Rows) {
     SCOPED_TRACE(What);
@@ -164,9 +160,7 @@ TEST_F(Elf, EmptyContentsMayLieAnywhere) {
   File.Segments[0].p_offset = 0x10000;
   EXPECT_EQ(load(File), 0);
   EXPECT_THAT(Mem->take(), ElementsAre(wrote(0x1000, std::string(8, '\0'))));
-  EXPECT_EQ(getELFRanges(image(File.bytes()).c_str()), (Ranges{
-                                                           {0x1000, 0x1008}
-  }));
+  EXPECT_EQ(getELFRanges(image(File.bytes()).c_str()), (Ranges{{0x1000, 0x1008}}));
 }
 
 TEST_F(Elf, ABadFileIsRejectedWhereItIsOpened) {
@@ -174,20 +168,20 @@ TEST_F(Elf, ABadFileIsRejectedWhereItIsOpened) {
     const char *Why;
     std::function<void(ElfBuilder &)> lie;
   } Rows[] = {
-      {"Invalid ELF magic",                          [](auto &F) { F.Header.e_ident[0] = 0x7e; }       },
-      {"Invalid ELF magic",                          [](auto &F) { F.Header.e_ident[3] = 'f'; }        },
-      {"Only 32 bit supported",                      [](auto &F) { F.Header.e_ident[4] = ELFCLASS64; } },
-      {"Only 32 bit supported",                      [](auto &F) { F.Header.e_ident[4] = 0; }          },
-      {"Only big-endian supported at present",       [](auto &F) { F.Header.e_ident[5] = ELFDATA2LSB; }},
-      {"Only big-endian supported at present",       [](auto &F) { F.Header.e_ident[5] = 3; }          },
-      {"Could not read section header",              [](auto &F) { F.Header.e_shoff += 1; }            },
-      {"Could not read section header",              [](auto &F) { F.Header.e_shoff = 0xffffffff; }    },
-      {"Could not read section",                     [](auto &F) { F.Sections.back().sh_size = -1; }   },
-      {"Could not read section",                     [](auto &F) { F.Sections.back().sh_offset = -1; } },
-      {"Section name string table not 0-terminated", [](auto &F) { --F.Sections.back().sh_size; }      },
-      {"Section name string table out of bounds",    [](auto &F) { ++F.Header.e_shstrndx; }            },
-      {"Section name string table out of bounds",    [](auto &F) { F.Header.e_shstrndx = 0xffff; }     },
-      {"Section name string table out of bounds",    [](auto &F) { F.Header.e_shnum = 0; }             },
+      {"Invalid ELF magic", [](auto &F) { F.Header.e_ident[0] = 0x7e; }},
+      {"Invalid ELF magic", [](auto &F) { F.Header.e_ident[3] = 'f'; }},
+      {"Only 32 bit supported", [](auto &F) { F.Header.e_ident[4] = ELFCLASS64; }},
+      {"Only 32 bit supported", [](auto &F) { F.Header.e_ident[4] = 0; }},
+      {"Only big-endian supported at present", [](auto &F) { F.Header.e_ident[5] = ELFDATA2LSB; }},
+      {"Only big-endian supported at present", [](auto &F) { F.Header.e_ident[5] = 3; }},
+      {"Could not read section header", [](auto &F) { F.Header.e_shoff += 1; }},
+      {"Could not read section header", [](auto &F) { F.Header.e_shoff = 0xffffffff; }},
+      {"Could not read section", [](auto &F) { F.Sections.back().sh_size = -1; }},
+      {"Could not read section", [](auto &F) { F.Sections.back().sh_offset = -1; }},
+      {"Section name string table not 0-terminated", [](auto &F) { --F.Sections.back().sh_size; }},
+      {"Section name string table out of bounds", [](auto &F) { ++F.Header.e_shstrndx; }},
+      {"Section name string table out of bounds", [](auto &F) { F.Header.e_shstrndx = 0xffff; }},
+      {"Section name string table out of bounds", [](auto &F) { F.Header.e_shnum = 0; }},
   };
   for (const auto &[Why, lie] : Rows) {
     SCOPED_TRACE(Why);
@@ -217,10 +211,10 @@ TEST_F(Elf, AFileThatCannotBeOpenedIsNamed) {
 
 TEST_F(Elf, WhatWasWrittenBeforeAFailureStays) {
   const std::pair<const char *, std::function<void(ElfBuilder &)>> Rows[] = {
-      {"more headers than there are", [](auto &F) { F.Header.e_phoff += 0x1000; }      },
-      {"more bytes than there are",   [](auto &F) { F.Segments[0].p_filesz = -1; }     },
-      {"bytes behind the end",        [](auto &F) { F.Segments[0].p_offset = -1; }     },
-      {"second segment",              [](auto &F) { F.Segments[1].p_filesz = 0x10000; }},
+      {"more headers than there are", [](auto &F) { F.Header.e_phoff += 0x1000; }},
+      {"more bytes than there are", [](auto &F) { F.Segments[0].p_filesz = -1; }},
+      {"bytes behind the end", [](auto &F) { F.Segments[0].p_offset = -1; }},
+      {"second segment", [](auto &F) { F.Segments[1].p_filesz = 0x10000; }},
   };
   const size_t Writes[] = {0, 0, 0, 1};
   for (size_t Row = 0; Row < std::size(Rows); ++Row) {
@@ -238,14 +232,14 @@ TEST_F(Elf, WhatWasWrittenBeforeAFailureStays) {
 
 TEST_F(Elf, TheMachineMustBeAKnownOne) {
   const std::pair<uint16_t, const char *> Named[] = {
-      {0,   "No machine"           },
-      {8,   "MIPS I"               },
-      {20,  "PowerPC"              },
-      {40,  "AARCH32"              },
+      {0, "No machine"},
+      {8, "MIPS I"},
+      {20, "PowerPC"},
+      {40, "AARCH32"},
       {168, "Cyan Technology eCOG1"},
-      {205, "Reserved by Intel"    },
-      {224, "AMD GPU"              },
-      {243, "RISC-V"               },
+      {205, "Reserved by Intel"},
+      {224, "AMD GPU"},
+      {243, "RISC-V"},
   };
   for (auto [Number, Name] : Named) {
     ElfBuilder File;
@@ -263,15 +257,8 @@ TEST_F(Elf, TheMachineMustBeAKnownOne) {
   EXPECT_EQ(getELFRanges(Path.c_str()).size(), 2u) << "ranges are the same for any machine";
 
   const std::pair<uint16_t, uint16_t> Known[] = {
-      {0,   10 },
-      {15,  15 },
-      {17,  23 },
-      {36,  120},
-      {131, 144},
-      {160, 181},
-      {183, 183},
-      {185, 224},
-      {243, 243},
+      {0, 10},    {15, 15},   {17, 23},   {36, 120},  {131, 144},
+      {160, 181}, {183, 183}, {185, 224}, {243, 243},
   };
   for (unsigned Number = 0; Number <= UINT16_MAX; ++Number) {
     bool Expected = std::any_of(std::begin(Known), std::end(Known), [&](auto Range) {
@@ -290,13 +277,11 @@ TEST_F(Elf, RangesAreOrderedDistinctAndDoNotWrap) {
       .segment(0x2000, "cut short", 4)
       .segment(0, "", 0, PT_NOTE)
       .close();
-  EXPECT_EQ(getELFRanges(image(File.bytes()).c_str()), (Ranges{
-                                                           {0,          0          },
-                                                           {0x1000,     0x1004     },
-                                                           {0x2000,     0x2004     },
-                                                           {0x2000,     0x2008     },
-                                                           {0xffffff00, 0x100000100}
-  }));
+  EXPECT_EQ(getELFRanges(image(File.bytes()).c_str()), (Ranges{{0, 0},
+                                                               {0x1000, 0x1004},
+                                                               {0x2000, 0x2004},
+                                                               {0x2000, 0x2008},
+                                                               {0xffffff00, 0x100000100}}));
   EXPECT_THAT(Mem->take(), IsEmpty());
   EXPECT_THAT(Log.take(), IsEmpty());
 }
@@ -371,14 +356,14 @@ TEST_F(Elf, SectionsAreReadAsWholeElements) {
 
 TEST_F(Elf, HeadersCannotAskForMemoryThatTheFileDoesNotFill) {
   const std::pair<const char *, std::function<void(ElfBuilder &)>> Rows[] = {
-      {"file size",      [](auto &F) { F.Segments[0].p_filesz = 0xffffffff; }                 },
-      {"memory size",    [](auto &F) { F.Segments[0].p_memsz = 0xffffffff; }                  },
-      {"both",           [](auto &F) { F.Segments[0].p_memsz = F.Segments[0].p_filesz = -1; } },
-      {"names",          [](auto &F) { F.Sections.back().sh_size = 0xffffffff; }              },
+      {"file size", [](auto &F) { F.Segments[0].p_filesz = 0xffffffff; }},
+      {"memory size", [](auto &F) { F.Segments[0].p_memsz = 0xffffffff; }},
+      {"both", [](auto &F) { F.Segments[0].p_memsz = F.Segments[0].p_filesz = -1; }},
+      {"names", [](auto &F) { F.Sections.back().sh_size = 0xffffffff; }},
       {"names of zeros",
        [](auto &F) { F.Sections.back().sh_size = -1, F.Sections.back().sh_type = SHT_NOBITS; }},
-      {"segments",       [](auto &F) { F.Header.e_phnum = 0xffff; }                           },
-      {"sections",       [](auto &F) { F.Header.e_shnum = 0xffff; }                           },
+      {"segments", [](auto &F) { F.Header.e_phnum = 0xffff; }},
+      {"sections", [](auto &F) { F.Header.e_shnum = 0xffff; }},
   };
   const int Results[] = {-1, 0, -1, -1, 0, -1, 0};
   for (size_t Row = 0; Row < std::size(Rows); ++Row) {

@@ -17,26 +17,26 @@ class Images : public ImageTest {};
 
 TEST_F(Images, AKnownExtensionDecidesWithoutAFile) {
   const std::pair<const char *, orvy_FileType> Rows[] = {
-      {"no/such.s19",  ovFT_Srec  },
-      {"no/such.s28",  ovFT_Srec  },
-      {"no/such.s37",  ovFT_Srec  },
-      {"no/such.s1",   ovFT_Srec  },
-      {"no/such.s2",   ovFT_Srec  },
-      {"no/such.s3",   ovFT_Srec  },
-      {"no/such.srec", ovFT_Srec  },
-      {"no/such.SX",   ovFT_Srec  },
-      {"no/such.mot",  ovFT_Srec  },
-      {"no/such.elf",  ovFT_Elf   },
-      {"no/such.bin",  ovFT_Binary},
-      {"no/such.dat",  ovFT_Binary},
-      {".elf",         ovFT_Elf   },
-      {"a.bin.elf",    ovFT_Elf   },
+      {"no/such.s19", ovFT_Srec},
+      {"no/such.s28", ovFT_Srec},
+      {"no/such.s37", ovFT_Srec},
+      {"no/such.s1", ovFT_Srec},
+      {"no/such.s2", ovFT_Srec},
+      {"no/such.s3", ovFT_Srec},
+      {"no/such.srec", ovFT_Srec},
+      {"no/such.SX", ovFT_Srec},
+      {"no/such.mot", ovFT_Srec},
+      {"no/such.elf", ovFT_Elf},
+      {"no/such.bin", ovFT_Binary},
+      {"no/such.dat", ovFT_Binary},
+      {".elf", ovFT_Elf},
+      {"a.bin.elf", ovFT_Elf},
       {"dir.elf/file", ovFT_Binary},
-      {"no/such.S19",  ovFT_Binary},
-      {"no/such.sx",   ovFT_Binary},
-      {"no/such.",     ovFT_Binary},
-      {"no/such",      ovFT_Binary},
-      {"",             ovFT_Binary},
+      {"no/such.S19", ovFT_Binary},
+      {"no/such.sx", ovFT_Binary},
+      {"no/such.", ovFT_Binary},
+      {"no/such", ovFT_Binary},
+      {"", ovFT_Binary},
   };
   for (auto [Path, Type] : Rows)
     EXPECT_EQ(orvy_identifyImageFormat(Path), Type) << Path;
@@ -51,26 +51,32 @@ TEST_F(Images, OtherwiseTheFirstBytesDecide) {
   } Rows[] = {
       {"plain",
        "\x7f"
-       "ELF\1",                   ovFT_Elf   },
+       "ELF\1",
+       ovFT_Elf},
       {"image.ELF",
        "\x7f"
-       "ELF\1",                   ovFT_Elf   },
+       "ELF\1",
+       ovFT_Elf},
       {"out.v2/image",
        "\x7f"
-       "ELF\1",                   ovFT_Elf   },
+       "ELF\1",
+       ovFT_Elf},
       {"four",
        "\x7f"
-       "ELF",                     ovFT_Binary},
-      {"fourS",          "S123",  ovFT_Binary},
-      {"record",         "Sxyz?", ovFT_Srec  },
-      {"small",          "s1234", ovFT_Binary},
+       "ELF",
+       ovFT_Binary},
+      {"fourS", "S123", ovFT_Binary},
+      {"record", "Sxyz?", ovFT_Srec},
+      {"small", "s1234", ovFT_Binary},
       {"almost",
        "\x7f"
-       "ELf\1",                   ovFT_Binary},
-      {"empty",          "",      ovFT_Binary},
+       "ELf\1",
+       ovFT_Binary},
+      {"empty", "", ovFT_Binary},
       {"elf-inside.bin",
        "\x7f"
-       "ELF\1",                   ovFT_Binary},
+       "ELF\1",
+       ovFT_Binary},
   };
   for (auto [Name, Bytes, Type] : Rows) {
     std::string Path = image(Bytes, Name);

@@ -34,8 +34,8 @@ TEST(Network, DatagramsReachTheirPeer) {
     const char *Host;
     int Family;
   } Cases[] = {
-      {"127.0.0.1", AF_INET },
-      {"::1",       AF_INET6},
+      {"127.0.0.1", AF_INET},
+      {"::1", AF_INET6},
   };
   for (const auto &C : Cases) {
     UdpReceiver Far(C.Family);

@@ -113,16 +113,16 @@ TEST(Rmap, DecodesReplyAddressesOfEveryLength) {
     Bytes Field;
     Bytes Address;
   } Cases[] = {
-      {{},                                               {}                                     },
-      {{0x11, 0x22, 0x33, 0x44},                         {0x11, 0x22, 0x33, 0x44}               },
-      {{0x00, 0x00, 0x12, 0x34},                         {0x12, 0x34}                           },
-      {{0x00, 0x00, 0x00, 0x00},                         {0x00}                                 },
-      {{0x12, 0x00, 0x00, 0x00},                         {0x12, 0x00, 0x00, 0x00}               },
-      {{0x00, 0x00, 0x00, 0x01, 0x02, 0x00, 0x03, 0x00}, {0x01, 0x02, 0, 0x03, 0}               },
-      {{1, 2, 3, 4, 5, 6, 7, 8},                         {1, 2, 3, 4, 5, 6, 7, 8}               },
-      {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12},          {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}},
-      {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},             {0}                                    },
-      {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 6},             {5, 6}                                 },
+      {{}, {}},
+      {{0x11, 0x22, 0x33, 0x44}, {0x11, 0x22, 0x33, 0x44}},
+      {{0x00, 0x00, 0x12, 0x34}, {0x12, 0x34}},
+      {{0x00, 0x00, 0x00, 0x00}, {0x00}},
+      {{0x12, 0x00, 0x00, 0x00}, {0x12, 0x00, 0x00, 0x00}},
+      {{0x00, 0x00, 0x00, 0x01, 0x02, 0x00, 0x03, 0x00}, {0x01, 0x02, 0, 0x03, 0}},
+      {{1, 2, 3, 4, 5, 6, 7, 8}, {1, 2, 3, 4, 5, 6, 7, 8}},
+      {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}},
+      {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, {0}},
+      {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 6}, {5, 6}},
   };
   for (const auto &C : Cases) {
     auto Instruction = static_cast<uint8_t>(0x4C | C.Field.size() / 4);
@@ -156,10 +156,10 @@ TEST(Rmap, DecodesAWriteCommandAsFarAsItIsThere) {
     uint32_t Size;
     uint8_t Crc; // 0xEE: not set
   } Cases[] = {
-      {{},                          0, 0xEE},
-      {{1, 2},                      2, 0xEE},
-      {{1, 2, 3, 4},                4, 0xEE},
-      {{1, 2, 3, 4, 0x5A},          5, 0x5A},
+      {{}, 0, 0xEE},
+      {{1, 2}, 2, 0xEE},
+      {{1, 2, 3, 4}, 4, 0xEE},
+      {{1, 2, 3, 4, 0x5A}, 5, 0x5A},
       {{1, 2, 3, 4, 0x5A, 6, 7, 8}, 8, 0x5A},
   };
   for (const auto &C : Cases) {
@@ -185,12 +185,12 @@ TEST(Rmap, DecodesAReadModifyWriteCommandAsFarAsItIsThere) {
     bool HasMask;
     uint8_t Crc;
   } Cases[] = {
-      {8, {},                             4, false, 0xEE},
-      {8, {1, 2, 3, 4},                   4, false, 0xEE},
-      {8, {1, 2, 3, 4, 5},                4, true,  0xEE},
-      {8, {1, 2, 3, 4, 5, 6, 7, 8, 0x5A}, 4, true,  0x5A},
-      {2, {1, 2, 0x5A},                   1, true,  0x5A},
-      {0, {0x5A},                         0, true,  0x5A},
+      {8, {}, 4, false, 0xEE},
+      {8, {1, 2, 3, 4}, 4, false, 0xEE},
+      {8, {1, 2, 3, 4, 5}, 4, true, 0xEE},
+      {8, {1, 2, 3, 4, 5, 6, 7, 8, 0x5A}, 4, true, 0x5A},
+      {2, {1, 2, 0x5A}, 1, true, 0x5A},
+      {0, {0x5A}, 0, true, 0x5A},
   };
   for (const auto &C : Cases) {
     Decoded D(command(0x5D, {0, 0, 0, 9}, C.Length) + C.Rest);
@@ -214,8 +214,8 @@ TEST(Rmap, DecodesReplies) {
     orvy_SpwRmapKind Kind;
     orvy_SpwRmapCommandType Type;
   } Reads[] = {
-      {0x0C, ovSPWRK_ReadReply, ovSPWCT_Read           },
-      {0x1C, ovSPWRK_RmwReply,  ovSPWCT_ReadModifyWrite},
+      {0x0C, ovSPWRK_ReadReply, ovSPWCT_Read},
+      {0x1C, ovSPWRK_RmwReply, ovSPWCT_ReadModifyWrite},
   };
   for (const auto &C : Reads) {
     Bytes Header = withCrc({0x67, 0x01, C.Instruction, 0x05, 0x40, 0x12, 0x34, 0, 0, 0, 3});
@@ -304,9 +304,7 @@ TEST(Rmap, LeavesWhatItCannotReachAsItWas) {
     EXPECT_EQ(D.Result, 2);
     EXPECT_EQ(D.P.PacketType, ovSPWPT_Invalid);
   }
-  orvy_SpwPacket None{
-      1, {nullptr, 0, 0}
-  };
+  orvy_SpwPacket None{1, {nullptr, 0, 0}};
   orvy_SpwRmapDecodedPacket P{};
   EXPECT_EQ(orvy_spwRmapDecodePacket(&None, &P), 1);
 }
@@ -320,22 +318,21 @@ TEST(Rmap, RepliesComeBackAsTheyWereEncoded) {
       {0x4D,
        [](const orvy_SpwRmapDecodedPacket *C, uint8_t *To, uint32_t Size) {
          return orvy_spwRmapEncodeReadReplyHeaderForPacket(C, To, Size, 3, 0x012345);
-       }, ovSPWRK_ReadReply },
+       },
+       ovSPWRK_ReadReply},
       {0x5D,
        [](const orvy_SpwRmapDecodedPacket *C, uint8_t *To, uint32_t Size) {
          return orvy_spwRmapEncodeRmwHeaderForPacket(C, To, Size, 3, 0x012345);
-       }, ovSPWRK_RmwReply  },
+       },
+       ovSPWRK_RmwReply},
       {0x69,
        [](const orvy_SpwRmapDecodedPacket *C, uint8_t *To, uint32_t Size) {
          return orvy_spwRmapEncodeWriteReplyHeaderForPacket(C, To, Size, 3);
-       }, ovSPWRK_WriteReply},
+       },
+       ovSPWRK_WriteReply},
   };
   for (const auto &C : Cases)
-    for (const Bytes &Path : {
-             Bytes{1, 2, 3, 4},
-             Bytes{0, 0, 0, 0},
-             Bytes{0, 0, 0, 7}
-    }) {
+    for (const Bytes &Path : {Bytes{1, 2, 3, 4}, Bytes{0, 0, 0, 0}, Bytes{0, 0, 0, 7}}) {
       Decoded Command(command(C.Instruction, Path, 8));
       uint32_t Size = orvy_spwRmapHeaderReplySize(&Command.P);
       uint32_t PathSize = Command.P.Body.ReadCommand.ReplyAddressLength;

@@ -75,9 +75,9 @@ TEST_F(TimeServer, SendsTheBytesThatAreWanted) {
     uint8_t Coarse, Fine;
     std::vector<uint8_t> Wanted;
   } Cases[] = {
-      {0, 0, {11, 1}                           },
-      {1, 1, {11, 1, 1, 0xA0}                  },
-      {2, 3, {11, 1, 1, 2, 0xA0, 0, 0}         },
+      {0, 0, {11, 1}},
+      {1, 1, {11, 1, 1, 0xA0}},
+      {2, 3, {11, 1, 1, 2, 0xA0, 0, 0}},
       {9, 9, {11, 1, 1, 2, 3, 4, 0xA0, 0, 0, 0}}, // stored as 4
   };
   for (const auto &C : Cases) {
@@ -152,8 +152,8 @@ TEST_F(TimeServer, TakesHostsWithAndWithoutAPort) {
     const char *Name;
     const char *Says; // on the error stream
   } Good[] = {
-      {"127.0.0.1:5000",  "connect 127.0.0.1:5000 2 \n"                   },
-      {"127.0.0.1",       "closing socket N\nconnect 127.0.0.1:4765 2 \n" },
+      {"127.0.0.1:5000", "connect 127.0.0.1:5000 2 \n"},
+      {"127.0.0.1", "closing socket N\nconnect 127.0.0.1:4765 2 \n"},
       {"127.0.0.1:65535", "closing socket N\nconnect 127.0.0.1:65535 2 \n"},
   };
   testing::internal::GetCapturedStderr();

@@ -55,19 +55,19 @@ struct NamedFunction {
 
 TEST_F(Logging, EveryFunctionHasItsCategoryAndLevel) {
   const NamedFunction Functions[] = {
-      {orvy_logError,         ":error:: 7"         },
-      {orvy_logWarning,       ":warning:: 7"       },
-      {orvy_logInfo,          ":info:: 7"          },
-      {orvy_logDebugFunc,     ":debug:: 7"         },
-      {orvy_logSimError,      ":sim/error:: 7"     },
-      {orvy_logSimWarning,    ":sim/warning:: 7"   },
-      {orvy_logSimInfo,       ":sim/info:: 7"      },
-      {orvy_logTargetError,   ":target/error:: 7"  },
+      {orvy_logError, ":error:: 7"},
+      {orvy_logWarning, ":warning:: 7"},
+      {orvy_logInfo, ":info:: 7"},
+      {orvy_logDebugFunc, ":debug:: 7"},
+      {orvy_logSimError, ":sim/error:: 7"},
+      {orvy_logSimWarning, ":sim/warning:: 7"},
+      {orvy_logSimInfo, ":sim/info:: 7"},
+      {orvy_logTargetError, ":target/error:: 7"},
       {orvy_logTargetWarning, ":target/warning:: 7"},
-      {orvy_logTargetInfo,    ":target/info:: 7"   },
-      {orvy_logConfigError,   ":config/error:: 7"  },
+      {orvy_logTargetInfo, ":target/info:: 7"},
+      {orvy_logConfigError, ":config/error:: 7"},
       {orvy_logConfigWarning, ":config/warning:: 7"},
-      {orvy_logConfigInfo,    ":config/info:: 7"   },
+      {orvy_logConfigInfo, ":config/info:: 7"},
   };
   for (const NamedFunction &Function : Functions) {
     Function.Log(nullptr, "%d", 7);
@@ -80,9 +80,9 @@ TEST_F(Logging, EveryFatalFunctionTellsAndAborts) {
   orvy_logSetColour(0);
   orvy_logSetLevel(ovLOG_Fatal);
   const NamedFunction Functions[] = {
-      {orvy_logFatal,       "^:fatal:: end 7\n"       },
-      {orvy_logCritical,    "^:fatal:: end 7\n"       },
-      {orvy_logSimFatal,    "^:sim/fatal:: end 7\n"   },
+      {orvy_logFatal, "^:fatal:: end 7\n"},
+      {orvy_logCritical, "^:fatal:: end 7\n"},
+      {orvy_logSimFatal, "^:sim/fatal:: end 7\n"},
       {orvy_logTargetFatal, "^:target/fatal:: end 7\n"},
       {orvy_logConfigFatal, "^:config/fatal:: end 7\n"},
   };

@@ -56,11 +56,7 @@ TEST_F(ClockModel, TakesItsFrequencyFromAnArgument) {
   make();
   EXPECT_EQ(Iface->getFreq(Clock), 1e9);
   orvy_disposeObject(Clock);
-  orvy_CreateArg Args[] = {
-      {"freq",  {ovTY_U32, {}}   },
-      {"other", {ovTY_String, {}}},
-      {nullptr, {}               }
-  };
+  orvy_CreateArg Args[] = {{"freq", {ovTY_U32, {}}}, {"other", {ovTY_String, {}}}, {nullptr, {}}};
   Args[0].Val.u32 = 1000;
   make(Args);
   EXPECT_EQ(orvy_getValue(Clock, "config.freq", -1).d, 1000.0);
@@ -97,12 +93,12 @@ TEST_F(ClockModel, StepsUpToALimit) {
     int64_t Cycles, StepCount;
     std::vector<int64_t> Fired;
   } Cases[] = {
-      {"no events: to the limit",     {},        0,  3, 100, 100, 1, {}    },
-      {"no steps: nothing",           {5},       0,  0, 100, 0,   0, {}    },
-      {"count reached first",         {5, 7, 9}, 0,  2, 100, 7,   2, {5, 7}},
-      {"limit reached first",         {5, 7},    0,  9, 6,   6,   2, {5}   },
-      {"an event at the limit fires", {6},       0,  9, 6,   6,   1, {6}   },
-      {"a limit in the past",         {5},       50, 9, 20,  50,  2, {50}  },
+      {"no events: to the limit", {}, 0, 3, 100, 100, 1, {}},
+      {"no steps: nothing", {5}, 0, 0, 100, 0, 0, {}},
+      {"count reached first", {5, 7, 9}, 0, 2, 100, 7, 2, {5, 7}},
+      {"limit reached first", {5, 7}, 0, 9, 6, 6, 2, {5}},
+      {"an event at the limit fires", {6}, 0, 9, 6, 6, 1, {6}},
+      {"a limit in the past", {5}, 50, 9, 20, 50, 2, {50}},
   };
   for (const auto &C : Cases) {
     SCOPED_TRACE(C.What);
@@ -227,10 +223,7 @@ TEST_F(ClockModel, WarnsOfRepostedEvents) {
 }
 
 TEST_F(ClockModel, StartsItsSyncEventOnRequest) {
-  orvy_CreateArg Args[] = {
-      {"rtSyncFreq", {ovTY_I32, {}}},
-      {nullptr,      {}            }
-  };
+  orvy_CreateArg Args[] = {{"rtSyncFreq", {ovTY_I32, {}}}, {nullptr, {}}};
   Args[0].Val.i32 = 1000;
   make(Args);
   EXPECT_EQ(orvy_getValue(Clock, "config.syncFreq", -1).u64, 1000u);

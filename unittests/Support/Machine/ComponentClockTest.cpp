@@ -310,14 +310,14 @@ TEST(Groups, MayLoseTheirClocksAndThemselvesWhileTheyRun) {
     bool Steps;
     std::vector<Call> Calls;
   } Cases[] = {
-      {"group-c1", 0, false, {{0, 'a', 0, 50}, {2, 'a', 0, 50}}                  },
-      {"group-c1", 1, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}} },
-      {"group-c0", 0, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}} },
-      {"group",    1, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}}                  },
-      {"group-c1", 0, true,  {{0, 's', 20, 50}, {2, 'a', 0, 50}}                 },
-      {"group-c0", 0, true,  {{0, 's', 20, 50}}                                  },
-      {"group-c0", 1, true,  {{0, 's', 20, 50}, {1, 'a', 0, 50}}                 },
-      {"group",    2, true,  {{0, 's', 20, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}}},
+      {"group-c1", 0, false, {{0, 'a', 0, 50}, {2, 'a', 0, 50}}},
+      {"group-c1", 1, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}}},
+      {"group-c0", 0, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}}},
+      {"group", 1, false, {{0, 'a', 0, 50}, {1, 'a', 0, 50}}},
+      {"group-c1", 0, true, {{0, 's', 20, 50}, {2, 'a', 0, 50}}},
+      {"group-c0", 0, true, {{0, 's', 20, 50}}},
+      {"group-c0", 1, true, {{0, 's', 20, 50}, {1, 'a', 0, 50}}},
+      {"group", 2, true, {{0, 's', 20, 50}, {1, 'a', 0, 50}, {2, 'a', 0, 50}}},
   };
   for (const auto &C : Cases) {
     SCOPED_TRACE(std::string(C.Lost) + " by " + std::to_string(C.Runner));

@@ -176,18 +176,10 @@ TEST(WordParts, AreBigEndian) {
   const struct {
     uint32_t Size, Offset, Part, Replaced;
   } Words[] = {
-      {0, 0, 0x11,       0xdd223344},
-      {0, 1, 0x22,       0x11dd3344},
-      {0, 2, 0x33,       0x1122dd44},
-      {0, 3, 0x44,       0x112233dd},
-      {1, 0, 0x1122,     0xccdd3344},
-      {1, 2, 0x3344,     0x1122ccdd},
-      {2, 0, 0x11223344, 0xaabbccdd},
-      {1, 1, 0,          0x11223344},
-      {1, 3, 0,          0x11223344},
-      {2, 2, 0,          0x11223344},
-      {0, 4, 0,          0x11223344},
-      {3, 0, 0,          0x11223344},
+      {0, 0, 0x11, 0xdd223344},       {0, 1, 0x22, 0x11dd3344},   {0, 2, 0x33, 0x1122dd44},
+      {0, 3, 0x44, 0x112233dd},       {1, 0, 0x1122, 0xccdd3344}, {1, 2, 0x3344, 0x1122ccdd},
+      {2, 0, 0x11223344, 0xaabbccdd}, {1, 1, 0, 0x11223344},      {1, 3, 0, 0x11223344},
+      {2, 2, 0, 0x11223344},          {0, 4, 0, 0x11223344},      {3, 0, 0, 0x11223344},
   };
   for (const auto &C : Words) {
     EXPECT_EQ(orvy_normaliseRead32(0x11223344, C.Size, C.Offset), C.Part)
@@ -214,18 +206,9 @@ TEST(Pages, TellTheirWatchers) {
   auto Written = [](orvy_PageWatcher *W, uint32_t Offset, uint32_t Len) {
     reinterpret_cast<Watch *>(W)->Heard += std::to_string(Offset) + "+" + std::to_string(Len) + " ";
   };
-  Watch Data{
-      {nullptr, nullptr, nullptr, Revoked},
-      ""
-  };
-  Watch Code{
-      {nullptr, nullptr, Written, Revoked},
-      ""
-  };
-  Watch Left{
-      {nullptr, nullptr, Written, Revoked},
-      ""
-  };
+  Watch Data{{nullptr, nullptr, nullptr, Revoked}, ""};
+  Watch Code{{nullptr, nullptr, Written, Revoked}, ""};
+  Watch Left{{nullptr, nullptr, Written, Revoked}, ""};
   for (Watch *W : {&Data, &Left, &Code})
     orvy_memPageWatch(&Page, &W->Base);
   EXPECT_EQ(Page.Listeners, 2u);

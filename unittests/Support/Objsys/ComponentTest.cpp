@@ -217,12 +217,12 @@ TEST_F(Components, DisposeOfWhatTheyOwnInAnyOrder) {
     std::vector<const char *> Order;
     std::vector<std::string> Expected;
   } Cases[] = {
-      {{"unit"},                                                       {"unit-first", "unit-box-p0", "unit-box-p1", "unit-last"}},
-      {{"unit-box", "unit"},                                           {"unit-box-p0", "unit-box-p1", "unit-first", "unit-last"}},
+      {{"unit"}, {"unit-first", "unit-box-p0", "unit-box-p1", "unit-last"}},
+      {{"unit-box", "unit"}, {"unit-box-p0", "unit-box-p1", "unit-first", "unit-last"}},
       {{"unit-box-p1", "unit-last", "unit"},
-       {"unit-box-p1", "unit-last", "unit-first", "unit-box-p0"}                                                                },
+       {"unit-box-p1", "unit-last", "unit-first", "unit-box-p0"}},
       {{"unit-last", "unit-box-p0", "unit-first", "unit-box", "unit"},
-       {"unit-last", "unit-box-p0", "unit-first", "unit-box-p1"}                                                                },
+       {"unit-last", "unit-box-p0", "unit-first", "unit-box-p1"}},
   };
   for (const auto &Case : Cases) {
     Disposed.clear();

@@ -45,12 +45,9 @@ TEST(Vectors, ConvertNumbersToTheirElementType) {
 
 TEST(Vectors, KeepPointersAndRecords) {
   int A, B;
-  EXPECT_THAT(pushed<void *>(ovTY_Obj,
-                             {
-                                 {.Typ = ovTY_Obj, .Obj = &A},
-                                 {.Typ = ovTY_Obj, .Obj = &B}
-  }),
-              ElementsAre(&A, &B));
+  EXPECT_THAT(
+      pushed<void *>(ovTY_Obj, {{.Typ = ovTY_Obj, .Obj = &A}, {.Typ = ovTY_Obj, .Obj = &B}}),
+      ElementsAre(&A, &B));
   std::vector<orvy_IfaceRef> Refs = pushed<orvy_IfaceRef>(ovTY_IfaceRef, {ref(&A, &B)});
   EXPECT_EQ(Refs.at(0).Iface, &B);
   char Text[] = "abc";

@@ -101,11 +101,7 @@ TEST_F(Objects, AreFoundByNameAndAddress) {
 }
 
 TEST_F(Objects, GetTheirArgumentsCounted) {
-  orvy_CreateArg Args[] = {
-      {"size",  u32(4)   },
-      {"name",  text("x")},
-      {nullptr, {}       }
-  };
+  orvy_CreateArg Args[] = {{"size", u32(4)}, {"name", text("x")}, {nullptr, {}}};
   orvy_createObject("Thing", "a", Args);
   orvy_createObject("Thing", "b", Args + 2);
   make("c");
@@ -119,46 +115,34 @@ TEST_F(Objects, ReadTheirArgumentsInAnyTypeThatHoldsTheValue) {
     orvy_Propval Val;
     uint64_t Value;
   } Rows[] = {
-      {ovAK_Number, u8(200),                       200               },
-      {ovAK_Number, i64(INT64_MAX),                0x7fffffffffffffff},
-      {ovAK_Number, u64(UINT64_MAX),               UINT64_MAX        },
-      {ovAK_Number, real(4096),                    4096              },
-      {ovAK_Number, text("0x1_0000"),              65536             },
-      {ovAK_Number, text("1e6"),                   1000000           },
-      {ovAK_Size,   text("4MiB"),                  4194304           },
-      {ovAK_Size,   text("4 kB"),                  4000              },
-      {ovAK_Size,   text("1.5KiB"),                1536              },
-      {ovAK_Size,   text("15EiB"),                 0xf000000000000000},
-      {ovAK_Size,   i32(64),                       64                },
-      {ovAK_Freq,   text("50MHz"),                 50000000          },
-      {ovAK_Freq,   text("0.5kHz"),                500               },
-      {ovAK_Real,   text("2.5"),                   0x4004000000000000},
-      {ovAK_Real,   i32(-1),                       0xbff0000000000000},
-      {ovAK_Object, text("a"),                     uintptr_t(Obj)    },
-      {ovAK_Object, {.Typ = ovTY_Obj, .Obj = Obj}, uintptr_t(Obj)    },
+      {ovAK_Number, u8(200), 200},
+      {ovAK_Number, i64(INT64_MAX), 0x7fffffffffffffff},
+      {ovAK_Number, u64(UINT64_MAX), UINT64_MAX},
+      {ovAK_Number, real(4096), 4096},
+      {ovAK_Number, text("0x1_0000"), 65536},
+      {ovAK_Number, text("1e6"), 1000000},
+      {ovAK_Size, text("4MiB"), 4194304},
+      {ovAK_Size, text("4 kB"), 4000},
+      {ovAK_Size, text("1.5KiB"), 1536},
+      {ovAK_Size, text("15EiB"), 0xf000000000000000},
+      {ovAK_Size, i32(64), 64},
+      {ovAK_Freq, text("50MHz"), 50000000},
+      {ovAK_Freq, text("0.5kHz"), 500},
+      {ovAK_Real, text("2.5"), 0x4004000000000000},
+      {ovAK_Real, i32(-1), 0xbff0000000000000},
+      {ovAK_Object, text("a"), uintptr_t(Obj)},
+      {ovAK_Object, {.Typ = ovTY_Obj, .Obj = Obj}, uintptr_t(Obj)},
   };
   for (const auto &Row : Rows) {
     uint64_t Value = 0;
-    const orvy_ArgSpec Specs[] = {
-        {"key",   Row.Kind, &Value, 0, 0, nullptr},
-        {     }
-    };
-    const orvy_CreateArg Args[] = {
-        {"key",     Row.Val},
-        {         }
-    };
+    const orvy_ArgSpec Specs[] = {{"key", Row.Kind, &Value, 0, 0, nullptr}, {}};
+    const orvy_CreateArg Args[] = {{"key", Row.Val}, {}};
     EXPECT_EQ(orvy_readCreateArgs("C", "x", 1, Args, Specs, 0), 0);
     EXPECT_EQ(Value, Row.Value) << orvy_typeToName(Row.Val.Typ);
   }
   const char *Text = nullptr;
-  const orvy_ArgSpec Specs[] = {
-      {"key",  ovAK_Text, &Text, 0, 0, nullptr},
-      {    }
-  };
-  const orvy_CreateArg Args[] = {
-      {"key",   text("mine")},
-      {       }
-  };
+  const orvy_ArgSpec Specs[] = {{"key", ovAK_Text, &Text, 0, 0, nullptr}, {}};
+  const orvy_CreateArg Args[] = {{"key", text("mine")}, {}};
   EXPECT_EQ(orvy_readCreateArgs("C", "x", 1, Args, Specs, 0), 0);
   EXPECT_STREQ(Text, "mine");
   EXPECT_EQ(orvy_readCreateArgs("C", "x", 0, nullptr, nullptr, 0), 0);
@@ -171,34 +155,27 @@ TEST_F(Objects, RefuseArgumentsThatDoNotFit) {
     orvy_Propval Val;
     const char *Why;
   } Rows[] = {
-      {ovAK_Number, i32(-1),                        "takes a whole number, not -1"               },
-      {ovAK_Number, real(1.5),                      "takes a whole number, not 1.5"              },
-      {ovAK_Number, real(1e20),                     "takes a whole number, not 1e+20"            },
-      {ovAK_Number, text("4MiB"),                   "takes a whole number, not \"4MiB\""         },
-      {ovAK_Number, text(""),                       "takes a whole number, not \"\""             },
-      {ovAK_Number, text(nullptr),                  "takes a whole number, not <null>"           },
-      {ovAK_Number, {.Typ = ovTY_Dict},             "takes a whole number, not <<dictionary>>"   },
-      {ovAK_Size,   text("16EiB"),                  "takes bytes, as in 4096 or 64KiB, not"      },
-      {ovAK_Size,   text("4MHz"),                   "takes bytes, as in 4096 or 64KiB, not"      },
-      {ovAK_Size,   text("4MiB x"),                 "takes bytes, as in 4096 or 64KiB, not"      },
-      {ovAK_Freq,   text("1MiB"),                   "takes hertz, as in 50000000 or 50MHz, not"  },
-      {ovAK_Real,   text("fast"),                   "takes a number, not \"fast\""               },
-      {ovAK_Text,   i32(5),                         "takes a text, not 5"                        },
-      {ovAK_Object, text("nobody"),                 "takes the name of an object, not \"nobody\""},
-      {ovAK_Object, {.Typ = ovTY_Obj, .Obj = this}, "takes the name of an object, not"           },
+      {ovAK_Number, i32(-1), "takes a whole number, not -1"},
+      {ovAK_Number, real(1.5), "takes a whole number, not 1.5"},
+      {ovAK_Number, real(1e20), "takes a whole number, not 1e+20"},
+      {ovAK_Number, text("4MiB"), "takes a whole number, not \"4MiB\""},
+      {ovAK_Number, text(""), "takes a whole number, not \"\""},
+      {ovAK_Number, text(nullptr), "takes a whole number, not <null>"},
+      {ovAK_Number, {.Typ = ovTY_Dict}, "takes a whole number, not <<dictionary>>"},
+      {ovAK_Size, text("16EiB"), "takes bytes, as in 4096 or 64KiB, not"},
+      {ovAK_Size, text("4MHz"), "takes bytes, as in 4096 or 64KiB, not"},
+      {ovAK_Size, text("4MiB x"), "takes bytes, as in 4096 or 64KiB, not"},
+      {ovAK_Freq, text("1MiB"), "takes hertz, as in 50000000 or 50MHz, not"},
+      {ovAK_Real, text("fast"), "takes a number, not \"fast\""},
+      {ovAK_Text, i32(5), "takes a text, not 5"},
+      {ovAK_Object, text("nobody"), "takes the name of an object, not \"nobody\""},
+      {ovAK_Object, {.Typ = ovTY_Obj, .Obj = this}, "takes the name of an object, not"},
   };
   for (const auto &Row : Rows) {
     uint64_t Value = 7, Other = 8;
     const orvy_ArgSpec Specs[] = {
-        {"other", ovAK_Number, &Other, 0, 0, ""},
-        {"key", Row.Kind, &Value, 0, 0, ""},
-        {      }
-    };
-    const orvy_CreateArg Args[] = {
-        {"other",  u8(1)},
-        {"key",        Row.Val},
-        {              }
-    };
+        {"other", ovAK_Number, &Other, 0, 0, ""}, {"key", Row.Kind, &Value, 0, 0, ""}, {}};
+    const orvy_CreateArg Args[] = {{"other", u8(1)}, {"key", Row.Val}, {}};
     EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Args, Specs, 0), -1) << Row.Why;
     EXPECT_EQ(Log.count("'x' of class 'C' is not created: argument 'key' " + std::string(Row.Why)),
               1)
@@ -208,24 +185,13 @@ TEST_F(Objects, RefuseArgumentsThatDoNotFit) {
     Log.clear();
   }
   uint64_t Value = 0;
-  const orvy_ArgSpec Specs[] = {
-      {"key",   ovAK_Number, &Value, 2, 3, "What for"},
-      {     }
-  };
-  const orvy_CreateArg Twice[] = {
-      {"key",  u8(2)},
-      {"key",      u8(3)},
-      {          }
-  };
+  const orvy_ArgSpec Specs[] = {{"key", ovAK_Number, &Value, 2, 3, "What for"}, {}};
+  const orvy_CreateArg Twice[] = {{"key", u8(2)}, {"key", u8(3)}, {}};
   EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Twice, Specs, 0), -1);
   EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Twice, Specs, ORVY_ARGS_LENIENT), 0);
   EXPECT_EQ(Value, 3u) << "the last one counts";
   EXPECT_EQ(orvy_readCreateArgs("C", "x", 1, Twice, Specs, 0), 0);
-  const orvy_CreateArg Unknown[] = {
-      {"kex",  u8(2)},
-      {"key",      u8(3)},
-      {          }
-  };
+  const orvy_CreateArg Unknown[] = {{"kex", u8(2)}, {"key", u8(3)}, {}};
   EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Unknown, Specs, 0), -1);
   EXPECT_EQ(orvy_readCreateArgs("C", "x", 2, Unknown, Specs, ORVY_ARGS_LENIENT), 0);
   EXPECT_EQ(Value, 3u);
@@ -242,11 +208,11 @@ TEST_F(Objects, AreRefusedOnTheErrorStream) {
   struct {
     const char *ClsName, *ObjName, *Error;
   } Rows[] = {
-      {"Nothing", "a",     "no class found matching 'Nothing'\n"                 },
-      {"Nothing", "taken", "no class found matching 'Nothing'\n"                 },
-      {"Thing",   "taken", "object 'taken' already exists\n"                     },
-      {"Other",   "a",     "cannot create object 'a' of external class 'Other'\n"},
-      {nullptr,   "a",     "no class found matching ''\n"                        },
+      {"Nothing", "a", "no class found matching 'Nothing'\n"},
+      {"Nothing", "taken", "no class found matching 'Nothing'\n"},
+      {"Thing", "taken", "object 'taken' already exists\n"},
+      {"Other", "a", "cannot create object 'a' of external class 'Other'\n"},
+      {nullptr, "a", "no class found matching ''\n"},
   };
   for (const auto &Row : Rows)
     EXPECT_EQ(
@@ -644,17 +610,9 @@ TEST_F(Objects, LoggingCategoriesHaveNames) {
     const char *Name;
     int Result;
   } Rows[] = {
-      {7,  "uart",    -1},
-      {16, "uart",    -1},
-      {8,  "sim",     -1},
-      {8,  "default", -1},
-      {8,  "target",  -1},
-      {8,  "config",  -1},
-      {8,  "",        -1},
-      {8,  nullptr,   -1},
-      {8,  "uart",    0 },
-      {15, "dma",     0 },
-      {15, "dma2",    0 },
+      {7, "uart", -1},   {16, "uart", -1},  {8, "sim", -1},  {8, "default", -1},
+      {8, "target", -1}, {8, "config", -1}, {8, "", -1},     {8, nullptr, -1},
+      {8, "uart", 0},    {15, "dma", 0},    {15, "dma2", 0},
   };
   for (const auto &Row : Rows)
     EXPECT_EQ(orvy_addLoggingCategory(Thing, Row.Id, Row.Name), Row.Result) << Row.Id;

@@ -34,18 +34,10 @@ TEST_F(Interfaces, AreFoundByNameAndIndex) {
     int Idx;
     void *Table;
   } Rows[] = {
-      {"echo",       0,  &Echo     },
-      {"echo",       -1, &Echo     },
-      {"echoes",     -1, &Echoes[0]},
-      {"echoes",     2,  &Echoes[2]},
-      {"echoes[2]",  0,  &Echoes[2]},
-      {"echoes[2]",  -1, &Echoes[2]},
-      {"echoes[1]",  3,  &Echoes[1]},
-      {"echoes[3",   0,  &Echoes[3]},
-      {"echoes",     4,  nullptr   },
-      {"echoes[-1]", 0,  nullptr   },
-      {"nothing",    0,  nullptr   },
-      {nullptr,      0,  nullptr   },
+      {"echo", 0, &Echo},           {"echo", -1, &Echo},          {"echoes", -1, &Echoes[0]},
+      {"echoes", 2, &Echoes[2]},    {"echoes[2]", 0, &Echoes[2]}, {"echoes[2]", -1, &Echoes[2]},
+      {"echoes[1]", 3, &Echoes[1]}, {"echoes[3", 0, &Echoes[3]},  {"echoes", 4, nullptr},
+      {"echoes[-1]", 0, nullptr},   {"nothing", 0, nullptr},      {nullptr, 0, nullptr},
   };
   for (const auto &Row : Rows) {
     EXPECT_EQ(orvy_getInterface(A, Row.Name, Row.Idx), Row.Table) << (Row.Name ? Row.Name : "");
@@ -72,11 +64,7 @@ TEST_F(Interfaces, AreNamedByTheirTable) {
   EXPECT_EQ(orvy_getInterfaceName(A, &Echoes[1]), nullptr);
   EXPECT_STREQ(orvy_nameForInterface({A, &Wires[0]}), "wire");
   EXPECT_STREQ(orvy_typenameForInterface({A, &Wires[0]}), "WireIface");
-  for (orvy_IfaceRef Ref : {
-           orvy_IfaceRef{nullptr, &Echo  },
-           {A,       nullptr},
-           {this,    &Echo  }
-  }) {
+  for (orvy_IfaceRef Ref : {orvy_IfaceRef{nullptr, &Echo}, {A, nullptr}, {this, &Echo}}) {
     EXPECT_EQ(orvy_nameForInterface(Ref), nullptr);
     EXPECT_EQ(orvy_typenameForInterface(Ref), nullptr);
   }
@@ -200,14 +188,8 @@ TEST_F(Connections, ThatCannotBeMadeFailSilently) {
   struct {
     const char *Prop, *Iface;
   } Rows[] = {
-      {"ref",        "nothing"  },
-      {"ref",        "echoes[4]"},
-      {"nothing",    "echo"     },
-      {"u32",        "echo"     },
-      {"refs[4]",    "echo"     },
-      {"refs[-1]",   "echo"     },
-      {"dynamic[1]", "echo"     },
-      {"string",     "echo"     },
+      {"ref", "nothing"},  {"ref", "echoes[4]"}, {"nothing", "echo"},    {"u32", "echo"},
+      {"refs[4]", "echo"}, {"refs[-1]", "echo"}, {"dynamic[1]", "echo"}, {"string", "echo"},
   };
   for (const auto &Row : Rows)
     EXPECT_EQ(orvy_connect(A, Row.Prop, B, Row.Iface), -1) << Row.Prop << ' ' << Row.Iface;
@@ -255,11 +237,7 @@ TEST_F(Connections, RefuseATableOfAnotherTypeOnEveryRoad) {
     const char *Prop;
     int Result; ///< of a single reference the refusal does not change it
   } Rows[] = {
-      {"strict",    0 },
-      {"refs[2]",   0 },
-      {"wires",     0 },
-      {"dynamic",   -1},
-      {"refvector", -1},
+      {"strict", 0}, {"refs[2]", 0}, {"wires", 0}, {"dynamic", -1}, {"refvector", -1},
   };
   for (const auto &[Prop, Result] : Rows) {
     const std::string Said = Fault(std::string(Prop).substr(0, std::string(Prop).find('[')));
@@ -297,21 +275,21 @@ TEST_F(Connections, SayWhyTheyCannotBeMade) {
   struct {
     const char *Prop, *Iface, *Fault;
   } Rows[] = {
-      {"strict",     "echo",      nullptr                                                                     },
-      {"wires[1]",   "wire",      nullptr                                                                     },
-      {"refvector",  "echo",      nullptr                                                                     },
-      {"strict",     "nothing",   "there is no interface 'nothing'"                                           },
-      {"strict",     "echoes[4]", "there is no interface 'echoes[4]'"                                         },
-      {"nothing",    "echo",      "there is no property 'nothing'"                                            },
-      {"u32",        "echo",      "property 'u32' is not an interface reference"                              },
-      {"vector",     "echo",
-       "property 'vector' is not a vector of interface references, or has an index"                           },
-      {"dynamic[1]", "echo",      "property 'dynamic[1]' has no such element"                                 },
-      {"refs[4]",    "echo",      "property 'refs[4]' has no such element"                                    },
-      {"refs[-1]",   "echo",      "property 'refs[-1]' has no such element"                                   },
-      {"ref",        "echo",      "property 'ref' has no free element; an index, as in 'ref[0]', replaces one"},
-      {"refs[x]",    "echo",      "an index is not a number in 'refs[x]' or 'echo'"                           },
-      {"wires",      "wire",      "property 'wires' cannot be connected back: the port of 'wire' is taken"    },
+      {"strict", "echo", nullptr},
+      {"wires[1]", "wire", nullptr},
+      {"refvector", "echo", nullptr},
+      {"strict", "nothing", "there is no interface 'nothing'"},
+      {"strict", "echoes[4]", "there is no interface 'echoes[4]'"},
+      {"nothing", "echo", "there is no property 'nothing'"},
+      {"u32", "echo", "property 'u32' is not an interface reference"},
+      {"vector", "echo",
+       "property 'vector' is not a vector of interface references, or has an index"},
+      {"dynamic[1]", "echo", "property 'dynamic[1]' has no such element"},
+      {"refs[4]", "echo", "property 'refs[4]' has no such element"},
+      {"refs[-1]", "echo", "property 'refs[-1]' has no such element"},
+      {"ref", "echo", "property 'ref' has no free element; an index, as in 'ref[0]', replaces one"},
+      {"refs[x]", "echo", "an index is not a number in 'refs[x]' or 'echo'"},
+      {"wires", "wire", "property 'wires' cannot be connected back: the port of 'wire' is taken"},
   };
   for (const auto &Row : Rows)
     EXPECT_STREQ(orvy_connectionFault(A, Row.Prop, B, Row.Iface), Row.Fault) << Row.Prop;

@@ -67,12 +67,12 @@ TEST(NativeClasses, BeginWithTheHeaderOfAnObject) {
   EXPECT_EQ(getTypeSystem().getClassTypeForName("Device"), Cls);
   EXPECT_EQ(Cls->Kind, Type::Struct);
   const std::pair<const char *, size_t> Fields[] = {
-      {"Class",                   offsetof(orvy_Object, Class)                  },
-      {"TimeSource",              offsetof(orvy_Object, TimeSource)             },
-      {"Component",               offsetof(orvy_Object, Component)              },
-      {"LoggingFlags",            offsetof(orvy_Object, LoggingFlags)           },
+      {"Class", offsetof(orvy_Object, Class)},
+      {"TimeSource", offsetof(orvy_Object, TimeSource)},
+      {"Component", offsetof(orvy_Object, Component)},
+      {"LoggingFlags", offsetof(orvy_Object, LoggingFlags)},
       {"WillDisposeNotification", offsetof(orvy_Object, WillDisposeNotification)},
-      {"DisposedNotification",    offsetof(orvy_Object, DisposedNotification)   },
+      {"DisposedNotification", offsetof(orvy_Object, DisposedNotification)},
   };
   ASSERT_EQ(Cls->getFields().size(), std::size(Fields));
   for (size_t Index = 0; Index < std::size(Fields); ++Index) {

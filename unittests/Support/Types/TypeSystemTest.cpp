@@ -45,27 +45,27 @@ struct BuiltInCase {
 
 TEST(BuiltInTypes, AreThoseOfTheCompiler) {
   const BuiltInCase Cases[] = {
-      {ovBT_Void,    &VoidType::s_VoidTy,      "void",           0                     },
-      {ovBT_Char,    &IntegerType::s_CharTy,   "char",           sizeof(char)          },
-      {ovBT_UChar,   &IntegerType::s_UCharTy,  "unsigned char",  sizeof(unsigned char) },
-      {ovBT_Short,   &IntegerType::s_ShortTy,  "short",          sizeof(short)         },
-      {ovBT_UShort,  &IntegerType::s_UShortTy, "unsigned short", sizeof(unsigned short)},
-      {ovBT_Int,     &IntegerType::s_IntTy,    "int",            sizeof(int)           },
-      {ovBT_UInt,    &IntegerType::s_UIntTy,   "unsigned int",   sizeof(unsigned)      },
-      {ovBT_Long,    &IntegerType::s_LongTy,   "long",           sizeof(long)          },
-      {ovBT_ULong,   &IntegerType::s_ULongTy,  "unsigned long",  sizeof(unsigned long) },
-      {ovBT_Intptr,  &IntegerType::s_IPtrTy,   "intptr_t",       sizeof(intptr_t)      },
-      {ovBT_Uintptr, &IntegerType::s_UPtrTy,   "uintptr_t",      sizeof(uintptr_t)     },
-      {ovBT_I8,      &IntegerType::s_I8Ty,     "int8_t",         1                     },
-      {ovBT_U8,      &IntegerType::s_U8Ty,     "uint8_t",        1                     },
-      {ovBT_I16,     &IntegerType::s_I16Ty,    "int16_t",        2                     },
-      {ovBT_U16,     &IntegerType::s_U16Ty,    "uint16_t",       2                     },
-      {ovBT_I32,     &IntegerType::s_I32Ty,    "int32_t",        4                     },
-      {ovBT_U32,     &IntegerType::s_U32Ty,    "uint32_t",       4                     },
-      {ovBT_I64,     &IntegerType::s_I64Ty,    "int64_t",        8                     },
-      {ovBT_U64,     &IntegerType::s_U64Ty,    "uint64_t",       8                     },
-      {ovBT_Float,   &RealType::s_FloatTy,     "float",          sizeof(float)         },
-      {ovBT_Double,  &RealType::s_DoubleTy,    "double",         sizeof(double)        },
+      {ovBT_Void, &VoidType::s_VoidTy, "void", 0},
+      {ovBT_Char, &IntegerType::s_CharTy, "char", sizeof(char)},
+      {ovBT_UChar, &IntegerType::s_UCharTy, "unsigned char", sizeof(unsigned char)},
+      {ovBT_Short, &IntegerType::s_ShortTy, "short", sizeof(short)},
+      {ovBT_UShort, &IntegerType::s_UShortTy, "unsigned short", sizeof(unsigned short)},
+      {ovBT_Int, &IntegerType::s_IntTy, "int", sizeof(int)},
+      {ovBT_UInt, &IntegerType::s_UIntTy, "unsigned int", sizeof(unsigned)},
+      {ovBT_Long, &IntegerType::s_LongTy, "long", sizeof(long)},
+      {ovBT_ULong, &IntegerType::s_ULongTy, "unsigned long", sizeof(unsigned long)},
+      {ovBT_Intptr, &IntegerType::s_IPtrTy, "intptr_t", sizeof(intptr_t)},
+      {ovBT_Uintptr, &IntegerType::s_UPtrTy, "uintptr_t", sizeof(uintptr_t)},
+      {ovBT_I8, &IntegerType::s_I8Ty, "int8_t", 1},
+      {ovBT_U8, &IntegerType::s_U8Ty, "uint8_t", 1},
+      {ovBT_I16, &IntegerType::s_I16Ty, "int16_t", 2},
+      {ovBT_U16, &IntegerType::s_U16Ty, "uint16_t", 2},
+      {ovBT_I32, &IntegerType::s_I32Ty, "int32_t", 4},
+      {ovBT_U32, &IntegerType::s_U32Ty, "uint32_t", 4},
+      {ovBT_I64, &IntegerType::s_I64Ty, "int64_t", 8},
+      {ovBT_U64, &IntegerType::s_U64Ty, "uint64_t", 8},
+      {ovBT_Float, &RealType::s_FloatTy, "float", sizeof(float)},
+      {ovBT_Double, &RealType::s_DoubleTy, "double", sizeof(double)},
   };
   for (const BuiltInCase &Each : Cases) {
     const Type *Found = builtIn(Each.Which);
@@ -188,9 +188,7 @@ TEST(CompoundTypes, TravelInsideUnions) {
     int32_t Int;
     float Floats[3];
   };
-  const Choice Value = {
-      .Floats = {1.5f, 2.5f, 3.5f}
-  };
+  const Choice Value = {.Floats = {1.5f, 2.5f, 3.5f}};
   const auto Pass = [](Choice Given) { return Given; };
   const Choice Returned = Triple<float, float, float>::callThrough<Choice>(Pass, Ty, Value);
   EXPECT_THAT(Returned.Floats, ::testing::ElementsAre(1.5f, 2.5f, 3.5f))
@@ -230,10 +228,7 @@ TEST(Views, ReadFields) {
     int8_t Small;
     Inner Deep;
     double Real;
-  } Data = {
-      -5, -3, {-2, 9},
-        1.5
-  };
+  } Data = {-5, -3, {-2, 9}, 1.5};
   StructType InnerTy("Inner");
   InnerTy.addField("Value", &IntegerType::s_I16Ty, "");
   InnerTy.addField("Next", &IntegerType::s_I16Ty, "");

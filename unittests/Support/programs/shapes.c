@@ -23,10 +23,7 @@ extern int sum(int Count, ...);
 volatile int Sink;
 static const enum Limits Limit = Least;
 static struct Node Nodes[4];
-const struct Shape Shapes[] = {
-    {"square", Green, 0, {{1.5}}},
-    {"circle", Blue,  0, {{0}}  }
-};
+const struct Shape Shapes[] = {{"square", Green, 0, {{1.5}}}, {"circle", Blue, 0, {{0}}}};
 
 static inline __attribute__((always_inline)) int inlined(int X) {
   int Local = X * 3;
