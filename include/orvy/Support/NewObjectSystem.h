@@ -25,13 +25,14 @@ typedef orvy_MetaType orvy_NativeClass;
 
 ORVY_BEGIN_C
 
-/** Registers a class. Null if the name is taken. */
+/** Registers a class. A null Create is an internal error. @return the class, owned by the library;
+ * null if the name is taken */
 ORVY_API orvy_NativeClass *xorvy_registerClass(const char *ClsName, orvy_ObjectCreateFunc Create,
                                                orvy_ObjectDisposeFunc Dispose);
 /**
- * Creates an object and fills its header.
+ * Creates an object and fills its header. A name that is taken goes over to the new object.
  * @param Args  ended by a null Key; may be null
- * @return null if there is no such class
+ * @return the object; null if there is no such class, or its create function refuses
  */
 ORVY_API void *xorvy_createObject(const char *ClsName, const char *ObjName,
                                   const orvy_CreateArg *Args);
@@ -48,7 +49,7 @@ ORVY_API orvy_StructMetaType *orvy_registerInterfaceType(const char *Name);
  */
 ORVY_API void orvy_ifaceTypeAddFunc(orvy_StructMetaType *Type, const char *Name,
                                     const orvy_MetaType *Ret, ...) __attribute__((sentinel));
-/** The interface type of a name, or null. Any thread. */
+/** The interface type of a name; null if there is none. Any thread. */
 ORVY_API orvy_StructMetaType *orvy_getInterfaceType(const char *Name);
 
 ORVY_END_C
