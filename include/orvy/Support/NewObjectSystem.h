@@ -72,7 +72,7 @@ public:
   const orvy_ObjectDisposeFunc DisposeFunc;
 
 private:
-  std::vector<std::unique_ptr<BitFieldType>> BitFields; // nobody uses these two yet
+  std::vector<std::unique_ptr<BitFieldType>> BitFields; // neither is used yet
   std::map<std::string, std::unique_ptr<Type>> Records;
   orvy::Function CreateRecord;
   orvy::Function DisposeRecord;
@@ -117,7 +117,7 @@ public:
   uint32_t Reserved = 0;
   std::string Name;
   void *Ptr;
-  bimap<std::string, void *> Objects; // inner names, which nobody uses yet
+  bimap<std::string, void *> Objects; // inner names, not used yet
   std::map<void *, const Type *> ObjectTypes;
 };
 
