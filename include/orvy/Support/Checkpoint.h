@@ -18,8 +18,8 @@
  * A restore creates all objects, then sets all properties on the set route, then calls the
  * deserialise slots, each in the order of the objects' names.
  *
- * Texts are UTF-8. Real numbers that JSON has no form for are written as the texts "NaN",
- * "Infinity" and "-Infinity". Everything here belongs to the simulation thread, with no run in
+ * Texts are UTF-8. Real numbers that JSON cannot express are written as the texts "NaN", "Infinity"
+ * and "-Infinity". Everything here belongs to the simulation thread, with no run in
  * progress: a save or restore from inside a run or a step of anything, or from an event or a
  * callback that one of its queues calls, is refused with 1 and an error in the log. What wants one
  * at a certain time stops the run there and calls afterwards. */
@@ -49,9 +49,9 @@ ORVY_API int orvy_serialiseJSON(const char *Path);
  * Replaces all objects but "sim" by those of a checkpoint, loading the plug-ins it needs.
  *
  * A property that cannot be set is told in the log, or on the error stream if its text is not what
- * it should be, and the restore goes on. If the file is no checkpoint, or one of its objects cannot
- * be created, no object but "sim" is left, with its settings. A file that cannot be opened leaves
- * no object either, and counts as success; the command "checkpoint-restore" looks first, and
+ * it should be, and the restore goes on. If the file is not a checkpoint, or one of its objects
+ * cannot be created, no object but "sim" is left, with its settings. A file that cannot be opened
+ * leaves no object either, and counts as success; the command "checkpoint-restore" looks first, and
  * changes nothing for a file that cannot be read or is not a checkpoint.
  *
  * A plug-in that lies elsewhere by now is told in the log; load it first, from where it is, and
@@ -62,13 +62,13 @@ ORVY_API int orvy_serialiseJSON(const char *Path);
  */
 ORVY_API int orvy_deserialiseJSON(const char *Path);
 
-/** Adds the value of a property, all its elements, under the property's name. A value that cannot
- * be written is told on the error stream and left out. */
+/** Adds the value of a property, all its elements, under the property's name. An unknown object or
+ * property, and a value that cannot be written, are told on the error stream and left out. */
 ORVY_API void orvy_serialiseProp2(void *Ctxt, void *Obj, const char *PropName);
 /**
  * Adds values of the caller under a name. What cannot be written is told on the error stream and
  * left out.
- * @param Typ    type of the values; one that has no form in a checkpoint writes nothing
+ * @param Typ    type of the values; one that a checkpoint cannot hold writes nothing
  * @param Count  number of values; below 1 writes none. An interface array has its own length.
  * @param Data   the values, laid out as a property of that type is; null writes nothing
  */
@@ -77,7 +77,7 @@ ORVY_API void orvy_serialiseProp(void *Ctxt, const char *Name, orvy_Type Typ, in
 /** Sets a property from what orvy_serialiseProp2 has added. On failure, which is told in the log or
  * on the error stream, the property keeps its value. */
 ORVY_API void orvy_deserialiseProp(void *Ctxt, void *Obj, const char *PropName);
-/** The number of values under a name; -1 if there is none. */
+/** The number of values under a name; -1, silently, if there is none. */
 ORVY_API int orvy_checkpointGetLength(void *Ctxt, const char *Name);
 /**
  * One of the values under a name.

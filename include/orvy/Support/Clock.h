@@ -1,7 +1,7 @@
 /* Clock.h - clocks: queue holders whose time moves only when they are told to move it.
  *
  * A class qualified as clock (6) has the VTable { ClockIface *; EventIface * } and its
- * orvy_EventQueue pointer as first field behind the header. The library registers one such class,
+ * orvy_EventQueue pointer as first field after the header. The library registers one such class,
  * "Clock". */
 
 #ifndef ORVY_SUPPORT_CLOCK_H

@@ -19,7 +19,8 @@
 ORVY_BEGIN_C
 
 /**
- * Parses the arguments of the host process. Stops at the first word that is wrong and says nothing.
+ * Parses the arguments of the host process. Stops at the first word that is wrong, without a
+ * message.
  * @param argc  number of arguments, the program's name among them
  * @return 0, or 1 on failure
  */
@@ -95,7 +96,7 @@ template <OptionValue T> class parser {
 public:
   explicit parser(const Option2 &Option) : Owner(&Option) {}
   /// Whether the text is a value. A number that is followed by other characters is stored all the
-  /// same, and a text that is no single character stores 0.
+  /// same, and a text that is not a single character stores 0.
   bool parse(const char *Text, T &Value) const;
 
 private:

@@ -52,13 +52,14 @@ typedef int (*orvy_CmdFunc)(void *Ctxt);
 
 /**
  * Makes a command without options and registers it. Blanks around the name are cut off. If the name
- * is taken, a message goes to the error stream and the command can be reached by nobody.
+ * is taken, a message goes to the error stream and the new command cannot be reached. A null Func
+ * is an internal error.
  * @param Data  anything; the handler gets it with orvy_cmdGetData
  * @return the command, the library's own; null for "if", "else", "while", "for", and without a name
  */
 ORVY_API void *orvy_createCmd(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data);
 /**
- * Adds an option behind those that the command has.
+ * Adds an option after those that the command has. A null command or name is an internal error.
  * @param Kind      an orvy_OptionKind; any other value makes an option that is never valid
  * @param Required  not 0 if the command does not run without the option
  * @param Default   the variable that a required option takes its value from when it is not given;
@@ -67,33 +68,38 @@ ORVY_API void *orvy_createCmd(const char *Name, orvy_CmdFunc Func, const char *H
 ORVY_API void orvy_cmdAddOption(void *Cmd, const char *OptName, int Kind, int Required,
                                 const char *Doc, const char *Default);
 
-/** Says what an option of the command counts; it has no unit before. An option that the command
- * does not have is an internal error. */
+/** Says what the number of an option counts; without a call it has no unit. An option that the
+ * command does not have is an internal error. */
 ORVY_API void orvy_cmdSetOptionUnit(void *Cmd, const char *OptName, orvy_OptionUnit Unit);
 
-/* For handlers. The option must be one of the command's; the text of an option lives until the
- * handler returns. */
+/* For handlers, with the context that the handler got. A null context, and an option that the
+ * command does not have, are an internal error. */
 
-/** The data given to orvy_createCmd. */
+/** The data given to orvy_createCmd, which stays its owner's. */
 ORVY_API void *orvy_cmdGetData(void *Ctxt);
-/** The interpreter that runs the command; may be null. */
+/** The interpreter that runs the command, the library's own; may be null. */
 ORVY_API void *orvy_cmdGetInterpreter(void *Ctxt);
-/** The value of an integer option. */
+/** The value of an integer option, in the unit set for it; 0 if its text is not a number. An option
+ * of another kind is an internal error. */
 ORVY_API int64_t orvy_cmdGetOptionAsInteger(void *Ctxt, const char *OptName);
-/** The object that an object option names; null if it does not exist. */
+/** The object that an object option names; null if it does not exist. An option of another kind is
+ * an internal error. */
 ORVY_API void *orvy_cmdGetOptionAsObject(void *Ctxt, const char *OptName);
-/** The text of any option. */
+/** The text of an option of any kind, never null; valid until the handler returns. */
 ORVY_API const char *orvy_cmdGetOptionAsString(void *Ctxt, const char *OptName);
-/** The value of a real option. */
+/** The value of a real option, in the unit set for it; 0 if its text is not a number. An option of
+ * another kind is an internal error. */
 ORVY_API double orvy_cmdGetOptionAsReal(void *Ctxt, const char *OptName);
-/** Whether the option was given with a valid value: 1 or 0. */
+/** Whether the option was given with a valid value, or took one from its default: 1 or 0. */
 ORVY_API int orvy_cmdOptionIsValid(void *Ctxt, const char *OptName);
 /** The number of words that are not key=value. */
 ORVY_API size_t orvy_cmdGetPosOptSize(void *Ctxt);
-/** The word of an index, which must be below the number of words. */
+/** The word of an index, valid until the handler returns. An index that is not below the number of
+ * words is an internal error. */
 ORVY_API const char *orvy_cmdGetPosOpt(void *Ctxt, size_t Index);
 
-/** The value of a global variable, until it is changed; null if there is none. */
+/** The value of a global variable, valid until it is changed; null if there is none, or for a null
+ * name. */
 ORVY_API const char *orvy_cmdGetVariable(const char *Name);
 /** Sets a global variable. 0, or -1 if an argument is null or the name is not a letter followed by
  * letters, digits and underscores. */
@@ -135,7 +141,7 @@ enum OptionKind : uint32_t {
 
 /// A declared option with the text it was given last.
 struct ORVY_API Option {
-  /// Default is the name of a variable. Self marks the option that takes the object in front of
+  /// Default is the name of a variable. Self marks the option that takes the object of
   /// object.command.
   Option(std::string Name, OptionKind Kind, bool Required, std::string Help = {},
          std::string Default = {}, bool Self = false, orvy_OptionUnit Unit = ovOU_None);
@@ -149,10 +155,10 @@ struct ORVY_API Option {
 
   /// Elements of the property; -1 without it.
   int getArrayLength() const;
-  /// What stands behind the first '.', and the object in front of it.
+  /// The text after the first '.', and the object before it.
   std::string getPropName() const;
   void *getPropObject() const;
-  /// What stands behind the first ':', and the object in front of it.
+  /// The text after the first ':', and the object before it.
   std::string getIfaceName() const;
   void *getIfaceObject() const;
 
@@ -228,7 +234,7 @@ public:
 
   /// The option of a name. An undeclared one is an internal error.
   Option &getOption(const char *OptName);
-  /// Matches words against the options; word 0 is the command. Self is the object in front of
+  /// Matches words against the options; word 0 is the command. Self is the object of
   /// object.command, null if there is none. Not 0, with a message on the error stream, if a key is
   /// unknown, a text does not expand, or a required option is missing or not valid.
   int parseOptions(const std::vector<std::string> &Words, const std::string *Self);
@@ -245,7 +251,7 @@ public:
   const std::vector<std::string> &getPositionals() const { return Positionals; }
   const std::vector<OptionKind> &getPositionalKinds() const { return PositionalKinds; }
   const std::string &getHelp() const { return Help; }
-  /// Adds an option behind the others.
+  /// Adds an option after the others.
   void addOption(Option Added);
   /// Writes the help to the standard stream.
   void help() const;

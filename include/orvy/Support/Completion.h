@@ -19,7 +19,7 @@ using Suffixes = std::vector<std::string>;
 ORVY_API Suffixes completeCommand(std::string_view Partial);
 /// Keys of the options of a command, each with the "=".
 ORVY_API Suffixes completeKey(std::string_view CmdName, std::string_view Partial);
-/// The value of an option: variables behind an open "$" or "${", else what the option's kind takes.
+/// The value of an option: variables after an open "$" or "${", else what the option's kind takes.
 ORVY_API Suffixes completeValue(std::string_view CmdName, std::string_view Key,
                                 std::string_view Value);
 ORVY_API Suffixes completeObject(std::string_view Partial);
@@ -32,7 +32,7 @@ ORVY_API Suffixes completeIface(std::string_view Text);
 ORVY_API Suffixes completeReg(std::string_view Text);
 /// Global variables; with braces each has the closing one.
 ORVY_API Suffixes completeVariable(std::string_view Text, bool Braces);
-/// Entries of a directory, directories with a "/". Variables ahead of the last "/" are expanded.
+/// Entries of a directory, directories with a "/". Variables before the last "/" are expanded.
 ORVY_API Suffixes completePath(std::string_view Text);
 
 /// The longest text that all begin with.

@@ -11,16 +11,16 @@
  *     orvy_registerComponent("Board", create, NULL);
  *
  * A component "board" of this class owns "board-cpu0", and "orvy_connect(board, "memorySpace",
- * ...)" reaches the processor. Create processors first: what comes behind them follows the time of
- * the first clock.
+ * ...)" reaches the processor. Create processors first: objects created after them follow the time
+ * of the first clock.
  *
  * A class with fields of its own begins its structure with orvy_Component. The record comes from
  * malloc: grow it with realloc before the first inner object is made, and let orvy_componentDispose
  * have it in the end.
  *
  * The ClockIface of a component drives its clocks as a group, all of them to one point of time
- * before any goes on. Inner objects go with their component. One that is disposed of alone leaves
- * a stale entry behind, so it must not be one of the clocks. */
+ * before any goes on. Inner objects are disposed of with their component. One that is disposed of
+ * alone leaves a stale entry in the record, so it must not be one of the clocks. */
 
 #ifndef ORVY_SUPPORT_COMPONENT_H
 #define ORVY_SUPPORT_COMPONENT_H
@@ -69,49 +69,53 @@ ORVY_STATIC_ASSERT(offsetof(struct orvy_Component, DelegateIfaces) == 160, "boun
 /**
  * Registers a component class: of qualifier 5, with the properties of the record and the interfaces
  * ObjectIface (which prints) and ClockIface (which drives the group of clocks).
- * @param Dispose  null for orvy_componentDispose; another one ends by calling that
- * @return the class, or null if the name is taken
+ * @param Dispose  null for orvy_componentDispose; another function calls that one last
+ * @return the class, owned by the library; null, silently, if the name is taken
  */
 ORVY_API orvy_Class *orvy_registerComponent(const char *ClsName, orvy_ObjectCreateFunc Create,
                                             orvy_ObjectDisposeFunc Dispose);
-/** A new record, for the create function of a component class to return. Empty, with a copy of the
- * name and zeroes for the group of clocks. */
+/** A new, empty record for the create function of a component class to return, with a copy of the
+ * name and zeroes for the group of clocks. A null name is an internal error. */
 ORVY_API orvy_Component *orvy_componentCreate(const char *Name);
 /** Disposes of the inner objects that are still there, in creation order, and releases the record
- * with all it owns. */
+ * with all it owns. Null is ignored. */
 ORVY_API void orvy_componentDispose(void *Comp);
 
 /* Inner objects */
 
 /**
- * Creates an inner object, named as the component, "-" and the formatted inner name. It becomes
- * one of the clocks if it is a processor, and otherwise follows the time of the first clock, if
- * there is one. A refusal is told on the error stream.
+ * Creates an inner object, named as the component, "-" and the formatted inner name. It becomes one
+ * of the clocks if it is a processor, and otherwise follows the time of the first clock, if there
+ * is one. A null component or format is an internal error.
  * @param Args  arguments ended by a null Key, or null for none
- * @return the object, or null if it could not be created
+ * @return the object, which the component owns; null, with a message on the error stream, if it
+ * could not be created
  */
 ORVY_API void *orvy_createComponentObject(orvy_Component *Comp, const char *ClsName,
                                           const orvy_CreateArg *Args, const char *NameFormat, ...)
     ORVY_PRINTF(4, 5);
-/** The first inner object of that inner name, or null. A linear search; the component must be
- * registered, as it is when its create function has returned. */
+/** The first inner object of that inner name; null if there is none, or for a null argument. A
+ * linear search; the component must be registered, as it is when its create function has
+ * returned. */
 ORVY_API void *orvy_componentGetObject(orvy_Component *Comp, const char *Name);
 
 /* Delegates: inner properties and interfaces under names of the component. Names are exact, bracket
  * parts included. orvy_connect knows no other names on a component; orvy_getPropName and
  * orvy_getInterfaceRef try them first. Values are not reached through them. */
 
-/** Delegates a name to an interface. Returns 0, or -1 if the name is delegated already. */
+/** Delegates a name to an interface. Returns 0, or -1, silently, if the name is delegated already.
+ * A null component or name is an internal error. */
 ORVY_API int orvy_componentAddDelegateIface(orvy_Component *Comp, const char *Name,
                                             orvy_IfaceRef Iface);
-/** Delegates a name to a property of an object. Returns 0, or -1 if the name is delegated already.
- */
+/** Delegates a name to a property of an object, with copies of both names. Returns 0, or -1,
+ * silently, if the name is delegated already. A null component or name is an internal error. */
 ORVY_API int orvy_componentAddDelegateProp(orvy_Component *Comp, const char *Name, void *Obj,
                                            const char *PropName);
-/** The interface that a name is delegated to; both fields null for none. */
-ORVY_API orvy_IfaceRef orvy_componentGetDelegateIface(orvy_Component *Comp, const char *Name);
-/** The property that a name is delegated to; both fields null for none. Its name belongs to the
+/** The interface that a name is delegated to; both fields null for none, and for a null
  * component. */
+ORVY_API orvy_IfaceRef orvy_componentGetDelegateIface(orvy_Component *Comp, const char *Name);
+/** The property that a name is delegated to; both fields null for none, and for a null component.
+ * Its name belongs to the component. */
 ORVY_API orvy_PropName orvy_componentGetDelegateProp(orvy_Component *Comp, const char *Name);
 
 ORVY_END_C

@@ -51,7 +51,8 @@ ORVY_STATIC_ASSERT(offsetof(orvy_ArgSpec, Value) == 16, "boundary record");
  * Reads creation arguments.
  * @param ClsName  class, for messages
  * @param ObjName  object, for messages
- * @param Argc     as the create function got it, likewise Args
+ * @param Argc     number of arguments, as the create function got it
+ * @param Args     the arguments, as the create function got them; null for none
  * @param Specs    what the class takes, ended by a null Key; null if it takes none
  * @param Flags    0 or ORVY_ARGS_LENIENT
  * @return 0; -1, with an error in the log, if an argument is refused, and then no variable has

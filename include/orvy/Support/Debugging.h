@@ -38,8 +38,8 @@ ORVY_STATIC_ASSERT(offsetof(orvy_BreakLoc, Start) == 8, "boundary record");
 ORVY_STATIC_ASSERT(offsetof(orvy_BreakLoc, End) == 16, "boundary record");
 ORVY_STATIC_ASSERT(offsetof(orvy_BreakLoc, Line) == 24, "boundary record");
 
-/** Takes a text for the place of a break point apart. Numbers may be written as in C. A null text
- * is invalid. */
+/** Splits a text for the place of a break point into its parts, which point into the text. Numbers
+ * may be written as in C. A text that is not understood, and null, give ovBL_Invalid. */
 ORVY_API void orvy_debugParseBreakStr(orvy_BreakLoc *Loc, const char *Text);
 
 /** Kinds of access that break points wait for. */
@@ -56,7 +56,7 @@ typedef ORVY_ENUM(orvy_BreakAction){
 /**
  * Asks the debugging contexts of a memory space about an access to an address whose hook is set,
  * and shows the messages of the break points that it meets. For memory spaces.
- * @param Kind an orvy_BreakKind; an exchange meets the break points of reads and writes as well
+ * @param Kind an orvy_BreakKind; an exchange meets the break points of reads and writes too
  * @param Mt the access, with its physical address in Pa and the processor in Initiator
  * @return an orvy_BreakAction; stop if any context wants it
  */

@@ -2,8 +2,9 @@
  *
  * Reads DWARF 2, 3 and 4 of 32-bit big-endian ELF files. Units and entries are handed out as plain
  * pointers that live as long as the handle they come from; so do texts, unless said otherwise.
- * Queries fill tables on first use: all use of one handle stays on one thread at a time. A miss is
- * told by the result; what is more to say about it goes to the error stream. */
+ * Handles, units, entries and names that are passed in are not null, unless said otherwise. Queries
+ * fill tables on first use: all use of one handle stays on one thread at a time. The result tells
+ * when nothing was found; details go to the error stream. */
 
 #ifndef ORVY_SUPPORT_DWARF_H
 #define ORVY_SUPPORT_DWARF_H
@@ -64,18 +65,21 @@ ORVY_API void orvy_disposeDebugInfo(orvy_Dwarf Dwarf);
 /** The same as orvy_disposeDebugInfo. */
 ORVY_API void orvy_disposeDwarf(orvy_Dwarf Dwarf);
 
-/** Name of the function that covers an address; null if there is none. */
+/** Name of the function that covers an address; null, with a text on the error stream, if there is
+ * none. */
 ORVY_API const char *orvy_dwarfGetName(orvy_Dwarf Dwarf, uint64_t Addr);
 /** Entry of the function that covers an address; null, with a text on the error stream, if there is
  * none. */
 ORVY_API void *orvy_dwarfGetDIEForAddr(orvy_Dwarf Dwarf, uint64_t Addr);
-/** Entry of the function of a name; null if there is none. */
+/** Entry of the function of a name; null, silently, if there is none. With a section
+ * ".debug_pubnames" it may be the entry of another public name, such as a variable. */
 ORVY_API void *orvy_dwarfGetDIEForName(orvy_Dwarf Dwarf, const char *Name);
-/** The compilation unit that covers an address; null if there is none. */
+/** The compilation unit that covers an address; null, silently, if there is none. */
 ORVY_API void *orvy_dwarfGetCUForAddr(orvy_Dwarf Dwarf, uint64_t Addr);
-/** The unit of an entry. */
+/** The unit of an entry, which may be a type unit. */
 ORVY_API void *orvy_dwarfGetCUForDIE(void *Entry);
-/** Name of a compilation unit as its compiler was given it. */
+/** Name of a compilation unit as its compiler was given it; null for a type unit, and if it has
+ * none. */
 ORVY_API const char *orvy_dwarfGetCUName(void *Unit);
 /** Writes a unit with all its entries to the output stream. */
 ORVY_API void orvy_dwarfPrintCU(void *Unit);
@@ -90,7 +94,7 @@ ORVY_API const char *orvy_dwarfGetLanguageName(orvy_Dwarf Dwarf, uint64_t Addr);
 ORVY_API int orvy_dwarfGetDIERange(void *Entry, orvy_AddrRange *Range);
 /** Entry point of an entry, else its low address. @return 0; -1 if it has neither */
 ORVY_API int orvy_dwarfGetDIEEntryAddr(void *Entry, uint64_t *Addr);
-/** Number of the ranges of an entry that is not contiguous; 0 for any other. */
+/** Number of the ranges (DW_AT_ranges) of an entry that is not contiguous; 0 for any other. */
 ORVY_API uint64_t orvy_dwarfGetDIERangeCount(void *Entry);
 /**
  * Copies the ranges of an entry that is not contiguous.
@@ -114,8 +118,9 @@ ORVY_API int orvy_debugGetAddressRange(orvy_Dwarf Dwarf, const char *Name, uint6
  * the handle is null */
 ORVY_API int orvy_debugGetEntryPoint(orvy_Dwarf Dwarf, const char *Name, uint64_t *Addr);
 
-/** Source line of an address; -1 if none covers it. Of a unit with code in several sections, as by
- * -ffunction-sections, only the first has lines; the log says so once for an image. */
+/** Source line of an address, by the line table (DWARF 4, 6.2); -1 if none covers it. Of a unit
+ * with code in several sections, as by -ffunction-sections, only the first has lines; the log says
+ * so once for an image. */
 ORVY_API uint64_t orvy_dwarfGetLine(orvy_Dwarf Dwarf, uint64_t Addr);
 /** Source column of an address; -1 if no line covers it. */
 ORVY_API uint64_t orvy_dwarfGetCol(orvy_Dwarf Dwarf, uint64_t Addr);
@@ -135,13 +140,15 @@ ORVY_API orvy_SourceLoc orvy_dwarfGetSourceLocForAddr(orvy_Dwarf Dwarf, uint64_t
  */
 ORVY_API const char *orvy_dwarfGetSourceLinesAroundLoc(orvy_Dwarf Dwarf, orvy_SourceLoc *Loc,
                                                        uint32_t Lines);
-/** The same for the source place of an address. */
+/** Text of the source line of an address and of as many lines above and below it, as
+ * orvy_dwarfGetSourceLinesAroundLoc; null also if no line covers the address. */
 ORVY_API const char *orvy_dwarfGetSourceLinesAroundAddr(orvy_Dwarf Dwarf, uint64_t Addr,
                                                         uint32_t Lines);
-/** Adds a directory in which relative source files are looked for, after those before it. */
+/** Adds a directory in which relative source files are looked for, after those added before. The
+ * path is copied and not checked. */
 ORVY_API void orvy_dwarfAddSourceDir(orvy_Dwarf Dwarf, const char *Path);
-/** Lets absolute source paths that begin with From begin with To and "/" instead. A relative From
- * is refused with a text on the error stream. */
+/** Lets absolute source paths that begin with From begin with To and "/" instead; the first mapping
+ * that fits counts. A relative From is refused with a text on the error stream. */
 ORVY_API void orvy_dwarfAddSourceDirRemap(orvy_Dwarf Dwarf, const char *From, const char *To);
 /**
  * Address at which a break point for a source line belongs: that of the line or of the next one
@@ -164,8 +171,8 @@ ORVY_API orvy_DwarfLoc orvy_dwarfComputeLoc(orvy_Dwarf Dwarf, uint64_t Pc, const
  */
 ORVY_API orvy_DwarfLoc orvy_dwarfComputeLocOnCpu(orvy_Dwarf Dwarf, void *Cpu, uint64_t Pc,
                                                  const char *Name);
-/** Tells on the error stream of every variable of a name of the function that covers Pc. @return 0
- */
+/** Writes a line on the error stream for every variable of a name of the function that covers Pc;
+ * nothing if there is none. @return 0, always */
 ORVY_API int orvy_dwarfComputeLocation(orvy_Dwarf Dwarf, uint64_t Pc, const char *Name);
 
 ORVY_END_C
@@ -216,7 +223,7 @@ struct DebugAbbrev {
 /// All declarations by their offset.
 class ORVY_API AbbrevMap {
 public:
-  /// Reads a section; replaces what was there. Throws at damage, ahead of which all is kept.
+  /// Reads a section; replaces what was there. Throws at damage; what was read before it is kept.
   void setAbbrev(const Section &Bytes);
   /// Place of the declaration that starts exactly at an offset; size() if none does.
   size_t tableAt(uint64_t AbbrevOffset) const;
@@ -257,7 +264,7 @@ public:
   uint64_t getSize() const { return Size; }
 
   /// The big-endian number at the value's first byte, whatever the form; 0 where the section ends
-  /// ahead of it.
+  /// before it.
   uint8_t getU8() const;
   uint16_t getU16() const;
   uint32_t getU32() const;
@@ -344,7 +351,7 @@ public:
   DebugInfoEntry *getParent() { return Up ? this - Up : nullptr; }
   /// The children and the null entry that closes them.
   std::vector<DebugInfoEntry *> getChildren();
-  /// The entry behind this one and all below it; a null entry ends the children of a parent.
+  /// The entry after this one and all below it; a null entry ends the children of a parent.
   DebugInfoEntry *getNext() { return this + Span; }
   /// The first child; null for an entry without a list of children.
   DebugInfoEntry *getFirstChild() { return Span > 1 ? this + 1 : nullptr; }
@@ -615,7 +622,7 @@ public:
   CompilationUnit *getCompUnitForAddress(uint64_t Addr);
   /// The unit at an offset of ".debug_info"; null if none starts there.
   CompilationUnit *getCompUnitAt(uint64_t Offset);
-  /// The unit that an offset of ".debug_info" lies in or behind; null ahead of the first.
+  /// The unit that an offset of ".debug_info" lies in or after; null before the first.
   CompilationUnit *getCompUnitAround(uint64_t Offset);
   /// All units whose names end in a text, by their names read backwards.
   std::vector<CompilationUnit *> getCompUnitForName(const char *Name);

@@ -35,7 +35,7 @@ public:
     uint64_t Isa = 0;
     uint64_t Discriminator = 0;
 
-    /// Whether an address lies ahead of a row.
+    /// Whether an address lies before a row.
     static bool compWithAddr(uint64_t Address, const LineMatrixEntry &Entry) {
       return Address < Entry.Address;
     }

@@ -48,8 +48,8 @@ struct ORVY_API ExprValue {
 
 // With two integers, '+', '-', '*', '/', '%' and the bitwise operators are unsigned unless both are
 // EV_Int, and wrap at 64 bits; in a shift and a comparison the kind of the left one decides. With a
-// real one, the arithmetic operators but '%' and the comparisons convert the other to real. There
-// is no value for a division of integers by 0, or of the least EV_Int by -1.
+// real one, the arithmetic operators but '%' and the comparisons convert the other to real. A
+// division of integers by 0, or of the least EV_Int by -1, gives EV_Void.
 
 ORVY_API ExprValue operator+(const ExprValue &Left, const ExprValue &Right);
 ORVY_API ExprValue operator-(const ExprValue &Left, const ExprValue &Right);

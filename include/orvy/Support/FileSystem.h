@@ -39,15 +39,15 @@ ORVY_API std::string cwd();
 
 // These look at the text alone.
 
-/// The text behind the last '/'; the whole text if there is none.
+/// The text after the last '/'; the whole text if there is none.
 ORVY_API std::string fileNameComponent(const char *Path);
-/// The text ahead of the first '/'; the whole text if there is none.
+/// The text before the first '/'; the whole text if there is none.
 ORVY_API std::string directoryComponent(const char *Path);
 /// The path with every run of '/' made one; "." and ".." stay.
 ORVY_API std::string normalisePath(const char *Path);
 ORVY_API bool isAbsolutePath(const char *Path);
 ORVY_API bool isRelativePath(const char *Path);
-/// What stands between the '/'; the first is empty for an absolute path, and nothing stands behind
+/// The texts between the '/'; the first is empty for an absolute path, and none follows
 /// a final '/'.
 ORVY_API std::vector<std::string> pathComponents(const char *Path);
 

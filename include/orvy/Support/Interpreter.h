@@ -12,7 +12,8 @@
 
 ORVY_BEGIN_C
 
-/** Runs the commands of a text, a line each. 0, or -1 after a failure or without a text. */
+/** Runs the commands of a text, one to a line. @return 0; -1 after a failure, which is reported on
+ * the error stream, or for a null text */
 ORVY_API int orvy_execCommand(const char *Text);
 /**
  * Runs a script file, which is looked for in the working directory and then in the search paths.
@@ -64,7 +65,7 @@ public:
   /// Runs commands until the reader has no more, a script fails, or setDone. 0, or -1 after a
   /// failure, unless interactive.
   int readEvalLoop();
-  /// Ends the loop behind the command that is running.
+  /// Ends the loop after the command that is running.
   void setDone() { Done = true; }
 
   /// The directories in which scripts are looked for, shared by all interpreters.

@@ -1,11 +1,12 @@
 /* Interrupts.h - the tables through which devices, interrupt controllers and processors meet.
  *
- * A line runs from whoever raises an interrupt to an object that offers IrqCtrlIface: from a device
- * to an interrupt controller, and from that to a processor. Lines are levels: a raised one stays
- * raised until it is lowered. A processor that takes an interrupt tells the object at its property
- * "irqClient" through IrqClientIface, and that object lowers the line, or leaves it raised for
- * more. A processor has one client, the last one connected; without one it lowers the line itself
- * when it takes the interrupt. A null slot of either table is an interrupt that nobody takes.
+ * A line runs from the object that raises an interrupt to one that offers IrqCtrlIface: from a
+ * device to an interrupt controller, and from that to a processor. Lines are levels: a raised one
+ * stays raised until it is lowered. A processor that takes an interrupt tells the object at its
+ * property "irqClient" through IrqClientIface, and that object lowers the line, or leaves it raised
+ * for more. A processor has one client, the last one connected; without one it lowers the line
+ * itself when it takes the interrupt, as it does with a client whose slot is null. A null slot of
+ * IrqCtrlIface is not called.
  *
  * All functions belong to the simulation thread and may be called from events and from within
  * device accesses: the processor takes the interrupt before its next instruction, if it is not

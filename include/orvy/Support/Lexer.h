@@ -106,11 +106,11 @@ public:
   /// Starts again at the beginning of a text.
   void restart(std::string_view Text);
 
-  /// Whether the cursor is behind the last character.
+  /// Whether the cursor is past the last character.
   bool eof() const { return Cursor == End; }
-  /// Whether there is no character behind that at the cursor.
+  /// Whether there is no character after that at the cursor.
   bool peekEof() const { return End - Cursor <= 1; }
-  /// The character at the cursor, the one behind it; -1 past the end.
+  /// The character at the cursor, the one after it; -1 past the end.
   int getChar() const { return charAt(0); }
   int peekChar() const { return charAt(1); }
   /// Moves the cursor by a character, unless it is at the end.
@@ -123,7 +123,7 @@ public:
 
   /// Line of the cursor, from 1.
   uint32_t getLine() const { return Line; }
-  /// Whether the text has ended inside something unfinished: a quote, or behind a backslash.
+  /// Whether the text has ended inside something unfinished: a quote, or after a backslash.
   bool isCut() const { return NeedsMore; }
 
 private:

@@ -52,7 +52,7 @@ public:
   Ending getEnding() const override { return LastEnding; }
 
 protected:
-  /// Takes the command at Cursor, and the blanks, line ends and comments behind it.
+  /// Takes the command at Cursor, and the blanks, line ends and comments after it.
   std::vector<std::string> takeCommand();
   void skipBlanksAndComments();
 

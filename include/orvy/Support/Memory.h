@@ -19,7 +19,7 @@ typedef ORVY_ENUM(orvy_MemFlag){
     ovMF_Stop =
         16, /**< set by a memory space: the processor is to stop before the access has effect */
     ovMF_Resume =
-        32, /**< set by a processor: goes on behind a stop, which is not to stop it again */
+        32, /**< set by a processor: goes on after a stop; the same access must not stop it again */
     ovMF_FetchHooks =
         64 /**< set by a processor: it takes a page with fetch hooks as well; left by the memory
               space if the page that it hands out has some. See orvy_MemPage. */
@@ -67,13 +67,13 @@ typedef struct MemAccessIface {
 ORVY_STATIC_ASSERT(sizeof(MemAccessIface) == 4 * sizeof(void *), "boundary table");
 
 /** An access that a device does not take: it fails without an effect. For the slots of a table that
- * a model has nothing to do in; whoever calls a table takes a null slot for this one. */
+ * a model has nothing to do in; a caller of a table treats a null slot like this function. */
 static inline void orvy_memAccessRefuse(void *Obj, orvy_MemTransaction *Mt) {
   (void)Obj;
   Mt->Flags |= ovMF_Failed;
 }
 
-/** The table with its null slots filled, so that those who keep it may call every slot unseen. */
+/** The table with its null slots filled, so that its callers need not test a slot. */
 static inline MemAccessIface orvy_memAccessFilled(const MemAccessIface *Table) {
   MemAccessIface Filled = *Table;
   if (!Filled.fetch)
@@ -123,9 +123,9 @@ ORVY_STATIC_ASSERT(sizeof(MemorySpaceIface) == 5 * sizeof(void *), "boundary tab
  * flag set in the answer, asks getAttrs for each word before it executes it out of the page, and
  * fetches a word with a hook through the memory space every time.
  *
- * Whoever keeps a page pointer registers a watcher, and takes it back before the watcher goes away.
- * Whoever stores into Data calls orvy_memPageWritten behind the store; that costs one test unless
- * someone has kept a decoded form of the page's bytes. */
+ * A caller that keeps a page pointer registers a watcher, and removes it before the watcher goes
+ * away. A caller that stores into Data calls orvy_memPageWritten after the store; that costs one
+ * test unless someone has kept a decoded form of the page's bytes. */
 
 #define ORVY_PAGE_BITS 12u
 #define ORVY_PAGE_SIZE (1u << ORVY_PAGE_BITS)
@@ -194,7 +194,9 @@ static inline void orvy_memPageRevoke(orvy_MemPage *Page) {
   }
 }
 
-/* Flat functions */
+/* Flat functions. A slot that a MemoryIface or MemorySpaceIface leaves null logs an error such as
+ * "does not implement MemoryIface.readBytes" and counts as a failure; one that a MemAccessIface
+ * leaves null fails the access, without a message. */
 
 /**
  * Reads bytes through an object's MemoryIface, found in its table for a memory, by name otherwise.
@@ -204,35 +206,51 @@ static inline void orvy_memPageRevoke(orvy_MemPage *Page) {
 ORVY_API uint32_t orvy_memoryRead(void *Obj, void *Data, uint64_t Addr, uint32_t Len,
                                   uint32_t Swap);
 
-/** Writes bytes likewise. @return bytes written; all ones on failure */
+/** Writes bytes through an object's MemoryIface; the object and Swap as of orvy_memoryRead. @return
+ * bytes written; all ones, with an error in the log, on failure */
 ORVY_API uint32_t orvy_memoryWrite(void *Obj, uint64_t Addr, const void *Data, uint32_t Len,
                                    uint32_t Swap);
 
-/** Maps a device into a memory space. @param Flags handed to the space, cut to 32 bits: 0 unless
- * the space says what else. @return 0, or all ones with an error; nothing is mapped then */
+/**
+ * Maps a device into a memory space.
+ * @param Addr   physical address of the device's first byte
+ * @param Len    bytes of the mapping
+ * @param Flags  handed to the space, cut to 32 bits: 0 unless the space gives them a meaning
+ * @return 0, or all ones with an error in the log; nothing is mapped then
+ */
 ORVY_API uint32_t orvy_memoryMap(void *Space, uint64_t Addr, uint64_t Len, void *Device,
                                  uint64_t Flags);
 
-/** Maps one named interface of a device, of type MemAccessIface. @return as orvy_memoryMap */
+/** Maps one named interface of a device, of type MemAccessIface. A device without it logs "does not
+ * implement" and the name. @return as orvy_memoryMap */
 ORVY_API uint32_t orvy_memoryMapNamedIface(void *Space, uint64_t Addr, uint64_t Len, void *Device,
                                            const char *IfaceName, uint64_t Flags);
 
-/** Sets attributes (orvy_MemAttr) on a range; the space must have MemorySpaceIface. */
+/** Sets attributes, orvy_MemAttr bits, on a range of Len bytes. An object without MemorySpaceIface
+ * is an internal error. */
 ORVY_API void orvy_memorySetAttr(void *Space, uint64_t Addr, uint64_t Len, uint32_t Attrs);
-/** Clears attributes on a range; the space must have MemorySpaceIface. */
+/** Clears attributes on a range of Len bytes; the object as of orvy_memorySetAttr. */
 ORVY_API void orvy_memoryClearAttr(void *Space, uint64_t Addr, uint64_t Len, uint32_t Attrs);
-/** Attributes at an address; the space must have MemorySpaceIface. */
+/** Attributes at an address, orvy_MemAttr bits; the object as of orvy_memorySetAttr. */
 ORVY_API uint32_t orvy_memoryGetAttrs(void *Space, uint64_t Addr);
 
-/** Makes an access on a memory object. @return 1 if it is no memory or the access failed, else 0 */
+/** Makes an instruction fetch on a memory object, as described by the transaction. @return 0; 1 if
+ * the access failed, or, with the transaction untouched, if the object is not a memory */
 ORVY_API int orvy_memoryFetchTransaction(void *Mem, orvy_MemTransaction *Mt);
+/** Makes a data read on a memory object; the value is in Value afterwards. @return as
+ * orvy_memoryFetchTransaction */
 ORVY_API int orvy_memoryReadTransaction(void *Mem, orvy_MemTransaction *Mt);
+/** Makes a write of Value on a memory object. @return as orvy_memoryFetchTransaction */
 ORVY_API int orvy_memoryWriteTransaction(void *Mem, orvy_MemTransaction *Mt);
+/** Writes Value to a memory object and leaves in Value what was there before. @return as
+ * orvy_memoryFetchTransaction */
 ORVY_API int orvy_memoryExchangeTransaction(void *Mem, orvy_MemTransaction *Mt);
 
-/** Reads a 32-bit word. @return 0, 1 if the access failed, all ones if the object is no memory */
+/** Reads a 32-bit word at a physical address. @return 0; 1 if the access failed, and Word then has
+ * no meaning; all ones, with Word untouched, if the object is not a memory */
 ORVY_API uint32_t orvy_memoryReadPhys32(void *Mem, uint64_t Pa, uint32_t *Word);
-/** Writes a 32-bit word. @return as orvy_memoryReadPhys32 */
+/** Writes a 32-bit word at a physical address. @return 0; 1 if the access failed; all ones if the
+ * object is not a memory */
 ORVY_API uint32_t orvy_memoryWritePhys32(void *Mem, uint64_t Pa, uint32_t Word);
 
 /* Parts of words in big-endian layout. Size is the base-2 logarithm of the part's size in bytes,

@@ -25,13 +25,14 @@ typedef orvy_MetaType orvy_NativeClass;
 
 ORVY_BEGIN_C
 
-/** Registers a class. Null if the name is taken. */
+/** Registers a class. A null Create is an internal error. @return the class, owned by the library;
+ * null if the name is taken */
 ORVY_API orvy_NativeClass *xorvy_registerClass(const char *ClsName, orvy_ObjectCreateFunc Create,
                                                orvy_ObjectDisposeFunc Dispose);
 /**
- * Creates an object and fills its header.
+ * Creates an object and fills its header. A name that is taken goes over to the new object.
  * @param Args  ended by a null Key; may be null
- * @return null if there is no such class
+ * @return the object; null if there is no such class, or its create function refuses
  */
 ORVY_API void *xorvy_createObject(const char *ClsName, const char *ObjName,
                                   const orvy_CreateArg *Args);
@@ -48,7 +49,7 @@ ORVY_API orvy_StructMetaType *orvy_registerInterfaceType(const char *Name);
  */
 ORVY_API void orvy_ifaceTypeAddFunc(orvy_StructMetaType *Type, const char *Name,
                                     const orvy_MetaType *Ret, ...) __attribute__((sentinel));
-/** The interface type of a name, or null. Any thread. */
+/** The interface type of a name; null if there is none. Any thread. */
 ORVY_API orvy_StructMetaType *orvy_getInterfaceType(const char *Name);
 
 ORVY_END_C
@@ -71,7 +72,7 @@ public:
   const orvy_ObjectDisposeFunc DisposeFunc;
 
 private:
-  std::vector<std::unique_ptr<BitFieldType>> BitFields; // nobody uses these two yet
+  std::vector<std::unique_ptr<BitFieldType>> BitFields; // neither is used yet
   std::map<std::string, std::unique_ptr<Type>> Records;
   orvy::Function CreateRecord;
   orvy::Function DisposeRecord;
@@ -116,7 +117,7 @@ public:
   uint32_t Reserved = 0;
   std::string Name;
   void *Ptr;
-  bimap<std::string, void *> Objects; // inner names, which nobody uses yet
+  bimap<std::string, void *> Objects; // inner names, not used yet
   std::map<void *, const Type *> ObjectTypes;
 };
 

@@ -1,7 +1,7 @@
-/* Notifications.h - named, synchronous call-outs from an owner to its subscribers.
+/* Notifications.h - named, synchronous calls from an owner to its subscribers.
  *
- * The owner publishes a name with itself as source (or null for a notification of nobody in
- * particular), keeps the id, and issues it; every subscriber's function runs at once, on the
+ * The owner publishes a name with itself as source (or null for a notification without an owner),
+ * keeps the id, and issues it; every subscriber's function runs at once, on the
  * issuer's thread:
  *
  *     Self->TrapEntry = orvy_publishNotification("orvy.cpuTrapEntry", Self);
@@ -10,12 +10,11 @@
  * A subscriber listens to one source, or with a null source to the name as issued by any source.
  * Ids are never 0, so 0 can stand for "not published yet".
  *
- * A source is an address. Subscribers to an object that is disposed stay subscribed, and hear the
- * next object that has the same address: unsubscribe when "orvy.objectDisposed" is heard, or
- * compare names. What nobody subscribes to is forgotten some time after its object has gone.
+ * A source is an address. Subscribers to an object that is disposed stay subscribed, and are called
+ * for the next object that has the same address: unsubscribe on "orvy.objectDisposed", or compare
+ * names. Notifications without a subscriber are forgotten some time after their object is gone.
  *
- * Nothing here takes a lock: all of it
- * belongs to the simulation thread. */
+ * Nothing here takes a lock: all of it belongs to the simulation thread. */
 
 #ifndef ORVY_SUPPORT_NOTIFICATIONS_H
 #define ORVY_SUPPORT_NOTIFICATIONS_H
@@ -29,41 +28,41 @@ typedef void (*orvy_NotificationFunc)(void *Arg, void *Source, void *Notificatio
 
 /**
  * Publishes a notification, or finds the id of one that is published already.
- * @param Name    dotted name
+ * @param Name    dotted name, copied
  * @param Source  who issues it; may be null
- * @return id for orvy_notify
+ * @return id for orvy_notify; 0 for a null name
  */
 ORVY_API int64_t orvy_publishNotification(const char *Name, void *Source);
 
 /**
- * Adds a subscriber behind those that are there; a second time if it is there already.
+ * Adds a subscriber after those that are there; a second time if it is there already.
  * @param Source  the source to listen to; null for any source of that name
- * @param Func    not null
- * @return 0, or -1 if no such notification is published yet
+ * @param Func    not null: a null function is an internal error
+ * @return 0; -1, silently, if no such notification is published yet, or for a null name
  */
 ORVY_API int orvy_subscribeNotification(const char *Name, void *Source, void *Arg,
                                         orvy_NotificationFunc Func);
 
-/** Removes every subscriber with that function. Returns 0, or -1 if no such notification is
- * published. */
+/** Removes every subscriber with that function. Returns 0, also if there was none; -1, silently, if
+ * no such notification is published. */
 ORVY_API int orvy_unsubscribeNotification(const char *Name, void *Source,
                                           orvy_NotificationFunc Func);
 
-/** Removes every subscriber with that function and argument. Returns 0, or -1 if no such
- * notification is published. */
+/** Removes every subscriber with that function and argument. Returns 0, also if there was none; -1,
+ * silently, if no such notification is published. */
 ORVY_API int orvy_unsubscribeNotificationArg(const char *Name, void *Source,
                                              orvy_NotificationFunc Func, void *Arg);
 
 /**
  * Issues a notification: first the subscribers to the name from any source, then those to this
- * source, each in order of subscription.
- * @param Id                an id from orvy_publishNotification; it is not checked, but that of a
- *                          source that is gone and forgotten calls nobody
+ * source, each in order of subscription, all before it returns.
+ * @param Id                an id from orvy_publishNotification, not 0; it is not checked, but that
+ *                          of a source that is gone and forgotten calls no subscriber
  * @param NotificationInfo  what the notification tells; its meaning goes with the name
  */
 ORVY_API void orvy_notify(int64_t Id, void *NotificationInfo);
 
-/** Writes the names of all notifications to the standard output stream. */
+/** Writes the names of all notifications to the standard output stream, one to a line. */
 ORVY_API void orvy_printNotificationList(void);
 
 ORVY_END_C

@@ -12,8 +12,8 @@
 ORVY_BEGIN_C
 
 /**
- * Counts the references of all objects that lead nowhere; elements of arrays do not count, as they
- * may be free. An object whose ObjectIface has checkSanity answers for itself.
+ * Counts the references of all objects that are not connected; elements of arrays do not count, as
+ * they may be free. An object whose ObjectIface has checkSanity answers for itself.
  * @param Report  not 0: each one is told in the log, as a warning on the configuration
  * @return number of problems
  */

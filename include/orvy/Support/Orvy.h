@@ -1,11 +1,10 @@
 /* Orvy.h - umbrella of the flat interface: what a model or a host program includes.
  *
  * Compiles as C11 and as C++20. Conventions that hold for all of it:
- * - Handles are opaque. What the library returns as text stays the library's, unless said
- * otherwise.
+ * - Handles are opaque. A text that the library returns stays the library's, unless said otherwise.
  * - Failure is a null pointer, -1, a quiet NaN, or a value of tag ovTY_Invalid, with a message in
  * the log; asking for something that may be absent is silent.
- * - A breach of a stated precondition ends the process with an internal error.
+ * - Breaking a stated precondition ends the process with an internal error.
  * - Everything belongs to the thread that runs the simulation, unless a function says otherwise. */
 
 #ifndef ORVY_SUPPORT_ORVY_H

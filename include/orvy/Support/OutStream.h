@@ -1,6 +1,6 @@
 // OutStream.h - the text streams on which everything that the user reads is written.
 //
-// A value is formatted by the fields set just ahead of it: base, width and fill last for one value,
+// A value is formatted by the fields set just before it: base, width and fill last for one value,
 // the prefix for one number, precision and real format until they are changed.
 //
 //     orvy::outs().setBase(OutStream::Hexadecimal).setWidth(8).setFill('0') << Address << "\n";
@@ -38,7 +38,7 @@ public:
     White = 7
   };
   enum Style : uint32_t { Plain = 0, Bold = 1, Normal = 2 };
-  /// Metric and binary prefixes of a number, written behind it with a blank between.
+  /// Metric and binary prefixes of a number, written after it with a blank between.
   enum Prefix : uint32_t {
     NoPrefix = 0, ///< nothing is written
     Unity = 1,    ///< only the blank is written, ready for a unit
@@ -86,7 +86,7 @@ public:
   OutStream &setWidth(int32_t Columns) { return Width = Columns, *this; }
   /// Padding character of the next text or integer.
   OutStream &setFill(char Character) { return Fill = Character, *this; }
-  /// Digits behind the point of real numbers; 0 for the default: 2 when fixed, 6 with an exponent.
+  /// Digits after the point of real numbers; 0 for the default: 2 when fixed, 6 with an exponent.
   OutStream &setPrecision(int32_t Digits) { return Precision = Digits, *this; }
   /// Form of real numbers.
   OutStream &setRealFormat(RealFormat Format) { return Real = Format, *this; }

@@ -30,15 +30,16 @@ ORVY_API int orvy_printerr(const char *Fmt, ...) ORVY_PRINTF(1, 2);
  *
  * Any thread may call these; the text is that of all threads. */
 
-/** The present end of all that has been written to the error stream or logged as an error. */
+/** A mark at the present end of all that has been written to the error stream or logged as an
+ * error. Any thread. */
 ORVY_API uint64_t orvy_errorMark(void);
 
 /**
  * Copies what has been written to the error stream, or has passed the log at the levels error and
- * fatal, since a mark: whole as the user has read it, colours included. A logged message stands
- * there with the name of its source and a line end. Only the last 16 KiB are kept.
+ * fatal, since a mark. Text of the error stream is copied as it is, colours included; a logged
+ * message has the name of its source and a line end. Only the last 16 KiB are kept. Any thread.
  * @param Mark    result of orvy_errorMark; 0 for all that is kept
- * @param Buffer  takes the text and a NUL; null is ignored
+ * @param Buffer  takes the text and a NUL; with null nothing is copied
  * @param Size    of the buffer in bytes; of a longer text the end is copied
  * @return the length of what was copied, without the NUL
  */

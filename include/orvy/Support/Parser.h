@@ -45,7 +45,7 @@ public:
   /// Whether a closing brace was missing.
   bool isUnclosed() const { return NeedsMore; }
   /// Whether more lines may complete what has been parsed: the text ends inside a quote or a block,
-  /// or behind a backslash.
+  /// or after a backslash.
   bool wantsMore() const;
 
 private:

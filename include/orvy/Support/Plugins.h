@@ -5,7 +5,7 @@
  *     ORVY_API void orvy_pluginInit(void) { orvy_registerClass("Uart", create, dispose); }
  *
  * After orvy_objsysClear a plug-in can be loaded again, and its orvy_pluginInit then runs again.
- * Load plug-ins while the simulation stands still, on the thread that runs the command language. */
+ * Load plug-ins while the simulation is stopped, on the thread that runs the command language. */
 
 #ifndef ORVY_SUPPORT_PLUGINS_H
 #define ORVY_SUPPORT_PLUGINS_H
@@ -28,9 +28,10 @@ ORVY_API int orvy_loadPlugin(const char *Name);
 /** Not supported: a library once loaded stays. Logs an error and returns -1. */
 ORVY_API int orvy_unloadPlugin(const char *Name);
 /** Appends directories, separated by ':', to the search path. One that does not exist is warned
- * about and appended all the same. */
+ * about and appended all the same. Null is ignored. */
 ORVY_API void orvy_pluginPathAppend(const char *PathList);
-/** Removes every entry equal to Dir from the search path. */
+/** Removes every entry equal to Dir from the search path. Null, and a directory that is not there,
+ * are ignored. */
 ORVY_API void orvy_pluginPathRemove(const char *Dir);
 /** Writes the search path to the standard output stream, one directory to a line. */
 ORVY_API void orvy_pluginPathPrint(void);

@@ -3,9 +3,10 @@
  *
  * A class qualified as processor has the VTable { CpuIface *; reserved; EventIface * }, one
  * qualified as machine { MachineIface *; EventIface * }. Both kinds declare their orvy_EventQueue
- * pointer as first field behind the header. The flat functions require an object of their kind: any
- * other one is an internal error. All belong to the simulation thread, except where said otherwise.
- */
+ * pointer as first field after the header. The flat functions require an object of their kind: any
+ * other object, and null, are an internal error. A slot that the model left null logs an error such
+ * as "does not implement CpuIface.getPc"; the function then returns 0 or does nothing. All belong
+ * to the simulation thread, except where said otherwise. */
 
 #ifndef ORVY_SUPPORT_PROCESSOR_H
 #define ORVY_SUPPORT_PROCESSOR_H
@@ -124,20 +125,28 @@ typedef struct LineDataLoggerIface {
 
 ORVY_STATIC_ASSERT(sizeof(LineDataLoggerIface) == 2 * sizeof(void *), "boundary table");
 
-/** Frequency in Hz. */
+/** Frequency of the processor in Hz. */
 ORVY_API uint64_t orvy_cpuGetFreq(void *Cpu);
-/** General register, in the processor's present context. */
+/** Value of a general register, in the processor's present context. A register of 32 bits is
+ * returned as the processor model widens it. */
 ORVY_API uint64_t orvy_cpuGetReg(void *Cpu, uint32_t Reg);
+/** Sets a general register, in the processor's present context. */
 ORVY_API void orvy_cpuSetReg(void *Cpu, uint32_t Reg, uint64_t Value);
-/** Floating-point register as 32-bit value or as its bits. */
+/** Value of a 32-bit floating-point register. */
 ORVY_API float orvy_cpuGetFpr32(void *Cpu, uint32_t Reg);
+/** The bits of a 32-bit floating-point register, not converted. */
 ORVY_API uint32_t orvy_cpuGetFpr32Bits(void *Cpu, uint32_t Reg);
+/** Sets a 32-bit floating-point register to a value. */
 ORVY_API void orvy_cpuSetFpr32(void *Cpu, uint32_t Reg, float Value);
+/** Sets the bits of a 32-bit floating-point register, not converted. */
 ORVY_API void orvy_cpuSetFpr32Bits(void *Cpu, uint32_t Reg, uint32_t Bits);
-/** Floating-point register as 64-bit value or as its bits. */
+/** Value of a 64-bit floating-point register, numbered as the processor model does. */
 ORVY_API double orvy_cpuGetFpr64(void *Cpu, uint32_t Reg);
+/** The bits of a 64-bit floating-point register, not converted. */
 ORVY_API uint64_t orvy_cpuGetFpr64Bits(void *Cpu, uint32_t Reg);
+/** Sets a 64-bit floating-point register to a value. */
 ORVY_API void orvy_cpuSetFpr64(void *Cpu, uint32_t Reg, double Value);
+/** Sets the bits of a 64-bit floating-point register, not converted. */
 ORVY_API void orvy_cpuSetFpr64Bits(void *Cpu, uint32_t Reg, uint64_t Bits);
 /** Runs for a number of cycles. @return cycles left; negative when the processor ran past the
  * request */
@@ -152,29 +161,35 @@ ORVY_API int64_t orvy_cpuStep(void *Cpu, uint64_t Steps);
  * @return flags as the processor left them: 1 where there is no translation, or no such entry
  */
 ORVY_API uint32_t orvy_cpuTranslateAddress(void *Cpu, uint64_t Va, uint32_t Flags, uint64_t *Pa);
-/** Resets the processor. @param Kind orvy_ResetKind */
+/** Resets the processor. @param Kind an orvy_ResetKind */
 ORVY_API void orvy_cpuReset(void *Cpu, int Kind);
-/** Program counter. */
+/** Sets the program counter, a virtual address. */
 ORVY_API void orvy_cpuSetPc(void *Cpu, uint64_t Pc);
+/** Program counter, a virtual address. */
 ORVY_API uint64_t orvy_cpuGetPc(void *Cpu);
-/** Special register, by the processor's own numbers. */
+/** Value of a special register, by the processor's own numbers. */
 ORVY_API uint64_t orvy_cpuGetSpr(void *Cpu, uint32_t Reg);
+/** Sets a special register, by the processor's own numbers. */
 ORVY_API void orvy_cpuSetSpr(void *Cpu, uint32_t Reg, uint64_t Value);
-/** Lets traps be taken, or not. */
+/** Lets the processor take traps. */
 ORVY_API void orvy_cpuEnableTraps(void *Cpu);
+/** Keeps the processor from taking traps. */
 ORVY_API void orvy_cpuDisableTraps(void *Cpu);
-/** Machine of the processor, null if it has none. */
+/** The machine that the processor belongs to; null if it has none. */
 ORVY_API void *orvy_cpuGetMachine(void *Cpu);
-/** Raises a trap as if by the current instruction. @param Flags 0 or ORVY_TRAP_NO_RETURN */
+/** Raises a trap as if by the current instruction. With ORVY_TRAP_NO_RETURN in Flags the call does
+ * not return to the caller: the model leaves it. @param Flags 0 or ORVY_TRAP_NO_RETURN */
 ORVY_API void orvy_cpuRaiseTrap(void *Cpu, int Trap, uint32_t Flags);
-/** Counter of executed instructions of a class; reads the object directly and checks nothing. */
+/** Number of executed instructions of a class, read from the object at ORVY_CPU_ICLASS_WORD.
+ * Neither the object nor the class is checked: only for processors that keep these counters. */
 ORVY_API uint64_t orvy_cpuGetIClassCounter(void *Cpu, uint32_t Class);
-/** Clears such a counter. */
+/** Sets the counter of orvy_cpuGetIClassCounter to 0; it checks nothing either. */
 ORVY_API void orvy_cpuResetIClassCounter(void *Cpu, uint32_t Class);
 
-/** Resets a machine. @param Kind orvy_ResetKind */
+/** Resets a machine. @param Kind an orvy_ResetKind */
 ORVY_API void orvy_machineReset(void *Machine, int Kind);
-/** Runs a machine for a time. @return the growth of its property "quantaStart", in nanoseconds */
+/** Runs a machine for a time in nanoseconds. @return the growth of its property "quantaStart", in
+ * nanoseconds; 0 for a machine without that property */
 ORVY_API uint64_t orvy_machineRun(void *Machine, uint64_t Nanos);
 
 /**
@@ -183,25 +198,31 @@ ORVY_API uint64_t orvy_machineRun(void *Machine, uint64_t Nanos);
  */
 ORVY_API void orvy_postCallback(void *Obj, orvy_ThreadSafeCb Cb, void *Arg);
 
-/** Number of lines; 0 if the object lacks LineDataLoggerIface. */
+/** Number of lines that an object hands out; 0 if it lacks LineDataLoggerIface. */
 ORVY_API uint64_t orvy_lineDataGetLineCount(void *Obj);
-/** A line in the model's own form; null if the object lacks LineDataLoggerIface. */
+/** A line in the model's own form, which stays the model's; null if the object lacks
+ * LineDataLoggerIface. */
 ORVY_API void *orvy_lineDataGetLine(void *Obj, uint64_t Idx);
 
-/* Assembler front ends; the object must have CpuIface, else the log has an error. */
+/* Assembler front ends. The object is any one with CpuIface; one without it logs the error "object
+ * lacks CpuIface". Whether a text is an instruction is for the model to say. */
 
-/** Assembles one instruction. @return its word, 0 without CpuIface */
+/** Assembles one instruction. @return the instruction word; 0 without CpuIface */
 ORVY_API uint32_t orvy_assemble(void *Cpu, const char *Text);
-/** Disassembles a word. @return text the caller frees, or null */
+/** Disassembles an instruction word. @return a text that the caller releases with free, or null */
 ORVY_API char *orvy_disassemble(void *Cpu, uint32_t Instr);
-/** Disassembles a word. @return text that stays until the next such call on this thread, or null */
+/** Disassembles an instruction word. @return a text that stays until the next such call on this
+ * thread, or null */
 ORVY_API const char *orvy_disassembleAuto(void *Cpu, uint32_t Instr);
-/** Assembles one instruction into the memory that the processor's MemoryIface shows. */
+/** Assembles one instruction and writes its word, 4 bytes, at a physical address through the
+ * processor's MemoryIface. Without that interface the log has an error and nothing is written; a
+ * write that fails is not reported. */
 ORVY_API void orvy_assembleToMemory(void *Cpu, const char *Text, uint64_t Addr);
-/** Disassembles a word of memory. @return text the caller frees, or null */
+/** Disassembles the word at a physical address, read through the processor's MemoryIface. A word
+ * that cannot be read counts as 0. @return a text that the caller releases with free, or null */
 ORVY_API char *orvy_disassembleMemory(void *Cpu, uint64_t Addr);
-/** Disassembles a word of memory. @return text that stays until the next such call on this thread
- */
+/** As orvy_disassembleMemory. @return a text that stays until the next such call on this thread, or
+ * null */
 ORVY_API const char *orvy_disassembleMemoryAuto(void *Cpu, uint64_t Addr);
 
 ORVY_END_C

@@ -2,8 +2,9 @@
  *
  * A property names a field in the model object by its byte offset, or is a pseudo property that
  * exists only as functions. A register is a property with a description of its bits, listed in a
- * bank. The describing functions ignore a null class, so that a plug-in loaded twice runs through.
- * Descriptions live as long as the class; what an object holds is reached with Propval.h.
+ * bank. The describing functions ignore a null class, so that a plug-in that is loaded twice does
+ * no harm; a null name is an internal error, a null Doc is an empty one. Descriptions live as long
+ * as the class; what an object holds is reached with Propval.h.
  *
  * The paging functions take the first position, the most rows wanted and where to put them, and
  * return how many rows they wrote; with a null Out they return how many there are.
@@ -48,7 +49,7 @@ ORVY_STATIC_ASSERT(offsetof(orvy_PropInfo, Offset) == 24, "boundary record");
  * Adds a property that names a field. One of the same name is replaced.
  * @param Offset  bytes from the start of the object to the first element
  * @param Typ     type of the elements
- * @param Count   number of elements, 1 for a scalar
+ * @param Count   number of elements, 1 for a scalar; below 0 counts as 0
  * @param Writer  called by the write route, or null
  * @param Reader  called by the read route, or null
  * @param Doc     what it is for; empty when there is nothing to say
@@ -65,11 +66,12 @@ ORVY_API void orvy_addPseudoProperty(orvy_Class *Cls, const char *PropName, orvy
                                      int Count, orvy_PropWriter Writer, orvy_PropReader Reader,
                                      orvy_PropWriter Setter, orvy_PropReader Getter,
                                      const char *Doc);
-/** Has a reference property accept only objects with an interface of that type. An unknown property
- * is ignored; an earlier requirement is replaced. */
+/** Makes a reference property accept only objects with an interface of that type; what is refused
+ * later is logged. An unknown property is ignored; an earlier requirement is replaced. A null name
+ * is an internal error. */
 ORVY_API void orvy_requireInterface(orvy_Class *Cls, const char *PropName, const char *IfaceType);
-/** Adds a bank of registers. Returns it, or null if the class is null or has a bank of that name.
- */
+/** Adds a bank of registers. Returns it, or null, silently, if the class is null or has a bank of
+ * that name. The bank belongs to the class. */
 ORVY_API orvy_RegisterBank *orvy_addRegisterBank(orvy_Class *Cls, const char *BankName);
 /**
  * Adds a register to a bank, and to the class as a property. Arguments as of orvy_addProperty.
@@ -96,35 +98,39 @@ ORVY_API void orvy_addField(orvy_Register *Reg, const char *FieldName, uint64_t 
 
 /** The number of elements; -1 for a null argument, an unknown object or an unknown property. */
 ORVY_API int orvy_getPropLength(void *Obj, const char *PropName);
-/** The number of elements present: the size of an array of references, else as orvy_getPropLength.
- */
+/** The number of elements present: the size of an array of references, else as orvy_getPropLength,
+ * -1 included. */
 ORVY_API int orvy_getPropDynLength(void *Obj, const char *PropName);
 /** The type; ovTY_Invalid for a null argument, an unknown object or an unknown property. */
 ORVY_API orvy_Type orvy_getPropType(void *Obj, const char *PropName);
-/** Whether an existing property has no field: 1 or 0. */
+/** Whether the property has no field: 1 or 0; 0 if it does not exist. */
 ORVY_API int orvy_isPseudoProperty(void *Obj, const char *PropName);
-/** Whether an existing property has a field: 1 or 0. */
+/** Whether the property has a field: 1 or 0; 0 if it does not exist. */
 ORVY_API int orvy_isNormalProperty(void *Obj, const char *PropName);
-/** Whether the name, without a bracket part, is a property of the object: 1 or 0. */
+/** Whether the name, with or without a bracket part, is a property of the object or a delegate of a
+ * component: 1 or 0. */
 ORVY_API int orvy_objectHasProp(void *Obj, const char *PropName);
-/** The object and the property that a name, with or without a bracket part, stands for. */
+/** The object and the property that a name, with or without a bracket part, stands for, once the
+ * delegates of a component are resolved. Both fields null, silently, if there is none. The text
+ * belongs to the class or component. */
 ORVY_API orvy_PropName orvy_getPropName(void *Obj, const char *PropName);
 /** Pages through the properties of a class in name order; 0 for a null class. */
 ORVY_API unsigned orvy_propInfoForClass(orvy_Class *Cls, unsigned Start, unsigned Max,
                                         orvy_PropInfo *Out);
 
-/* Registers and fields. Text belongs to the record. */
+/* Registers and fields. Texts belong to the record and live as long as the class. */
 
-/** The bank of that name, or null. */
+/** The bank of that name; null if there is none, or for a null argument. */
 ORVY_API orvy_RegisterBank *orvy_getRegisterBank(orvy_Class *Cls, const char *BankName);
-/** Pages through the banks of a class in name order. */
+/** Pages through the banks of a class in name order; 0 for a null class. */
 ORVY_API unsigned orvy_getRegisterBanks(orvy_Class *Cls, unsigned Start, unsigned Max,
                                         orvy_RegisterBank **Out);
 /** The name of a bank; null for null. */
 ORVY_API const char *orvy_getRegisterBankName(orvy_RegisterBank *Bank);
-/** The register of that name in the bank's class, or null. */
+/** The register of that name in the bank's class, in whichever bank; null if there is none, or for
+ * a null argument. */
 ORVY_API orvy_Register *orvy_getRegister(orvy_RegisterBank *Bank, const char *RegName);
-/** Pages through the registers of a bank in the order of adding. */
+/** Pages through the registers of a bank in the order of adding; 0 for a null bank. */
 ORVY_API unsigned orvy_getRegisters(orvy_RegisterBank *Bank, unsigned Start, unsigned Max,
                                     orvy_Register **Out);
 /** The name of a register. A null register logs an error and yields null. */
@@ -135,32 +141,37 @@ ORVY_API const char *orvy_getRegisterDocs(orvy_Register *Reg);
 ORVY_API uint64_t orvy_getRegisterReadMask(orvy_Register *Reg);
 /** The union of the masks of the writable fields. A null register logs an error and yields 0. */
 ORVY_API uint64_t orvy_getRegisterWriteMask(orvy_Register *Reg);
-/** The value after a cold reset. A null register logs an error and yields 0. */
+/** The union of the cold reset values of all fields. A null register logs an error and yields 0. */
 ORVY_API uint64_t orvy_getRegisterColdResetValue(orvy_Register *Reg);
-/** The value after a warm reset. A null register logs an error and yields 0. */
+/** The union of the warm reset values of all fields. A null register logs an error and yields 0. */
 ORVY_API uint64_t orvy_getRegisterWarmResetValue(orvy_Register *Reg);
-/** The field of that name, or null, also for a null argument. */
+/** The field of that name, the first one added; null if there is none, or for a null argument. */
 ORVY_API orvy_Field *orvy_getField(orvy_Register *Reg, const char *FieldName);
-/** Pages through the fields of a register in the order of adding. */
+/** Pages through the fields of a register in the order of adding; 0 for a null register. */
 ORVY_API unsigned orvy_getFields(orvy_Register *Reg, unsigned Start, unsigned Max,
                                  orvy_Field **Out);
-/** The name of a field. */
+/** The name of a field; null for null. */
 ORVY_API const char *orvy_getFieldName(orvy_Field *Field);
-/** The documentation of a field. */
+/** The documentation of a field; null for null. */
 ORVY_API const char *orvy_getFieldDocs(orvy_Field *Field);
-/** The mask of a field, in register position. */
+/** The mask of a field, in register position; 0 for null. */
 ORVY_API uint64_t orvy_getFieldMask(orvy_Field *Field);
 
-/** The value of a field of element 0 of a register, shifted down, on the get route; 0 if there is
- * no such register or field. A null argument logs an error. */
+/** The value of a field of element 0 of a register, shifted down, on the get route. 0 if there is
+ * no such register or field, silently, or if an argument is null, with the error "invalid
+ * getFieldValue parameters". */
 ORVY_API uint64_t orvy_getFieldValue(void *Obj, const char *RegName, const char *FieldName);
-/** Stores a field of element 0 of a register, cut to its width, on the set route. The register is
- * of an unsigned type. Returns 0, or -1 if there is no such register or field, or an argument is
- * null. */
+/**
+ * Stores a field of element 0 of a register, on the set route: the rest of the register is fetched
+ * on the get route and stored back. An integer register whose type is not ovTY_U8, ovTY_U16,
+ * ovTY_U32 or ovTY_U64 ends the process with a fatal message.
+ * @param Val  value of the field, not shifted; cut to the field's width
+ * @return 0; -1 if there is no such register or field, or, with an error, if an argument is null
+ */
 ORVY_API int orvy_setFieldValue(void *Obj, const char *RegName, const char *FieldName,
                                 uint64_t Val);
 /** As orvy_setFieldValue, storing on the write route; the rest of the register is still fetched
- *  without a side effect. */
+ * without a side effect. */
 ORVY_API int orvy_writeFieldValue(void *Obj, const char *RegName, const char *FieldName,
                                   uint64_t Val);
 

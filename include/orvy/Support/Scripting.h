@@ -17,15 +17,16 @@ ORVY_BEGIN_C
 ORVY_API void orvy_initPythonScriptingSupportModule(void);
 
 /**
- * The function behind orvybuiltin.addCommand: makes a command that calls a Python object, to which
- * the command holds a reference.
+ * The function that Python calls as orvybuiltin.addCommand: makes a command that calls a Python
+ * object, to which the command holds a reference.
  * @param Self  not used
  * @param Args  a Python tuple: name, callable, dictionary of options, which is not used
  * @return a new reference to the Python integer 0; null with a Python exception for other
  * arguments, and without Python
  */
 ORVY_API void *orvy_addPythonCommand(void *Self, void *Args);
-/** Deletes the command that calls a Python object; nothing happens if there is none. */
+/** Deletes the command that calls a Python object, and releases its reference; nothing happens if
+ * there is none. */
 ORVY_API void orvy_removePythonCommand(void *Callable);
 
 ORVY_END_C

@@ -26,19 +26,23 @@ ORVY_API orvy_CpuExitReason orvy_simRunNanos(uint64_t Nanos);
 /**
  * Runs until the processors stand at a simulated time in nanoseconds, or, where it lies inside a
  * quantum, at the end of that quantum. Does nothing if the time of "sim" is there already. Unlike a
- * run for a duration it takes no quantum more, so that runs to successive times add up.
+ * run for a duration it does not take an extra quantum, so that runs to successive times add up.
  * @return why the run ended
  */
 ORVY_API orvy_CpuExitReason orvy_simRunUntil(uint64_t Nanos);
 
-/** Runs for a time in seconds. @return why the run ended */
+/** Runs for a time in seconds, truncated to nanoseconds; otherwise as orvy_simRunNanos. @return why
+ * the run ended */
 ORVY_API orvy_CpuExitReason orvy_simRunSecs(double Secs);
 
-/** Runs for the time that these cycles take on a processor. @return 0 at once if there is no such
- * one */
+/** Runs for the time that these cycles take on the processor of an index; otherwise as
+ * orvy_simRunNanos. @return why the run ended; ovCER_Normal at once if there is no such
+ * processor */
 ORVY_API orvy_CpuExitReason orvy_simRunCycles(int32_t Cpu, uint64_t Cycles);
 
-/** Steps one processor, the others following in time; the index must be below the count. */
+/** Steps the processor of an index for a number of steps; the others follow in time. Nothing runs
+ * if there is no such processor. A step from inside a run is refused with an error. @return why the
+ * step ended; ovCER_Normal if nothing ran */
 ORVY_API orvy_CpuExitReason orvy_simStep(int32_t Cpu, uint64_t Steps);
 
 /**
@@ -53,11 +57,11 @@ ORVY_API orvy_CpuExitReason orvy_simStep(int32_t Cpu, uint64_t Steps);
  */
 ORVY_API void orvy_simStop(void);
 
-/** Runs a function, which is not null, at a safe moment: at the end of a quantum, or at once if
- * there is no run. Any thread. */
+/** Runs a function at a safe moment: on the simulation thread at the end of a quantum, or at once
+ * on the calling thread if there is no run. Any thread. A null function is an internal error. */
 ORVY_API void orvy_simRunCallback(orvy_ThreadSafeCb Cb, void *Arg);
 
-/** 1 while a run is in progress. Any thread. */
+/** 1 while a run is in progress, else 0. Any thread. */
 ORVY_API uint8_t orvy_simIsRunning(void);
 
 /** Reason of the last run or step. Any thread. */
@@ -66,13 +70,14 @@ ORVY_API orvy_CpuExitReason orvy_simGetExitReason(void);
 /** Start of the present quantum, in nanoseconds. Any thread. */
 ORVY_API uint64_t orvy_simGetTime(void);
 
-/** Index of the processor whose turn it is. */
+/** Index of the processor whose turn it is, counted as orvy_simGetCpuCount does. */
 ORVY_API uint32_t orvy_simGetCurrentCpu(void);
 
-/** Number of processors. */
+/** Number of processors, which are those of orvy_getProcessors. */
 ORVY_API uint32_t orvy_simGetCpuCount(void);
 
-/** Sets the length of a quantum in nanoseconds. */
+/** Sets the length of a quantum in nanoseconds. With 0 the next run takes a default length, with a
+ * warning. */
 ORVY_API void orvy_simSetQuanta(uint64_t Nanos);
 
 ORVY_END_C
@@ -86,7 +91,8 @@ namespace orvy::sim {
 ORVY_API void registerAndCreateSimulatorObject();
 /// Returns the simulator to its state at start: a fresh queue and time 0. Its configuration stays.
 ORVY_API void reset();
-/// Kept for callers of old; the simulator finds components and processors in the object registry.
+/// Both do nothing and are kept for older callers: the simulator finds components and processors in
+/// the object registry.
 ORVY_API void addComponent(void *Component);
 ORVY_API void addCpu(void *Cpu);
 

@@ -26,11 +26,12 @@ ORVY_API void orvy_spwLsmInit(orvy_SpwLinkState *State);
  * @param LinkDisabled    the end is switched off
  * @param Connected       a far end is attached
  * @param OtherSideState  state of the far end, an orvy_SpwLinkState
- * @return 1 if the state has changed, else 0; a state that is none never changes
+ * @return 1 if the state has changed, else 0; a value that is not a state never changes
  */
 ORVY_API int orvy_spwLsmUpdate(orvy_SpwLinkState *State, uint8_t AutoStart, uint8_t LinkStart,
                                uint8_t LinkDisabled, uint8_t Connected, int OtherSideState);
-/** Name and number of a state, such as "Run(5)"; a text that says so for any other value. */
+/** Name and number of a state, such as "Run(5)", as static text; for any other value a text that
+ * begins with "UNKNOWN". */
 ORVY_API const char *orvy_spwLinkStateToStr(orvy_SpwLinkState State);
 
 ORVY_END_C

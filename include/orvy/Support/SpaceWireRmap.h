@@ -60,8 +60,8 @@ typedef struct orvy_SpwRmapDecodedCommandHeader {
 typedef struct orvy_SpwRmapDecodedWriteCommand {
   orvy_SpwRmapDecodedCommandHeader Header;
   const uint8_t *Data; /**< null when no byte follows the header */
-  uint32_t DataSize;   /**< bytes of the buffer behind the header, CRC included if it is there */
-  uint8_t DataCRC;     /**< set only if the buffer holds a byte behind the declared data */
+  uint32_t DataSize;   /**< bytes of the buffer after the header, CRC included if it is there */
+  uint8_t DataCRC;     /**< set only if the buffer holds a byte after the declared data */
 } orvy_SpwRmapDecodedWriteCommand;
 
 /** Body of a read-modify-write command. */
@@ -70,8 +70,8 @@ typedef struct orvy_SpwRmapDecodedRmwCommand {
   uint8_t DataLength;     /**< size of the data and of the mask, low 8 bits */
   const uint8_t *Data;    /**< null when no byte follows the header */
   const uint8_t *Mask;    /**< null unless bytes follow the data */
-  uint32_t AvailableSize; /**< bytes of the buffer behind the header */
-  uint8_t DataCRC;        /**< set only if the buffer holds a byte behind the declared data */
+  uint32_t AvailableSize; /**< bytes of the buffer after the header */
+  uint8_t DataCRC;        /**< set only if the buffer holds a byte after the declared data */
 } orvy_SpwRmapDecodedRmwCommand;
 
 /** Body of a reply to a read or a read-modify-write. */
@@ -84,8 +84,8 @@ typedef struct orvy_SpwRmapDecodedReadReply {
   uint16_t TransactionId;
   uint32_t DataLength;    /**< 24 bits */
   const uint8_t *Data;    /**< null when no byte follows the header */
-  uint32_t AvailableSize; /**< bytes of the buffer behind the header */
-  uint8_t DataCRC;        /**< set only if the buffer holds a byte behind the declared data */
+  uint32_t AvailableSize; /**< bytes of the buffer after the header */
+  uint8_t DataCRC;        /**< set only if the buffer holds a byte after the declared data */
 } orvy_SpwRmapDecodedReadReply;
 
 /** Body of a reply to a write. */
@@ -147,45 +147,52 @@ ORVY_STATIC_ASSERT(offsetof(orvy_SpwRmapDecodedPacket, Kind) == 32, "boundary re
 ORVY_STATIC_ASSERT(offsetof(orvy_SpwRmapDecodedPacket, Body) == 40, "boundary record");
 
 /**
- * Takes a packet apart. On failure the fields that were not reached stay as they were.
+ * Takes a packet apart, by the layouts of ECSS-E-ST-50-52C. On failure the fields that
+ * were not reached stay as they were.
  * @param Buffer   the bytes; they must outlive what is decoded
  * @param Decoded  receives the packet
- * @return 0 decoded, 1 too short for its kind, 2 neither command nor reply
+ * @return an orvy_SpwRmapResult: 0 decoded, 1 too short for its kind, 2 neither command nor reply
  */
 ORVY_API int orvy_spwRmapDecodeBuffer(const orvy_Buff *Buffer, orvy_SpwRmapDecodedPacket *Decoded);
-/** Takes a packet apart, as orvy_spwRmapDecodeBuffer does with its buffer. */
+/** Takes a packet apart, as orvy_spwRmapDecodeBuffer does with its buffer, and with its results. */
 ORVY_API int orvy_spwRmapDecodePacket(const orvy_SpwPacket *Packet,
                                       orvy_SpwRmapDecodedPacket *Decoded);
 
-/** Bytes that the header of the reply to a command takes, its reply address included. */
+/** Bytes that the header of the reply to a decoded command takes, its reply address included; 0 for
+ * a command type that does not exist. */
 ORVY_API uint32_t orvy_spwRmapHeaderReplySize(const orvy_SpwRmapDecodedPacket *Command);
 
-/** CRC of a number of bytes; 0 over a header or data with its own CRC behind it. */
+/** The RMAP CRC of a number of bytes; 0 over a header or data together with the CRC that follows
+ * it. */
 ORVY_API uint8_t orvy_spwRmapCRC(const void *Bytes, uint32_t Length);
-/** The CRC behind one more byte. A CRC starts at 0. */
+/** The RMAP CRC after one more byte. A CRC starts at 0. */
 ORVY_API uint8_t orvy_spwRmapCRCNextCode(uint8_t CRC, uint8_t Byte);
 
 /* Headers of replies: the reply address, then the header with its CRC. The data and its CRC are for
  * the caller to add. The result is the number of bytes written; 0, with nothing written, if the
- * destination is too small. */
+ * destination is too small or the reply address of the command longer than
+ * ORVY_SPW_RMAP_MAX_REPLY_ADDRESS. */
 
-/** Encodes the header of the reply to a read; DataLength counts 24 bits. */
+/** Encodes the header of the reply to a read; DataLength is in bytes, of which 24 bits count. */
 ORVY_API uint32_t orvy_spwRmapEncodeReadReplyHeader(const orvy_SpwRmapDecodedCommandHeader *Command,
                                                     uint8_t *Dest, uint32_t DestSize,
                                                     uint8_t Status, uint32_t DataLength);
-/** Encodes the header of the reply to a write, which is all of it. */
+/** Encodes the header of the reply to a write, which is the whole reply. */
 ORVY_API uint32_t
 orvy_spwRmapEncodeWriteReplyHeader(const orvy_SpwRmapDecodedCommandHeader *Command, uint8_t *Dest,
                                    uint32_t DestSize, uint8_t Status);
-/** Encodes the header of the reply to a decoded read command. */
+/** Encodes the header of the reply to a decoded read command; DataLength as of
+ * orvy_spwRmapEncodeReadReplyHeader. The kind of the packet is not checked. */
 ORVY_API uint32_t
 orvy_spwRmapEncodeReadReplyHeaderForPacket(const orvy_SpwRmapDecodedPacket *Command, uint8_t *Dest,
                                            uint32_t DestSize, uint8_t Status, uint32_t DataLength);
-/** Encodes the header of the reply to a decoded read-modify-write command. */
+/** Encodes the header of the reply to a decoded read-modify-write command, which has the form of a
+ * read reply; DataLength as there. The kind of the packet is not checked. */
 ORVY_API uint32_t orvy_spwRmapEncodeRmwHeaderForPacket(const orvy_SpwRmapDecodedPacket *Command,
                                                        uint8_t *Dest, uint32_t DestSize,
                                                        uint8_t Status, uint32_t DataLength);
-/** Encodes the header of the reply to a decoded write command. */
+/** Encodes the header of the reply to a decoded write command. The kind of the packet is not
+ * checked. */
 ORVY_API uint32_t orvy_spwRmapEncodeWriteReplyHeaderForPacket(
     const orvy_SpwRmapDecodedPacket *Command, uint8_t *Dest, uint32_t DestSize, uint8_t Status);
 

@@ -21,7 +21,8 @@ typedef struct orvy_Struct orvy_Struct;
  */
 ORVY_API orvy_Struct *orvy_registerStruct(const char *Name, size_t Size);
 
-/** The id of a record, counted from 0 in the order of registering; -1 if there is none. */
+/** The id of a record, counted from 0 in the order of registering; -1, silently, if there is
+ * none. */
 ORVY_API int64_t orvy_getStructID(const char *Name);
 
 /**
@@ -32,7 +33,8 @@ ORVY_API int64_t orvy_getStructID(const char *Name);
  */
 ORVY_API void orvy_structAddField(orvy_Struct *Struct, const char *Name, orvy_Type Typ,
                                   size_t Offset, unsigned Count);
-/** Adds a field that is a record itself. */
+/** Adds a field that is a record itself, or an array of Count of them; otherwise as
+ * orvy_structAddField. Sub must stay registered, as all records do. */
 ORVY_API void orvy_structAddStructField(orvy_Struct *Struct, const char *Name, orvy_Struct *Sub,
                                         size_t Offset, unsigned Count);
 

@@ -18,7 +18,7 @@ ORVY_BEGIN_C
 /**
  * Works out where the system is installed and appends its library directory to the plug-in path.
  * Call it before the first plug-in is loaded.
- * @param Command  name or path by which the front end was started
+ * @param Command  name or path by which the front end was started; null counts as empty
  */
 ORVY_API void orvy_initPathSupport(const char *Command);
 /**
@@ -27,7 +27,7 @@ ORVY_API void orvy_initPathSupport(const char *Command);
  */
 ORVY_API void orvy_initConfigDirs(void);
 /**
- * The same for a host that is to go on, or to end in a way of its own.
+ * As orvy_initConfigDirs, for a host that is to go on, or to end in a way of its own.
  * @return 0, or -1 after an error in the log; orvy_initSupportLib would then end the process
  */
 ORVY_API int orvy_tryConfigDirs(void);

@@ -1,7 +1,8 @@
 /* Symtab.h - the symbols of a target image: which one covers an address, which range a name has.
  *
  * A table is made by orvy_loadSymtab and only read from then on. Look-ups may come from any thread;
- * loading and disposal must not overlap with them. Texts that look-ups give belong to the table. */
+ * loading and disposal must not overlap with them. Texts that look-ups give belong to the table.
+ * The look-ups take neither a null table nor a null name. */
 
 #ifndef ORVY_SUPPORT_SYMTAB_H
 #define ORVY_SUPPORT_SYMTAB_H
@@ -18,8 +19,8 @@ typedef struct orvy_SymtabHandle *orvy_Symtab;
 /**
  * Reads the symbols of an ELF file from its ".symtab" and ".strtab" (System V ABI, chapter 4).
  * @param Table takes a new table, which orvy_disposeSymtab releases; untouched on failure
- * @return 0; -1, with an error in the log, for a file that is no readable ELF file; -1, silently,
- * for one without symbols
+ * @return 0; -1, with an error in the log, for a file that is not a readable 32-bit big-endian ELF
+ * file; -1, silently, for one without symbols
  */
 ORVY_API int orvy_loadSymtab(const char *Path, orvy_Symtab *Table);
 
@@ -34,27 +35,35 @@ ORVY_API void orvy_disposeSymtab(orvy_Symtab Table);
 ORVY_API void orvy_symtabGetFuncName(orvy_Symtab Table, const char **File, const char **Name,
                                      uint64_t Addr);
 
-/** The data object that covers an address, in the same way. */
+/**
+ * The data object that covers an address: the local one, else the global, else the weak one.
+ * @param File takes the source file of a local object, null otherwise
+ * @param Name takes the name, null if no data object covers the address
+ */
 ORVY_API void orvy_symtabGetObjName(orvy_Symtab Table, const char **File, const char **Name,
                                     uint64_t Addr);
 
 /**
- * The range of a global or weak function.
- * @param Addr takes its address @param Size takes its bytes
+ * The range of the global function of a name, else of the weak one.
+ * @param Addr takes its address
+ * @param Size takes its size in bytes
  * @return 0; -1, with both untouched, for a name that is not there or has no size
  */
 ORVY_API int orvy_symtabGetGlobalFuncRange(orvy_Symtab Table, const char *Name, uint64_t *Addr,
                                            uint64_t *Size);
 
-/** The range of a local function of a source file, in the same way. */
+/** The range of a local function of a source file, named as the table has it; results as of
+ * orvy_symtabGetGlobalFuncRange. */
 ORVY_API int orvy_symtabGetLocalFuncRange(orvy_Symtab Table, const char *File, const char *Name,
                                           uint64_t *Addr, uint64_t *Size);
 
-/** The range of a global or weak data object, in the same way. */
+/** The range of the global data object of a name, else of the weak one; results as of
+ * orvy_symtabGetGlobalFuncRange. */
 ORVY_API int orvy_symtabGetGlobalObjRange(orvy_Symtab Table, const char *Name, uint64_t *Addr,
                                           uint64_t *Size);
 
-/** The range of a local data object of a source file, in the same way. */
+/** The range of a local data object of a source file, named as the table has it; results as of
+ * orvy_symtabGetGlobalFuncRange. */
 ORVY_API int orvy_symtabGetLocalObjRange(orvy_Symtab Table, const char *File, const char *Name,
                                          uint64_t *Addr, uint64_t *Size);
 

@@ -3,9 +3,9 @@
  * Cycles belong to a processor or clock and need its frequency in Hz, which must be at least 1;
  * nanoseconds belong to machines; seconds are doubles. Integer results truncate toward zero, so a
  * conversion there and back can lose one unit: keep absolute times and derive limits from them.
- * What lies beyond the range of the result is its end: INT64_MAX or INT64_MIN. The
- * conversions and the wall clocks have no state and may be called from any thread. Frequencies up
- * to 9223372036 Hz are supported. */
+ * A result beyond the range is clamped to INT64_MAX or INT64_MIN. The conversions and the wall
+ * clocks have no state and may be called from any thread; the present time of an object belongs to
+ * the simulation thread. Frequencies up to 9223372036 Hz are supported. */
 
 #ifndef ORVY_SUPPORT_TIME_H
 #define ORVY_SUPPORT_TIME_H
@@ -14,22 +14,22 @@
 
 ORVY_BEGIN_C
 
-/** Converts cycles at Freq Hz to nanoseconds. */
+/** Converts cycles at Freq Hz to nanoseconds; 0 at a frequency below 1. */
 ORVY_API int64_t orvy_cyclesToNanos(int64_t Cycles, int64_t Freq);
 
-/** Converts nanoseconds to cycles at Freq Hz. */
+/** Converts nanoseconds to cycles at Freq Hz; 0 at a frequency of 0. */
 ORVY_API int64_t orvy_nanosToCycles(int64_t Nanos, uint64_t Freq);
 
-/** Converts cycles at Freq Hz to seconds. */
+/** Converts cycles at Freq Hz to seconds; 0 at a frequency below 1. */
 ORVY_API double orvy_cyclesToSecs(int64_t Cycles, int64_t Freq);
 
-/** Converts seconds to cycles at Freq Hz; note the order of the arguments. */
+/** Converts seconds to cycles at Freq Hz; note the order of the arguments. NaN counts as 0. */
 ORVY_API int64_t orvy_secsToCycles(int64_t Freq, double Secs);
 
 /** Converts nanoseconds to seconds. */
 ORVY_API double orvy_nanosToSecs(int64_t Nanos);
 
-/** Converts seconds to nanoseconds. */
+/** Converts seconds to nanoseconds. NaN counts as 0. */
 ORVY_API int64_t orvy_secsToNanos(double Secs);
 
 /**

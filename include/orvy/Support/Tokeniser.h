@@ -13,7 +13,7 @@
 namespace orvy::cl {
 
 /// Collects the words of one command, which may take several pieces of text: a quote that is open
-/// at the end of a piece, or a line feed behind a backslash, asks for more.
+/// at the end of a piece, or a line feed after a backslash, asks for more.
 ///
 ///     Tokeniser Words;
 ///     Words.tokString("memory-load 'my file' base=0x1000");
@@ -26,7 +26,7 @@ public:
     Complete = 0,         ///< the command ends here
     NeedsSingleQuote = 1, ///< a single quote is open
     NeedsDoubleQuote = 2, ///< a double quote is open
-    NeedsNextLine = 3     ///< the text ends in a line feed behind a backslash
+    NeedsNextLine = 3     ///< the text ends in a line feed after a backslash
   };
 
   explicit Tokeniser(std::string Delimiters = "\t \n", std::string SpecialChars = "{}()[]<>");
@@ -66,7 +66,7 @@ private:
   std::string Delimiters;
   std::string SpecialChars;
   bool Force = false;        // the word has a quote or a backslash
-  bool Continuation = false; // the last that was read is a line feed behind a backslash
+  bool Continuation = false; // the last that was read is a line feed after a backslash
   uint32_t Line = 1;
   uint32_t StartLine = 1;
   State Mode = Normal;

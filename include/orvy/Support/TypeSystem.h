@@ -41,9 +41,9 @@ typedef ORVY_ENUM(orvy_BuiltInType){
     ovBT_Double = 20} orvy_BuiltInType;
 ORVY_STATIC_ASSERT(sizeof(orvy_BuiltInType) == 4, "boundary enumeration");
 
-/** The record of a built-in type. Any other value is an internal error. */
+/** The record of a built-in type, the library's own. Any other value is an internal error. */
 ORVY_API const orvy_MetaType *orvy_typesysGetBuiltIn(orvy_BuiltInType Which);
-/** A new record of the pointers to a type; each call makes another one. */
+/** A new record of the pointers to a type, the caller's; each call makes another one. */
 ORVY_API orvy_PointerMetaType *orvy_typesysGetPointerMetaType(const orvy_MetaType *Pointee);
 /**
  * A new record of the functions of a signature, called as "return (*)(arguments)".
@@ -53,14 +53,15 @@ ORVY_API orvy_PointerMetaType *orvy_typesysGetPointerMetaType(const orvy_MetaTyp
 ORVY_API orvy_FuncMetaType *orvy_typesysRegisterFunc(const char *Name, const orvy_MetaType *Ret,
                                                      size_t Count,
                                                      const orvy_MetaType *const *Types);
-/** As orvy_typesysRegisterFunc, of functions that take more arguments behind those in Types. */
+/** As orvy_typesysRegisterFunc, for functions that take more arguments after those in Types. */
 ORVY_API orvy_FuncMetaType *orvy_typesysRegisterVariadicFunc(const char *Name,
                                                              const orvy_MetaType *Ret, size_t Count,
                                                              const orvy_MetaType *const *Types);
-/** A new record of a structure whose fields, in order, have these types and empty names. */
+/** A new record, the caller's, of a structure whose fields, in order, have these types and empty
+ * names. Count is the number of types. */
 ORVY_API orvy_StructMetaType *orvy_typesysRegisterStruct(const char *Name, size_t Count,
                                                          const orvy_MetaType *const *Types);
-/** Makes sure that the records of the object system's own types exist. */
+/** Makes sure that the records of the object system's own types exist. May be called again. */
 ORVY_API void orvy_typesystemInitOrvyTypes(void);
 
 ORVY_END_C
@@ -281,7 +282,7 @@ struct ORVY_API Field {
   std::string Doc;
 };
 
-/// A structure. Each field lies behind the one before, at the next multiple of its own alignment.
+/// A structure. Each field lies after the one before, at the next multiple of its own alignment.
 /// The structure is aligned as its first field, and its size is a multiple of that: where a later
 /// field has a greater alignment, a compiler makes the structure larger.
 class ORVY_API StructType : public Type {
@@ -383,7 +384,7 @@ private:
 };
 
 /// Calls functions of described types. Arguments must be those of the type, in number and order;
-/// behind the fixed ones of a variadic function any may follow, promoted as C does. On any thread.
+/// after the fixed ones of a variadic function any may follow, promoted as C does. On any thread.
 class ORVY_API FFIAdapter {
 public:
   /// What the function returns is dropped.

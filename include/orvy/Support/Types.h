@@ -57,7 +57,7 @@ typedef struct orvy_IfaceRefArray {
   orvy_IfaceRef *Ifaces; /**< the elements */
 } orvy_IfaceRefArray;
 
-/** A growing array of values of one type; the elements lie behind VecData. */
+/** A growing array of values of one type; the elements are reached with orvy_vecGetData. */
 typedef struct orvy_Vector {
   orvy_Type Typ; /**< type of the elements */
   void *VecData; /**< private; null marks an invalid vector */
@@ -76,7 +76,7 @@ typedef struct orvy_List {
   orvy_ListNode *Tail;
 } orvy_List;
 
-/** The shared block behind copy-on-write buffers. */
+/** The block of bytes that copy-on-write buffers share. */
 typedef struct orvy_BuffBlock {
   uint32_t RefCount;
   uint8_t *Data;

@@ -16,11 +16,11 @@ namespace orvy {
 ORVY_API bool parseSymbol(const std::string &Text) noexcept;
 
 /// Reads an integer: blanks and tabs, a sign, a base, digits that '_' may separate. The base is 16
-/// behind "0x", 8 behind "0o" or "0", 2 behind "0b", in either case of letter, and otherwise 10.
+/// after "0x", 8 after "0o" or "0", 2 after "0b", in either case of letter, and otherwise 10.
 /// The value wraps in 64 bits. Value stays as it is unless the whole text was read.
 ORVY_API bool parseInt(const std::string &Text, long &Value) noexcept;
 
-/// Reads a real number in any form that strtod takes, in the process's locale. Text behind the
+/// Reads a real number in any form that strtod takes, in the process's locale. Text after the
 /// number is a failure that has stored the number; on any other failure, a number out of range
 /// among them, Value stays as it is.
 ORVY_API bool parseDouble(const std::string &Text, double &Value) noexcept;

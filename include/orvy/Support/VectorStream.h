@@ -40,8 +40,8 @@ struct LEB128Bits {
   bool Negative = false; ///< the sign of a signed value
 };
 
-/// Reads a LEB128 value of at most MaxBytes and moves the cursor behind it.
-/// @return whether it ended ahead of End; otherwise the cursor stays
+/// Reads a LEB128 value of at most MaxBytes and moves the cursor after it.
+/// @return whether it ended before End; otherwise the cursor stays
 template <unsigned MaxBytes, typename Iterator>
 bool readLEB128(Iterator &Cursor, Iterator End, LEB128Bits &Bits) {
   Iterator At = Cursor;
@@ -65,8 +65,8 @@ inline int64_t signedValue(const LEB128Bits &Bits) {
 
 } // namespace detail
 
-/// Decodes an unsigned LEB128 value of at most 9 bytes and moves the cursor behind it.
-/// @return whether the value ended ahead of End; otherwise the cursor and Value stay
+/// Decodes an unsigned LEB128 value of at most 9 bytes and moves the cursor after it.
+/// @return whether the value ended before End; otherwise the cursor and Value stay
 template <std::input_iterator Iterator>
 bool decodeULEB128(Iterator &Cursor, Iterator End, uint64_t &Value) {
   detail::LEB128Bits Bits;
