@@ -35,7 +35,7 @@ void readTokens(std::string_view Text) {
       break;
     if (!Next.Start)
       continue;
-    require(Next.Start > Last && Next.End >= Next.Start, "each token behind the one before");
+    require(Next.Start > Last && Next.End >= Next.Start, "each token after the one before");
     require(Next.End < Text.data() + Text.size(), "no token outside the text");
     Last = Next.End;
   }
