@@ -341,14 +341,14 @@ template <typename Number> void Writer::numbers(const Json::binary_t &Packed, un
   std::array<char, Copied> Fixed{};
   const bool IsShort = Start.size() <= Copied;
   if (IsShort)
-    std::memcpy(Fixed.data(), Start.data(), Start.size());
+    std::ranges::copy(Start, Fixed.begin());
   char Opening = '[';
   for (size_t At = 0; At < Packed.size(); At += sizeof(Number)) {
     char *To = room(std::max(Start.size(), Copied) + LongestNumber);
     if (IsShort)
       std::memcpy(To, Fixed.data(), Copied);
     else
-      std::memcpy(To, Start.data(), Start.size());
+      std::ranges::copy(Start, To);
     *To = std::exchange(Opening, ',');
     Number Value;
     std::memcpy(&Value, Packed.data() + At, sizeof(Number));

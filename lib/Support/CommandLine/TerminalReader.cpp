@@ -152,7 +152,7 @@ static bool isOpenable(const std::string &Dir) {
 }
 
 std::string orvy::cl::getHistoryFilePath() {
-  const std::string Path = resolvePath("~/.config/orvy/command-history");
+  std::string Path = resolvePath("~/.config/orvy/command-history");
   for (size_t Slash = Path.find('/'); Slash != Path.npos; Slash = Path.find('/', Slash + 1)) {
     const std::string Dir = Path.substr(0, Slash + 1);
     if (isOpenable(Dir) || fs::mkdir(Dir.c_str(), false))

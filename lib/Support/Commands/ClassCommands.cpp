@@ -8,7 +8,6 @@
 using namespace orvy;
 using namespace orvy::cl;
 using objsys::Class;
-using objsys::Port;
 using objsys::Property;
 
 namespace {

@@ -159,11 +159,11 @@ void forgetName(int64_t EvId) {
 }
 
 /// Enters a key. The first event under it keeps it until it is depublished.
-void enterKey(EventKey Key, int64_t EvId) {
+void enterKey(const EventKey &Key, int64_t EvId) {
   auto [Entry, IsNew] = EventMap.try_emplace(Key, EvId);
   if (!IsNew && !Table.find(Entry->second))
     EventNameMap.erase(std::exchange(Entry->second, EvId));
-  EventNameMap.try_emplace(EvId, std::move(Key));
+  EventNameMap.try_emplace(EvId, Key);
 }
 
 /// Publishes an owner's record, or without one a record of the library.

@@ -413,6 +413,8 @@ void deserialise(void *, const char *, void *Ctxt) {
   // Components have created theirs ahead of others.
   if (Count < 0)
     std::ranges::sort(Cpus, isNamedBefore);
+  else
+    Ordered.reserve(static_cast<size_t>(Count));
   for (int Idx = 0; Idx < Count; ++Idx)
     Ordered.push_back(orvy_checkpointGetValue(Ctxt, "processors", static_cast<uint32_t>(Idx)).Obj);
   if (std::is_permutation(Ordered.begin(), Ordered.end(), Cpus.begin(), Cpus.end()))

@@ -27,7 +27,6 @@
 using namespace orvy;
 using namespace orvy::objsys;
 using component::disposeVector;
-using component::isClock;
 using component::MostLevels;
 using component::objectsIn;
 using component::owns;

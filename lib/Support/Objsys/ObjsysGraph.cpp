@@ -29,6 +29,7 @@ namespace {
 /// Runs a program to its end. One that cannot be started leaves no trace.
 void runProgram(std::vector<std::string> Words) {
   std::vector<char *> Args;
+  Args.reserve(Words.size() + 1);
   for (std::string &Word : Words)
     Args.push_back(Word.data());
   Args.push_back(nullptr);

@@ -50,6 +50,7 @@ static uint64_t endOf(const Field &Each) {
 
 static std::vector<ffi_type *> describe(const std::vector<Field> &Fields) {
   std::vector<ffi_type *> Types;
+  Types.reserve(Fields.size());
   for (const Field &Each : Fields)
     Types.push_back(Each.Ty->getFFIType());
   return Types;

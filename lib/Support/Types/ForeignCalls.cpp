@@ -99,6 +99,7 @@ void *Argument::getValuePtr() const {
 
 static void invoke(ffi_cif &Call, void *Addr, const std::vector<Argument> &Args, void *Result) {
   std::vector<void *> Values;
+  Values.reserve(Args.size());
   for (const Argument &Each : Args)
     Values.push_back(Each.getValuePtr());
   ffi_call(&Call, FFI_FN(Addr), Result, Values.data());
