@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The options, behind those that hold unless they say otherwise. Repetitions of a path and of its
+/// The options, after the defaults that they may override. Repetitions of a path and of its
 /// yardstick alternate, so that what else the machine does falls on both.
 std::vector<char *> withDefaults(int argc, char **argv) {
   static char Repetitions[] = "--benchmark_repetitions=25";

@@ -134,7 +134,7 @@ bool runAll(bool (*Start)()) {
   try {
     Chosen = Filter == "all" ? "" : Filter;
   } catch (const std::regex_error &) {
-    std::fprintf(stderr, "benchmarks: '%s' is no regular expression\n", Filter.c_str());
+    std::fprintf(stderr, "benchmarks: '%s' is not a regular expression\n", Filter.c_str());
     return false;
   }
   std::printf("%-44s %9s %9s %7s  %s\n", "hot path", "ns", "yardstick", "ratio", "goal");

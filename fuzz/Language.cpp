@@ -52,7 +52,7 @@ void parse(std::string_view Text) {
   Parser Input(Text, Tracing::Off);
   Input.consumeToken();
   const OwnedNode Command = Input.parseCommand();
-  require(!Input.wantsMore() || Input.eof(), "more is only wanted behind the end");
+  require(!Input.wantsMore() || Input.eof(), "more is only wanted after the end");
   if (Command)
     evaluate(*Command);
   Input.restart(Text);
@@ -60,7 +60,7 @@ void parse(std::string_view Text) {
   Input.parseCommandSeq();
 }
 
-// Also what stands in a command that is none to evaluate.
+// Also what a command holds that is not evaluated.
 void parseAlone(std::string_view Text) {
   Parser Input(Text);
   Input.consumeToken();

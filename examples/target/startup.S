@@ -35,7 +35,7 @@
         mov     \level, %l3
         .endm
 
-! From the invalid window, with the rotated WIM in %g1 and its old value in %l7: saves the window behind it.
+! From the invalid window, with the rotated WIM in %g1 and its old value in %l7: saves the window after it.
         .macro  SAVE_OLDEST
         save
         mov     %g1, %wim
@@ -162,7 +162,7 @@ another:
 #endif
 
 ! %l0 psr, %l1 pc, %l2 npc, %l3 wim. The trap has moved into the invalid window, which now is the oldest one:
-! save the one behind it and mark that invalid.
+! save the one after it and mark that invalid.
 windowOverflow:
         mov     %g1, %l7
         srl     %l3, 1, %g1
@@ -172,7 +172,7 @@ windowOverflow:
         jmp     %l1
         rett    %l2
 
-! The restore wants the invalid window: load it from its stack and mark the one behind it invalid.
+! The restore wants the invalid window: load it from its stack and mark the one after it invalid.
 windowUnderflow:
         sll     %l3, 1, %l4
         srl     %l3, WINDOWS - 1, %l5

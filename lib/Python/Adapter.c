@@ -63,7 +63,7 @@ EXPORTED void Py_Finalize(void) {
   IsOurs = 0;
 }
 
-/* Bytes that are no UTF-8 come back unchanged where Python hands the text to the system. */
+/* Bytes that are not UTF-8 come back unchanged where Python hands the text to the system. */
 EXPORTED PyObject *PyString_FromString(const char *Text) {
   return PyUnicode_DecodeFSDefault(Text);
 }
@@ -72,7 +72,7 @@ EXPORTED PyObject *PyInt_FromLong(long Value) {
   return PyLong_FromLong(Value);
 }
 
-/* 0 for what is no integer. */
+/* 0 for what is not an integer. */
 EXPORTED long PyInt_AsLong(PyObject *Object) {
   return PyLong_Check(Object) ? PyLong_AsLong(Object) : 0;
 }

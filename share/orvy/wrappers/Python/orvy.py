@@ -267,7 +267,7 @@ _start()
 
 class Object:
     """An object of the machine: the one that has the name. After a checkpoint was restored it stands for
-    the restored object of that name. Where there is none any more, its use raises Error."""
+    the restored object of that name. If there is none left, its use raises Error."""
 
     __slots__ = ("_handle", "_name")
 
@@ -279,7 +279,7 @@ class Object:
     def handle(self):
         """The address of the object, which may change when a checkpoint is restored."""
         if not self.exists:
-            raise Error(f"there is no object '{self.name}' any more")
+            raise Error(f"the object '{self.name}' is gone")
         return self._handle
 
     @property
@@ -334,7 +334,7 @@ def _split(member):
     """The bare name and the index of a property or interface."""
     found = _MEMBER.fullmatch(member)
     if not found:
-        raise Error(f"'{member}' is no name of a property or interface")
+        raise Error(f"'{member}' is not the name of a property or interface")
     return found[1].encode(), int(found[2] or 0)
 
 
