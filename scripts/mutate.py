@@ -60,7 +60,8 @@ class Mutation:
     """One change: the text between two offsets is replaced. Lines keep their numbers."""
 
     file: str
-    line: int  # of the change, and of the body it is in: both from 1
+    line: int  # from 1, as the column and the line on which the function's body begins
+    column: int
     body: int
     start: int
     end: int
@@ -334,9 +335,9 @@ def mutations(file, text, seed):
     lines, seen = text.split("\n"), {}
     for kind, start, end, texts, body in Finder(file, text).run():
         before = text[start:end]
-        row = text.count("\n", 0, start)
-        key = (lines[row].strip(), kind, start - text.rfind("\n", 0, start), before)
+        row, column = text.count("\n", 0, start), start - text.rfind("\n", 0, start)
+        key = (lines[row].strip(), kind, column, before)
         seen[key] = seen.get(key, 0) + 1
         rank = digest(seed, file, *key, seen[key])
         after = texts[int(rank, 16) % len(texts)]
-        yield Mutation(file, row + 1, body, start, end, kind, before, after, rank)
+        yield Mutation(file, row + 1, column, body, start, end, kind, before, after, rank)
