@@ -41,6 +41,8 @@ OPAQUE = {"sizeof", "alignof", "alignas", "decltype", "noexcept", "reserve", "__
           "__builtin_prefetch", "__builtin_unreachable"}  # fmt: skip
 # Calls that are not deleted: only other tools see what is missing.
 UNSEEN = {"free", "reserve", "shrink_to_fit", "__builtin_prefetch"}
+# Results that the empty one equals, or that are changed in another way.
+UNCHANGED = {"{}", "0", "nullptr", "std::nullopt", "true", "false", '""', "*this"}
 NO_STATEMENT = DECLARATIVE | CONTROLS | TYPES | OPAQUE | {
     "return", "throw", "delete", "goto", "break", "continue", "case", "default", "else", "do", "try",
     "const", "auto", "namespace", "template", "typename", "operator", "new", "co_return", "co_yield",
@@ -288,7 +290,7 @@ class Finder:
         if end is None or end == i + 1:
             return
         value = source.text[source.tokens[i + 1].start : source.tokens[end - 1].end]
-        if value not in ("{}", "0", "nullptr", "std::nullopt", "true", "false", '""', "*this") and not INTEGER.match(value):
+        if value not in UNCHANGED and not INTEGER.match(value):
             lines = value.count("\n")
             self.add("result", i + 1, end - 1, "{}" + "\n" * lines)
 
