@@ -250,6 +250,7 @@ int main(int argc, char **argv) {
   const double Seconds = argc > 1 ? std::atof(argv[1]) : 3;
   Random.seed(argc > 2 ? static_cast<unsigned>(std::atol(argv[2])) : std::random_device()());
   orvy_initPathSupport(argv[0]);
+  orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy_logSetLevel(ovLOG_Error);
   registerClasses();
