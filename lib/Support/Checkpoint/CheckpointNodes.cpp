@@ -58,7 +58,7 @@ LostReferences takeLostReferences() {
 }
 
 void checkLevel(unsigned Level) {
-  if (Level >= MostLevels)
+  if (Level >= MaxLevels)
     throw Unfit("containers are nested too deeply");
 }
 

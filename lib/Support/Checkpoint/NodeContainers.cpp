@@ -39,8 +39,8 @@ void disposeList(orvy_List &List) {
   }
 }
 
-/// Releases a value that was read, with all that lies in it. The disposal functions of containers
-/// leave what they do not own.
+/// Releases a value that was read, and everything in it. The containers' own disposal functions do
+/// not dispose of their elements.
 void dispose(orvy_Propval &Pv) {
   switch (Pv.Typ) {
   case ovTY_String:
@@ -90,7 +90,7 @@ Owned readString(const Entries &Data, size_t Idx) {
   return Owned(Pv);
 }
 
-/// A reference inside a container: null if there is no such object or interface.
+/// A reference inside a container; null if the object or interface does not exist.
 orvy_Propval readReference(const Entries &Data, orvy_Type Typ, size_t Idx) {
   orvy_Propval Pv = {};
   Pv.Typ = Typ;
@@ -115,7 +115,7 @@ orvy_Propval readReference(const Entries &Data, orvy_Type Typ, size_t Idx) {
   return Pv;
 }
 
-/// An element that is no container.
+/// An element that is not a container.
 Owned readFlat(const Entries &Data, orvy_Type Typ, size_t Idx) {
   if (isNumber(Typ))
     return Owned(numberAt(Data, Typ, Idx));
@@ -129,7 +129,7 @@ Owned readElement(const Entries &Data, orvy_Type Typ, size_t Idx, unsigned Level
     return readFlat(Data, Typ, Idx);
   Owned Element = read(Data.at(Idx), Level + 1);
   if (Element.get().Typ != Typ)
-    throw Unfit("it holds an element of another type than the others");
+    throw Unfit("it holds elements of different types");
   return Element;
 }
 
@@ -147,7 +147,7 @@ Owned readDict(const Json &Node, unsigned Level) {
   return Dict;
 }
 
-/// The type of elements; ovTY_Invalid for a container that was never created.
+/// The element type; ovTY_Invalid for a container that was never created.
 orvy_Type elementType(const Json &Node, const Entries &Data) {
   const Json &Name = Node.at("elemtype");
   if (Data.size() == 0 && Name.is_string() && Name.get_ref<const std::string &>().empty())
@@ -159,7 +159,7 @@ void push(orvy_Vector &Vec, Owned Element) {
   if (Vec.Typ == ovTY_String && !Element.get().String)
     throw Unfit("it holds a null string in a vector");
   orvy_vecPush(&Vec, Element.get());
-  if (Vec.Typ != ovTY_String) // of which the vector has a copy
+  if (Vec.Typ != ovTY_String) // the vector copies strings
     Element.take();
 }
 

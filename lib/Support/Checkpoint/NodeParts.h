@@ -1,4 +1,4 @@
-// NodeParts.h - what the sources that turn values into nodes and back share.
+// NodeParts.h - helpers shared by the sources that turn values into nodes and back.
 
 #ifndef ORVY_LIB_NODEPARTS_H
 #define ORVY_LIB_NODEPARTS_H
@@ -14,7 +14,8 @@
 
 namespace orvy::checkpoint {
 
-static_assert(std::endian::native == std::endian::little, "packed numbers are copied");
+static_assert(std::endian::native == std::endian::little,
+              "packed numbers are stored in the byte order of the host");
 
 /// The name of a null object in a node.
 constexpr const char *NullObject = "<null>";
@@ -31,12 +32,12 @@ inline bool isWide(orvy_Type Typ) {
 inline bool isSigned(orvy_Type Typ) {
   return Typ == ovTY_Intptr || (Typ >= ovTY_I8 && Typ <= ovTY_I64);
 }
-/// Values of these types are typed nodes of their own inside containers.
+/// Whether a value of the type is a node of its own inside a container.
 inline bool isNested(orvy_Type Typ) {
   return Typ == ovTY_Buffer || Typ >= ovTY_Dict;
 }
 
-/// The value at an address that holds one of the type.
+/// The value of the type stored at an address.
 inline orvy_Propval valueOf(orvy_Type Typ, const void *Element) {
   orvy_Propval Pv = {};
   Pv.Typ = Typ;
@@ -44,13 +45,13 @@ inline orvy_Propval valueOf(orvy_Type Typ, const void *Element) {
   return Pv;
 }
 
-/// Counts a reference that is lost, and keeps why the first one was.
+/// Counts a lost reference and keeps the reason of the first one.
 void lose(const std::string &Why);
 
 /// Throws if containers are nested too deeply.
 void checkLevel(unsigned Level);
 
-/// A value with all that it owns, until someone takes it over.
+/// A value and everything it owns. Disposes of them unless the value is taken.
 class Owned {
 public:
   explicit Owned(const orvy_Propval &Pv) : Value(Pv) {}

@@ -28,7 +28,7 @@ size_t Entries::size() const {
 
 const Json &Entries::at(size_t Idx) const {
   if (!Plain)
-    throw Unfit("it holds numbers for something else");
+    throw Unfit("it holds packed numbers instead of other values");
   if (Idx >= Plain->size())
     throw Unfit("it holds too few entries");
   return (*Plain)[Idx];
@@ -36,10 +36,10 @@ const Json &Entries::at(size_t Idx) const {
 
 namespace {
 
-/// The whole number that a real one stands for, as in 5.0 or 1e3: other writers of JSON tell the
-/// two kinds apart in other ways, or not at all.
+/// Accepts an integer written as a real number, as in 5.0 or 1e3: not every writer of JSON keeps
+/// the two kinds apart.
 template <typename Whole> Whole wholeNumber(double Real, Whole Min, Whole Max) {
-  // Of 2^64 and its like the type's greatest number is the neighbour below.
+  // Max rounds up to a power of two as a double when Whole has 64 bits: compare with that too.
   bool IsInRange = Real >= static_cast<double>(Min) && Real <= static_cast<double>(Max) &&
                    Real < std::ldexp(1.0, std::numeric_limits<Whole>::digits);
   if (!IsInRange)
@@ -62,7 +62,7 @@ uint64_t Entries::unsignedAt(size_t Idx, uint64_t Max) const {
     if (Entry.is_number_float())
       return wholeNumber<uint64_t>(Entry.get<double>(), 0, Max);
     if (!Entry.is_number_unsigned() && !(Entry.is_number_integer() && Entry.get<int64_t>() >= 0)) {
-      Entry.get<uint64_t>(); // the library tells what is no number
+      Entry.get<uint64_t>(); // throws if the entry is not a number
       throw Unfit("it holds a number that is out of range");
     }
     Number = Entry.get<uint64_t>();

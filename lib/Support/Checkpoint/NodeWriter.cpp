@@ -20,7 +20,7 @@ const char *nameOfObject(const void *Obj) {
   throw Unfit("it refers to an object without a name");
 }
 
-/// The name under which a class publishes a table, with its index in an array of tables.
+/// The name under which the object's class publishes the table, with an index if it is an array.
 std::string nameOfIface(const orvy_IfaceRef &Ref) {
   const Class *Cls = Class::classForObject(Ref.Obj);
   if (const IfaceInstance *First = Cls->interfaceForPointer(Ref.Iface))
@@ -58,7 +58,7 @@ void appendNumber(Json::array_t &Data, const orvy_Propval &Pv) {
     Data.emplace_back(orvy_asUnsigned(Pv));
 }
 
-/// The entries of a value that is no container.
+/// Appends the entries of a value that is not a container.
 void appendScalar(Json::array_t &Data, const orvy_Propval &Pv) {
   if (isNumber(Pv.Typ))
     appendNumber(Data, Pv);
@@ -79,7 +79,7 @@ Json packedNumbers(const void *Data, size_t Bytes, unsigned Width) {
   return Json::binary(Json::binary_t::container_type(First, First + Bytes), Width);
 }
 
-/// 64-bit numbers as pairs of their halves.
+/// 64-bit numbers as pairs of 32-bit numbers, high half first.
 Json packedPairs(const void *Data, size_t Count) {
   Json::binary_t::container_type Bytes(Count * 8);
   const auto *From = static_cast<const uint8_t *>(Data);
@@ -130,7 +130,7 @@ Json typedValue(const orvy_Propval &Pv, Form F, unsigned Level) {
   }
 }
 
-/// A reference as it can be written: null if its object has no name or does not publish the table.
+/// The value itself, or a null reference if its object has no name or does not publish the table.
 orvy_Propval writable(const orvy_Propval &Pv) {
   try {
     if (Pv.Typ == ovTY_Obj)
@@ -164,7 +164,7 @@ Json dictEntries(orvy_Dict *Dict, Form F, unsigned Level) {
   return Data;
 }
 
-/// A container that was never created has elements of no type.
+/// A container that was never created has no element type.
 Json sequenceNode(orvy_Type Typ, orvy_Type ElemTyp, Json Data) {
   const char *ElemName = typeIdToString(ElemTyp);
   if (!ElemName && !Data.empty())
@@ -174,7 +174,7 @@ Json sequenceNode(orvy_Type Typ, orvy_Type ElemTyp, Json Data) {
   return Node;
 }
 
-/// The entries of an element of a property.
+/// Appends the entries of one element of a property.
 void appendPropertyElement(Json::array_t &Data, const orvy_Propval &Pv, Form F) {
   if (Pv.Typ == ovTY_Buffer)
     Data.push_back(bytesOf(Pv.Buffer, F));
@@ -193,8 +193,8 @@ template <typename Fetch> Json plainArray(size_t Count, Form F, Fetch At) {
   return Data;
 }
 
-/// What a property gives on the get route, made to fit the property's type: a hook may give another
-/// number, and a property without a hook nothing.
+/// The value that the get route returns, converted to the property's type. A hook may return a
+/// number of another type, and a property without a hook has no value.
 orvy_Propval fetch(const Property &Prop, void *Obj, size_t Idx) {
   orvy_Type Typ = Prop.Typ == ovTY_IfaceRefArray ? ovTY_IfaceRef : Prop.Typ;
   orvy_Propval Pv = Prop.getValue(Obj, static_cast<unsigned>(Idx));

@@ -17,7 +17,7 @@ namespace orvy::checkpoint {
 
 namespace {
 
-/// The elements that a property has room for; those beyond are told of.
+/// Clamps a number of elements to what the property has room for, and logs if some do not fit.
 size_t fitting(const Property &Prop, void *Obj, size_t Count) {
   if (Count <= Prop.Count)
     return Count;
@@ -68,7 +68,7 @@ void setStrings(const Property &Prop, void *Obj, const Entries &Data) {
   }
 }
 
-/// A reference whose table is what the property's users take it for.
+/// A reference to an existing table of the interface type that the property requires.
 orvy_IfaceRef fittingIface(const Property &Prop, const Entries &Data, size_t Idx) {
   orvy_IfaceRef Ref = ifaceAt(Data, Idx);
   const auto &Name = Data.at(Idx).at("iface").get_ref<const std::string &>();
@@ -99,8 +99,8 @@ void setIfaces(const Property &Prop, void *Obj, const Entries &Data) {
     orvy_ifaceRefArrayPush(static_cast<orvy_IfaceRefArray *>(Array.Ptr), Pv.IfaceRef);
 }
 
-/// Whether a container may take the place of the present one: the object's code relies on the type
-/// of the elements. What was never created in the checkpoint replaces nothing.
+/// Whether a container replaces the present one; a container that was never created does not.
+/// Throws if the element types differ, as the object's code relies on the type.
 bool replaces(const orvy_Propval &New, const orvy_Propval &Old) {
   auto Check = [](orvy_Type NewTyp, orvy_Type OldTyp) {
     if (NewTyp != ovTY_Invalid && OldTyp != ovTY_Invalid && NewTyp != OldTyp)
@@ -111,13 +111,13 @@ bool replaces(const orvy_Propval &New, const orvy_Propval &Old) {
     return Check(New.Vector.Typ, Old.Typ == ovTY_Vector ? Old.Vector.Typ : ovTY_Invalid);
   if (New.Typ == ovTY_List)
     return Check(New.List.Typ, Old.Typ == ovTY_List ? Old.List.Typ : ovTY_Invalid);
-  bool IsNoDict = New.Typ == ovTY_Dict && !(Old.Typ == ovTY_Dict && Old.Dict);
-  return !IsNoDict || orvy_dictGetNextKey(New.Dict, nullptr);
+  bool IsMissing = New.Typ == ovTY_Dict && !(Old.Typ == ovTY_Dict && Old.Dict);
+  return !IsMissing || orvy_dictGetNextKey(New.Dict, nullptr);
 }
 
 void setContainers(const Property &Prop, void *Obj, const Entries &Data) {
   std::vector<Owned> Values;
-  // A buffer of a property may itself be packed, the list of buffers is not.
+  // The bytes of a buffer may be packed; the array of buffers never is.
   for (size_t Idx = 0; Idx < Data.size(); ++Idx)
     Values.push_back(readContainer(Prop.Typ, Data.at(Idx)));
   size_t Count = std::min(Values.size(), Prop.Count);
