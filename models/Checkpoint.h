@@ -1,4 +1,4 @@
-// Checkpoint.h - how models take lists of their state back from a checkpoint.
+// Checkpoint.h - restores lists of a model's state from a checkpoint.
 
 #ifndef ORVY_MODELS_CHECKPOINT_H
 #define ORVY_MODELS_CHECKPOINT_H
@@ -10,8 +10,8 @@
 
 namespace models {
 
-/// A list of integers under a name; empty if there is none. An element that is no integer reads as
-/// 0, with an error in the log.
+/// A list of integers saved under a name; empty if there is none. An element that is not an integer
+/// reads as 0, with an error in the log.
 class SavedNumbers {
 public:
   SavedNumbers(void *Ctxt, const char *Name)
@@ -21,7 +21,7 @@ public:
   size_t size() const { return isThere() ? static_cast<size_t>(Length) : 0; }
   uint64_t at(size_t Idx) const {
     orvy_Propval Pv = orvy_checkpointGetValue(Ctxt, Name, static_cast<uint32_t>(Idx));
-    if (Pv.Typ == ovTY_U64) // as most are
+    if (Pv.Typ == ovTY_U64) // the most common type
       return Pv.u64;
     return orvy_isDiscrete(Pv) ? orvy_asUnsigned(Pv) : 0;
   }

@@ -3,17 +3,17 @@
 //   NAME-cpu0 ...   SparcV8     argument cpus: 1 to 4; freq in Hz for all of them
 //   NAME-memory     MemorySpace
 //   NAME-ram        Ram         at 0x40000000; argument ramSize
-//   NAME-rom        Rom         at 0, 64 KiB; as it comes it jumps to the start of RAM
+//   NAME-rom        Rom         at 0, 64 KiB; initially it jumps to the start of RAM
 //   NAME-uart       Uart        at 0x80000100
 //   NAME-irqctrl    IrqCtrl     at 0x80000200
 //   NAME-timer      GpTimer     at 0x80000300
 //
-// Every processor starts in ROM; a program tells them apart by the number in %asr17.
+// Every processor starts in ROM; a program can distinguish them by the number in %asr17.
 //
 // Delegated interfaces: MemAccessIface, MemoryIface and MemorySpaceIface of the memory,
 // IrqCtrlIface of the interrupt controller. Delegated properties: asiSpace and memorySpace of the
-// first processor, of which the second replaces the memory it sees, and cpus of the interrupt
-// controller. ResetIface resets all that is on the board.
+// first processor (the latter replaces the memory that it accesses), and cpus of the interrupt
+// controller. ResetIface resets everything on the board.
 
 #include "Board.h"
 
@@ -24,11 +24,11 @@ namespace board {
 namespace {
 
 constexpr uint64_t RamBase = 0x40000000;
-constexpr uint64_t MostRam = 0x40000000; // up to the devices
+constexpr uint64_t MaxRam = 0x40000000; // ends where the devices begin
 constexpr uint64_t RomSize = 0x10000;
-constexpr uint64_t MostCpus = 4;
+constexpr uint64_t MaxCpus = 4;
 
-/// The inner objects; null where one could not be created, which has been told of.
+/// The inner objects; null if one could not be created, which has been logged.
 struct Parts {
   std::vector<void *> Cpus;
   void *Memory, *Ram, *Rom, *Uart, *Irq, *Timer;
@@ -74,7 +74,7 @@ void connect(const Parts &P) {
   orvy_connect(P.Timer, "irqCtrl", P.Irq, "IrqCtrlIface");
 }
 
-/// Goes to the start of RAM, so that a program loaded there needs nothing else.
+/// Stores a jump to the start of RAM, so that a program loaded there runs after a reset.
 void fillRom(const Parts &P) {
   constexpr uint32_t Boot[] = {
       0x03100000, // sethi %hi(0x40000000), %g1
@@ -128,9 +128,9 @@ ResetIface ResetTable = {reset};
 } // namespace
 
 std::array<orvy_ArgSpec, 4> argumentsOf(Config &Wanted) {
-  return {{{"cpus", ovAK_Number, &Wanted.Cpus, 1, MostCpus, "Processors"},
-           {"ramSize", ovAK_Size, &Wanted.RamSize, ORVY_PAGE_SIZE, MostRam, "Bytes of RAM"},
-           {"freq", ovAK_Freq, &Wanted.Freq, 1, MostFreq, "Frequency of the processors"},
+  return {{{"cpus", ovAK_Number, &Wanted.Cpus, 1, MaxCpus, "Processors"},
+           {"ramSize", ovAK_Size, &Wanted.RamSize, ORVY_PAGE_SIZE, MaxRam, "Bytes of RAM"},
+           {"freq", ovAK_Freq, &Wanted.Freq, 1, MaxFreq, "Frequency of the processors"},
            {}}};
 }
 

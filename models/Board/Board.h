@@ -1,4 +1,4 @@
-// Board.h - the component classes Board and Unit, and what their sources share.
+// Board.h - the component classes Board and Unit, and helpers shared by their sources.
 
 #ifndef ORVY_MODELS_BOARD_BOARD_H
 #define ORVY_MODELS_BOARD_BOARD_H
@@ -16,17 +16,17 @@ namespace board {
 void registerBoard();
 void registerUnit();
 
-constexpr int32_t Quanta = 100000;           // ns
-constexpr uint64_t MostFreq = 9000000000ull; // Hz
+constexpr int32_t Quanta = 100000;          // ns
+constexpr uint64_t MaxFreq = 9000000000ull; // Hz
 
-/// What a board can be made of; the limits hold for what the user gives.
+/// The configuration of a board. argumentsOf has the limits of the values.
 struct Config {
   uint64_t Cpus = 1;
   uint64_t RamSize = 0x400000;
   uint64_t Freq = 50000000; // Hz
 };
 
-/// The arguments of a board, which fill its configuration, and the end of the list.
+/// The arguments of a board, which are stored in Wanted, and the end of the list.
 std::array<orvy_ArgSpec, 4> argumentsOf(Config &Wanted);
 
 /// A list of numeric creation arguments.

@@ -1,5 +1,5 @@
 // The entry point of the plug-in Board: component classes Board and Unit. It loads the plug-ins
-// whose classes a board is made of.
+// with the classes of a board's parts.
 
 #include "Board.h"
 
@@ -11,7 +11,7 @@ extern "C" ORVY_API void orvy_pluginInit(void) {
   };
   for (const auto &[Class, Plugin] : Needs)
     if (!orvy_classForName(Class) && orvy_loadPlugin(Plugin) != 0)
-      orvy_logConfigError(nullptr, "boards cannot be made without the plug-in '%s'", Plugin);
+      orvy_logConfigError(nullptr, "boards cannot be created without the plug-in '%s'", Plugin);
   board::registerBoard();
   board::registerUnit();
 }

@@ -1,9 +1,9 @@
-// The class Unit: two boards, "a" and "b", that run as one. The arguments are those of a board and
-// go to both; freqB is the frequency of the second one, if it has another.
+// The class Unit: two boards, "a" and "b", that run together. The arguments are those of a board
+// and apply to both; freqB is the frequency of the second one if it differs.
 //
-// The clocks of the unit are the groups of its boards, and each board follows the time of its own
-// first processor. The unit delegates what its boards delegate for others, as IrqCtrlIface_a and
-// cpus_b.
+// The clocks of the unit are the groups of its boards, and the time source of each board is its own
+// first processor. The unit delegates the boards' delegated interfaces and properties with a
+// suffix, as IrqCtrlIface_a and cpus_b.
 
 #include "Board.h"
 
@@ -38,7 +38,7 @@ bool readArguments(const char *Name, int Argc, const orvy_CreateArg *Args, Confi
   for (const orvy_ArgSpec &Spec : argumentsOf(Wanted))
     if (Spec.Key)
       Specs.push_back(Spec);
-  Specs.push_back({"freqB", ovAK_Freq, &FreqB, 1, MostFreq, "Frequency of the second board"});
+  Specs.push_back({"freqB", ovAK_Freq, &FreqB, 1, MaxFreq, "Frequency of the second board"});
   Specs.push_back({});
   return orvy_readCreateArgs("Unit", Name, Argc, Args, Specs.data(), 0) == 0;
 }

@@ -1,4 +1,4 @@
-// Devices.h - the classes Uart, GpTimer and IrqCtrl, and what their sources share.
+// Devices.h - the classes Uart, GpTimer and IrqCtrl, and helpers shared by their sources.
 
 #ifndef ORVY_MODELS_DEVICES_DEVICES_H
 #define ORVY_MODELS_DEVICES_DEVICES_H
@@ -11,11 +11,11 @@ void registerUart();
 void registerGpTimer();
 void registerIrqCtrl();
 
-/// MemAccessIface of a device of 32-bit registers. Device has
-///   uint32_t readRegister(uint64_t Offset)   with the effect that a read by software has,
+/// MemAccessIface of a device with 32-bit registers. Device has
+///   uint32_t readRegister(uint64_t Offset)   with the side effects of a read by software,
 ///   void writeRegister(uint64_t Offset, uint32_t Value)
-/// where Offset is a multiple of 4. Narrower reads take their part of the register, narrower writes
-/// leave the rest of it zero, as on a bus without byte lanes; double words fail.
+/// where Offset is a multiple of 4. A narrower read returns its part of the register. A narrower
+/// write sets the rest of the register to zero, as on a bus without byte lanes. Double words fail.
 template <typename Device> struct RegisterAccess {
   static void read(void *Obj, orvy_MemTransaction *Mt) {
     if (!fits(*Mt))
@@ -39,7 +39,7 @@ template <typename Device> struct RegisterAccess {
     Mt->Value = Old.Value;
   }
 
-  /// Code does not run from registers.
+  /// Code cannot be executed from registers.
   static void fetch(void *, orvy_MemTransaction *Mt) { Mt->Flags |= ovMF_Failed; }
 
   static inline MemAccessIface Table = {fetch, read, write, exchange};
@@ -53,7 +53,7 @@ private:
   }
 };
 
-/// Hooks of the property that shows the register at an offset: writes act as those of software do.
+/// Hooks of the property for the register at an offset. A write has the effect of one by software.
 template <typename Device, uint64_t Offset> struct RegisterHooks {
   static orvy_Propval read(void *Obj, int) {
     orvy_Propval Value{};
@@ -67,7 +67,7 @@ template <typename Device, uint64_t Offset> struct RegisterHooks {
   }
 };
 
-/// An interrupt line of a device: where it goes and under which number.
+/// An interrupt line of a device: the interrupt controller and the number there.
 struct IrqLine {
   orvy_IfaceRef Ctrl;
   uint8_t Number;
@@ -79,8 +79,8 @@ struct IrqLine {
   }
 };
 
-/// The creation argument "irq" of a device, the only one it takes. False if the object is not to be
-/// created.
+/// Reads the creation argument "irq", the only one of a device. Returns false if the object must
+/// not be created.
 inline bool readIrq(const char *ClsName, const char *Name, int Argc, const orvy_CreateArg *Args,
                     uint8_t &Irq) {
   uint64_t Value = Irq;

@@ -1,18 +1,17 @@
-// The class GpTimer: a prescaler and two timers that count down on simulated time.
+// The class GpTimer: a prescaler and two timers that count down in simulated time.
 //
 // Registers, 32 bits each:
 //   0x00 scaler         present value of the prescaler
 //   0x04 scaler reload  the prescaler ticks once in (value + 1) cycles of the time source
 //   0x08 configuration  bits 2-0 number of timers, bits 7-3 the interrupt of the first
-//   0x10 + 16n counter  counts ticks down; the tick behind 0 is the underflow
+//   0x10 + 16n counter  counts ticks down; the tick after 0 is the underflow
 //   0x14 + 16n reload
 //   0x18 + 16n control  1 enable, 2 restart: load the reload value on underflow, 4 load: do so now
-//   (reads 0),
-//                       8 interrupt on underflow, 16 interrupt pending: set by the underflow, one
-//                       clears it
+//                       (reads 0), 8 interrupt on underflow, 16 interrupt pending: set by the
+//                       underflow, cleared by writing one
 //
 // A timer with reload value r that restarts has a period of (r + 1) ticks. Without restart it stops
-// at its underflow. Nothing happens between underflows: counters are worked out when they are read.
+// at its underflow. Nothing happens between underflows: counters are computed when they are read.
 // The object needs a time source that counts cycles.
 
 #include "Devices.h"
@@ -28,8 +27,8 @@ constexpr uint8_t FirstIrq = 8;
 
 enum Control : uint32_t { Enable = 1, Restart = 2, Load = 4, IrqEnable = 8, IrqPending = 16 };
 
-/// Sums and differences of times that are sane, unless a damaged checkpoint has set them: then they
-/// wrap.
+/// Sums and differences of times, without undefined behaviour on an overflow: a damaged checkpoint
+/// can contain any values.
 int64_t sum(int64_t A, int64_t B) {
   return static_cast<int64_t>(static_cast<uint64_t>(A) + static_cast<uint64_t>(B));
 }
@@ -37,7 +36,7 @@ int64_t difference(int64_t A, int64_t B) {
   return static_cast<int64_t>(static_cast<uint64_t>(A) - static_cast<uint64_t>(B));
 }
 
-/// One timer. While it runs, Counter was its value at the tick StartTick.
+/// One timer. While it runs, Counter is the value that it had at the tick StartTick.
 struct Timer {
   uint32_t Counter;
   uint32_t Reload;
@@ -82,13 +81,13 @@ uint32_t GpTimer::counter(const Timer &T) {
                             : T.Counter;
 }
 
-/// Freezes a timer at its present value.
+/// Stops a timer at its present value.
 void GpTimer::stop(Timer &T) {
   T.Counter = counter(T);
   orvy_eventDeschedule(T.Event);
 }
 
-/// Lets an enabled timer go on from its counter, and posts its underflow.
+/// Lets an enabled timer count from its counter, and posts its underflow.
 void GpTimer::start(Timer &T) {
   if (!(T.Control & Enable))
     return;
@@ -100,13 +99,13 @@ void GpTimer::start(Timer &T) {
   T.StartTick = tick();
   int64_t Ticks = sum(difference(T.StartTick, TickBase), int64_t{T.Counter} + 1);
   int64_t At = 0;
-  // The longest periods end behind the end of time.
+  // Clamp the longest periods to the end of time.
   if (__builtin_mul_overflow(Ticks, period(), &At) || __builtin_add_overflow(At, ScalerBase, &At))
     At = INT64_MAX;
   orvy_eventPostCycles(Super.TimeSource, T.Event, difference(At, now()), ovSE_Cpu);
 }
 
-/// Changes the length of a tick from now on; the tick in progress starts anew.
+/// Changes the length of a tick from now on and restarts the current tick.
 void GpTimer::setScaler(uint32_t Reload) {
   for (Timer &T : Timers)
     if (T.Control & Enable)
@@ -140,7 +139,7 @@ void GpTimer::underflow(unsigned Index) {
     T.Counter = UINT32_MAX;
     T.Control &= ~static_cast<uint32_t>(Enable);
   }
-  // Last, as who takes it may dispose of the timer.
+  // Last, because the receiver may dispose of the timer.
   if (Raises)
     IrqLine{IrqCtrl, static_cast<uint8_t>(Irq + Index)}.raise();
 }
@@ -235,7 +234,7 @@ template <unsigned Index> void describeTimer(orvy_Class *Cls) {
       Bank, name("counter0", "counter1"), Base + offsetof(Timer, Counter), ovTY_U32, 1,
       RegisterHooks<GpTimer, Offset>::write, RegisterHooks<GpTimer, Offset>::read,
       "Value; while the timer runs, the one at its start", 0, Offset);
-  orvy_addField(Counter, "VALUE", UINT32_MAX, 0, 0, 1, "Ticks to go");
+  orvy_addField(Counter, "VALUE", UINT32_MAX, 0, 0, 1, "Remaining ticks");
   auto *Reload =
       orvy_addRegister(Bank, name("reload0", "reload1"), Base + offsetof(Timer, Reload), ovTY_U32,
                        1, nullptr, nullptr, "Value loaded on underflow", 0, Offset + 4);
@@ -261,7 +260,7 @@ void registerGpTimer() {
                     "Registers");
   orvy_addInterface(Cls, "ResetIface", "ResetIface", &ResetTable, 0, "");
   orvy_addProperty(Cls, "irqCtrl", offsetof(GpTimer, IrqCtrl), ovTY_IfaceRef, 1, nullptr, nullptr,
-                   "Where the interrupts go");
+                   "Receiver of the interrupts");
   orvy_requireInterface(Cls, "irqCtrl", "IrqCtrlIface");
   orvy_addProperty(Cls, "config.irq", offsetof(GpTimer, Irq), ovTY_U8, 1, nullptr, nullptr,
                    "Interrupt of the first timer; the second has the next one");

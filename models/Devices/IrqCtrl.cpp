@@ -1,11 +1,11 @@
 // The class IrqCtrl: fifteen interrupt levels for up to four processors.
 //
 // Registers, 32 bits each, bit n for level n:
-//   0x00 level    levels that go before all others
+//   0x00 level    levels with priority over all others
 //   0x04 pending  raised and not yet taken; writable
 //   0x08 force    forces levels on processor 0; reads as its force register
 //   0x0C clear    writing ones clears pending levels; reads as 0
-//   0x40 + 4n     mask of processor n: levels let through to it
+//   0x40 + 4n     mask of processor n: levels that reach it
 //   0x80 + 4n     force register of processor n: writing ones in the low half sets, in the high
 //   half clears
 //
@@ -50,8 +50,8 @@ IrqCtrl &ctrlOf(void *Obj) {
   return *static_cast<IrqCtrl *>(Obj);
 }
 
-/// Index of a register of a row that has one for each processor; MaxCpus if the offset is none of
-/// it.
+/// Index of a register in a row with one for each processor; MaxCpus if the offset is not in the
+/// row.
 unsigned rowIndex(uint64_t Offset, uint64_t Row) {
   return Offset >= Row && Offset < Row + 4 * MaxCpus ? static_cast<unsigned>(Offset - Row) / 4
                                                      : MaxCpus;
@@ -97,7 +97,7 @@ void IrqCtrl::raise(uint32_t Irq) {
   driveAll();
 }
 
-/// A forced level is taken back before a pending one: the other stays for another interrupt.
+/// Clears a forced level before a pending one. The other one remains for another interrupt.
 void IrqCtrl::acknowledge(unsigned Cpu, uint32_t Irq) {
   if (Irq > LastLevel)
     return;
@@ -114,7 +114,7 @@ void IrqCtrl::driveAll() {
     drive(Cpu);
 }
 
-/// Raises and lowers the lines of a processor that have changed.
+/// Raises or lowers the lines of a processor that have changed.
 void IrqCtrl::drive(unsigned Cpu) {
   if (!Cpus[Cpu].Iface)
     return;
@@ -153,7 +153,7 @@ void reset(void *Obj, int) {
 
 ResetIface ResetTable = {reset};
 
-// A checkpoint holds references without the gaps between them: it is told where each belongs.
+// A checkpoint does not hold null references between others. "cpuPlaces" has the index of each one.
 
 void serialise(void *Obj, const char *, void *Ctxt) {
   uint8_t Places[MaxCpus];
@@ -167,7 +167,7 @@ void serialise(void *Obj, const char *, void *Ctxt) {
 
 void deserialise(void *Obj, const char *, void *Ctxt) {
   const models::SavedNumbers Places(Ctxt, "cpuPlaces");
-  // From the last on, as each place is at or behind where its reference lies.
+  // Backwards, because no reference moves to a lower index.
   for (size_t From = std::min<size_t>(Places.size(), MaxCpus); From-- > 0;)
     if (uint64_t To = Places.at(From); To > From && To < MaxCpus)
       ctrlOf(Obj).Cpus[To] = std::exchange(ctrlOf(Obj).Cpus[From], {});

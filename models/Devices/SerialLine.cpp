@@ -15,13 +15,13 @@ const char *SerialLine::open(const std::string &Name) {
   close();
   if (Name.empty())
     return nullptr;
-  const char *Wrong = Name == "pty" ? openPseudoTerminal() : openPath(Name.c_str());
-  if (Wrong)
+  const char *Error = Name == "pty" ? openPseudoTerminal() : openPath(Name.c_str());
+  if (Error)
     close();
-  return Wrong;
+  return Error;
 }
 
-/// Bytes pass as they are: no echo, no lines, no signals.
+/// Opens a raw pseudo terminal, without echo, line editing and signals.
 const char *SerialLine::openPseudoTerminal() {
   Fd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   char Path[64];
@@ -81,7 +81,7 @@ int SerialLine::read(char *Bytes, size_t Room) {
 
 void SerialLine::write(uint8_t Byte) {
   if (IsTerminal && ::write(Fd, &Byte, 1) < 0)
-    errno = 0; // nobody reads at the other end
+    errno = 0; // the other end does not read
 }
 
 } // namespace devices

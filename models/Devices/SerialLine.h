@@ -18,23 +18,23 @@ public:
   SerialLine &operator=(const SerialLine &) = delete;
   ~SerialLine() { close(); }
 
-  /// Opens what a name stands for: "pty" for a pseudo terminal of its own, or the path of a
-  /// terminal or pipe. An empty name stands for none. Null, or what is wrong.
+  /// Opens "pty", a new pseudo terminal, or the path of a terminal or pipe. An empty name opens
+  /// nothing. Returns null, or the error.
   const char *open(const std::string &Name);
   void close();
   bool isOpen() const { return Fd >= 0; }
-  /// What a program of the host opens to be at the other end; empty while nothing is open.
+  /// The path that a program of the host opens for the other end; empty while nothing is open.
   const std::string &farEnd() const { return FarEnd; }
 
-  /// Has a function called on the simulation thread whenever bytes have come.
+  /// Calls a function on the simulation thread whenever bytes have been received.
   void listen(void *Holder, orvy_ThreadSafeCb Func, void *Arg);
-  /// Lets bytes wait on the host until listen is called again.
+  /// Leaves received bytes on the host until listen is called again.
   void pause();
   bool isListening() const { return IsListening; }
 
-  /// Takes bytes that have come, as many as fit. 0 if there are none, -1 at the end of the line.
+  /// Reads received bytes. Returns their number, 0 if there are none, or -1 if the line was closed.
   int read(char *Bytes, size_t Room);
-  /// Sends a byte to a terminal. One that it has no room for is lost.
+  /// Sends a byte to a terminal. The byte is lost if the terminal's buffer is full.
   void write(uint8_t Byte);
 
 private:
@@ -42,7 +42,7 @@ private:
   const char *openPath(const char *Path);
 
   int Fd = -1;
-  int OwnFarEnd = -1; // held open: a pseudo terminal without one has ended
+  int OwnFarEnd = -1; // kept open: without an open far end the pseudo terminal reports its end
   bool IsTerminal = false;
   bool IsListening = false;
   std::string FarEnd;

@@ -1,4 +1,4 @@
-// ShownText.h - bytes as a text that a property can hold: UTF-8 without null bytes.
+// ShownText.h - converts bytes to a text that a property can hold: UTF-8 without null bytes.
 
 #ifndef ORVY_MODELS_DEVICES_SHOWNTEXT_H
 #define ORVY_MODELS_DEVICES_SHOWNTEXT_H
@@ -10,7 +10,7 @@
 
 namespace devices {
 
-/// The bytes of the character at the start of a text; 0 if there is none.
+/// The length in bytes of the character at the start of a text; 0 if it is invalid.
 inline size_t characterLength(std::string_view Text) {
   auto At = [&](size_t Idx) { return static_cast<uint8_t>(Text[Idx]); };
   uint8_t First = At(0);
@@ -25,13 +25,13 @@ inline size_t characterLength(std::string_view Text) {
   for (size_t Idx = 1; Idx < Length; ++Idx)
     if ((At(Idx) & 0xC0) != 0x80)
       return 0;
-  // Longer forms than need be, surrogates, and what lies behind the last character.
-  bool IsRefused = (First == 0xE0 && At(1) < 0xA0) || (First == 0xED && At(1) > 0x9F) ||
+  // Overlong forms, surrogates, and code points above the last one.
+  bool IsInvalid = (First == 0xE0 && At(1) < 0xA0) || (First == 0xED && At(1) > 0x9F) ||
                    (First == 0xF0 && At(1) < 0x90) || (First == 0xF4 && At(1) > 0x8F);
-  return IsRefused ? 0 : Length;
+  return IsInvalid ? 0 : Length;
 }
 
-/// The bytes, with U+FFFD for each that belongs to no character.
+/// The bytes, with U+FFFD for each one that is not part of a character.
 inline std::string shownText(std::string_view Bytes) {
   std::string Text;
   while (!Bytes.empty()) {
@@ -42,8 +42,8 @@ inline std::string shownText(std::string_view Bytes) {
   return Text;
 }
 
-/// Whether a string property of a checkpoint gives the bytes back. The one text that it would not
-/// is that which stands for a null string.
+/// Whether a string property restores the bytes from a checkpoint. It does not restore the text
+/// that stands for a null string there.
 inline bool isText(std::string_view Bytes) {
   if (Bytes == "<<orvy-string-nullptr>>")
     return false;

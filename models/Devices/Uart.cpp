@@ -1,24 +1,23 @@
 // The class Uart: a serial line.
 //
 // Registers, 32 bits each:
-//   0x00 data     writing sends a byte, reading takes one that has come
-//   0x04 status   1 a byte has come, 2 the transmitter is idle, 4 a byte can be written, 16 a byte
-//   was lost
-//                 because none could (cleared by writing the register)
-//   0x08 control  1 receiver on, 2 transmitter on, 4 interrupt when a byte has come, 8 interrupt
-//   when a byte
-//                 can be written
+//   0x00 data     writing sends a byte, reading returns a received one
+//   0x04 status   1 a byte was received, 2 the transmitter is idle, 4 a byte can be written, 16 a
+//                 byte was written while that was not possible, and lost (cleared by writing the
+//                 register)
+//   0x08 control  1 receiver on, 2 transmitter on, 4 interrupt when a byte is received, 8 interrupt
+//                 when a byte can be written
 //   0x0C scaler   stored only: a byte takes "config.cyclesPerByte" cycles of the time source, 0 for
-//   no time
+//                 no time
 //
-// What is sent goes to the terminal ("config.terminal"), to a file ("config.file") and into the
-// property "output", which keeps the end of it. Writing a text to the property "input" makes it
-// come in; setting that property replaces what has not been taken yet. The properties show bytes
-// that make no text as U+FFFD; a checkpoint has the bytes themselves beside them.
+// Sent bytes go to the terminal ("config.terminal"), to a file ("config.file") and to the property
+// "output", which keeps the most recent ones. A text written to the property "input" is received;
+// setting that property replaces the bytes that have not been read yet. The properties show bytes
+// that are not text as U+FFFD; a checkpoint also has the bytes themselves.
 //
-// "config.line" joins the device to the host: what is typed there comes in by asynchronous events,
-// while the time source runs, and what is sent goes there too if it is a terminal. "pty" makes a
-// pseudo terminal of its own; "line" tells what to open at the other end.
+// "config.line" connects the device to the host. Bytes from there are received by asynchronous
+// events while the time source runs, and sent bytes also go there if it is a terminal. "pty"
+// creates a new pseudo terminal; the property "line" has the path of its other end.
 
 #include "../Checkpoint.h"
 #include "Devices.h"
@@ -44,17 +43,17 @@ namespace devices {
 namespace {
 
 constexpr uint8_t DefaultIrq = 3;
-/// A configured time beyond this one counts as this one.
-constexpr uint64_t LongestByte = uint64_t{1} << 62;
-/// The output kept for the property; at the limit the older half goes.
-constexpr size_t KeptOutput = 1 << 20;
-/// Bytes from the line that wait for the program; more wait on the host.
-constexpr size_t MostPending = 4096;
+/// A longer configured time is clamped to this.
+constexpr uint64_t MaxCyclesPerByte = uint64_t{1} << 62;
+/// The output kept for the property. At the limit the older half is removed.
+constexpr size_t MaxOutput = 1 << 20;
+/// Bytes from the line that wait for the program. More bytes wait on the host.
+constexpr size_t MaxPending = 4096;
 
 enum Status : uint32_t { DataReady = 1, Idle = 2, Writable = 4, Overrun = 16 };
 enum Control : uint32_t { RxOn = 1, TxOn = 2, RxIrq = 4, TxIrq = 8 };
 
-/// Owns an open file, or none. Of standard layout, unlike std::unique_ptr with a deleter.
+/// Owns an open file. Has standard layout, unlike std::unique_ptr with a deleter.
 class OutFile {
 public:
   OutFile() = default;
@@ -84,16 +83,16 @@ struct Uart {
   uint8_t Lost;       // a byte was lost since the status was last written
   uint8_t IsShifting; // a byte is on the line
   uint8_t Shift;
-  uint8_t IsHolding; // another one waits
+  uint8_t IsHolding; // another byte waits
   uint8_t Holding;
   int64_t SentEvent;
   std::string Input;
-  size_t InputPos; // what lies before has been taken
+  size_t InputPos; // the first byte that has not been read
   std::string Output;
   std::string FileName;
   OutFile File;
-  uint8_t IsFileOld;     // the file holds what was there before
-  std::string ShownText; // what a property has handed out
+  uint8_t IsFileOld;     // the file still has its former contents
+  std::string ShownText; // the last text that a property has returned
   std::string LineName;
   SerialLine Line;
 
@@ -105,10 +104,10 @@ struct Uart {
   void emit(uint8_t Byte);
   void sent();
   uint8_t take();
-  void come(std::string_view Bytes);
+  void receive(std::string_view Bytes);
   void openLine(const char *Name);
   void listen();
-  void hear();
+  void onInput();
   void openFile(const char *Name);
   void emptyFile();
   const char *show(std::string_view Bytes) { return (ShownText = shownText(Bytes)).c_str(); }
@@ -131,7 +130,7 @@ uint32_t Uart::status() const {
   return Bits;
 }
 
-/// Raises the interrupt if it is enabled by that bit and its half of the device is on.
+/// Raises the interrupt if that bit enables it and the receiver or transmitter is on.
 void Uart::interrupt(uint32_t Enabled) const {
   uint32_t On = Enabled == RxIrq ? RxOn : TxOn;
   if ((Control & Enabled) && (Control & On))
@@ -147,7 +146,7 @@ void Uart::send(uint8_t Byte) {
   } else if (!IsShifting) {
     Shift = Byte;
     IsShifting = 1;
-    auto Cycles = static_cast<int64_t>(std::min<uint64_t>(CyclesPerByte, LongestByte));
+    auto Cycles = static_cast<int64_t>(std::min<uint64_t>(CyclesPerByte, MaxCyclesPerByte));
     orvy_eventPostCycles(Super.TimeSource, SentEvent, Cycles, ovSE_Cpu);
     interrupt(TxIrq);
   } else if (!IsHolding) {
@@ -158,7 +157,7 @@ void Uart::send(uint8_t Byte) {
   }
 }
 
-/// The byte on the line has gone; the one that waits takes its place.
+/// Called when the byte on the line has been sent. Sends the waiting one.
 void Uart::sent() {
   emit(Shift);
   IsShifting = 0;
@@ -170,8 +169,8 @@ void Uart::sent() {
 
 void Uart::emit(uint8_t Byte) {
   auto Char = static_cast<char>(Byte);
-  if (Output.size() >= KeptOutput)
-    Output.erase(0, KeptOutput / 2);
+  if (Output.size() >= MaxOutput)
+    Output.erase(0, MaxOutput / 2);
   Output.push_back(Char);
   if (File.get()) {
     emptyFile();
@@ -201,7 +200,7 @@ uint8_t Uart::take() {
   return Byte;
 }
 
-void Uart::come(std::string_view Bytes) {
+void Uart::receive(std::string_view Bytes) {
   if (Bytes.empty())
     return;
   bool WasEmpty = InputPos == Input.size();
@@ -214,20 +213,20 @@ void Uart::come(std::string_view Bytes) {
 
 void Uart::openLine(const char *Name) {
   LineName = Name ? Name : "";
-  if (const char *Wrong = Line.open(LineName))
-    orvy_logConfigError(this, "cannot open the line '%s': %s", LineName.c_str(), Wrong);
+  if (const char *Error = Line.open(LineName))
+    orvy_logConfigError(this, "cannot open the line '%s': %s", LineName.c_str(), Error);
   listen();
 }
 
-/// Hears the line from now on, if there is one and a processor on which to hear it.
+/// Starts to listen on the line if the device has a time source.
 void Uart::listen() {
   if (Super.TimeSource)
     Line.listen(
-        Super.TimeSource, [](void *Obj) { uartOf(Obj).hear(); }, this);
+        Super.TimeSource, [](void *Obj) { uartOf(Obj).onInput(); }, this);
 }
 
-/// Takes what has come on the line, up to the limit of what may wait.
-void Uart::hear() {
+/// Receives bytes from the line. Pauses the line if too many are waiting.
+void Uart::onInput() {
   char Bytes[256];
   int Count = Line.read(Bytes, sizeof(Bytes));
   if (Count < 0) {
@@ -235,8 +234,8 @@ void Uart::hear() {
     Line.close();
     return;
   }
-  come({Bytes, static_cast<size_t>(Count)});
-  if (Input.size() - InputPos >= MostPending)
+  receive({Bytes, static_cast<size_t>(Count)});
+  if (Input.size() - InputPos >= MaxPending)
     Line.pause();
 }
 
@@ -245,7 +244,7 @@ void Uart::openFile(const char *Name) {
   FileName = Name ? Name : "";
   if (FileName.empty())
     return;
-  // It is emptied later: a checkpoint that goes on with it needs what is there.
+  // Truncated later, because a checkpoint may continue the file.
   int Descriptor = open(FileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (Descriptor < 0) {
     orvy_logConfigError(this, "cannot write to '%s': %s", FileName.c_str(), std::strerror(errno));
@@ -257,7 +256,7 @@ void Uart::openFile(const char *Name) {
 
 void Uart::emptyFile() {
   if (IsFileOld && File.get() && ftruncate(fileno(File.get()), 0) != 0)
-    errno = 0; // no plain file: there is nothing to empty
+    errno = 0; // not a regular file: there is nothing to truncate
   IsFileOld = 0;
 }
 
@@ -317,7 +316,7 @@ ResetIface ResetTable = {reset};
 
 // Checkpoints
 
-/// Bytes that the property of the same name cannot hold.
+/// Saves bytes that the property of the same name cannot hold.
 void serialiseBytes(void *Ctxt, const char *Name, std::string_view Bytes) {
   if (!isText(Bytes))
     orvy_serialiseProp(Ctxt, Name, ovTY_U8, static_cast<int>(Bytes.size()), Bytes.data());
@@ -346,7 +345,7 @@ void serialise(void *Obj, const char *, void *Ctxt) {
   orvy_serialiseProp(Ctxt, "fileLength", ovTY_U64, 1, &Length);
 }
 
-/// Goes on with a file where it was: what was written to it later goes.
+/// Continues a file at its saved length. Removes what was written to it after the save.
 void resumeFile(Uart &U, uint64_t Length) {
   int File = fileno(U.File.get());
   struct stat Info;
@@ -391,7 +390,7 @@ void addTexts(orvy_Class *Cls) {
   addText(
       Cls, "input",
       [](void *Obj, orvy_Propval Value, int) {
-        uartOf(Obj).come(Value.String ? Value.String : "");
+        uartOf(Obj).receive(Value.String ? Value.String : "");
       },
       [](void *Obj, orvy_Propval Value, int) {
         uartOf(Obj).Input = Value.String ? Value.String : "";
@@ -401,14 +400,14 @@ void addTexts(orvy_Class *Cls) {
         Uart &U = uartOf(Obj);
         return text(U.show(std::string_view(U.Input).substr(U.InputPos)));
       },
-      "Text that has come and was not taken yet; writing makes more come");
+      "Received text that was not read yet; writing adds to it");
   addText(
       Cls, "output", nullptr,
       [](void *Obj, orvy_Propval Value, int) {
         uartOf(Obj).Output = Value.String ? Value.String : "";
       },
       [](void *Obj, int) { return text(uartOf(Obj).show(uartOf(Obj).Output)); },
-      "The end of what was sent");
+      "The most recent output");
   addText(
       Cls, "config.file",
       [](void *Obj, orvy_Propval Value, int) {
@@ -417,17 +416,18 @@ void addTexts(orvy_Class *Cls) {
       },
       [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).openFile(Value.String); },
       [](void *Obj, int) { return text(uartOf(Obj).FileName.c_str()); },
-      "File that what is sent goes to, written anew; empty for none");
+      "File for the output, which is overwritten; empty for none");
   addText(
       Cls, "config.line",
       [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).openLine(Value.String); },
       [](void *Obj, orvy_Propval Value, int) { uartOf(Obj).openLine(Value.String); },
       [](void *Obj, int) { return text(uartOf(Obj).LineName.c_str()); },
-      "Terminal or pipe of the host that is joined to the device; pty for a new pseudo terminal");
+      "Terminal or pipe of the host that is connected to the device; pty for a new pseudo "
+      "terminal");
   addText(
       Cls, "line", nullptr, nullptr,
       [](void *Obj, int) { return text(uartOf(Obj).Line.farEnd().c_str()); },
-      "What a program of the host opens at the other end of the line");
+      "Path that a program of the host opens for the other end of the line");
 }
 
 void addRegisters(orvy_Class *Cls) {
@@ -436,7 +436,7 @@ void addRegisters(orvy_Class *Cls) {
                                 RegisterHooks<Uart, 0x08>::write, nullptr, "Control", 0, 8);
   orvy_addField(Ctrl, "RE", RxOn, 0, 0, 1, "Receiver on");
   orvy_addField(Ctrl, "TE", TxOn, 0, 0, 1, "Transmitter on");
-  orvy_addField(Ctrl, "RI", RxIrq, 0, 0, 1, "Interrupt when a byte has come");
+  orvy_addField(Ctrl, "RI", RxIrq, 0, 0, 1, "Interrupt when a byte is received");
   orvy_addField(Ctrl, "TI", TxIrq, 0, 0, 1, "Interrupt when a byte can be written");
   auto *Scaler = orvy_addRegister(Bank, "scaler", offsetof(Uart, Scaler), ovTY_U32, 1,
                                   RegisterHooks<Uart, 0x0C>::write, nullptr, "Scaler", 0, 12);
@@ -452,7 +452,7 @@ void registerUart() {
   orvy_addInterface(Cls, "ResetIface", "ResetIface", &ResetTable, 0, "");
   orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
   orvy_addProperty(Cls, "irqCtrl", offsetof(Uart, IrqCtrl), ovTY_IfaceRef, 1, nullptr, nullptr,
-                   "Where the interrupt goes");
+                   "Receiver of the interrupt");
   orvy_requireInterface(Cls, "irqCtrl", "IrqCtrlIface");
   const struct {
     const char *Name;

@@ -11,14 +11,14 @@ AddressMap::~AddressMap() {
 void AddressMap::release(Node &At) {
   for (Entry E : At.Entries)
     if (E & IsNode) {
-      auto *Below = reinterpret_cast<Node *>(E & ~IsNode);
-      release(*Below);
-      delete Below;
+      auto *Child = reinterpret_cast<Node *>(E & ~IsNode);
+      release(*Child);
+      delete Child;
     }
 }
 
-/// Sets every entry that lies wholly in [Base, End), going down a level where the range begins or
-/// ends inside an entry.
+/// Sets every entry that is completely in [Base, End). Descends a level if the range begins or ends
+/// inside an entry.
 void AddressMap::fill(Node &At, unsigned Level, uint64_t NodeBase, uint64_t Base, uint64_t End,
                       Entry Value) {
   uint64_t Span = uint64_t{1} << shiftAt(Level);
@@ -32,9 +32,9 @@ void AddressMap::fill(Node &At, unsigned Level, uint64_t NodeBase, uint64_t Base
       continue;
     }
     if (!(E & IsNode)) {
-      auto *Below = new Node;
-      Below->Entries.fill(E);
-      E = reinterpret_cast<Entry>(Below) | IsNode;
+      auto *Child = new Node;
+      Child->Entries.fill(E);
+      E = reinterpret_cast<Entry>(Child) | IsNode;
     }
     fill(*reinterpret_cast<Node *>(E & ~IsNode), Level + 1, EntryBase, Base, End, Value);
   }

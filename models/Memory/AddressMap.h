@@ -1,4 +1,4 @@
-// AddressMap.h - which region an address belongs to, in the same short time however many there are.
+// AddressMap.h - finds the region of an address in constant time.
 
 #ifndef ORVY_MODELS_MEMORY_ADDRESSMAP_H
 #define ORVY_MODELS_MEMORY_ADDRESSMAP_H
@@ -19,23 +19,23 @@ struct Region {
   uint64_t Base;
   uint64_t End;
   void *Device;
-  const MemAccessIface *Access; ///< every slot can be called
+  const MemAccessIface *Access; ///< has no null slots
   const MemoryIface *Block;     ///< null if the device has none
-  /// First and end of the pages that lie wholly inside and are aligned with the device's own.
+  /// First and end of the pages that are completely inside and aligned with the device's pages.
   uint64_t FirstPage;
   uint64_t EndPage;
-  /// The interface it was mapped by; empty for the one a device is mapped by otherwise.
+  /// The interface that was given when mapping; empty for the default one.
   std::string IfaceName;
-  /// What Access is if the device's own table has null slots.
+  /// The table for Access if the device's own one has null slots.
   MemAccessIface Filled;
-  /// Pages handed out, from FirstPage on; empty until the first.
+  /// Pages handed out, starting at FirstPage; empty until the first one is.
   std::vector<orvy_MemPage *> Handed;
 
   bool holds(uint64_t Pa, uint64_t Bytes) const { return Pa >= Base && End - Pa >= Bytes; }
 };
 
-/// A table of four levels over addresses of 48 bits. An entry at any level is a region, which then
-/// covers all of the entry's range, or the table of the next level; the last level resolves bytes.
+/// A table of four levels for 48-bit addresses. An entry of any level is a region that covers all
+/// of the entry's range, or the table of the next level. The last level resolves single bytes.
 class AddressMap {
 public:
   static constexpr unsigned AddressBits = 48;
@@ -58,13 +58,13 @@ public:
     }
   }
 
-  /// Enters a region, which lies inside the address space and overlaps no other.
+  /// Adds a region, which must be inside the address space and not overlap another one.
   Region &add(std::unique_ptr<Region> New);
-  /// Takes all regions of a device out.
+  /// Removes all regions of a device.
   void removeDevice(const void *Device);
-  /// The first region in [Base, End), null if it is free.
+  /// The first region in [Base, End); null if the range is free.
   const Region *overlap(uint64_t Base, uint64_t End) const;
-  /// All regions, by address.
+  /// All regions, ordered by address.
   const std::vector<std::unique_ptr<Region>> &regions() const { return Regions; }
 
 private:

@@ -12,7 +12,7 @@ AttributeMap::Bits AttributeMap::Page::ofAll() const {
   return std::accumulate(Single->begin(), Single->end(), Bits{0}, std::bit_or<Bits>());
 }
 
-/// Applies a change to every byte of a range and forgets pages that are left without attributes.
+/// Applies a change to every byte of a range, and removes pages without attributes.
 template <typename Change> void AttributeMap::change(uint64_t Addr, uint64_t Len, Change Apply) {
   while (Len > 0) {
     uint64_t Number = Addr >> ORVY_PAGE_BITS;

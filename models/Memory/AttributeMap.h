@@ -1,4 +1,4 @@
-// AttributeMap.h - attributes of addresses. Pages without any take no memory and no time.
+// AttributeMap.h - attributes of addresses. Pages without attributes take no memory and no time.
 
 #ifndef ORVY_MODELS_MEMORY_ATTRIBUTEMAP_H
 #define ORVY_MODELS_MEMORY_ATTRIBUTEMAP_H
@@ -13,11 +13,11 @@
 
 namespace memory {
 
-/// Bits of orvy_MemAttr by byte, and one of our own beside them.
+/// Bits of orvy_MemAttr for each byte, and the bit Reported.
 class AttributeMap {
 public:
   using Bits = uint16_t;
-  /// An upset that has been told of already.
+  /// An upset that has been reported already.
   static constexpr Bits Reported = 256;
 
   bool empty() const { return Pages.empty(); }
@@ -33,7 +33,7 @@ public:
   Bits ofPage(uint64_t Addr) const;
 
   /// Calls a function with the address, length and bits of each range of bytes that have the same
-  /// bits, other than none, by address.
+  /// attributes, ordered by address. Skips bytes without attributes.
   template <typename Function> void forEachRun(Function F) const {
     uint64_t Start = 0, End = 0;
     Bits Present = 0;
@@ -55,11 +55,11 @@ public:
   }
 
 private:
-  /// All bytes alike until a part of the page is told apart.
+  /// Stores one value for all bytes until a part of the page differs.
   struct Page {
     Bits Uniform = 0;
     std::unique_ptr<std::array<Bits, ORVY_PAGE_SIZE>> Single;
-    Bits Any = 0; ///< of all bytes
+    Bits Any = 0; ///< the bits of all bytes combined
 
     Bits ofAll() const;
   };

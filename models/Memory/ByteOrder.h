@@ -1,4 +1,4 @@
-// ByteOrder.h - between target order, most significant byte first, and the host's.
+// ByteOrder.h - converts between target byte order, which is big-endian, and the host's.
 
 #ifndef ORVY_MODELS_MEMORY_BYTEORDER_H
 #define ORVY_MODELS_MEMORY_BYTEORDER_H
@@ -10,7 +10,7 @@
 
 namespace memory {
 
-/// Largest base-2 logarithm of the size of a unit: double words.
+/// Largest base-2 logarithm of a unit's size: double words.
 constexpr uint32_t MaxSwap = 3;
 
 /// Value of 2^Size bytes in target order.
@@ -54,8 +54,7 @@ inline void store(uint8_t *Bytes, unsigned Size, uint64_t Value) {
   }
 }
 
-/// Reverses the bytes of each whole unit of 2^Swap bytes; a rest shorter than a unit stays as it
-/// is.
+/// Reverses the bytes of each whole unit of 2^Swap bytes. An incomplete last unit is not changed.
 inline void swapUnits(uint8_t *Bytes, size_t Len, uint32_t Swap) {
   if (Swap == 0)
     return;

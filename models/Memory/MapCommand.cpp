@@ -21,7 +21,7 @@ int mapDevice(void *Ctxt) {
 } // namespace
 
 void registerMapCommand() {
-  // The command stays when the object system forgets the plug-in, which is then loaded anew.
+  // The command still exists when the plug-in is loaded again after the object system was cleared.
   static bool IsRegistered = false;
   if (IsRegistered)
     return;

@@ -23,8 +23,8 @@ struct MemorySpace {
   orvy_Object Super;
   AddressMap Map;
   AttributeMap Attrs;
-  std::set<void *> Devices; // addresses whose disposal is watched, also after it
-  bool Named = false;       // the notifications below are published under this space
+  std::set<void *> Devices; // devices with a disposal subscription, even if disposed of
+  bool Named = false;       // the notifications below are published
   int64_t UpsetNotification = 0;
   int64_t UserNotification[3] = {};
 };
@@ -38,22 +38,23 @@ const char *nameOf(void *Obj) {
   return Name ? Name : "";
 }
 
-/// Tells after a call to a device, or to who hears of an access, whether the space is still there to
-/// go on with: the call may have disposed of it. Counts what goes, as nothing that the call leaves by
-/// a jump may have to be undone.
+/// Tells whether the space still exists after a call to a device or subscriber, which may have
+/// disposed of it. Uses a count of disposals, which needs no clean-up if the call is left by a long
+/// jump.
 class Survival {
 public:
-  bool isSure() const { return Gone == Before; }
-  static void end() { ++Gone; }
+  bool isSure() const { return Disposals == Before; }
+  static void end() { ++Disposals; }
 
 private:
-  static inline uint64_t Gone = 0;
-  const uint64_t Before = Gone;
+  static inline uint64_t Disposals = 0;
+  const uint64_t Before = Disposals;
 };
 
 // Accesses
 
-/// Publishes the notifications when they are first needed: at creation the space is not known yet.
+/// Publishes the notifications when they are first needed: during creation the space is not
+/// registered yet.
 void publish(MemorySpace &S) {
   if (S.Named)
     return;
@@ -64,12 +65,12 @@ void publish(MemorySpace &S) {
   S.UserNotification[2] = orvy_publishNotification("memory.user3", &S);
 }
 
-/// The hook that break points of a kind set.
+/// The hooks that break points of a kind set.
 constexpr AttributeMap::Bits HookOf[] = {ovMA_FetchHook, ovMA_ReadHook, ovMA_WriteHook,
                                          ovMA_ReadHook | ovMA_WriteHook};
 
-/// Asks the debugging contexts of the space about each byte that has a hook. Returns whether the
-/// processor is to stop before the access.
+/// Asks the debugging contexts about each byte that has a hook. Returns whether the processor must
+/// stop before the access.
 bool stopsAtHook(MemorySpace &S, const orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
   const Survival Space;
   orvy_MemTransaction At = Mt;
@@ -82,7 +83,7 @@ bool stopsAtHook(MemorySpace &S, const orvy_MemTransaction &Mt, orvy_BreakKind K
 
 enum class Course { GoesOn, Fails, Stops };
 
-/// Acts on the attributes of what is accessed.
+/// Applies the attributes of the accessed bytes.
 Course applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
   const Survival Space;
   const bool IsWrite = Kind >= ovBK_Write;
@@ -90,7 +91,7 @@ Course applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind K
   AttributeMap::Bits Bits = S.Attrs.of(Mt.Pa, Bytes);
   if (Bits == 0)
     return Course::GoesOn;
-  // First of all: an access that a stop puts off is made again, and counts once.
+  // Check hooks first: an access that a stop prevents is repeated later and must count once.
   if ((Bits & HookOf[Kind]) && !(Mt.Flags & ovMF_Resume) && stopsAtHook(S, Mt, Kind))
     return Course::Stops;
   if ((Bits & ovMA_Faulty) || !Space.isSure())
@@ -109,18 +110,18 @@ Course applyAttributes(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind K
   return Course::GoesOn;
 }
 
-/// Whether a page may be accessed without a call. Hooks are in the way of their own kind only, and
-/// not of fetches by a processor that looks at them.
+/// Whether a page may be accessed without a call. A hook prevents this only for accesses of its own
+/// kind, and not for fetches by a processor that checks fetch hooks itself.
 bool isFree(MemorySpace &S, orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
   constexpr AttributeMap::Bits Hooks = ovMA_FetchHook | ovMA_ReadHook | ovMA_WriteHook;
-  const bool LooksAtHooks = Kind == ovBK_Fetch && (Mt.Flags & ovMF_FetchHooks);
+  const bool ChecksHooks = Kind == ovBK_Fetch && (Mt.Flags & ovMF_FetchHooks);
   const AttributeMap::Bits Bits = S.Attrs.empty() ? AttributeMap::Bits{0} : S.Attrs.ofPage(Mt.Pa);
   if (!(Bits & ovMA_FetchHook))
     Mt.Flags &= ~uint32_t{ovMF_FetchHooks};
-  return !(Bits & (LooksAtHooks ? ~Hooks : ~Hooks | HookOf[Kind]));
+  return !(Bits & (ChecksHooks ? ~Hooks : ~Hooks | HookOf[Kind]));
 }
 
-/// Keeps a page that goes to the initiator, so that it can be taken back, or keeps it from going.
+/// Records a page that is given to the initiator, so that it can be revoked, or withholds it.
 void handOut(MemorySpace &S, Region &R, orvy_MemTransaction &Mt, orvy_BreakKind Kind) {
   uint64_t Number = Mt.Pa >> ORVY_PAGE_BITS;
   if (Number < R.FirstPage || Number >= R.EndPage || !isFree(S, Mt, Kind)) {
@@ -142,7 +143,7 @@ template <orvy_BreakKind Kind> void transact(void *Obj, orvy_MemTransaction *Mt,
   }
   if (__builtin_expect(!S.Attrs.empty(), 0)) {
     const Course How = applyAttributes(S, *Mt, Kind);
-    // Who is told of the access may have disposed the device or all.
+    // A subscriber may have disposed of the device or of all objects.
     if (How != Course::GoesOn || !Space.isSure() || !(R = S.Map.find(Mt->Pa))) {
       Mt->Flags |= How == Course::Stops ? ovMF_Stop : ovMF_Failed;
       return;
@@ -177,8 +178,8 @@ MemAccessIface AccessTable = {fetch, read, write, exchange};
 
 // Blocks
 
-/// Moves a block through a device's single accesses, in words where they are aligned. The device is
-/// looked up for each: an access may dispose of it.
+/// Moves a block with single accesses to a device, in words if they are aligned. Looks the device
+/// up for each access, because an access may dispose of it.
 uint32_t moveSingly(MemorySpace &S, uint8_t *Data, uint64_t Addr, uint32_t Len, Slot Call) {
   const Survival Space;
   for (uint32_t Done = 0; Done < Len;) {
@@ -198,8 +199,8 @@ uint32_t moveSingly(MemorySpace &S, uint8_t *Data, uint64_t Addr, uint32_t Len, 
   return Len;
 }
 
-/// Calls a function with each part of a range that lies in one region, until one moves less than
-/// all of its part. Returns the number of bytes moved.
+/// Calls a function with each part of a range that is in one region, until a part is not moved
+/// completely. Returns the number of bytes moved.
 template <typename Move>
 uint32_t forEachPart(MemorySpace &S, uint64_t Addr, uint32_t Len, Move Part) {
   const Survival Space;
@@ -269,26 +270,26 @@ void watchDevice(MemorySpace &S, void *Device) {
     orvy_subscribeNotification("orvy.objectWillBeDisposed", Device, &S, deviceDisposed);
 }
 
-/// Spaces that may lie one in another: an access goes through all of them, on the host's stack.
-constexpr unsigned MostLevels = 32;
+/// Limits the nesting of spaces: an access goes through all of them on the host's stack.
+constexpr unsigned MaxLevels = 32;
 
-/// How spaces lie in each other once one is mapped into another one, as far as was asked.
+/// Computes the nesting of spaces as if Inner were mapped into Outer.
 class Nesting {
 public:
   Nesting(const MemorySpace &Outer, const MemorySpace &Inner) : Outer(Outer), Inner(Inner) {}
 
-  /// Levels of a space: 1 if it has no other one in it. More than MostLevels if there are too many,
-  /// or no end of them.
+  /// Levels of a space: 1 if no other space is mapped into it, more than MaxLevels if there are too
+  /// many or a cycle.
   unsigned levelsOf(const MemorySpace &S) {
-    // Until its levels are known a space counts as too deep, so that a ring is.
-    auto [Entry, IsNew] = Known.try_emplace(&S, MostLevels + 1);
+    // A space counts as too deep until its levels are known, so that a cycle does.
+    auto [Entry, IsNew] = Known.try_emplace(&S, MaxLevels + 1);
     if (!IsNew)
       return Entry->second;
     unsigned Below = &S == &Outer ? levelsOf(Inner) : 0;
     for (const auto &R : S.Map.regions())
-      if (R->Access == &AccessTable && Below <= MostLevels)
+      if (R->Access == &AccessTable && Below <= MaxLevels)
         Below = std::max(Below, levelsOf(spaceOf(R->Device)));
-    return Known[&S] = std::min(Below, MostLevels) + 1;
+    return Known[&S] = std::min(Below, MaxLevels) + 1;
   }
 
 private:
@@ -296,18 +297,18 @@ private:
   std::map<const MemorySpace *, unsigned> Known;
 };
 
-/// Whether a space, with another one mapped into it, would be too deep, or part of one that is.
+/// Whether mapping Inner into Outer would make any space too deep.
 bool isTooDeep(const MemorySpace &Outer, const MemorySpace &Inner) {
   Nesting After(Outer, Inner);
   std::vector<void *> Objs(orvy_getObjectCount());
   orvy_getObjects(Objs.size(), Objs.data());
-  return After.levelsOf(Outer) > MostLevels || std::ranges::any_of(Objs, [&](void *Obj) {
+  return After.levelsOf(Outer) > MaxLevels || std::ranges::any_of(Objs, [&](void *Obj) {
            return orvy_getInterface(Obj, "MemAccessIface", 0) == &AccessTable &&
-                  After.levelsOf(spaceOf(Obj)) > MostLevels;
+                  After.levelsOf(spaceOf(Obj)) > MaxLevels;
          });
 }
 
-/// Says why a range cannot be mapped; empty if it can.
+/// The reason why a range cannot be mapped; empty if it can.
 std::string refusal(const MemorySpace &S, uint64_t Addr, uint64_t Len, void *Device,
                     const MemAccessIface *Iface) {
   constexpr uint64_t Limit = uint64_t{1} << AddressMap::AddressBits;
@@ -319,13 +320,13 @@ std::string refusal(const MemorySpace &S, uint64_t Addr, uint64_t Len, void *Dev
     return std::string("the range overlaps '") + nameOf(Other->Device) + "'";
   if (Iface == &AccessTable && isTooDeep(S, spaceOf(Device)))
     return "the spaces would lie in each other without end, or more than " +
-           std::to_string(MostLevels) + " deep";
+           std::to_string(MaxLevels) + " deep";
   return {};
 }
 
-/// The table of an interface of a device; null if it has none of that name and type.
+/// The table of a device's interface; null if there is none with that name and type.
 const void *tableOf(void *Device, const char *Name, const char *Type) {
-  // Of an array the first element has a type to ask for.
+  // Only the first element of an array has a type.
   const std::string Base(Name, std::strcspn(Name, "["));
   const char *Found =
       orvy_typenameForInterface({Device, orvy_getInterface(Device, Base.c_str(), 0)});
@@ -357,7 +358,7 @@ int map(void *Obj, uint64_t Addr, uint64_t Len, void *Device, const MemAccessIfa
   R->Access = isWhole(*Iface) ? Iface : &R->Filled;
   R->IfaceName = IfaceName;
   R->Block = static_cast<const MemoryIface *>(tableOf(Device, "MemoryIface", "MemoryIface"));
-  // Pages of the device are pages of the space only where both begin alike.
+  // Pages can be handed out only if the device's page boundaries are also those of the space.
   if (Addr % ORVY_PAGE_SIZE == 0) {
     R->FirstPage = Addr >> ORVY_PAGE_BITS;
     R->EndPage = R->End >> ORVY_PAGE_BITS;
@@ -381,7 +382,7 @@ int mapDevice(void *Obj, uint64_t Addr, uint64_t Len, void *Device, uint32_t) {
 
 // Attributes
 
-/// Takes back what was handed out of a range of pages.
+/// Revokes the pages that were handed out, in a range of pages.
 void revoke(MemorySpace &S, uint64_t First, uint64_t Last) {
   for (const auto &R : S.Map.regions()) {
     if (R->Handed.empty())
@@ -412,7 +413,7 @@ void setAttr(void *Obj, uint64_t Addr, uint64_t Len, uint32_t Bits) {
   bool Any = false;
   forEachMapped(S, Addr, Len, [&](uint64_t From, uint64_t Bytes) {
     Any = true;
-    if (Bits & ovMA_Upset) // another one
+    if (Bits & ovMA_Upset) // a new upset is reported again
       S.Attrs.clear(From, Bytes, AttributeMap::Reported);
     S.Attrs.set(From, Bytes, static_cast<uint8_t>(Bits));
     revoke(S, From >> ORVY_PAGE_BITS, (From + Bytes - 1) >> ORVY_PAGE_BITS);
@@ -430,7 +431,7 @@ void clearAttr(void *Obj, uint64_t Addr, uint64_t Len, uint32_t Bits) {
   if (!S.Attrs.empty())
     forEachMapped(S, Addr, Len, [&](uint64_t From, uint64_t Bytes) {
       S.Attrs.clear(From, Bytes, Mask);
-      // Who kept a page with its hooks asks anew.
+      // Initiators that keep a page must ask for its hooks again.
       revoke(S, From >> ORVY_PAGE_BITS, (From + Bytes - 1) >> ORVY_PAGE_BITS);
     });
 }
@@ -506,14 +507,14 @@ void deserialiseRegion(void *Obj, void *Ctxt, uint32_t Idx, uint64_t Base, uint6
 }
 
 void deserialiseAttrs(MemorySpace &S, void *Ctxt) {
-  constexpr uint64_t MostPages = 1 << 22; // what a page takes is not in the checkpoint
+  constexpr uint64_t MaxPages = 1 << 22; // a damaged checkpoint must not use up the memory
   const models::SavedNumbers Addrs(Ctxt, "attrAddrs"), Lengths(Ctxt, "attrLengths"),
       Bits(Ctxt, "attrBits");
   uint64_t Pages = 0;
   for (size_t Idx = 0; Idx < Addrs.size(); ++Idx) {
     uint64_t Len = Lengths.at(Idx);
     Pages += Len / ORVY_PAGE_SIZE + 1;
-    if (Pages > MostPages) {
+    if (Pages > MaxPages) {
       orvy_logError(&S, "the checkpoint has attributes of more memory than there can be");
       return;
     }
@@ -523,7 +524,7 @@ void deserialiseAttrs(MemorySpace &S, void *Ctxt) {
     publish(S);
 }
 
-/// Takes out what is mapped: a component maps its devices when a restore creates it.
+/// Removes the present mappings: a component maps its devices when a restore creates it.
 void unmapAll(MemorySpace &S) {
   revoke(S, 0, UINT64_MAX - 1);
   for (void *Device : S.Devices)

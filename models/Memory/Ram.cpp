@@ -22,7 +22,7 @@ Ram &ramOf(void *Obj) {
   return *static_cast<Ram *>(Obj);
 }
 
-/// Page for an access that lies inside; null, with the transaction failed, for any other.
+/// The page for an access. Returns null and fails the transaction if the access is not inside.
 orvy_MemPage *pageFor(Storage &Bytes, orvy_MemTransaction &Mt) {
   if (!Bytes.holds(Mt.Pa, Mt.Size)) {
     Mt.Flags |= ovMF_Failed;
@@ -99,7 +99,7 @@ void *create(const char *ClsName, const char *Name, int Argc, const orvy_CreateA
   if (orvy_readCreateArgs(ClsName, Name, Argc, Args, Specs, 0) != 0)
     return nullptr;
   auto R = std::make_unique<Ram>();
-  // One without a size may be on its way back from a checkpoint.
+  // A memory without a size may get it from a checkpoint.
   if (Size == 0 || R->Bytes.resize(Size))
     return R.release();
   orvy_logConfigError(nullptr, "'%s' is not created: the host has no memory for %lu bytes", Name,
@@ -134,7 +134,7 @@ int checkSanity(void *Obj, int Report) {
   return 1;
 }
 
-// Checkpoints: the touched pages, as numbers of 64 bits in the target's byte order.
+// Checkpoints: the touched pages, as 64-bit numbers in target byte order.
 
 constexpr uint64_t PageWords = ORVY_PAGE_SIZE / 8;
 constexpr unsigned WordSize = 3; // base-2 logarithm
@@ -161,13 +161,13 @@ void deserialise(void *Obj, const char *, void *Ctxt) {
   Storage &Bytes = ramOf(Obj).Bytes;
   const models::SavedNumbers Pages(Ctxt, "pages"), Words(Ctxt, "words");
   if (Words.size() != Pages.size() * PageWords) {
-    orvy_logError(Obj, "the checkpoint has not as many words as its pages have");
+    orvy_logError(Obj, "the checkpoint's numbers of words and pages do not match");
     return;
   }
   for (size_t Page = 0; Page < Pages.size(); ++Page) {
     uint64_t Number = Pages.at(Page);
     if (Number >= (Bytes.size() + ORVY_PAGE_SIZE - 1) >> ORVY_PAGE_BITS) {
-      orvy_logError(Obj, "the checkpoint has page %lu, which lies outside",
+      orvy_logError(Obj, "the checkpoint has page %lu, which is outside the memory",
                     static_cast<unsigned long>(Number));
       return;
     }

@@ -58,7 +58,7 @@ uint32_t Storage::read(uint8_t *Data, uint64_t Addr, uint32_t Len) const {
   return Inside;
 }
 
-/// Stores into one page. Zeros need no page that is not there yet: a large .bss stays untouched.
+/// Stores into one page. Zeros do not allocate a page, so that a large .bss takes no memory.
 void Storage::writePart(uint64_t Addr, uint32_t Offset, const uint8_t *Data, uint32_t Len) {
   static const uint8_t Zeros[ORVY_PAGE_SIZE] = {};
   if (!Pages[Addr >> ORVY_PAGE_BITS].Data && std::memcmp(Data, Zeros, Len) == 0)

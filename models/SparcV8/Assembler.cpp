@@ -9,7 +9,7 @@ namespace sparc {
 
 namespace {
 
-/// A register of any kind as it is written.
+/// A register of any kind.
 struct Reg {
   enum Kind { None, Int, Fp, Cp, Asr, Y, Psr, Wim, Tbr, Fsr, Csr, Fq, Cq } Is = None;
   unsigned Number = 0;
@@ -29,7 +29,7 @@ struct Failure {
 
 constexpr uint32_t Imm = 1u << 13;
 
-/// Reads the pieces of an instruction from left to right; throws Failure where one does not fit.
+/// Reads the parts of an instruction from left to right. Throws Failure on a syntax error.
 class Reader {
 public:
   explicit Reader(const char *Text) : At(Text) {}
@@ -100,21 +100,21 @@ public:
 
   unsigned intRegister() { return ofKind(Reg::Int, "integer register expected"); }
 
-  unsigned ofKind(Reg::Kind Kind, const char *Otherwise) {
+  unsigned ofKind(Reg::Kind Kind, const char *Error) {
     Reg Found = anyRegister();
     if (Found.Is != Kind)
-      throw Failure{Otherwise};
+      throw Failure{Error};
     return Found.Number;
   }
 
-  /// rs2 or simm13, as bits of the word.
+  /// rs2 or simm13, as bits of the instruction word.
   uint32_t operand() {
     if (startsRegister())
       return intRegister();
     return Imm | (uint32_t(number(-4096, 4095)) & 0x1FFF);
   }
 
-  /// rs1 and rs2 or simm13, as bits of the word.
+  /// rs1 and rs2 or simm13, as bits of the instruction word.
   uint32_t address() {
     uint32_t Bits = intRegister() << 14;
     if (accept('-'))
@@ -129,7 +129,7 @@ public:
     return Bits;
   }
 
-  /// A displacement in words that fits Width bits, written in bytes behind the dot.
+  /// A displacement in words that fits Width bits, written in bytes after the dot.
   uint32_t target(unsigned Width) {
     expect('.');
     bool Minus = accept('-');
@@ -167,7 +167,7 @@ constexpr uint32_t rs1(unsigned Number) {
   return Number << 14;
 }
 
-/// The fixed bits of an instruction of op = 2 or op = 3.
+/// The fixed bits of an instruction with op = 2 or op = 3.
 uint32_t opcode(unsigned Op, unsigned Op3) {
   return Op << 30 | Op3 << 19;
 }
@@ -377,7 +377,7 @@ int conditionNamed(const std::string &Text, const char *const *Names) {
   return -1;
 }
 
-/// Reads a branch or a ticc, whose names carry the condition; none for any other name.
+/// Reads a branch or a ticc, whose names contain the condition. Returns nothing for other names.
 std::optional<uint32_t> conditional(const std::string &Text, Reader &In) {
   static const struct {
     const char *Prefix;
@@ -401,7 +401,7 @@ std::optional<uint32_t> conditional(const std::string &Text, Reader &In) {
   return std::nullopt;
 }
 
-/// Reads the forms with a name of their own; none for any other name.
+/// Reads a synthetic instruction. Returns nothing for other names.
 std::optional<uint32_t> synthetic(const std::string &Text, Reader &In) {
   if (Text == "nop")
     return 0x01000000;
@@ -426,7 +426,7 @@ std::optional<uint32_t> synthetic(const std::string &Text, Reader &In) {
   return std::nullopt;
 }
 
-/// The first row of that name.
+/// The first row with that name.
 Insn named(const std::string &Text) {
   for (unsigned Id = 0; Id < unsigned(Insn::Count); ++Id)
     if (Text == infoOf(Insn(Id)).Text)
@@ -490,7 +490,7 @@ std::optional<uint32_t> assemble(const char *Text, std::string &Error) {
     Reader In(Text);
     uint32_t Word = instruction(In);
     if (!In.atEnd())
-      throw Failure{"text behind the instruction"};
+      throw Failure{"text after the instruction"};
     return Word;
   } catch (const Failure &Why) {
     Error = Why.Reason;

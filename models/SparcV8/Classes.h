@@ -1,7 +1,7 @@
-/* Classes.h - what the instruction-class counters of the SparcV8 processor count.
+/* Classes.h - the instruction classes that the SparcV8 processor counts.
  *
- * orvy_cpuGetIClassCounter takes one of these. An instruction counts once it has had its effect;
- * one that traps does not, except for a ticc that is taken. */
+ * orvy_cpuGetIClassCounter takes one of these. An instruction is counted when it completes; one that
+ * traps is not counted, except for a taken ticc. */
 
 #ifndef ORVY_MODELS_SPARCV8_CLASSES_H
 #define ORVY_MODELS_SPARCV8_CLASSES_H
@@ -12,7 +12,7 @@ typedef ORVY_ENUM(orvy_SparcV8Class){
     ovSC_Arithmetic = 0,                    /**< add, subtract, tagged forms */
     ovSC_Logic = 1,                         /**< and, or, xor and their inverses */
     ovSC_Shift = 2,      ovSC_Multiply = 3, /**< umul, smul, mulscc */
-    ovSC_Divide = 4,     ovSC_Sethi = 5,    /**< nop among them */
+    ovSC_Divide = 4,     ovSC_Sethi = 5,    /**< includes nop */
     ovSC_Branch = 6,                        /**< Bicc, taken or not */
     ovSC_Jump = 7,                          /**< call, jmpl */
     ovSC_Window = 8,                        /**< save, restore */
@@ -22,7 +22,7 @@ typedef ORVY_ENUM(orvy_SparcV8Class){
     ovSC_Barrier = 14, /**< flush, stbar */
     ovSC_Reserved15 = 15} orvy_SparcV8Class;
 
-/** Counters of the array. */
+/** Number of counters. */
 #define ORVY_SPARCV8_CLASSES 16
 
 #endif

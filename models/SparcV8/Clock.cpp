@@ -1,4 +1,4 @@
-// ClockIface: the processor as one of the clocks of a component.
+// ClockIface: the processor as a clock of a component.
 
 #include "Cpu.h"
 
@@ -24,7 +24,8 @@ int64_t signedCycles(void *Obj) {
   return int64_t(cyclesOf(cpu(Obj)));
 }
 
-// Setters look at no event, and end the instruction in progress, whose time they change.
+// Setters do not trigger events. They end the instruction in progress, because they change its
+// time.
 
 void endInstruction(Cpu *C) {
   if (C->Live)
@@ -50,7 +51,7 @@ void setSecs(void *Obj, double Secs) {
   setCycles(Obj, uint64_t(std::max<int64_t>(orvy_secsToCycles(frequency(Obj), Secs), 0)));
 }
 
-/// A processor that was halted before only lets time pass: the others of its group go on.
+/// Reports no exit for a processor that was halted before the call, so that its group continues.
 template <typename Function> int advance(void *Obj, Function Run) {
   const bool WasHalted = cpu(Obj)->Halted;
   const orvy_CpuExitReason Reason = Run();

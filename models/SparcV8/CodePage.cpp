@@ -11,7 +11,7 @@ namespace sparc {
 
 namespace {
 
-/// Stands where no page is; no address of a page equals its own.
+/// Represents a missing page. Its address is not aligned, so it never matches.
 CodePage Nowhere = {.Va = 1};
 
 const void *labelOf(Handler What) {

@@ -1,10 +1,10 @@
 // CodePage.h - decoded instructions, kept by page of target memory.
 //
-// A page has one slot for each word. A slot begins as Fetch, which asks the memory space; once that
-// has shown the page's bytes, all slots become Decode, and each turns into its instruction when it
-// is first reached, or into Hooked if the memory space is to be asked every time. Stores turn slots
-// back to Decode, a revoked page all of them back to Fetch. So a slot may be pointed to for as long
-// as its page lives, whatever happens to the memory.
+// A page has one slot for each word. A slot starts as Fetch, which asks the memory space. Once that
+// has handed out the page, all slots become Decode, and each one becomes its instruction when it is
+// first executed, or Hooked if the memory space must be asked every time. Stores turn slots back to
+// Decode; if the page is revoked, all slots become Fetch again. So a pointer to a slot stays valid
+// for the lifetime of its CodePage, whatever happens to the memory.
 
 #ifndef ORVY_MODELS_SPARCV8_CODEPAGE_H
 #define ORVY_MODELS_SPARCV8_CODEPAGE_H
@@ -19,7 +19,7 @@
 
 namespace sparc {
 
-/// What the engine does for a slot.
+/// The action of the engine for a slot.
 enum class Handler : uint8_t {
 #define HANDLER(Name) Name,
 #include "Handlers.def"
@@ -41,18 +41,18 @@ static_assert(sizeof(Op) == 16, "slots are addressed by shifts");
 
 constexpr uint32_t CodeSlots = ORVY_PAGE_SIZE / 4;
 
-/// Two slots behind the last stand for the first words of the next page: straight on, and straight
-/// on behind an annulled delay slot.
+/// Two slots after the last stand for the first words of the next page, which follow it directly or
+/// after an annulled delay slot.
 constexpr uint32_t AllSlots = CodeSlots + 2;
 
-/// Alignment of a CodePage, which leads from a slot to its page.
+/// Alignment of a CodePage, so that the page of a slot can be computed.
 constexpr uintptr_t CodePageAlign = 32 * 1024;
 
 struct CodePage {
   orvy_PageWatcher Watcher;
   orvy_MemPage *Memory; ///< null while the bytes are not known
   uint32_t Va;
-  uint32_t HasHooks; ///< the memory space is to be asked about each word that is decoded
+  uint32_t HasHooks; ///< the memory space must be asked about each word before it is decoded
   Op Slots[AllSlots + 2];
 };
 
@@ -68,7 +68,7 @@ inline CodePage *pageOf(const Op *Slot) {
   return reinterpret_cast<CodePage *>(Bytes - offsetInPage(Slot));
 }
 
-/// Address of the instruction that a slot stands for; goes on behind the end of the page.
+/// Address of a slot's instruction. Slots after the last have addresses in the next page.
 inline uint32_t addressOf(const Op *Slot) {
   uintptr_t Bytes = offsetInPage(Slot) - offsetof(CodePage, Slots);
   return pageOf(Slot)->Va + uint32_t(Bytes / sizeof(Op)) * 4;
@@ -90,22 +90,21 @@ public:
     return &Page->Slots[(Va & (ORVY_PAGE_SIZE - 1)) / 4];
   }
 
-  /// Takes note of the bytes behind a page, so that its slots decode from them, and of whether the
-  /// page has fetch hooks.
+  /// Gives a page the memory that its slots are decoded from, and whether it has fetch hooks.
   void attach(CodePage *Page, orvy_MemPage *Memory, bool HasHooks);
 
-  /// Has every page ask the memory space again.
+  /// Makes every page ask the memory space again.
   void detachAll();
 
-  /// Whether there are so many pages that they should be given back at the next occasion.
-  bool isFull() const { return Pages.size() > MostPages; }
+  /// Whether there are too many pages, so that clear should be called.
+  bool isFull() const { return Pages.size() > MaxPages; }
 
-  /// Gives all pages back; no slot may be in use.
+  /// Frees all pages. No slot may be in use.
   void clear();
 
 private:
   static constexpr unsigned RecentPages = 1024;
-  static constexpr size_t MostPages = 4096;
+  static constexpr size_t MaxPages = 4096;
 
   CodePage *find(uint32_t Va);
 
@@ -113,7 +112,7 @@ private:
   std::unordered_map<uint32_t, CodePage *> Pages; // by address
 };
 
-/// Decodes a word into a slot, leaving its Do alone, and says what does it.
+/// Decodes a word into a slot, except for Do. Returns the handler for it.
 Handler decode(uint32_t Word, Op *Slot);
 
 } // namespace sparc

@@ -1,9 +1,9 @@
-// Cpu.h - the processor object and what its parts need of each other.
+// Cpu.h - the processor object, and the functions that its sources share.
 //
-// The architectural fields (Globals, Windows, Psr, Pc and so on) are the truth whenever no
-// instruction is in progress. While instructions run, the registers of the current window lie in R,
-// the condition codes in Cc*, and program counter and time in Ip, Np and Left; they are then called
-// live. Everything from outside goes through the accessors below, which serve both cases.
+// The architectural fields (Windows, Psr, Pc and so on) are valid whenever no instruction is in
+// progress. While instructions run, the registers of the current window are in R, the condition
+// codes in Cc*, and program counter and time in Ip, Np and Left. The processor is then called live.
+// All access from outside uses the accessors below, which handle both cases.
 
 #ifndef ORVY_MODELS_SPARCV8_CPU_H
 #define ORVY_MODELS_SPARCV8_CPU_H
@@ -53,19 +53,19 @@ enum TrapNumber : uint32_t {
   TT_TrapInstruction = 0x80
 };
 
-/// How an instruction ended: 0 with its effect, below 0x100 with that trap, or one of these.
+/// How an instruction ended: 0 normally, below 0x100 with that trap, or one of these.
 enum Outcome : uint32_t {
   OC_Done = 0,
-  OC_Stop = 0x100,      ///< a memory space asks to stop before the instruction
+  OC_Stop = 0x100,      ///< a memory space requests a stop before the instruction
   OC_StopRead = 0x101,  ///< the same, on a read
   OC_StopWrite = 0x102, ///< the same, on a write
-  OC_Abandoned = 0x103, ///< the processor's state was changed from outside under the instruction
+  OC_Abandoned = 0x103, ///< the processor's state was changed from outside during the instruction
   OC_Turn = 0x104       ///< the time of the turn is used up
 };
 
-/// A page of plain memory that loads or stores go to without a call.
+/// A page of plain memory that loads or stores access without a call.
 struct DataPage {
-  uint32_t Tag;  ///< first address of the page; its low bits set if there is none
+  uint32_t Tag;  ///< first address of the page; NoTag if there is none
   uint8_t *Base; ///< host bytes
   orvy_MemPage *Page;
   orvy_PageWatcher Watcher;
@@ -80,16 +80,16 @@ constexpr unsigned DataPages = 256;
 struct Cpu {
   orvy_Object Super;
   orvy_EventQueue *Queue;
-  uint32_t R[34]; ///< live registers; 32 takes what is written to %g0. 0 to 7 are always the truth
+  uint32_t R[34];       ///< live registers; 0 to 7 are always valid, 32 receives writes to %g0
   int64_t CcResult;     ///< live: Z if its low word is 0, N if it is negative
   uint32_t CcV;         ///< live: V in bit 31
   uint32_t CcC;         ///< live: C in bit 0
-  int64_t Left;         ///< live: instructions left behind the one in progress
+  int64_t Left;         ///< live: instructions left after the one in progress
   uint64_t CyclesAtEnd; ///< live: cycles when Left is used up
   uint64_t StepsAtEnd;
-  Op *Ip;       ///< live, as of the last call out: the instruction in progress
-  Op *Np;       ///< live, as of the last call out: the next one
-  uint32_t Psr; ///< its condition codes are stale while live
+  Op *Ip;       ///< live, at the last call out: the instruction in progress
+  Op *Np;       ///< live, at the last call out: the next one
+  uint32_t Psr; ///< without the condition codes while live
   uint32_t Wim;
   uint32_t Tbr;
   uint32_t Y;
@@ -113,8 +113,9 @@ struct Cpu {
   uint8_t Halted;
   uint8_t PoweredDown;
   uint8_t TrapEvents;
-  /// What stopped the latest turn before the present instruction: 1 its fetch, 2 its read, 3 its
-  /// write or exchange. Going on passes that stop and those that an instruction meets before it.
+  /// The access that stopped the latest turn before the present instruction: 1 its fetch, 2 its
+  /// read, 3 its write or exchange. The next turn ignores that stop, and those of the accesses
+  /// before it in the same instruction.
   uint8_t StoppedHere;
 
   orvy_IfaceRef MemorySpace;
@@ -122,21 +123,21 @@ struct Cpu {
   orvy_IfaceRef IrqClient;
   void *Machine;
 
-  // Not state: what the engine keeps for itself.
-  bool Running;         ///< a run or step is in progress
-  bool Disposed;        ///< during that: its end releases the processor
-  bool Live;            ///< see above
-  bool InProgress;      ///< live: an instruction has begun and is not counted in Left any longer
-  bool Redirected;      ///< state was changed under the instruction in progress
-  uint8_t StopsToPass;  ///< what StoppedHere was when the instruction in progress began
-  bool TrapReturned;    ///< a rett is to be notified
-  uint32_t PendingTrap; ///< raised from outside under the instruction in progress, 0 if none
-  uint64_t SliceEnd;    ///< cycles at which the present slice ends at the latest
-  orvy_IfaceRef KnownSpace;           ///< the memory space that the caches were filled from
-  const MemorySpaceIface *KnownHooks; ///< who tells of its fetch hooks; null if nobody does
+  // Internal to the engine, not part of the state.
+  bool Running;             ///< a run or step is in progress
+  bool Disposed;            ///< disposed of during a run, whose end releases the processor
+  bool Live;                ///< see above
+  bool InProgress;          ///< live: an instruction has begun and is no longer counted in Left
+  bool Redirected;          ///< state was changed during the instruction in progress
+  uint8_t StopsToPass;      ///< StoppedHere at the start of the instruction in progress
+  bool TrapReturned;        ///< a rett must be notified
+  uint32_t PendingTrap;     ///< raised from outside during the instruction in progress; 0 if none
+  uint64_t SliceEnd;        ///< latest end of the present slice, in cycles
+  orvy_IfaceRef KnownSpace; ///< the memory space that the caches were filled from
+  const MemorySpaceIface *KnownHooks; ///< reports its fetch hooks; may be null
   int64_t TrapEntry;                  ///< notification ids
   int64_t TrapExit;
-  jmp_buf *Leave; ///< where raiseTrapNoReturn goes
+  jmp_buf *Leave; ///< target of raiseTrapNoReturn
   CodeCache *Code;
   DataPage ReadPages[DataPages];
   DataPage WritePages[DataPages];
@@ -154,9 +155,9 @@ void destroy(Cpu *C);
 
 // State.cpp: the architectural state, live or not
 
-void makeLive(Cpu *C);  ///< loads R and Cc* from the architectural fields, after cleaning those
+void makeLive(Cpu *C); ///< loads R and Cc* from the architectural fields, after fixing their values
 void storeLive(Cpu *C); ///< the reverse, with program counters, time and steps
-/// Ends liveness because state is about to be changed under the instruction in progress.
+/// Ends the live state, because state will be changed during the instruction in progress.
 void redirect(Cpu *C);
 void reset(Cpu *C, bool Warm);
 
@@ -181,25 +182,25 @@ void setLiveWindow(Cpu *C, unsigned Window);
 void windowDown(Cpu *C); ///< live: to the window of a save
 void windowUp(Cpu *C);   ///< live: to the window of a restore
 
-// Memory.cpp: accesses that need a call, and the pages kept
+// Memory.cpp: accesses that need a call, and the cached pages
 
-/// Loads from an aligned or unaligned address in the space that Asi names.
+/// Loads from the address space Asi. The address may be misaligned.
 uint32_t load(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t *Value);
 uint32_t store(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t Value);
 /// Swaps memory with *Value.
 uint32_t exchange(Cpu *C, uint32_t Va, unsigned Size, uint8_t Asi, uint64_t *Value);
-/// Fetches the word at Va; leaves the page if it may be kept, and whether that has fetch hooks.
+/// Fetches the word at Va. Sets Page if the page may be kept, and HasHooks if it has fetch hooks.
 uint32_t fetch(Cpu *C, uint32_t Va, uint32_t *Word, orvy_MemPage **Page, bool *HasHooks);
 /// Fetches the word at Va, which has a hook.
 uint32_t fetchHooked(Cpu *C, uint32_t Va, uint32_t *Word);
 /// Whether the word at Va has a fetch hook.
 bool isHooked(Cpu *C, uint32_t Va);
-/// What a call to someone else has done to the instruction in progress.
+/// The effect of a call out on the instruction in progress.
 uint32_t outcomeOfCall(Cpu *C);
 void initPages(Cpu *C);
 void forgetPages(Cpu *C);
-/// Has a processor give up a space when that is disposed of, also in an access to it. The space itself
-/// takes back the pages that it handed out.
+/// Makes a processor drop a space that is disposed of, even during an access to it. The space
+/// itself revokes the pages that it has handed out.
 void addProcessor(Cpu *C);
 void removeProcessor(Cpu *C);
 inline uint8_t dataAsi(const Cpu *C) {
@@ -208,12 +209,12 @@ inline uint8_t dataAsi(const Cpu *C) {
 
 // Execute.cpp
 
-/// Runs instructions from Pc until something ends it; live throughout.
+/// Runs instructions from Pc to the end of the slice. The processor is live all the time.
 uint32_t execute(Cpu *C);
-/// The engine's handlers, by Handler.
+/// The engine's labels, by Handler.
 const void *const *handlers();
 
-// Semantics.cpp: what is off the fast path
+// Semantics.cpp: instructions off the fast path
 
 using Semantics = uint32_t (*)(Cpu *C, const Op *O);
 struct SemanticsTable {
@@ -226,27 +227,27 @@ bool conditionHolds(const Cpu *C, unsigned Cond);
 
 void enterTrap(Cpu *C, uint32_t Number); ///< not live; halts the processor if traps are disabled
 void raiseTrap(Cpu *C, uint32_t Number);
-unsigned pendingInterrupt(const Cpu *C); ///< level of the interrupt to take now, 0 if none
+unsigned pendingInterrupt(const Cpu *C); ///< level of the interrupt to take now; 0 if none
 void takeInterrupt(Cpu *C, unsigned Level);
-/// Live: ends the slice behind the instruction in progress if an interrupt can be taken now.
+/// Live: ends the slice after the instruction in progress if an interrupt can be taken now.
 void noticeInterrupt(Cpu *C);
-/// Live: what rett does to the state, or the trap it takes.
+/// Live: executes rett, or returns the trap that it takes.
 uint32_t returnFromTrap(Cpu *C, uint32_t Target);
 void setLine(Cpu *C, unsigned Level, bool Raised);
 const char *trapName(uint32_t Number);
 
 // Run.cpp
 
-constexpr uint64_t NoLimit = INT64_MAX; ///< what a queue can count
+constexpr uint64_t NoLimit = INT64_MAX; ///< largest time of an event queue
 orvy_CpuExitReason runTo(Cpu *C, uint64_t Cycles);
 orvy_CpuExitReason stepTo(Cpu *C, uint64_t Steps, uint64_t Cycles);
-/// Live: has the present slice end not later than at these cycles, but behind the instruction in
-/// progress.
+/// Live: makes the present slice end at these cycles at the latest, but not before the end of the
+/// instruction in progress.
 void limitSlice(Cpu *C, uint64_t Cycles);
-/// The same by the queue's first event, called when that may have changed.
+/// Limits the slice to the time of the queue's first event. Call this when that may have changed.
 void limitSliceToEvents(Cpu *C);
 
-// Registers.cpp, Interfaces.cpp and Clock.cpp: how the class is described
+// Registers.cpp, Interfaces.cpp and Clock.cpp: properties and interfaces of the class
 
 void describeRegisters(orvy_Class *Cls);
 void describeInterfaces(orvy_Class *Cls);

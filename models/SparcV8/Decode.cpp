@@ -1,4 +1,4 @@
-// What becomes of an instruction word: operands laid out for the engine, and who does it.
+// Decodes an instruction word into operands for the engine and the handler that executes it.
 
 #include "CodePage.h"
 #include "Cpu.h"
@@ -21,7 +21,7 @@ const Handler HandlerOf[] = {
 #undef MEMORY_ROWS
 };
 
-/// Whether a slot and another this many words away lie in one page.
+/// Whether a slot and the one that many words away are in the same page.
 bool isNear(const Op *Slot, int32_t Words) {
   int64_t Index = int64_t(addressOf(Slot) % ORVY_PAGE_SIZE / 4) + Words;
   return Index >= 0 && Index < CodeSlots;
@@ -54,7 +54,7 @@ Handler decodeCall(uint32_t Word, Op *Slot) {
   return isNear(Slot, Slot->Imm) ? Handler::CallNear : Handler::CallFar;
 }
 
-/// An instruction that always traps, or one on pairs that does so with an odd register.
+/// Decodes an instruction that always traps.
 Handler decodeTrap(Op *Slot) {
   switch (infoOf(Slot->Id).Form) {
   case Format::None:
@@ -77,8 +77,8 @@ Handler decodePair(uint32_t Word, Op *Slot, Handler What) {
   return rdOf(Word) & 1 ? trap(Slot, TT_IllegalInstruction) : What;
 }
 
-/// An instruction off the fast path keeps its own word beside the operands: it needs fields that no
-/// other has.
+/// Decodes an instruction off the fast path. It keeps its word in Imm, because it needs fields that
+/// an Op does not have.
 Handler decodeSlow(uint32_t Word, Op *Slot) {
   bool IsStbar = Slot->Id == Insn::Rdasr && rs1Of(Word) == 15 && rdOf(Word) == 0;
   if (IsStbar)
@@ -111,7 +111,7 @@ Handler decode(uint32_t Word, Op *Slot) {
   case Handler::St:
   case Handler::Stb:
   case Handler::Sth:
-    Slot->Rd = uint8_t(rdOf(Word)); // read, so %g0 is itself
+    Slot->Rd = uint8_t(rdOf(Word)); // a source operand: %g0 is not redirected
     return What;
   default:
     return What;

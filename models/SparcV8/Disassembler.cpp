@@ -129,7 +129,7 @@ std::string alternate(uint32_t W, const InsnInfo &Info) {
   return std::string(Info.Text) + " " + Place + ", " + reg(rdOf(W));
 }
 
-/// The forms with a name of their own; empty for all others.
+/// The text of a synthetic instruction; empty for all others.
 std::string synthetic(uint32_t W, Insn Id) {
   switch (W) {
   case 0x01000000:

@@ -1,7 +1,7 @@
-// The engine: one handler for each common instruction, each jumping straight to the next one's.
+// The engine: one handler for each common instruction, each jumping directly to the next one's.
 //
-// Ip and Np play PC and nPC as slots of decoded pages, so that delay slots, annulled ones and
-// couples of transfers follow from the manual's rules without a special case.
+// Ip and Np are PC and nPC as slots of decoded pages, so that delay slots, annulled delay slots and
+// pairs of transfers follow from the manual's rules without a special case.
 
 #include "Cpu.h"
 
@@ -24,7 +24,7 @@ inline uint64_t fromTarget(uint64_t Value) {
   return __builtin_bswap64(Value);
 }
 
-/// The page that an access goes to without a call, or null. Misaligned addresses find none.
+/// The page for an access without a call, or null. There is none for a misaligned address.
 template <typename T> inline DataPage *pageFor(DataPage *Pages, uint32_t Va) {
   DataPage *Page = &Pages[Va >> ORVY_PAGE_BITS & (DataPages - 1)];
   constexpr uint32_t Mask = ~(ORVY_PAGE_SIZE - 1) | (sizeof(T) - 1);
@@ -87,7 +87,8 @@ inline bool overflowed(const Cpu *C) {
   return int32_t(C->CcV) < 0;
 }
 
-// The engine is one function, since the labels it jumps between are its own. These are its phrases.
+// The engine is one function, because labels are local to a function. These are its building
+// blocks.
 
 #define OP1 R[Ip->Rs1]
 #define OP2 (R[Ip->Rs2] + uint32_t(Ip->Imm))
@@ -123,7 +124,7 @@ inline bool overflowed(const Cpu *C) {
     DISPATCH;                                                                                      \
   } while (0)
 
-// Calls that others may answer to see the whole state, and may change what is left of the turn.
+// Calls out need the whole state, and may change the rest of the turn.
 #define CALL_OUT (C->Left = Left, C->Ip = Ip, C->Np = Np)
 #define CALLED(Result)                                                                             \
   do {                                                                                             \
@@ -184,7 +185,7 @@ inline bool overflowed(const Cpu *C) {
   Do##Name##A : if (Cond) TRANSFER(Branch, Ip + Ip->Imm);                                          \
   ANNUL;
 
-/// The engine proper; with Labels, only tells its labels.
+/// The engine. With Labels it only returns its labels there.
 __attribute__((noinline)) uint32_t engine(Cpu *C, const void *const **Labels) {
   static const void *const Table[] = {
 #define HANDLER(Name) &&Do##Name,
@@ -223,7 +224,7 @@ DoFetch : {
     limitSlice(C, 0);
     Left = C->Left;
   }
-  if (HasHooks) // this fetch has been seen; the next one of this word sees to its hook
+  if (HasHooks) // this fetch has passed the hook already; decode the slot at the next one
     goto *Table[unsigned(decode(Word, Ip))];
 }
 DoDecode : {

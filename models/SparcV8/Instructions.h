@@ -1,4 +1,4 @@
-// Instructions.h - the instruction set as data: what each row is called, how it is written.
+// Instructions.h - the instruction set as data: names and operand formats.
 
 #ifndef ORVY_MODELS_SPARCV8_INSTRUCTIONS_H
 #define ORVY_MODELS_SPARCV8_INSTRUCTIONS_H
@@ -9,7 +9,7 @@
 
 namespace sparc {
 
-/// An instruction; Bicc, Ticc, Fpop1 and their like stand for their whole family.
+/// An instruction. Bicc, Ticc, Fpop1 and the like stand for their whole family.
 enum class Insn : uint8_t {
 #define CONTROL_ROWS
 #define ARITHMETIC_ROWS
@@ -50,7 +50,7 @@ enum class Format : uint8_t {
   Jmpl,
   Address, ///< rs1 + op2
   Ticc,
-  Load, ///< [address], register; from here on by kind of register
+  Load, ///< [address], register; the following ones by kind of register
   LoadAsi,
   LoadFp,
   LoadFsr,
@@ -75,10 +75,10 @@ struct InsnInfo {
 /// The row of an instruction.
 const InsnInfo &infoOf(Insn Id);
 
-/// The instruction in a word; Illegal where the manual assigns none.
+/// The instruction in a word; Illegal if the manual assigns none.
 Insn identify(uint32_t Word);
 
-/// The instruction of op = 2 or op = 3 with this op3.
+/// The instruction with op = 2 or op = 3 and this op3.
 Insn insnAt(unsigned Op, unsigned Op3);
 
 /// Names of the sixteen conditions of Bicc and Ticc, of FBfcc, and of CBccc.

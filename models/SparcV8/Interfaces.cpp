@@ -1,4 +1,4 @@
-// The tables through which others reach the processor.
+// The interfaces of the processor.
 
 #include "Cpu.h"
 #include "SpecialRegisters.h"
@@ -15,7 +15,7 @@ Cpu *cpu(void *Obj) {
   return static_cast<Cpu *>(Obj);
 }
 
-/// A frequency of 0, which a property can be given, would stop time.
+/// Clamps a frequency of 0, which a property can be set to: it would stop time.
 uint64_t frequency(const Cpu *C) {
   return std::max<uint64_t>(C->Freq, 1);
 }
@@ -31,7 +31,7 @@ orvy_CpuExitReason step(void *Obj, uint64_t Steps) {
   return stepTo(cpu(Obj), Steps, NoLimit);
 }
 
-/// Leaves its caller if that was called by the instruction in progress.
+/// Does not return to a caller that was called by the instruction in progress.
 void raiseTrapNoReturn(void *Obj, int Trap) {
   raiseTrap(cpu(Obj), uint32_t(Trap) & 0xFF);
   if (cpu(Obj)->Leave && cpu(Obj)->Live)
@@ -117,7 +117,7 @@ char *disassembleWord(void *, uint32_t Word) {
   return Text.empty() ? nullptr : strdup(Text.c_str());
 }
 
-/// There is no memory management: addresses are physical, and there are no table entries.
+/// There is no memory management unit: virtual addresses are physical, without page table entries.
 uint64_t translateAddress(void *, uint64_t Va, uint32_t *Flags) {
   bool AsksForEntry = Flags && (*Flags & 15) == 2;
   if (Flags)
@@ -200,7 +200,7 @@ void postAbsolute(void *Obj, int64_t EvId, int64_t Time) {
 
 void postRelative(void *Obj, int64_t EvId, int64_t Delay) {
   Cpu *C = cpu(Obj);
-  int64_t Time = 0; // the end of time, if it lies beyond
+  int64_t Time = 0; // clamped to the end of time
   if (__builtin_add_overflow(int64_t(cyclesOf(C)), Delay, &Time))
     Time = INT64_MAX;
   int64_t Nanos = orvy_cyclesToNanos(Delay, int64_t(frequency(C)));
@@ -232,7 +232,7 @@ ResetIface TheResetIface = {
     .reset = [](void *Obj, int Kind) { reset(cpu(Obj), Kind == ovRK_Warm); },
 };
 
-/// The memory as the processor sees it: that of its memory space.
+/// The memory of the processor's memory space.
 MemoryIface TheMemoryIface = {
     .readBytes = [](void *Obj, void *Data, uint64_t Addr, uint32_t Len, uint32_t Swap) -> uint32_t {
       void *Space = cpu(Obj)->MemorySpace.Obj;

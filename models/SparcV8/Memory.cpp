@@ -1,4 +1,4 @@
-// Accesses that go through the memory space, and the pages of plain memory kept from them.
+// Accesses through the memory space, and the pages of plain memory that are cached from them.
 
 #include "Cpu.h"
 
@@ -21,7 +21,7 @@ const Kind Read = {&MemAccessIface::read, OC_StopRead, TT_DataAccessException};
 const Kind Write = {&MemAccessIface::write, OC_StopWrite, TT_DataAccessException};
 const Kind Exchange = {&MemAccessIface::exchange, OC_StopWrite, TT_DataAccessException};
 
-/// The identifiers 8 to 11, of user and supervisor instructions and data, name the one memory.
+/// The identifiers 8 to 11, for user and supervisor instructions and data, mean the same memory.
 bool namesMemory(uint8_t Asi) {
   return Asi >= 8 && Asi <= 11;
 }
@@ -86,11 +86,11 @@ void keep(DataPage *Pages, uint32_t Va, const orvy_MemTransaction &Mt) {
   orvy_memPageWatch(Page->Page, &Page->Watcher);
 }
 
-/// The processors there are. They share one subscription: an unsubscription of their own could come
-/// while the notification is being issued.
+/// All processors. They share one subscription, because a processor that is disposed of would have
+/// to unsubscribe while the notification is being issued.
 std::vector<Cpu *> Processors;
 
-void giveUp(Cpu *C, const void *Space) {
+void dropSpace(Cpu *C, const void *Space) {
   if (C->KnownSpace.Obj == Space)
     C->KnownHooks = nullptr;
   for (orvy_IfaceRef *Ref : {&C->MemorySpace, &C->AsiSpace, &C->KnownSpace})
@@ -181,11 +181,11 @@ void initPages(Cpu *C) {
 void addProcessor(Cpu *C) {
   constexpr const char *Disposal = "orvy.objectWillBeDisposed";
   static const int Subscribed = [C] {
-    // As is done for every object, but after its creation, and this one may be the first.
+    // Every object publishes this, but only after its creation, and this one may be the first.
     orvy_publishNotification(Disposal, C);
     return orvy_subscribeNotification(Disposal, nullptr, nullptr, [](void *, void *Source, void *) {
       for (Cpu *Each : Processors)
-        giveUp(Each, Source);
+        dropSpace(Each, Source);
     });
   }();
   static_cast<void>(Subscribed);

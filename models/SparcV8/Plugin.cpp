@@ -1,4 +1,4 @@
-// The class SparcV8: its objects' life, and the entry point of the plug-in.
+// The class SparcV8: creation and disposal of its objects, and the entry point of the plug-in.
 
 #include "Cpu.h"
 
@@ -32,8 +32,8 @@ void *create(const char *Name, int Count, const orvy_CreateArg *Args) {
   return C;
 }
 
-/// A run in progress ends with the instruction or event that disposes of its processor. Until then
-/// that has a queue, which nothing is fired from any more.
+/// A run ends after the instruction or event that disposes of its processor. Until then the
+/// processor has an empty queue, so that no more events fire.
 void dispose(void *Obj) {
   auto *C = static_cast<Cpu *>(Obj);
   if (!C->Running) {

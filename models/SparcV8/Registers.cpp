@@ -1,4 +1,4 @@
-// What the object system is told of the processor's state.
+// Properties and registers of the processor's state.
 
 #include "Cpu.h"
 
@@ -63,7 +63,7 @@ void writeGlobal(void *Obj, orvy_Propval Pv, int Idx) {
   writeRegister(cpu(Obj), 0, unsigned(Idx) & 7, word(Pv));
 }
 
-// Element 16 n + i is local or in i of window n.
+// Element 16 n + i is local register i of window n for i < 8, and in register i - 8 for the others.
 void writeWindowed(void *Obj, orvy_Propval Pv, int Idx) {
   writeRegister(cpu(Obj), unsigned(Idx) / 16, unsigned(Idx) % 16 + 16, word(Pv));
 }

@@ -1,4 +1,4 @@
-// Turns of the processor: slices of instructions between events, and the time passed without any.
+// Turns of the processor: slices of instructions between events, and time without instructions.
 
 #include "Cpu.h"
 
@@ -8,14 +8,14 @@ namespace sparc {
 
 namespace {
 
-constexpr uint64_t LongestSlice = uint64_t(1) << 40;
+constexpr uint64_t MaxSlice = uint64_t(1) << 40;
 
-/// How far a turn goes.
+/// The limits of a turn.
 struct Turn {
   uint64_t Cycles;
   uint64_t Steps;
   bool Stepping;
-  uint64_t Hops; ///< how often steps without a limit of time may pass to the next event
+  uint64_t Hops; ///< how often steps without a time limit may advance to the next event
 };
 
 const MemorySpaceIface *tableOfHooks(void *Space) {
@@ -46,7 +46,7 @@ void beginSlice(Cpu *C, uint64_t EndCycles, uint64_t EndSteps) {
   C->SliceEnd = EndCycles;
   uint64_t Cpi = C->CyclesPerInstruction;
   uint64_t Count = (EndCycles - C->Cycles - 1) / Cpi + 1;
-  Count = std::min({Count, EndSteps - C->Steps, LongestSlice});
+  Count = std::min({Count, EndSteps - C->Steps, MaxSlice});
   C->StopsToPass = C->StoppedHere;
   if (C->StopsToPass)
     Count = 1;
@@ -55,7 +55,7 @@ void beginSlice(Cpu *C, uint64_t EndCycles, uint64_t EndSteps) {
   C->StepsAtEnd = C->Steps + Count;
 }
 
-/// Calls the engine in a frame that raiseTrapNoReturn can come back to.
+/// Calls the engine. raiseTrapNoReturn can jump back to here.
 uint32_t callEngine(Cpu *C) {
   jmp_buf Here;
   C->Leave = &Here;
@@ -64,7 +64,7 @@ uint32_t callEngine(Cpu *C) {
   return Out;
 }
 
-/// Runs instructions; all state is back in the architectural fields afterwards.
+/// Runs instructions. All state is in the architectural fields afterwards.
 uint32_t runSlice(Cpu *C) {
   makeLive(C);
   C->InProgress = true;
@@ -93,7 +93,7 @@ orvy_CpuExitReason breakReason(uint32_t Out) {
   }
 }
 
-/// Acts on how a slice ended. Says whether the turn goes on, else why not.
+/// Handles the end of a slice. Returns whether the turn continues; sets Reason if it does not.
 bool finishSlice(Cpu *C, uint32_t Out, orvy_CpuExitReason *Reason) {
   C->StoppedHere = isStop(Out) ? uint8_t(Out - OC_Stop + 1) : 0;
   if (C->StoppedHere) {
@@ -109,9 +109,9 @@ bool finishSlice(Cpu *C, uint32_t Out, orvy_CpuExitReason *Reason) {
   return true;
 }
 
-/// Passes time without instructions, to the next event or the end of the turn. Steps without a
-/// limit of time may have no end: they are refused once nothing is pending or all their hops are
-/// used up.
+/// Advances the time to the next event or the end of the turn without instructions. Steps without a
+/// time limit may never end: returns false for them if no event is pending or their hops are used
+/// up.
 bool passTime(Cpu *C, Turn &T, int64_t FirstEvent) {
   bool Event = FirstEvent > int64_t(C->Cycles);
   if (T.Stepping && T.Cycles == NoLimit && (!Event || T.Hops-- == 0))
@@ -135,7 +135,7 @@ orvy_CpuExitReason turn(Cpu *C, Turn T) {
     if (!C->Halted)
       if (unsigned Level = pendingInterrupt(C))
         takeInterrupt(C, Level);
-    if (C->Disposed) // by an event, or by who hears of the trap
+    if (C->Disposed) // by an event, or by a subscriber to the trap
       break;
     if (C->Halted || C->PoweredDown) {
       if (!passTime(C, T, FirstEvent))
@@ -172,8 +172,8 @@ orvy_CpuExitReason guarded(Cpu *C, const Turn &T) {
 
 void limitSlice(Cpu *C, uint64_t Cycles) {
   uint64_t Cpi = C->CyclesPerInstruction;
-  uint64_t Behind = C->CyclesAtEnd - uint64_t(C->Left) * Cpi;
-  int64_t Needed = Cycles > Behind ? int64_t((Cycles - Behind - 1) / Cpi + 1) : 0;
+  uint64_t Next = C->CyclesAtEnd - uint64_t(C->Left) * Cpi;
+  int64_t Needed = Cycles > Next ? int64_t((Cycles - Next - 1) / Cpi + 1) : 0;
   if (Needed >= C->Left)
     return;
   uint64_t Cut = uint64_t(C->Left - Needed);

@@ -1,4 +1,4 @@
-// Instructions off the engine's fast path, one small function each. Imm holds the instruction word.
+// Instructions off the engine's fast path, one small function each. Imm is the instruction word.
 
 #include "Cpu.h"
 
@@ -49,7 +49,7 @@ Quotient divideUnsigned(uint64_t Dividend, uint32_t Divisor) {
   return Value > 0xFFFFFFFF ? Quotient{0xFFFFFFFF, true} : Quotient{uint32_t(Value), false};
 }
 
-/// Works on magnitudes, since the most negative dividend by -1 does not fit 64 bits.
+/// Divides magnitudes, because the most negative dividend divided by -1 does not fit 64 bits.
 Quotient divideSigned(uint64_t Dividend, uint32_t Divisor) {
   bool Negative = (Dividend >> 63) != (Divisor >> 31);
   uint64_t Magnitude =
@@ -100,8 +100,8 @@ template <bool Subtract, bool Trapping> uint32_t tagged(Cpu *C, const Op *O) {
 
 // State registers
 
-/// Y can be read and written by all, the registers 16 to 31 by the supervisor. The others are
-/// reserved; a register for which someone has given a function is there as well.
+/// Y can be accessed in any mode, the registers 16 to 31 by the supervisor. The others are
+/// reserved, and exist only if a model has installed a function for them.
 uint32_t checkAsr(const Cpu *C, unsigned Asr, bool Served) {
   if (Asr == 0)
     return OC_Done;
@@ -170,7 +170,7 @@ uint32_t addressOfAccess(const Cpu *C, const Op *O) {
   return first(C, O) + second(C, O);
 }
 
-/// Forms with an address space identifier are for the supervisor and take no immediate.
+/// Instructions with an address space identifier are privileged and have no immediate operand.
 uint32_t checkAlternate(const Cpu *C, const Op *O, bool Pair) {
   if (!isSupervisor(C))
     return TT_PrivilegedInstruction;
@@ -232,7 +232,7 @@ template <unsigned Size> uint32_t swapAlternate(Cpu *C, const Op *O) {
   return swapWith(C, O, Size, asiOf(O));
 }
 
-/// The queues are for the supervisor, and behind that as disabled as all of their unit.
+/// Storing a queue is privileged. For the supervisor it traps, because the unit is disabled.
 template <TrapNumber Disabled> uint32_t storeQueue(Cpu *C, const Op *) {
   return isSupervisor(C) ? Disabled : TT_PrivilegedInstruction;
 }

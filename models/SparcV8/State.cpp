@@ -1,4 +1,4 @@
-// The architectural state: registers, windows, condition codes, time, whether live or not.
+// The architectural state, live or not: registers, windows, condition codes and time.
 
 #include "Cpu.h"
 
@@ -8,7 +8,7 @@ namespace sparc {
 
 namespace {
 
-constexpr unsigned Locals = 16, Ins = 24, Outs = 8; // their places in R
+constexpr unsigned Locals = 16, Ins = 24, Outs = 8; // indices in R
 constexpr size_t Eight = 8 * sizeof(uint32_t);
 
 uint32_t *localsOf(Cpu *C, unsigned Window) {
@@ -17,7 +17,7 @@ uint32_t *localsOf(Cpu *C, unsigned Window) {
 uint32_t *insOf(Cpu *C, unsigned Window) {
   return localsOf(C, Window) + 8;
 }
-/// The outs of a window are the ins of the one a save leads to.
+/// The outs of a window are the ins of the window after a save.
 uint32_t *outsOf(Cpu *C, unsigned Window) {
   return insOf(C, Window - 1);
 }
@@ -38,7 +38,7 @@ void setCwp(Cpu *C, unsigned Window) {
   C->Psr = (C->Psr & ~PSR_Cwp) | (Window & PSR_Cwp);
 }
 
-/// Where a register of a window is kept; null for %g0.
+/// The address of a register of a window; null for %g0.
 uint32_t *placeOf(Cpu *C, unsigned Window, unsigned Reg) {
   Reg &= 31;
   Window %= WindowCount;

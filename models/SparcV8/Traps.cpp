@@ -1,4 +1,4 @@
-// Traps, interrupts and the way back from them.
+// Traps, interrupts and returns from them.
 
 #include "Cpu.h"
 
@@ -8,7 +8,7 @@ namespace sparc {
 
 namespace {
 
-constexpr unsigned L1 = 17, L2 = 18; // where a trap leaves pc and npc
+constexpr unsigned L1 = 17, L2 = 18; // receive pc and npc on a trap
 
 const struct {
   uint32_t Number;

@@ -1,4 +1,4 @@
-// The plug-in TimeServer: brings the library's class ZodTimeServer to scripts.
+// The plug-in TimeServer: makes the library's class ZodTimeServer available to scripts.
 
 #include "orvy/Support/ZodTimeServer.h"
 

@@ -1,6 +1,6 @@
-// Leaks.cpp - what the leak sanitizer is not to complain about; only in builds that have it.
+// Leaks.cpp - suppressions for the leak sanitizer; only in builds that have it.
 
-// libedit does not release the names of the functions that are added to it.
+// libedit does not free the names of added functions.
 extern "C" [[gnu::visibility("default")]] const char *__lsan_default_suppressions() {
   return "leak:wcsdup\n";
 }

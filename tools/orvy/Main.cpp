@@ -1,4 +1,4 @@
-// Main.cpp - the front end: starts the library, runs scripts, a text, or the prompt.
+// Main.cpp - the front end: starts the library, and runs scripts, command texts, or the prompt.
 
 #include "orvy/Support/CommandLineOptions.h"
 #include "orvy/Support/Commands.h"
@@ -25,7 +25,7 @@ namespace {
 
 enum ExitStatus { Success = 0, UsageError = 1, ScriptFailed = 2 };
 
-/// An option that may come several times, with values that are taken as they stand.
+/// An option that may be given several times. Its values are not parsed.
 class Words : public Option2 {
 public:
   bool parse(const char *Word) override {
@@ -61,7 +61,7 @@ opt<bool> Interactive(longName("interactive"), shortName('i'),
 opt<bool> Help(longName("help"), shortName('h'), description("Show this help"));
 opt<bool> Version(longName("version"), description("Show the version"));
 
-/// The program itself, also where a link led to it.
+/// The path of the program itself, even if it was started through a link.
 std::string programPath(const char *Called) {
   std::error_code Failed;
   const auto Path = std::filesystem::read_symlink("/proc/self/exe", Failed);
@@ -74,8 +74,8 @@ void startLibrary(const char *Called) {
   orvy_initSupportLib();
 }
 
-/// What scripts find of the installation, from wherever they are run: its scripts by their names,
-/// and the rest below ORVY_SHARE.
+/// Lets scripts find the installation from any directory: its scripts by name, and other files
+/// below ORVY_SHARE.
 void setUpScripts() {
   std::string Share = os::path::findResourceDir("");
   if (Share.ends_with('/'))
@@ -85,7 +85,7 @@ void setUpScripts() {
     Interpreter::appendPath(Scripts.c_str());
 }
 
-/// Whether the script was found and succeeded; what fails in it has been reported.
+/// Whether the script was found and succeeded. The script reports its own failures.
 bool runNamedScript(const std::string &Name) {
   switch (runScript(Name.c_str())) {
   case ScriptResult::Succeeded:
@@ -113,7 +113,7 @@ bool runScripts() {
   return true;
 }
 
-/// ^C belongs to the runs and to the line editor; between them it does nothing.
+/// Makes ^C have no effect except in runs and in the line editor, which handle it themselves.
 void keepInterrupts() {
   struct sigaction Action = {};
   Action.sa_handler = [](int) {};
@@ -121,7 +121,7 @@ void keepInterrupts() {
   sigaction(SIGINT, &Action, nullptr);
 }
 
-/// The prompt, on a terminal. Its failures are the user's to see, not the caller's.
+/// Runs the prompt. Failed commands do not affect the exit status.
 void runPrompt() {
   if (isatty(STDIN_FILENO))
     keepInterrupts();
@@ -144,7 +144,7 @@ ExitStatus runAll() {
   return Succeeds ? Success : ScriptFailed;
 }
 
-/// The status of the process, which has not succeeded if what it had to say was lost.
+/// The status of the process: it has failed if its output could not be written.
 ExitStatus finish(ExitStatus Status) {
   outs().flush();
   if (std::cout.good() && std::fflush(stdout) == 0 && !std::ferror(stdout))
@@ -156,7 +156,7 @@ ExitStatus finish(ExitStatus Status) {
 } // namespace
 
 int main(int argc, char **argv) {
-  // Ahead of the start, which is the first to use some of the values.
+  // Before the library is started, which uses some of the values.
   if (orvy_parseCommandLineOptions(argc, const_cast<const char **>(argv)) != 0) {
     errs() << "orvy: '" << getWrongWord() << "' is no option, or its value is missing or wrong\n\n";
     orvy_printCommandLineHelp();

@@ -1,4 +1,4 @@
-// CheckpointFile.h - the text of a checkpoint: written object by object, and read back.
+// CheckpointFile.h - writes the text of a checkpoint object by object, and reads it back.
 
 #ifndef ORVY_LIB_CHECKPOINTFILE_H
 #define ORVY_LIB_CHECKPOINTFILE_H
@@ -15,7 +15,7 @@
 
 namespace orvy::checkpoint {
 
-/// Tells a user at a terminal how far a long operation has come, once it takes more than a second.
+/// Shows the progress of an operation on a terminal once it takes more than a second.
 class Progress {
 public:
   /// The total is in bytes; 0 if it is not known.
@@ -37,14 +37,14 @@ private:
   bool IsShown = false;
 };
 
-/// A file that takes the place of another one when it is complete.
+/// A file that replaces another one when it is complete.
 class ReplacementFile {
 public:
-  /// Opens a new file beside what the path leads to, with the rights of that; what is no plain
-  /// file, or stands for an open one as /dev/stdout does, or lies where no other file can be made
-  /// or put in its place, is written to itself. Throws std::system_error.
+  /// Opens a new file in the directory of the path's target, with the target's permissions. Writes
+  /// to the target directly if it is not a regular file, stands for an open file as /dev/stdout
+  /// does, or cannot be replaced where it is. Throws std::system_error.
   explicit ReplacementFile(const char *Path);
-  /// Without commit(), all is as it was before.
+  /// Removes the new file unless it was committed.
   ~ReplacementFile();
   ReplacementFile(const ReplacementFile &) = delete;
   ReplacementFile &operator=(const ReplacementFile &) = delete;
@@ -53,7 +53,7 @@ public:
   void commit();
 
 private:
-  /// Leaves the file closed if there can be none, with errno telling why.
+  /// Leaves the file closed, with errno set, if it cannot be created.
   void openBeside(const std::string &Path);
 
   std::string Target;
@@ -61,18 +61,18 @@ private:
   UniqueDescriptor File{-1};
 };
 
-/// Writes JSON as the library does with an indentation of 2, without having all of it at once.
+/// Writes the same JSON as the library with an indentation of 2, but never holds the whole text.
 class Writer {
 public:
   explicit Writer(ReplacementFile &File);
 
-  /// The text of a value that begins behind Indent blanks.
+  /// Writes a value on a line that is indented by Indent blanks.
   void value(const Json &Value, unsigned Indent);
   void text(std::string_view Text);
-  /// A string in quotes.
+  /// Writes a string in quotes.
   void string(const std::string &Text);
   void newLine(unsigned Indent);
-  /// Hands everything over to the file.
+  /// Writes the buffer to the file.
   void flush();
 
 private:
@@ -80,7 +80,7 @@ private:
   void array(const Json::array_t &Array, unsigned Indent);
   template <typename Number> void numbers(const Json::binary_t &Packed, unsigned Indent);
   void packed(const Json::binary_t &Packed, unsigned Indent);
-  /// Room for that many bytes behind the present end.
+  /// Makes room for that many bytes at the end of the buffer.
   char *room(size_t Bytes);
 
   ReplacementFile &File;
@@ -90,11 +90,11 @@ private:
 };
 
 /// The document in a file, with its long arrays of unsigned numbers packed. Throws the library's
-/// exceptions, and others for what cannot be read.
+/// exceptions for invalid JSON, and others if the file cannot be read.
 Json readDocument(int Descriptor);
 
-/// As orvy_deserialiseJSON, but a file that cannot be read or is no checkpoint is told on the error
-/// stream and changes nothing.
+/// Like orvy_deserialiseJSON, but a file that cannot be read or is not a checkpoint is reported on
+/// the error stream and changes nothing.
 int restoreIfCheckpoint(const char *Path);
 
 } // namespace orvy::checkpoint

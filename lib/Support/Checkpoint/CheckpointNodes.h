@@ -21,35 +21,35 @@ namespace orvy::checkpoint {
 
 using Json = nlohmann::json;
 
-/// Whether long arrays of numbers may be packed: not in nodes that belong to others.
+/// Whether long arrays of numbers may be packed. Nodes that a caller owns are always plain.
 enum class Form { Plain, Packed };
 
 /// Arrays of fewer numbers are always plain.
 constexpr size_t PackedFrom = 32;
 
-/// Containers nested deeper are neither written nor read.
-constexpr unsigned MostLevels = 128;
+/// Containers nested deeper than this are neither written nor read.
+constexpr unsigned MaxLevels = 128;
 
-/// What is wrong with a value or a node, apart from what the JSON library finds itself.
+/// A value or a node that cannot be saved or restored. The JSON library throws its own exceptions.
 struct Unfit : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The name of a type in a node; null if the type has none.
+/// The name of a type in a node; null if the type has no name.
 const char *typeIdToString(orvy_Type Typ);
-/// The type of that name; ovTY_Invalid if there is none.
+/// The type with that name; ovTY_Invalid if there is no such type.
 orvy_Type stringToTypeId(std::string_view Name);
 
-/// References inside containers that could not be written or read and are null now. A property is
-/// not given up for them: whoever writes or restores one asks afterwards.
+/// References inside containers that could not be written or read and were replaced by null. The
+/// property is saved or restored all the same; its caller reports them afterwards.
 struct LostReferences {
   size_t Count = 0;
-  std::string First; ///< what is wrong with the first of them
+  std::string First; ///< why the first one was lost
 };
-/// Those since the last call.
+/// The references lost since the last call.
 LostReferences takeLostReferences();
 
-// Nodes of values inside containers, which tell their own type.
+// Nodes of values inside containers. Each carries its type.
 
 Json getTypedScalarNode(const orvy_Propval &Pv);
 Json getTypedBuffNode(const orvy_Propval &Pv, Form F = Form::Plain);
@@ -57,9 +57,9 @@ Json getTypedDictNode(const orvy_Propval &Pv, Form F = Form::Plain, unsigned Lev
 Json getTypedVectorNode(const orvy_Propval &Pv, Form F = Form::Plain, unsigned Level = 0);
 Json getTypedListNode(const orvy_Propval &Pv, Form F = Form::Plain, unsigned Level = 0);
 
-/// The node of a property; null (of JSON) for a type without a name. Throws what is unfit.
+/// The node of a property; JSON null if its type has no name. Throws Unfit.
 Json propertyNode(const objsys::Property &Prop, void *Obj, Form F);
-/// The node of values laid out as in a property. The type has a name.
+/// The node of values laid out as in a property. The type must have a name.
 Json arrayNode(orvy_Type Typ, size_t Count, const void *Data, Form F);
 
 /// Sets a property from its node. The property keeps its value if this throws.
@@ -71,10 +71,10 @@ public:
   explicit Entries(const Json &Data);
 
   size_t size() const;
-  /// A number from 0 to Max. Throws what is none.
+  /// A number from 0 to Max. Throws if the entry is anything else.
   uint64_t unsignedAt(size_t Idx, uint64_t Max) const;
   int64_t signedAt(size_t Idx, int64_t Min, int64_t Max) const;
-  /// The number of 64 bits that is pair Idx.
+  /// The 64-bit number that pair Idx stands for.
   uint64_t pairAt(size_t Idx) const;
   double realAt(size_t Idx) const;
   const std::string &textAt(size_t Idx) const;
@@ -86,15 +86,16 @@ private:
   unsigned Width = 0;
 };
 
-/// The number of entries that an element takes: 2 for 64 bits.
+/// The number of entries that an element takes: 2 for a 64-bit number.
 unsigned entriesOf(orvy_Type Typ);
-/// Element Idx of the numbers of a type.
+/// Element Idx of an array of numbers of the type.
 orvy_Propval numberAt(const Entries &Data, orvy_Type Typ, size_t Idx);
-/// The object of a name; null, which Known tells from a name that stands for none.
+/// The object with the name in the entry. Null if there is no such object, and for the name of the
+/// null object; Known is false only in the first case.
 void *objectAt(const Entries &Data, size_t Idx, bool *Known = nullptr);
-/// The reference in a node; its table is null if the object has no such interface.
+/// The interface reference in an entry; its table is null if the object has no such interface.
 orvy_IfaceRef ifaceAt(const Entries &Data, size_t Idx);
-/// A text that holds no null byte.
+/// A text. Throws if it contains a null byte.
 const char *textAt(const Entries &Data, size_t Idx);
 /// A new buffer with the bytes of a node.
 orvy_Buff bytesFrom(const Json &Node);

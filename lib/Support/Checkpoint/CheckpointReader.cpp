@@ -14,14 +14,14 @@ namespace orvy::checkpoint {
 namespace {
 
 constexpr size_t BufferSize = 1 << 20;
-/// A document nested deeper is refused: what reads it further on recurses.
-constexpr size_t MostDepth = 512;
+/// A document nested deeper than this is refused: the code that reads it is recursive.
+constexpr size_t MaxDepth = 512;
 
 [[noreturn]] void fail() {
   throw std::system_error(errno, std::generic_category());
 }
 
-/// Numbers that grow in width as they need to.
+/// Unsigned numbers stored in the smallest width that fits them all.
 class NumberArray {
 public:
   size_t size() const { return Used / Width; }
@@ -60,7 +60,8 @@ private:
   unsigned Width = 1;
 };
 
-/// What lies between two numbers is the same for a whole array, and is compared in words.
+/// The text between two numbers. It is usually the same throughout an array, so that comparing it
+/// in words is faster than scanning it.
 class Gap {
 public:
   void set(const char *Text, size_t Length) {
@@ -72,7 +73,7 @@ public:
   }
   size_t size() const { return Size; }
 
-  /// Whether the text, of which 32 bytes are there, begins so.
+  /// Whether a text of at least 32 bytes begins with the gap.
   bool begins(const char *Text) const {
     uint64_t Differs = 0;
     for (size_t At = 0; At < Words.size(); ++At) {
@@ -96,9 +97,8 @@ bool isDigit(char C) {
   return C >= '0' && C <= '9';
 }
 
-/// Goes through the text of a document and takes the long arrays of unsigned numbers out of it:
-/// "[]" stays in their place, and each is known by its number among all arrays. What is left goes
-/// to the library, which judges whether it is JSON.
+/// Cuts the long arrays of unsigned numbers out of the text of a document. Each leaves "[]" in its
+/// place and is identified by its number among all arrays. The library parses the rest.
 class Scanner {
 public:
   struct Cut {
@@ -118,8 +118,8 @@ public:
   std::vector<Cut> Cuts;
 
 private:
-  /// What a look at a number may need at most, with the gap before it.
-  static constexpr size_t Ahead = 64;
+  /// The number of bytes that a number and the gap before it take at most.
+  static constexpr size_t Lookahead = 64;
 
   static uint64_t sizeOf(int Descriptor) {
     struct stat Info;
@@ -127,7 +127,7 @@ private:
     return IsPlain ? static_cast<uint64_t>(Info.st_size) : 0;
   }
 
-  /// Reads on behind what is left. Returns false at the end of the file.
+  /// Appends more of the file to the unread text. Returns false at the end of the file.
   bool refill() {
     auto Left = static_cast<size_t>(End - At);
     std::memmove(Buffer.get(), At, Left);
@@ -177,7 +177,7 @@ private:
     keep(At + 1);
   }
 
-  enum class Ended { Whole, BeforeNumber, BehindNumber };
+  enum class Ended { Whole, BeforeNumber, AfterNumber };
 
   void scanArray() {
     size_t Ordinal = Arrays++;
@@ -198,7 +198,7 @@ private:
       Rest += ']';
   }
 
-  /// Passes blanks; false at the end of the file.
+  /// Skips blanks. Returns false at the end of the file.
   bool skipBlanks() {
     for (;;) {
       At = std::find_if_not(At, End, isBlank);
@@ -209,9 +209,9 @@ private:
     }
   }
 
-  /// Passes what lies before a number. What is passed comes again before the next one.
+  /// Skips the gap before a number, and remembers it for the next one.
   bool skipGap(Gap &Known) {
-    bool IsNear = has(Ahead);
+    bool IsNear = has(Lookahead);
     if (IsNear && Known.size() && Known.begins(At) && !isBlank(At[Known.size()]))
       return At += Known.size(), true;
     const char *First = std::find_if_not(At, End, isBlank);
@@ -220,7 +220,7 @@ private:
     return skipBlanks();
   }
 
-  /// The numbers up to the end of the array, or to what is no plain number.
+  /// Reads numbers up to the end of the array or to an element that is not a plain number.
   Ended scanNumbers(NumberArray &Numbers) {
     Gap Known;
     if (skipGap(Known) && *At == ']')
@@ -230,7 +230,7 @@ private:
         return Ended::BeforeNumber;
       if (At == End || (*At != ',' && *At != ']'))
         if (!skipBlanks() || (*At != ',' && *At != ']'))
-          return Ended::BehindNumber;
+          return Ended::AfterNumber;
       if (*At++ == ']')
         return Ended::Whole;
       if (!skipGap(Known))
@@ -238,13 +238,13 @@ private:
     }
   }
 
-  /// Takes a number of 32 bits; leaves what is none, or is not written as one.
+  /// Reads a 32-bit number. Returns false and reads nothing if there is no plain number.
   bool scanNumber(NumberArray &Numbers) {
-    constexpr ptrdiff_t MostDigits = 10;
-    has(Ahead);
+    constexpr ptrdiff_t MaxDigits = 10;
+    has(Lookahead);
     uint64_t Number = 0;
     char *Last = At;
-    while (Last != End && isDigit(*Last) && Last - At < MostDigits)
+    while (Last != End && isDigit(*Last) && Last - At < MaxDigits)
       Number = Number * 10 + static_cast<unsigned>(*Last++ - '0');
     bool IsWhole = Last == End || isBlank(*Last) || *Last == ',' || *Last == ']';
     if (Last == At || !IsWhole || Number > UINT32_MAX || (*At == '0' && Last - At > 1))
@@ -263,7 +263,7 @@ private:
   bool IsInString = false;
 };
 
-/// Has the library's errors thrown as they would be by its own document parser.
+/// Throws the library's errors as its own document parser does.
 struct ThrowingSax : nlohmann::json_sax<Json> {
   bool null() override { return true; }
   bool boolean(bool) override { return true; }
@@ -282,7 +282,7 @@ struct ThrowingSax : nlohmann::json_sax<Json> {
   }
 };
 
-/// Builds the document from what a scanner has left, and puts back what it has taken out.
+/// Builds the document from a scanner's remaining text and the arrays that it has cut out.
 class Builder final : public ThrowingSax {
 public:
   explicit Builder(std::vector<Scanner::Cut> &Cuts) : Next(Cuts.begin()), Last(Cuts.end()) {}
@@ -321,7 +321,7 @@ private:
     return true;
   }
   bool open(Json Value) {
-    if (Open.size() >= MostDepth)
+    if (Open.size() >= MaxDepth)
       throw Unfit("the document is nested too deeply");
     Open.push_back(&place(std::move(Value)));
     return true;
@@ -338,8 +338,8 @@ private:
   Json *Member = nullptr;
 };
 
-/// Throws what the library finds wrong with a whole file, if it can be read again: its messages
-/// tell the place.
+/// Parses the whole file again, if it can be read again, so that the position in the library's
+/// error message is right.
 void judgeWhole(int Descriptor) {
   if (lseek(Descriptor, 0, SEEK_SET) != 0)
     return;

@@ -73,8 +73,8 @@ int openFile(const std::string &Path, int Flags, mode_t Mode) {
   return retryOnSignal([&] { return open(Path.c_str(), Flags | O_WRONLY | O_CLOEXEC, Mode); });
 }
 
-/// The open descriptor that a path stands for; -1 if it is another kind of path. Opened by its
-/// path, a file behind it would be written from its start.
+/// The open descriptor that a path stands for; -1 for any other path. Opening the path instead
+/// would overwrite the file from its start.
 int descriptorOf(std::string_view Path) {
   if (Path == "/dev/stdout")
     return STDOUT_FILENO;
@@ -95,7 +95,7 @@ std::string directoryOf(const std::string &Path) {
   return Slash == Path.npos ? "." : Path.substr(0, Slash + 1);
 }
 
-/// Whether a directory keeps what others have in it from being replaced, as /tmp does.
+/// Whether the sticky bit of the directory prevents us from replacing the file.
 bool isKept(const std::string &Path, const struct stat &File) {
   struct stat Dir;
   return stat(directoryOf(Path).c_str(), &Dir) == 0 && (Dir.st_mode & S_ISVTX) &&
@@ -107,14 +107,14 @@ bool isLink(const std::string &Path) {
   return lstat(Path.c_str(), &Info) == 0 && S_ISLNK(Info.st_mode);
 }
 
-/// Has the directory remember the new entry. Not every file system can be told.
+/// Makes the new directory entry durable. Not every file system supports this.
 void syncDirectory(const std::string &Path) {
   UniqueDescriptor Opened(open(directoryOf(Path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (Opened.isOpen())
     fsync(Opened.get());
 }
 
-/// The process that a file beside another belongs to, by its name; 0 for any other file.
+/// The process that writes a temporary file for Base, from the file's name; 0 for any other file.
 pid_t writerOf(std::string_view Name, std::string_view Base) {
   constexpr std::string_view Part = ".part";
   if (!Name.starts_with(Base) || !Name.substr(Base.size()).starts_with(Part))
@@ -129,7 +129,7 @@ pid_t writerOf(std::string_view Name, std::string_view Base) {
   return Last.ec == std::errc() && Last.ptr == End ? Writer : 0;
 }
 
-/// Removes a file whose writer has gone: one of another machine still holds its lock.
+/// Removes a temporary file unless it is locked: its writer may run on another machine.
 void removeAbandoned(const std::string &Path) {
   UniqueDescriptor Left(open(Path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat Info;
@@ -139,7 +139,7 @@ void removeAbandoned(const std::string &Path) {
     unlink(Path.c_str());
 }
 
-/// Removes what saves to a path have left that were killed.
+/// Removes the temporary files of saves that were killed.
 void removeLeftOvers(const std::string &Path) {
   const std::string Dir = directoryOf(Path), Base = Path.substr(Path.rfind('/') + 1);
   std::unique_ptr<DIR, int (*)(DIR *)> Opened(opendir(Dir.c_str()), closedir);
@@ -163,34 +163,34 @@ ReplacementFile::ReplacementFile(const char *Path) : Target(resolved(Path)) {
   }
   struct stat Info;
   bool Exists = stat(Target.c_str(), &Info) == 0;
-  // A link that leads nowhere yet is to stay one.
+  // Write through a dangling link rather than replace it.
   if (Exists ? !S_ISREG(Info.st_mode) || isKept(Target, Info) : isLink(Target)) {
     File.reset(openFile(Target, O_TRUNC | (Exists ? 0 : O_CREAT), 0666));
     if (!File.isOpen())
       fail();
     return;
   }
-  // Rights to the directory are no rights to a file that nobody may write to.
+  // Do not replace a file that is write-protected, even if the directory is writable.
   if (Exists && access(Target.c_str(), W_OK) != 0)
     fail();
   removeLeftOvers(Target);
   openBeside(Target);
-  // A directory that takes no other file may hold one that can be written.
+  // No file can be created in the directory, but the target itself may be writable.
   if (!File.isOpen() && (errno == EACCES || errno == EPERM || errno == ENAMETOOLONG))
     File.reset(openFile(Target, O_CREAT | O_TRUNC, 0666));
   if (!File.isOpen())
     fail();
   if (Exists)
-    fchmod(File.get(), Info.st_mode & 0777); // a new file of ours does not refuse
+    fchmod(File.get(), Info.st_mode & 0777); // cannot fail on a new file of our own
 }
 
 void ReplacementFile::openBeside(const std::string &Path) {
-  constexpr unsigned MostNames = 100;
-  for (unsigned Number = 0; Number < MostNames; ++Number) {
+  constexpr unsigned MaxNames = 100;
+  for (unsigned Number = 0; Number < MaxNames; ++Number) {
     Temporary = Path + ".part" + std::to_string(getpid()) + "-" + std::to_string(Number);
     File.reset(openFile(Temporary, O_CREAT | O_EXCL, 0666));
     if (File.isOpen()) {
-      flock(File.get(), LOCK_EX | LOCK_NB); // as long as it is written
+      flock(File.get(), LOCK_EX | LOCK_NB); // held while the file is written
       return;
     }
     if (errno != EEXIST)
@@ -227,17 +227,17 @@ void ReplacementFile::commit() {
 
 namespace {
 
-/// The longest number of 64 bits has 20 characters.
-constexpr size_t LongestNumber = 24;
+/// The longest 64-bit number has 20 characters.
+constexpr size_t MaxDigits = 24;
 
 bool isPlainText(const std::string &Text) {
   for (char C : Text)
     if (C < ' ' || C == '"' || C == '\\' || C == '\x7f')
-      return false; // what is not ASCII is negative
+      return false; // bytes above 0x7f are negative
   return true;
 }
 
-/// A line end and the blanks of the next line.
+/// A line end and the indentation of the next line.
 std::string lineStart(const char *Before, unsigned Indent) {
   return std::string(Before) + "\n" + std::string(Indent, ' ');
 }
@@ -292,9 +292,8 @@ void Writer::value(const Json &Value, unsigned Indent) {
   case Json::value_t::string:
     return string(Value.get_ref<const std::string &>());
   case Json::value_t::number_unsigned: {
-    char *To = room(LongestNumber);
-    Used +=
-        static_cast<size_t>(std::to_chars(To, To + LongestNumber, Value.get<uint64_t>()).ptr - To);
+    char *To = room(MaxDigits);
+    Used += static_cast<size_t>(std::to_chars(To, To + MaxDigits, Value.get<uint64_t>()).ptr - To);
     return;
   }
   default:
@@ -335,7 +334,7 @@ void Writer::array(const Json::array_t &Array, unsigned Indent) {
 }
 
 template <typename Number> void Writer::numbers(const Json::binary_t &Packed, unsigned Indent) {
-  // A copy of a fixed size is a few moves; what is copied too much is overwritten.
+  // Copies of a fixed size are faster; the surplus is overwritten.
   constexpr size_t Copied = 32;
   const std::string Start = lineStart(",", Indent + 2);
   std::array<char, Copied> Fixed{};
@@ -344,7 +343,7 @@ template <typename Number> void Writer::numbers(const Json::binary_t &Packed, un
     std::ranges::copy(Start, Fixed.begin());
   char Opening = '[';
   for (size_t At = 0; At < Packed.size(); At += sizeof(Number)) {
-    char *To = room(std::max(Start.size(), Copied) + LongestNumber);
+    char *To = room(std::max(Start.size(), Copied) + MaxDigits);
     if (IsShort)
       std::memcpy(To, Fixed.data(), Copied);
     else
@@ -353,7 +352,7 @@ template <typename Number> void Writer::numbers(const Json::binary_t &Packed, un
     Number Value;
     std::memcpy(&Value, Packed.data() + At, sizeof(Number));
     char *Digits = To + Start.size();
-    char *End = std::to_chars(Digits, Digits + LongestNumber, Value).ptr;
+    char *End = std::to_chars(Digits, Digits + MaxDigits, Value).ptr;
     Used += static_cast<size_t>(End - To);
   }
   newLine(Indent);

@@ -30,7 +30,7 @@ using namespace orvy::objsys;
 
 namespace {
 
-/// The values under a name.
+/// The values saved under a name.
 struct Values {
   orvy_Type Typ;
   Entries Data;
@@ -40,8 +40,8 @@ struct Values {
   }
 };
 
-/// The node that the running serialise or deserialise function of a model works on, which may hold
-/// packed arrays. All other contexts belong to someone else.
+/// The node that the running serialise or deserialise function of a model works on. Only this one
+/// may hold packed arrays: all other contexts belong to the caller.
 class OwnContext {
 public:
   explicit OwnContext(Json &Node) : Outer(Innermost), Node(&Node) { Innermost = this; }
@@ -53,7 +53,7 @@ public:
     return Innermost && Innermost->Node == Ctxt ? Innermost : nullptr;
   }
 
-  /// The values under a name. Models fetch one by one under one name: it is looked up once.
+  /// The values under a name. Models fetch them one at a time, so the last look-up is cached.
   const Values &at(const char *Name) {
     if (!Found || LastName != Name) {
       Found.emplace(Node->at(Name));
@@ -85,11 +85,11 @@ int reportLibrary(const Json::exception &Why) {
 using RunQuery = bool (*)();
 constinit RunQuery RunQueries[4] = {};
 
-/// Whether something runs or steps that would go on with objects that are gone. A processor that a
-/// host runs through its own table shows only when one of its events or callbacks calls.
+/// Whether a run or step is in progress, which would continue with disposed objects. A processor
+/// that a host runs through its own table is detected only from one of its events or callbacks.
 bool isRunning(const char *What) {
   if (!ActiveRun::isAny() &&
-      std::ranges::none_of(RunQueries, [](auto Ask) { return Ask && Ask(); }))
+      std::ranges::none_of(RunQueries, [](auto Query) { return Query && Query(); }))
     return false;
   orvy_logError(nullptr, "cannot %s a checkpoint: a run is in progress", What);
   return true;
@@ -138,7 +138,7 @@ Json entryOf(const Class &Cls, void *Obj, const char *Path) {
   return Entry;
 }
 
-/// A text that is not UTF-8 has no form in JSON. The library tells which byte, this whose text.
+/// Logs the object if one of its texts is not UTF-8: the library's error only names the byte.
 void writeEntry(Writer &Text, const std::string &Name, void *Obj, const char *Path) {
   try {
     Text.string(Name);
@@ -173,7 +173,7 @@ void save(const char *Path) {
 
 // Restoring
 
-/// Stops a restore; told in the log by whoever throws.
+/// Stops a restore. The thrower has logged the reason.
 struct Stopped {};
 
 void loadPlugins(const Json &Names) {
@@ -181,7 +181,7 @@ void loadPlugins(const Json &Names) {
     const auto &Name = Each.get_ref<const std::string &>();
     if (getLoadedPlugins().contains(Name))
       continue;
-    // 1 says that the file is loaded under another name, except on the old route.
+    // 1 means that the file is loaded under another name, except on the old route.
     int Result = orvy_loadPlugin(Name.c_str());
     bool IsThere = Result == 1 && !std::getenv("ORVY_OLD_PLUGIN_LOADING_BEHAVIOUR");
     if (Result != 0 && !IsThere)
@@ -191,7 +191,8 @@ void loadPlugins(const Json &Names) {
 
 using Objects = Json::object_t;
 
-/// A member that the entry of an object must have. The library tells what is wrong, this where.
+/// A required member of an object's entry. Logs the object if it is missing: the library's error
+/// does not name it.
 Json &memberOf(Json &Entry, const std::string &Name, const char *Key) {
   try {
     return Entry.at(Key);
@@ -218,7 +219,7 @@ void createObjects(Objects &Entries) {
   }
 }
 
-/// The object of an entry, which was there when the objects had been created.
+/// The object of an entry. A model's function may have disposed of it since it was created.
 void *objectOf(const std::string &Name) {
   if (void *Obj = Class::objectForName(Name))
     return Obj;
@@ -232,7 +233,7 @@ void setProperties(Objects &Entries) {
     Json &Properties = memberOf(Entry, Name, "properties");
     for (const auto &Each : Properties.get_ref<const Objects &>())
       orvy_deserialiseProp(&Properties, Obj, Each.first.c_str());
-    Properties = nullptr; // long ones are given back early
+    Properties = nullptr; // free the memory early
   }
 }
 
@@ -249,8 +250,8 @@ void restoreExtras(Objects &Entries, const char *Path) {
   }
 }
 
-/// Objects of the host, by their names and classes. Clearing forgets them, and nothing but the host
-/// can make them again.
+/// The host's objects, by name and class. Clearing unregisters them, and only the host can create
+/// them.
 class ExternalObjects {
 public:
   ExternalObjects() {
@@ -258,7 +259,7 @@ public:
       if (const Class *Cls = Class::classForObject(Obj); Cls->External)
         Known.push_back({Cls->Name, Name, Obj});
   }
-  /// Adds those again that a checkpoint has.
+  /// Registers those again that the checkpoint has.
   void addAgain(const Objects &Entries) const {
     for (const auto &[ClassName, Name, Obj] : Known)
       if (auto Entry = Entries.find(Name); Entry != Entries.end() && Entry->second.is_object() &&
@@ -278,7 +279,7 @@ UniqueDescriptor openForReading(const char *Path) {
   return UniqueDescriptor(retryOnSignal([=] { return open(orEmpty(Path), O_RDONLY | O_CLOEXEC); }));
 }
 
-/// Builds the system of a document, with all objects gone.
+/// Builds the system of a document after all objects were cleared.
 void build(Json &Document, const char *Path, const ExternalObjects &Externals) {
   loadPlugins(Document.at("plugins"));
   auto &Entries = Document.at("objects").get_ref<Objects &>();
@@ -290,8 +291,7 @@ void build(Json &Document, const char *Path, const ExternalObjects &Externals) {
   orvy_notify(orvy_publishNotification("orvy.checkpointRestored", nullptr), nullptr);
 }
 
-/// The settings of the simulator, which outlives what is cleared: those of a file that is refused
-/// do not stay.
+/// The properties of the simulator, which is not cleared. They are restored if the file is refused.
 class SimulatorSettings {
 public:
   SimulatorSettings() : Saved(Json::object()) {
@@ -312,9 +312,9 @@ private:
   Json Saved;
 };
 
-/// Nothing half restored is left to be taken for the whole.
+/// Clears a half-restored system.
 int giveUp(const SimulatorSettings &Settings) {
-  component::adoptRestored(); // the lists of parts may have been restored already
+  component::adoptRestored(); // the lists of parts may be restored already
   Class::clearObjects();
   Settings.putBack();
   return 1;
@@ -324,8 +324,8 @@ void complain(const char *Path) {
   errs() << "could not load the file '" << orEmpty(Path) << "'\n";
 }
 
-/// Clears the system and builds that of the document which Read gives; none for a file that cannot
-/// be opened.
+/// Clears the system and builds that of the document. ReadDocument returns nothing if the file
+/// cannot be opened; the system is empty then.
 template <typename Read> int replaceObjects(const char *Path, Read ReadDocument) {
   const SimulatorSettings Settings;
   const ExternalObjects Externals;
@@ -344,7 +344,7 @@ template <typename Read> int replaceObjects(const char *Path, Read ReadDocument)
   return giveUp(Settings);
 }
 
-/// Throws what makes a document no checkpoint, by its shape.
+/// Throws if the document does not have the shape of a checkpoint.
 void checkShape(Json &Document) {
   for (const Json &Name : Document.at("plugins").get_ref<const Json::array_t &>())
     Name.get_ref<const std::string &>();
@@ -355,7 +355,7 @@ void checkShape(Json &Document) {
   }
 }
 
-/// Refuses what would end the process.
+/// Throws on an unknown type, which would end the process later.
 void checkTypes(const Json &Document) {
   for (const auto &[Name, Entry] : Document.at("objects").items())
     for (const auto &[PropName, Node] : Entry.at("properties").items())
@@ -382,7 +382,7 @@ void deserialiseProperty(const Json &Properties, void *Obj, const char *PropName
                   Lost.First.c_str());
 }
 
-// What models ask for
+// Functions for models
 
 Json &nodeOf(void *Ctxt) {
   ORVY_REQUIRE(Ctxt);
@@ -394,7 +394,7 @@ Values valuesAt(void *Ctxt, const char *Name) {
   return Own ? Own->at(Name) : Values(nodeOf(Ctxt).at(Name));
 }
 
-/// Prepares a context for being written to.
+/// Prepares a context for writing.
 Form formOf(void *Ctxt) {
   OwnContext *Own = OwnContext::find(Ctxt);
   if (Own)

@@ -1,11 +1,12 @@
-// RunQuery.h - who knows whether something runs that a checkpoint would pull the objects from under.
+// RunQuery.h - lets upper layers report a run during which no checkpoint may be saved or restored.
 
 #ifndef ORVY_LIB_RUNQUERY_H
 #define ORVY_LIB_RUNQUERY_H
 
 namespace orvy::checkpoint {
 
-/// Has saves and restores refused while the function returns true. For static initialisers.
+/// Saves and restores are refused while the function returns true. Call it from a static
+/// initialiser.
 void addRunQuery(bool (*IsRunning)());
 
 } // namespace orvy::checkpoint

@@ -7,7 +7,7 @@
 using namespace orvy;
 using namespace orvy::cl;
 
-// The interpreter dies ahead of the registry.
+// In this order, so that the interpreter is destroyed before the registry.
 static ManagedStatic<CommandRegistry> TheRegistry;
 static ManagedStatic<Interpreter> TheInterpreter;
 
@@ -146,7 +146,7 @@ static int listPaths(Command &, Interpreter *) {
   return 0;
 }
 
-// Whether the command exists; if the name is taken the registry says so.
+// Returns whether the existing command was found. The registry reports a name that is taken.
 static bool addAlias(const std::string &Name, const std::string &Existing) {
   Command *Cmd = TheRegistry->findCommand(Existing);
   if (Cmd)

@@ -40,7 +40,7 @@ struct Member {
   std::string Name;
 };
 
-// The object in front of the first separator and what stands behind it. A text without one is both.
+// Splits a text at the first separator into object and member. A text without one stands for both.
 Member splitMember(const std::string &Text, char Separator) {
   const size_t At = Text.find(Separator);
   if (At == Text.npos)
@@ -48,7 +48,7 @@ Member splitMember(const std::string &Text, char Separator) {
   return {orvy_objectForName(Text.substr(0, At).c_str()), Text.substr(At + 1)};
 }
 
-// Cuts the index in brackets off a name.
+// Removes the index in brackets from a name and returns it.
 int takeIndex(std::string &Name) {
   const size_t Open = Name.find('[');
   const size_t Close = Name.find(']');
@@ -89,14 +89,14 @@ static bool isValid(const Option &Opt) {
   case OK_Class:
     return Opt.getValue<objsys::Class *>() != nullptr;
   }
-  return false; // a kind that a plug-in made up
+  return false; // an unknown kind from a plug-in
 }
 
 void Option::setVal(const std::string &Text) {
   Value = Text;
   try {
     Valid = isValid(*this);
-  } catch (const std::logic_error &) { // an index that is no number
+  } catch (const std::logic_error &) { // an index that is not a number
     Valid = false;
   }
 }
@@ -140,7 +140,7 @@ template <> orvy_IfaceRef Option::getValue<orvy_IfaceRef>() const {
   if (!Wanted.Obj || Index < 0)
     return {};
   void *Iface = orvy_getInterface(Wanted.Obj, Wanted.Name.c_str(), Index);
-  // A component may only delegate the name.
+  // A component may delegate an interface that it does not have itself.
   return Iface ? orvy_IfaceRef{Wanted.Obj, Iface}
                : orvy_getInterfaceRef(Wanted.Obj, Whole.c_str(), Index);
 }

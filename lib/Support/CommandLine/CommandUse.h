@@ -1,4 +1,4 @@
-// CommandUse.h - one use of a command, from its words to its result.
+// CommandUse.h - one execution of a command, from its words to its result.
 
 #ifndef ORVY_LIB_COMMANDUSE_H
 #define ORVY_LIB_COMMANDUSE_H
@@ -7,8 +7,8 @@
 
 namespace orvy::cl {
 
-/// A use inside another one of the same command, by what its handler calls, begins without
-/// arguments and leaves those of the other as they are.
+/// A command may be executed again from its own handler. The inner execution starts without
+/// arguments and does not change those of the outer one.
 class CommandUse {
 public:
   explicit CommandUse(Command &Cmd);

@@ -92,7 +92,7 @@ CommandUse::~CommandUse() {
     swapArguments();
 }
 
-// What points into the arguments of the outer use stays right, as swapping moves no element.
+// Swapping moves no elements, so that pointers into the arguments of the outer use stay valid.
 void CommandUse::swapArguments() {
   Cmd.Options.swap(OuterOptions);
   Cmd.Positionals.swap(OuterPositionals);
@@ -143,7 +143,7 @@ Command::WordResult Command::takePositional(std::string_view Word, bool HasComme
   if (Hash == 0)
     return WordResult::EndsWords;
   const bool HasComment = Hash != Word.npos && Word[Hash - 1] != '\\';
-  // A reference that cannot be expanded stays as it is.
+  // A reference that cannot be expanded is left unchanged.
   escapeAndExpand(Positionals.emplace_back(HasComment ? Word.substr(0, Hash) : Word));
   return HasComment ? WordResult::EndsWords : WordResult::Taken;
 }
@@ -224,7 +224,8 @@ static const char *whyInvalid(OptionKind Kind) {
   return "an option of an unknown kind";
 }
 
-// Work on another object than the one that was meant is not what anybody wants.
+// Warns if a default replaces an invalid value. Rejects it for an object, because the command would
+// work on the wrong one.
 static bool checkReplaced(const Option &Opt) {
   if (Opt.Replaced.empty())
     return true;
@@ -235,7 +236,7 @@ static bool checkReplaced(const Option &Opt) {
   return !IsError;
 }
 
-// As unsigned it would be a run without end.
+// A negative count converted to unsigned would run almost forever.
 static bool isNegativeCount(const Option &Opt) {
   return Opt.Unit == ovOU_Count && Opt.Kind == OK_Int && Opt.getValue<long>() < 0;
 }
@@ -318,7 +319,7 @@ std::string_view trim(std::string_view Text) {
                             : Text.substr(First, Text.find_last_not_of(Blanks) + 1 - First);
 }
 
-// Never destroyed, so that nobody meets a dead command at exit.
+// Keeps a command reachable. The list is never destroyed, so that commands stay valid at exit.
 void keepForever(PlainCCommand *Cmd) {
   static auto &Commands = *new std::vector<PlainCCommand *>;
   Commands.push_back(Cmd);

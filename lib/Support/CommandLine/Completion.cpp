@@ -1,11 +1,11 @@
 #include "orvy/Support/Completion.h"
 
+#include "CommandLine/Characters.h"
 #include "Objsys/ObjsysClass.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/FileSystem.h"
 
 #include <algorithm>
-#include <cctype>
 #include <functional>
 #include <set>
 #include <utility>
@@ -14,22 +14,22 @@ using namespace orvy;
 using namespace orvy::cl;
 using objsys::Class;
 
-// What follows Partial in the names of a map, each with Behind, of the entries that are wanted.
+// For each wanted entry of a map whose name begins with Partial: the rest of the name and Ending.
 template <typename Map, typename Predicate>
-static Suffixes suffixesIn(const Map &Names, std::string_view Partial, std::string_view Behind,
+static Suffixes suffixesIn(const Map &Names, std::string_view Partial, std::string_view Ending,
                            Predicate IsWanted) {
   Suffixes Found;
   for (auto Next = Names.lower_bound(Partial);
        Next != Names.end() && Next->first.starts_with(Partial); ++Next)
     if (IsWanted(*Next))
-      Found.push_back(Next->first.substr(Partial.size()).append(Behind));
+      Found.push_back(Next->first.substr(Partial.size()).append(Ending));
   return Found;
 }
 
 template <typename Map>
 static Suffixes suffixesIn(const Map &Names, std::string_view Partial,
-                           std::string_view Behind = "") {
-  return suffixesIn(Names, Partial, Behind, [](const auto &) { return true; });
+                           std::string_view Ending = "") {
+  return suffixesIn(Names, Partial, Ending, [](const auto &) { return true; });
 }
 
 Suffixes orvy::cl::completeCommand(std::string_view Partial) {
@@ -55,7 +55,7 @@ Suffixes orvy::cl::completeClass(std::string_view Partial) {
   return suffixesIn(Class::getClassList(), Partial);
 }
 
-// Objects, and behind the separator what Complete finds in the class of the object.
+// Completes the object, and after the separator with what Complete finds in the object's class.
 template <typename Completer>
 static Suffixes completeMember(std::string_view Text, char Separator, Completer Complete) {
   const size_t At = Text.find(Separator);
@@ -89,7 +89,7 @@ Suffixes orvy::cl::completeVariable(std::string_view Text, bool Braces) {
 }
 
 Suffixes orvy::cl::completePath(std::string_view Text) {
-  const size_t Base = Text.rfind('/') + 1; // 0 if there is none
+  const size_t Base = Text.rfind('/') + 1; // 0 without a slash
   std::string Dir(Text, 0, Base);
   if (!escapeAndExpand(Dir))
     return {};
@@ -125,10 +125,9 @@ static Suffixes completeKind(OptionKind Kind, std::string_view Value) {
   return {};
 }
 
-// Whether the text behind a '$' has left the name of the variable.
+// Whether the text after a '$' extends past the name of the variable.
 static bool isPastName(std::string_view Text) {
-  return std::any_of(Text.begin(), Text.end(),
-                     [](unsigned char C) { return C == '/' || std::isspace(C); });
+  return std::any_of(Text.begin(), Text.end(), [](char C) { return C == '/' || isSpace(C); });
 }
 
 Suffixes orvy::cl::completeValue(std::string_view CmdName, std::string_view Key,

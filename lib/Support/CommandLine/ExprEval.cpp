@@ -68,7 +68,7 @@ ExprValue applyBinary(TokenKind Op, const ExprValue &Left, const ExprValue &Righ
     return Left || Right;
   case TokenKind::LogicalXor:
     return (Left && !Right) || (!Left && Right);
-  default: // an assignment and the like have no value
+  default: // assignments and the like have no value
     return {};
   }
 }
@@ -88,7 +88,7 @@ ExprValue applyUnary(TokenKind Op, const ExprValue &Operand) {
   }
 }
 
-// Whether a condition holds; of a number only an integer.
+// Whether a condition holds. Of the numbers only integers can.
 bool isTrue(const ExprValue &Value) {
   if (Value.Kind == EV_Bool)
     return Value.Value.Bool;
@@ -102,7 +102,7 @@ ExprValue ExprEvaluator::getResult() const {
   return Stack.back();
 }
 
-// Takes the value that a node has; false if it has none.
+// Stores the value of a node. Returns false if it has no value.
 bool ExprEvaluator::evaluate(ExprNode &Node, ExprValue &Value) {
   const size_t Size = Stack.size();
   Node.accept(this);
@@ -134,7 +134,7 @@ void ExprEvaluator::visitLiteral(Literal *Node) {
   }
 }
 
-// From the innermost operation on the left outwards.
+// Evaluates a chain from its innermost left operation outwards, without recursion.
 void ExprEvaluator::visitBinOp(BinOp *Node) {
   const std::vector<BinOp *> Spine = Node->leftSpine();
   for (const BinOp *Each : Spine)

@@ -22,7 +22,7 @@ ExprValue ExprValue::ofReal(double Number) {
   return {EV_Real, {.Real = Number}, {}};
 }
 
-// All 64 bits are set: the functions of the language show them.
+// Sets all 64 bits, because the language's functions show all of them.
 ExprValue ExprValue::ofBool(bool Truth) {
   return {EV_Bool, {.UInt = Truth}, {}};
 }
@@ -41,7 +41,7 @@ bool areIntegers(const ExprValue &Left, const ExprValue &Right) {
   return isInteger(Left) && isInteger(Right);
 }
 
-// Whether two numbers are computed with as real ones.
+// Whether an operation on two numbers is done in floating point.
 bool areReal(const ExprValue &Left, const ExprValue &Right) {
   const auto IsNumber = [](const ExprValue &Each) {
     return isInteger(Each) || Each.Kind == EV_Real;
@@ -64,7 +64,7 @@ std::optional<bool> toTruth(const ExprValue &Value) {
   return Value.Kind == EV_Bool ? std::optional(Value.Value.Bool) : std::nullopt;
 }
 
-// Of the bits, in which signed and unsigned integers do not differ.
+// Applies an operation that gives the same bits for signed and unsigned integers.
 template <typename Operation>
 ExprValue onBits(const ExprValue &Left, const ExprValue &Right, Operation Apply) {
   if (!areIntegers(Left, Right))
@@ -82,7 +82,7 @@ ExprValue onNumbers(const ExprValue &Left, const ExprValue &Right, Operation App
   return onBits(Left, Right, Apply);
 }
 
-// Quotient or remainder of integers.
+// Applies an integer division or remainder. Division by zero and overflow have no value.
 template <typename Operation>
 ExprValue divide(const ExprValue &Left, const ExprValue &Right, Operation Apply) {
   if (!areIntegers(Left, Right) || Right.Value.UInt == 0)

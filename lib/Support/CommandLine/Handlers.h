@@ -1,4 +1,4 @@
-// Handlers.h - what the handlers of the built-in commands have in common.
+// Handlers.h - helpers for the handlers of the built-in commands.
 
 #ifndef ORVY_LIB_HANDLERS_H
 #define ORVY_LIB_HANDLERS_H
@@ -17,7 +17,7 @@
 
 namespace orvy::cl {
 
-/// The name under which classes publish an interface.
+/// The name under which classes publish an interface of the type.
 template <typename T> inline constexpr const char *IfaceName = nullptr;
 template <> inline constexpr const char *IfaceName<ClockIface> = "ClockIface";
 template <> inline constexpr const char *IfaceName<CpuIface> = "CpuIface";
@@ -26,7 +26,7 @@ template <> inline constexpr const char *IfaceName<ObjectIface> = "ObjectIface";
 template <> inline constexpr const char *IfaceName<PowerIface> = "PowerIface";
 template <> inline constexpr const char *IfaceName<ResetIface> = "ResetIface";
 
-/// An object and the interface it is to be reached through; false if it has none of that type.
+/// An object and its interface of one type; false if it has no such interface.
 template <typename T> struct Target {
   void *Obj;
   const T *Iface;
@@ -39,11 +39,11 @@ template <typename T> struct Target {
   explicit operator bool() const { return Iface; }
   const T *operator->() const { return Iface; }
   const char *name() const { return orvy_nameForObject(Obj); }
-  /// What was run may have disposed of objects.
+  /// Whether the object still exists: a command or run may have disposed of it.
   bool exists() const { return orvy_classForObject(Obj); }
 };
 
-/// Optional options that are quantities.
+// Optional options for quantities.
 inline Option inSeconds(const char *Name, const char *Help = "") {
   return {Name, OK_Double, false, Help, "", false, ovOU_Seconds};
 }
@@ -54,8 +54,8 @@ inline Option counted(const char *Name, const char *Help = "") {
   return {Name, OK_Int, false, Help, "", false, ovOU_Count};
 }
 
-/// The target that an object option names; false, with a message on the error stream, if there is
-/// none.
+/// The target named by an object option. Returns false, and reports on the error stream, if there
+/// is no such target.
 template <typename T> Target<T> requireTarget(const Option &Opt) {
   const Target<T> Found(Opt.getValue<void *>());
   if (!Found.Obj)
@@ -65,8 +65,8 @@ template <typename T> Target<T> requireTarget(const Option &Opt) {
   return Found;
 }
 
-/// Whether a target has the slots that a command needs, given as pairs of name and presence; says
-/// which it lacks.
+/// Whether a target has the functions that a command needs, given as pairs of name and presence.
+/// Reports those that are missing.
 template <typename T>
 bool implements(const Target<T> &Asked,
                 std::initializer_list<std::pair<const char *, bool>> Slots) {
@@ -79,7 +79,7 @@ bool implements(const Target<T> &Asked,
   return true;
 }
 
-/// The value of an option; none if it was not given, or the command lacks it.
+/// The value of an option; nothing if it was not given or the command does not declare it.
 template <typename T> std::optional<T> given(const Command &Cmd, std::string_view OptName) {
   for (const Option &Opt : Cmd.getOptions())
     if (Opt.Name == OptName)
@@ -87,26 +87,26 @@ template <typename T> std::optional<T> given(const Command &Cmd, std::string_vie
   return std::nullopt;
 }
 
-/// Whether an integer option was given as anything but 0.
+/// Whether an integer option was given and is not 0.
 inline bool isOn(const Command &Cmd, std::string_view OptName) {
   return given<long>(Cmd, OptName).value_or(0) != 0;
 }
 
-/// A handler that makes one call.
+/// A handler that calls Func.
 template <auto Func> int call(Command &, Interpreter *) {
   Func();
   return 0;
 }
 
-/// A handler that makes one call for each word.
+/// A handler that calls Func for each word.
 template <auto Func> int callForWords(Command &Cmd, Interpreter *) {
   for (const std::string &Word : Cmd.getPositionals())
     Func(Word.c_str());
   return 0;
 }
 
-/// A handler that hands the target of an option to a function of (Target<T>, Command &), which may
-/// leave out the command and return nothing for success.
+/// A handler that passes the target named by an option to Func, a function of (Target<T>, Command
+/// &) or of the target alone. A function that returns void always succeeds.
 template <typename T, typename Function>
 Command::Handler onTarget(const char *OptName, Function F) {
   return [=](Command &Cmd, Interpreter *) {

@@ -25,13 +25,13 @@ std::vector<std::string> Interpreter::s_SearchPaths;
 
 namespace {
 
-// The loops that run inside each other. One too deep ends them all, up to the terminal's: a script
-// that runs itself twice would else go on for ages, as a script that fails does not fail the
-// command that ran it.
+// Counts nested loops. One that is nested too deeply ends all of them up to the terminal's. A
+// failed script does not fail the command that ran it, so a script that runs itself twice would
+// otherwise run for exponential time.
 class Nesting {
 public:
   Nesting() {
-    if (++Depth > Deepest)
+    if (++Depth > MaxDepth)
       Unwinds = true;
   }
   ~Nesting() {
@@ -41,12 +41,12 @@ public:
   Nesting(const Nesting &) = delete;
   Nesting &operator=(const Nesting &) = delete;
 
-  static bool isTooDeep() { return Depth > Deepest; }
+  static bool isTooDeep() { return Depth > MaxDepth; }
   static bool unwinds() { return Unwinds; }
   static void endUnwinding() { Unwinds = false; }
 
 private:
-  static constexpr int Deepest = 64;
+  static constexpr int MaxDepth = 64;
   static inline int Depth = 0;
   static inline bool Unwinds = false;
 };
@@ -61,7 +61,7 @@ std::unique_ptr<LineReader> makeTerminalReader(bool UseExpressionPath) {
   return std::make_unique<LibEditLineReader>("orvy");
 }
 
-// The result of a step, not 0 as well if it throws.
+// The result of a step; -1 if it throws.
 template <typename Step> int attempt(Step Run) {
   try {
     return Run();
@@ -139,7 +139,7 @@ static void writeResult(const ExprValue &Result) {
   Stream << "\n";
 }
 
-// Nothing fails here: what is wrong with an expression was said by the parser.
+// Reports nothing on a bad expression: the parser has done so.
 static void evaluateExpression(const std::string &Text) {
   Parser Input(Text);
   Input.consumeToken();
@@ -186,7 +186,7 @@ static std::string join(const std::vector<std::string> &Words, size_t First) {
 
 bool Interpreter::evaluate(const Words &Read) {
   const std::string &First = Read[0];
-  if (First == "!") { // how the Python text fares does not count
+  if (First == "!") { // the result of the Python text is ignored
     scripting::run(scripting::SL_Python, join(Read, 1));
     return true;
   }
@@ -208,7 +208,7 @@ bool Interpreter::execute(Command &Cmd, const Words &Read, const std::string *Se
   return true;
 }
 
-// What is no command: "name=value" or "@object.property=value".
+// Handles "name=value" and "@object.property=value".
 bool Interpreter::assign(const std::string &Text) {
   const size_t Equals = Text.find('=');
   if (Equals == 0 || Equals == Text.npos)
@@ -222,7 +222,7 @@ bool Interpreter::assign(const std::string &Text) {
   return true;
 }
 
-// What is wrong is said, and the script goes on.
+// An error is reported but does not end the script.
 int Interpreter::assignToProperty(std::string_view Target, const std::string &Value) {
   const std::string Why = assignProperty(Target, Value);
   if (!Why.empty())
@@ -230,7 +230,7 @@ int Interpreter::assignToProperty(std::string_view Target, const std::string &Va
   return 0;
 }
 
-// What was written before comes before the report, also where both go to one file.
+// Flushes the output first, so that it precedes the report if both go to one file.
 bool Interpreter::fail(const char *Fmt, const char *Text) {
   outs().flush();
   Diagnostics.error(Line, Fmt, Text);
@@ -239,7 +239,7 @@ bool Interpreter::fail(const char *Fmt, const char *Text) {
   return false;
 }
 
-// Where scripts are.
+// Search paths of scripts.
 
 static bool isListed(const char *Path) {
   const std::vector<std::string> &Paths = Interpreter::getPaths();
@@ -307,7 +307,7 @@ NewVariable *Interpreter::getGlobal(const char *Name) {
 
 // Entry points.
 
-// Scripts of the installation are found by their names.
+// Lets scripts of the installation be found by name.
 static void addSystemPath() {
   if (const std::string Dir = os::path::findResourceDir("sysconfig"); !Dir.empty())
     getGlobalInterpreter().appendPath(Dir.c_str());
@@ -319,7 +319,7 @@ ScriptResult orvy::cl::runScript(const char *Path) {
     return ScriptResult::NotFound;
   Interpreter Script(Resolved);
   addSystemPath();
-  if (Script.bad() && fs::size(Resolved) != 0) { // nothing to read is no failure
+  if (Script.bad() && fs::size(Resolved) != 0) { // an empty script is not an error
     orvy_logError(nullptr, "cannot read script '%s'", Resolved);
     return ScriptResult::Failed;
   }

@@ -34,17 +34,13 @@ constexpr Spelling Pairs[] = {
 constexpr std::string_view Singles = "!$%&()*+,-./:;<=>?[]^{|}~";
 
 template <size_t N>
-TokenKind findSpelling(const Spelling (&Table)[N], std::string_view Text, TokenKind Otherwise) {
+TokenKind findSpelling(const Spelling (&Table)[N], std::string_view Text, TokenKind Default) {
   const auto Found = std::find_if(std::begin(Table), std::end(Table),
                                   [&](const Spelling &Each) { return Each.Text == Text; });
-  return Found == std::end(Table) ? Otherwise : Found->Kind;
+  return Found == std::end(Table) ? Default : Found->Kind;
 }
 
-constexpr bool isSpace(int Character) {
-  return Character == ' ' || (Character >= '\t' && Character <= '\r');
-}
-
-// Whether a digit or an underscore.
+// Whether a character is a digit up to LastDigit or an underscore.
 constexpr bool isIn(int Character, char LastDigit) {
   return (Character >= '0' && Character <= LastDigit) || Character == '_';
 }
@@ -62,7 +58,7 @@ constexpr bool isHexadecimal(int Character) {
          (Character >= 'A' && Character <= 'F');
 }
 
-// The base that a letter behind a leading 0 stands for.
+// The base that a letter after a leading 0 stands for.
 constexpr int baseOf(int Letter) {
   switch (Letter) {
   case 'b':
@@ -199,8 +195,8 @@ Token Lexer::lex() {
   return {Kind, First, Cursor - 1, Loc};
 }
 
-// Passes over blanks, comments and line ends behind a backslash. Gives whether there was any other
-// line end.
+// Skips blanks, comments and line ends after a backslash. Returns whether there was any other line
+// end.
 bool Lexer::skipBlanks() {
   NeedsMore = false;
   bool SeesLineEnd = false;
@@ -231,7 +227,7 @@ TokenKind Lexer::lexText() {
   const char First = *Cursor;
   if (isLetter(First))
     return lexWord();
-  if (First >= '0' && First <= '9')
+  if (isDigit(First))
     return lexNumber();
   if (First == '"' || First == '\'')
     return lexQuoted();

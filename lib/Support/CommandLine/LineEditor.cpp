@@ -1,12 +1,12 @@
 #include "CommandLine/LineEditor.h"
 
 #include "Base/UniqueDescriptor.h"
+#include "CommandLine/Characters.h"
 #include "orvy/Support/Completion.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/TerminalReader.h"
 #include "orvy/Support/Tokeniser.h"
 
-#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -19,7 +19,7 @@ using namespace orvy::cl;
 
 static constexpr int HistorySize = 50;
 
-// libedit wants text that may be written to.
+// libedit requires writable text.
 
 static char *mainPrompt(EditLine *) {
   static char Text[] = "orvy> ";
@@ -45,7 +45,7 @@ LineEditor::LineEditor(const char *ProgramName)
   el_set(Editor, EL_BIND, "^I", "ed-complete", nullptr);
   el_set(Editor, EL_GETCFN, readKey);
   isResized();
-  // While a line is edited ^C and ^Z are keys; while a command runs they are signals again.
+  // ^C and ^Z are keys while a line is edited, and signals while a command runs.
   el_set(Editor, EL_CLIENTDATA, this);
   el_set(Editor, EL_ADDFN, "ed-drop-line", "Drop the line", dropLine);
   el_set(Editor, EL_BIND, "^C", "ed-drop-line", nullptr);
@@ -70,7 +70,7 @@ std::optional<std::string_view> LineEditor::read() {
   int Count = 0;
   IsDropped = false;
   outs().flush();
-  // Ahead of the prompt: what is typed upon it must not meet a terminal that takes ^C for a signal.
+  // Switch the terminal before the prompt appears, so that a ^C typed at it is a key.
   el_set(Editor, EL_PREP_TERM, 1);
   const char *Text = el_gets(Editor, &Count);
   if (IsDropped)
@@ -94,7 +94,7 @@ LineEditor &LineEditor::of(EditLine *Editor) {
   return *static_cast<LineEditor *>(This);
 }
 
-// Whether the window has another size than at the last look.
+// Whether the window size has changed since the last call.
 bool LineEditor::isResized() {
   winsize Now = {};
   if (ioctl(STDIN_FILENO, TIOCGWINSZ, &Now) != 0)
@@ -103,7 +103,7 @@ bool LineEditor::isResized() {
   return Now.ws_col != Before.ws_col || Now.ws_row != Before.ws_row;
 }
 
-// Reads a character as libedit does: 1, or what read gives at the end or for an error.
+// Reads a character as libedit does. Returns 1, or the result of read at the end or on an error.
 static int readCharacter(wchar_t *Character) {
   std::mbstate_t State = {};
   for (;;) {
@@ -114,13 +114,12 @@ static int readCharacter(wchar_t *Character) {
     const size_t Length = std::mbrtowc(Character, &Byte, 1, &State);
     if (Length <= 1)
       return 1;
-    if (Length == static_cast<size_t>(-1)) // no character of the locale
+    if (Length == static_cast<size_t>(-1)) // not a character of the locale
       State = {};
   }
 }
 
-// In a window that was resized meanwhile the line is shown anew: the terminal has moved the old
-// one.
+// Redraws the line if the window was resized, as the terminal has moved it.
 int LineEditor::readKey(EditLine *Editor, wchar_t *Key) {
   const int Result = readCharacter(Key);
   if (of(Editor).isResized()) {
@@ -148,10 +147,6 @@ unsigned char LineEditor::suspend(EditLine *Editor, int) {
 
 // Completion.
 
-static bool isSpace(char Character) {
-  return std::isspace(static_cast<unsigned char>(Character)) != 0;
-}
-
 static void list(std::string_view Partial, const Suffixes &Candidates) {
   outs() << "\n\033[JCompletions:";
   for (const std::string &Each : Candidates)
@@ -160,7 +155,7 @@ static void list(std::string_view Partial, const Suffixes &Candidates) {
   outs().flush();
 }
 
-// Inserts what is certain, and lists the candidates if there are several.
+// Inserts the common prefix, and lists the candidates if there are several.
 static unsigned char present(EditLine *Editor, std::string_view Partial,
                              const Suffixes &Candidates) {
   el_insertstr(Editor, getCommonPrefix(Candidates).c_str());

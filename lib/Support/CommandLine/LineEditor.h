@@ -11,23 +11,23 @@
 
 namespace orvy::cl {
 
-/// The terminal of the process, through libedit.
+/// Edits lines on the terminal of the process with libedit.
 class LineEditor {
 public:
   enum class Prompt { Main, Continuation };
 
   /// Takes over the standard streams and loads the history.
   explicit LineEditor(const char *ProgramName);
-  /// Writes the history back.
+  /// Saves the history.
   ~LineEditor();
   LineEditor(const LineEditor &) = delete;
   LineEditor &operator=(const LineEditor &) = delete;
 
   void setPrompt(Prompt Which);
-  /// The next line with its line feed, valid until the next call; empty if the user has dropped it
-  /// with ^C, nothing at the end of the input.
+  /// The next line with its line feed, valid until the next call. Empty if the user dropped the
+  /// line with ^C; nothing at the end of the input.
   std::optional<std::string_view> read();
-  /// Enters a line in the history.
+  /// Adds a line to the history.
   void remember(const std::string &Text);
 
 private:
@@ -40,13 +40,13 @@ private:
   EditLine *Editor;
   History *Lines;
   HistEvent Event = {};
-  std::string HistoryPath; // empty if there is no place for one
-  winsize Window = {};     // as the editor knows it
-  bool IsDropped = false;  // the line being read
+  std::string HistoryPath; // empty if the history cannot be saved
+  winsize Window = {};     // the size known to the editor
+  bool IsDropped = false;  // whether the user dropped the current line
 };
 
-/// What the Tab key does: completes the word ahead of the cursor, or lists what may follow. One of
-/// libedit's codes.
+/// Handles the Tab key: completes the word before the cursor, or lists what may follow. Returns one
+/// of libedit's codes.
 unsigned char complete(EditLine *Editor, int Character);
 
 } // namespace orvy::cl

@@ -1,10 +1,10 @@
 #include "orvy/Support/LineReader.h"
 
+#include "CommandLine/Characters.h"
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <sys/stat.h>
@@ -46,13 +46,13 @@ void ScriptReader::skipBlanksAndComments() {
       return;
     if (*Cursor == '\n')
       ++Line;
-    else if (!std::isspace(static_cast<unsigned char>(*Cursor)))
+    else if (!isSpace(*Cursor))
       return;
   }
 }
 
-// The text of the command at Cursor, which moves to what ends it. Text without a backslash, nearly
-// all there is, is not copied.
+// The text of the command at Cursor. Moves Cursor to the end of the command. Text without a
+// backslash, which is by far the most common, is not copied.
 std::string_view ScriptReader::cutText() {
   const char *const Begin = Cursor;
   Cursor = std::find_if(Begin, End, [](char C) { return C == '\\' || endsCommand(C); });
@@ -68,7 +68,7 @@ std::string_view ScriptReader::cutText() {
   return Rewritten;
 }
 
-// One at the end of a line, unless another one protects it, is doubled so that it stands for
+// Doubles a backslash at the end of a line, unless another one protects it, so that it stands for
 // itself.
 void ScriptReader::takeBackslash() {
   const char *const Next = Cursor + 1;
@@ -95,7 +95,7 @@ BufferLineReader::BufferLineReader(std::unique_ptr<MemoryBuffer> Script)
   skipBlanksAndComments();
 }
 
-// A copy, as a script may be edited while it runs: what is cut off a mapped file ends the process.
+// Copies the script: if it is truncated while it runs, reading a mapped file would end the process.
 static std::unique_ptr<MemoryBuffer> readScript(const char *Path) {
   const std::unique_ptr<MemoryBuffer> Mapped = MemoryBuffer::mapFile(Path);
   return Mapped ? MemoryBuffer::getBufferCopy(Mapped->begin(), Mapped->end() - 1) : nullptr;
@@ -130,7 +130,7 @@ std::vector<std::string> StreamLineReader::readLine() {
 }
 
 bool StreamLineReader::fetchLine() {
-  if (!IsFile) { // whoever writes the commands may wait for the answers
+  if (!IsFile) { // the writer of the commands may be waiting for the output
     outs().flush();
     std::fflush(stdout);
   }

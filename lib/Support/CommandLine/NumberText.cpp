@@ -42,8 +42,8 @@ bool scale(double &Value, double Factor) {
   return std::isfinite(Value) == WasFinite;
 }
 
-// Takes the unit after the number, if that is all there is, into the number. One that does not fit
-// the type then is no number.
+// Multiplies the number by the unit after it, if nothing else follows. A product that does not fit
+// the type makes the number invalid.
 template <typename Number, typename Factor>
 void takeUnit(NumberText<Number> &Read, const std::string &Text, orvy_OptionUnit Unit) {
   const size_t Start = Text.find_first_not_of(' ', Read.Length);

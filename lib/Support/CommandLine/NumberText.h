@@ -1,5 +1,5 @@
-// NumberText.h - the numbers that users write as values of options: a prefix of the text, and a
-// unit where the option means a quantity.
+// NumberText.h - reads the value of a numeric option: a number at the start of the text, followed
+// by a unit if the option is a quantity.
 
 #ifndef ORVY_LIB_NUMBERTEXT_H
 #define ORVY_LIB_NUMBERTEXT_H
@@ -13,11 +13,11 @@ namespace orvy::cl {
 
 template <typename Number> struct NumberText {
   Number Value = 0;
-  size_t Length = 0;  ///< characters that were read; 0 if no number of the type begins the text
-  bool IsCut = false; ///< the number is above the largest of the type, which stands for it
+  size_t Length = 0;  ///< characters that were read; 0 if the text does not begin with a number
+  bool IsCut = false; ///< the number was too large and is clamped to the largest of the type
 };
 
-/// Warns on the error stream where the value of an option, as it was read, is not all that it says.
+/// Warns on the error stream if a part of an option's value was not read or the value was clamped.
 template <typename Number> void warnOfRest(const Option &Opt, const NumberText<Number> &Read) {
   if (Read.IsCut)
     errs() << "warning: '" << Opt.Name << "=" << Opt.Value << "' is too large, using " << Read.Value
@@ -27,7 +27,8 @@ template <typename Number> void warnOfRest(const Option &Opt, const NumberText<N
            << Opt.Value << "' is ignored\n";
 }
 
-/// Reads an integer as strtol does with base 0; above INT64_MAX up to UINT64_MAX it is cut.
+/// Reads an integer as strtol does with base 0. Numbers above INT64_MAX up to UINT64_MAX are
+/// clamped.
 NumberText<long> readInteger(const std::string &Text, orvy_OptionUnit Unit);
 /// Reads a real number as strtod does.
 NumberText<double> readReal(const std::string &Text, orvy_OptionUnit Unit);

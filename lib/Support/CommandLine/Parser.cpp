@@ -5,7 +5,7 @@
 using namespace orvy;
 using namespace orvy::cl;
 
-// Deep enough for whoever types, and no danger to the stack of whoever walks the tree.
+// Limits the recursion of the parser and of the visitors of the tree.
 static constexpr unsigned MaxDepth = 256;
 
 // Any operator binds more tightly.

@@ -17,7 +17,7 @@ using namespace orvy::cl;
 
 namespace {
 
-/// An element of a property, as the text in front of the '=' names it.
+/// An element of a property, named by the text before the '='.
 struct Element {
   std::string Object;
   std::string Property;
@@ -26,7 +26,7 @@ struct Element {
   orvy_Type Typ = ovTY_Invalid;
 };
 
-/// Without an object where the text has no '.' or names none.
+/// Obj is null if the text has no '.' or does not name an object.
 Element findElement(std::string_view Target) {
   const size_t Dot = Target.find('.');
   if (Dot == Target.npos || Target[0] != '@')
@@ -52,8 +52,8 @@ template <typename Number> Extent extract(const std::string &Text, Number &Value
   return (In >> std::ws).eof() ? Extent::Whole : Extent::Part;
 }
 
-/// Gives Pv the value of its type that the text begins with. Narrow integers lie in the low bytes
-/// of wide ones.
+/// Reads a value of Pv's type from the start of the text. Narrow integers are the low bytes of wide
+/// ones.
 Extent readValue(const std::string &Text, orvy_Propval &Pv) {
   switch (Pv.Typ) {
   case ovTY_U64:
@@ -83,7 +83,7 @@ Extent readValue(const std::string &Text, orvy_Propval &Pv) {
   }
 }
 
-/// An integer with a base prefix, or written as a real number, such as 1e6.
+/// Reads an integer with a base prefix, or one written as a real number, such as 1e6.
 bool readOtherInteger(const std::string &Text, orvy_Propval &Pv) {
   long Integer = 0;
   if (Text.find_first_of("xXbBoO") != Text.npos && parseInt(Text, Integer)) {

@@ -1,4 +1,4 @@
-// PropertyAssignment.h - "@object.property=value", as a user writes it.
+// PropertyAssignment.h - assignments of the form "@object.property=value".
 
 #ifndef ORVY_LIB_PROPERTYASSIGNMENT_H
 #define ORVY_LIB_PROPERTYASSIGNMENT_H
@@ -8,8 +8,8 @@
 
 namespace orvy::cl {
 
-/// Writes a property like propSet, but takes the value only as a whole, with a base prefix too, and
-/// says what is wrong; the empty text if nothing is. Target begins with the '@'.
+/// Writes a property like propSet, but also accepts a base prefix and rejects a value that is not
+/// read as a whole. Returns the error, or an empty text. Target begins with the '@'.
 std::string assignProperty(std::string_view Target, const std::string &Value);
 
 } // namespace orvy::cl

@@ -1,4 +1,4 @@
-// PythonInterpreter.h - the Python library, opened at run time, and the functions taken from it.
+// PythonInterpreter.h - the Python library, which is opened at run time, and its functions.
 
 #ifndef ORVY_LIB_PYTHONINTERPRETER_H
 #define ORVY_LIB_PYTHONINTERPRETER_H
@@ -9,8 +9,8 @@
 
 namespace orvy {
 
-/// Starts Python when it is built, and ends it when it dies. Python objects are void pointers. All
-/// functions are null if there is no Python, or one that lacks any of them.
+/// Starts Python in the constructor and ends it in the destructor. Python objects are void
+/// pointers. All functions are null if the library is not found or lacks any of them.
 struct PythonInterpreter {
   PythonInterpreter();
   PythonInterpreter(const PythonInterpreter &) = delete;
@@ -19,7 +19,7 @@ struct PythonInterpreter {
 
   bool isLoaded() const { return PyRun_SimpleStringFlags != nullptr; }
 
-  /// Lets ^C interrupt Python while it lives; otherwise the signal is the program's.
+  /// ^C interrupts Python during the lifetime of such an object, and the program otherwise.
   class Interruptible {
   public:
     explicit Interruptible(PythonInterpreter &Python);
@@ -45,7 +45,8 @@ struct PythonInterpreter {
   int (*PyList_Append)(void *List, void *Item) = nullptr;
   int (*PyArg_ParseTuple)(void *Tuple, const char *Format, ...) = nullptr;
   void *(*PyTuple_New)(ptrdiff_t Size) = nullptr;
-  int (*PyTuple_SetItem)(void *Tuple, ptrdiff_t Index, void *Item) = nullptr; // takes the item over
+  int (*PyTuple_SetItem)(void *Tuple, ptrdiff_t Index,
+                         void *Item) = nullptr; // takes ownership of Item
   void (*Py_IncRef)(void *Object) = nullptr;
   void (*Py_DecRef)(void *Object) = nullptr;
   void *(*PyInt_FromLong)(long Value) = nullptr;
@@ -65,7 +66,7 @@ private:
   void extendPath();
   void appendPath(void *List, const char *Dir);
 
-  struct sigaction OnInterrupt = {}; // while Python runs
+  struct sigaction OnInterrupt = {}; // used while Python runs
 };
 
 } // namespace orvy

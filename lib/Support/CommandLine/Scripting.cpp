@@ -17,8 +17,8 @@
 using namespace orvy;
 using namespace orvy::scripting;
 
-// Null until this file's initialisers have run, and never destroyed: Python may start on either
-// side of the option's life.
+// Null until this file's initialisers have run, and never destroyed: Python may start before or
+// after that.
 static cl::list<std::string> *const PythonPath = new cl::list<std::string>(
     cl::longName("python-path"), cl::category("Scripting"), cl::valueName("path"),
     cl::description("Paths to add to PYTHONPATH variable"));
@@ -29,7 +29,7 @@ static ManagedStatic<PythonInterpreter> ThePython;
 
 namespace {
 
-/// A row of the method table of a Python module.
+/// An entry of the method table of a Python module.
 struct Method {
   const char *Name;
   void *(*Func)(void *Self, void *Args);
@@ -63,8 +63,8 @@ PythonInterpreter::~PythonInterpreter() {
     Py_Finalize();
 }
 
-// Python takes the interrupt signal when it starts. It is to have it only while it runs, and never
-// in a program that is not to be interrupted.
+// Python installs a handler for the interrupt signal when it starts. Keep it for when Python runs,
+// unless the program ignores the signal.
 void PythonInterpreter::start() {
   struct sigaction Former;
   sigaction(SIGINT, nullptr, &Former);
@@ -74,7 +74,7 @@ void PythonInterpreter::start() {
     OnInterrupt = Former;
 }
 
-// What Python does on an interrupt, and a run of the simulator that Python has called.
+// Python's own handler. An interrupt calls it, and also stops a run that Python has started.
 static constinit std::atomic<void (*)(int)> PythonHandler{nullptr};
 
 static void interrupt(int Signal) {
@@ -97,10 +97,10 @@ PythonInterpreter::Interruptible::~Interruptible() {
   struct sigaction Action;
   sigaction(SIGINT, &Former, &Action);
   if (Action.sa_handler != interrupt)
-    OnInterrupt = Action; // chosen by the text
+    OnInterrupt = Action; // installed by the Python text
 }
 
-// A Python that the process runs on already comes ahead of the one just opened: there can be but
+// Prefers a Python that is already in the process to the library just opened: there can only be
 // one.
 static void *findSymbol(void *Library, const char *Name) {
   void *Present = dlsym(RTLD_DEFAULT, Name);
@@ -135,7 +135,7 @@ void PythonInterpreter::takeSymbols() {
   Take(PyErr_Clear, "PyErr_Clear");
   Take(PyDict_Next, "PyDict_Next");
   Take(Py_InitModule4_64, "Py_InitModule4_64");
-  // One that lacks anything is as good as none.
+  // A library that lacks a function is not used.
   if (!HasAll)
     PyRun_SimpleStringFlags = nullptr;
 }
@@ -160,7 +160,7 @@ void PythonInterpreter::appendPath(void *List, const char *Dir) {
 }
 
 bool PythonInterpreter::isInteger(void *Object) {
-  // The words of an object and of a type that matter here have the same place in every Python.
+  // These words of an object and of a type have the same offset in every version of Python.
   constexpr size_t TypeWord = 1;
   constexpr size_t FlagsWord = 21;
   constexpr unsigned long IsInteger = 3ul << 23; // plain or long
@@ -172,8 +172,8 @@ bool PythonInterpreter::isInteger(void *Object) {
 
 std::map<void *, PythonCommand *> *PythonCommand::CmdMap = nullptr;
 
-// All there are, for those that are in no map: one that another has replaced there, or one that was
-// removed while it ran. Never destroyed.
+// All commands. Includes those that the map no longer holds because they were replaced, or removed
+// while they ran. Never destroyed.
 static std::set<PythonCommand *> &allCommands() {
   static auto &All = *new std::set<PythonCommand *>;
   return All;
@@ -181,7 +181,7 @@ static std::set<PythonCommand *> &allCommands() {
 
 PythonCommand::PythonCommand(const char *Name, void *Callable)
     : Command(Name, Handler(), ""), Callable(Callable) {
-  // Never destroyed, no more than the commands in it: both may be asked for until the very end.
+  // Never destroyed, like the commands in it, as both may be used until the process ends.
   if (!CmdMap)
     CmdMap = new std::map<void *, PythonCommand *>;
   (*CmdMap)[Callable] = this;
@@ -213,7 +213,7 @@ void PythonCommand::remove(void *Callable) {
 }
 
 int PythonCommand::run(cl::Interpreter *) {
-  outs().flush(); // Python writes past the stream
+  outs().flush(); // Python does not write through the stream
   ++Running;
   const int Result = call();
   --Running;
@@ -250,7 +250,7 @@ void *PythonCommand::makeOptions() const {
   return Dict;
 }
 
-// -1 for an integer that is too large.
+// The integer as a status; -1 if it is too large.
 static int statusOf(void *Integer) {
   const long Value = ThePython->PyInt_AsLong(Integer);
   if (Value == -1)
@@ -290,7 +290,7 @@ int orvy::scripting::run(ScriptLang Lang, const std::string &Text) {
     orvy_logError(nullptr, "a Python script must not contain null bytes");
     return -1;
   }
-  outs().flush(); // Python writes past the stream
+  outs().flush(); // Python does not write through the stream
   const PythonInterpreter::Interruptible Guard(*ThePython);
   return ThePython->PyRun_SimpleStringFlags(Text.c_str(), nullptr);
 }

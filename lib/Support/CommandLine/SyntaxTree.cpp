@@ -22,7 +22,7 @@ static BinOp *asBinOp(ExprNode *Node) {
   return Node && Node->Kind == NodeKind::BinOp ? static_cast<BinOp *>(Node) : nullptr;
 }
 
-// Takes the chain apart from the outside, so that its destructors do not nest.
+// Destroys a chain from the outside inwards, so that the destructors do not recurse.
 BinOp::~BinOp() {
   while (BinOp *Inner = asBinOp(Left.get())) {
     OwnedExpr Next = std::move(Inner->Left);
@@ -72,7 +72,7 @@ void FuncCallNode::accept(ASTVisitor *Visitor) {
   Visitor->visitFuncCall(this);
 }
 
-// What a command does that is no expression to evaluate; null for one that is.
+// Names what a command does if it is not an expression to evaluate; null if it is.
 static const char *nameEffect(ExprNode &First) {
   if (First.Kind == NodeKind::Symbol)
     return "command invocation\n";

@@ -1,11 +1,11 @@
 #include "orvy/Support/TerminalReader.h"
 
+#include "CommandLine/Characters.h"
 #include "CommandLine/LineEditor.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <dirent.h>
@@ -58,13 +58,12 @@ private:
 } // namespace
 
 static bool isBlank(std::string_view Text) {
-  return std::all_of(Text.begin(), Text.end(), [](unsigned char C) { return std::isspace(C); });
+  return std::all_of(Text.begin(), Text.end(), isSpace);
 }
 
-// The words behind a '!' are for the script runner as they stand.
+// The text after a '!' is passed to the script runner unchanged.
 static std::vector<std::string> splitScriptText(std::string_view Line) {
-  const auto First = std::find_if_not(Line.begin() + 1, Line.end(),
-                                      [](unsigned char C) { return std::isspace(C); });
+  const auto First = std::find_if_not(Line.begin() + 1, Line.end(), isSpace);
   return {"!", std::string(First, Line.end())};
 }
 
@@ -113,7 +112,7 @@ std::vector<std::string> LibEditWithParserLineReader::readLine() {
   return {Text};
 }
 
-// The whole command is parsed, in silence: what is cut may be anything but its first token.
+// Parses the whole command, without messages, because any token but the first may be incomplete.
 bool LibEditWithParserLineReader::wantsMore() {
   Input.restart(Text);
   Input.consumeToken();
@@ -125,7 +124,7 @@ bool LibEditWithParserLineReader::wantsMore() {
   return true;
 }
 
-// Files of the user.
+// Paths of the user's files.
 
 std::string orvy::cl::homeDirectory() {
   const char *Home = std::getenv("HOME");

@@ -32,7 +32,7 @@ std::vector<std::string> Tokeniser::takeTokens() {
   return std::exchange(Tokens, {});
 }
 
-// Keeps all characters from Next on that mean nothing in the present state.
+// Appends the characters from Next on that have no special meaning in the current state.
 const char *Tokeniser::keepRun(const char *Next, const char *End) {
   const char *const Begin = Next;
   while (Next != End && isPlain(*Next))
@@ -44,7 +44,7 @@ const char *Tokeniser::keepRun(const char *Next, const char *End) {
   return Next;
 }
 
-// Quotes set Force when they are opened, so that what they keep need not do it again.
+// A quote sets Force when it opens, so that the characters inside need not.
 bool Tokeniser::isPlain(char Character) const {
   if (Character == '\0' || Character == '\n')
     return false;
@@ -63,7 +63,7 @@ bool Tokeniser::isPlain(char Character) const {
   return false;
 }
 
-// The result if the text ends here.
+// Handles a character. Returns the result if the text ends here.
 std::optional<int> Tokeniser::take(char Character) {
   const bool Continued = std::exchange(Continuation, false);
   Force |= Character == '"' || Character == '\'' || Character == '\\';
@@ -105,7 +105,7 @@ std::optional<int> Tokeniser::takeNormal(char Character, bool Continued) {
   case '\n':
     finishWord();
     return Complete;
-  default: // a delimiter, as the others are kept in runs
+  default: // a delimiter, as keepRun takes all others
     finishWord();
   }
   return std::nullopt;
@@ -127,8 +127,8 @@ void Tokeniser::takeDoubleQuoted(char Character) {
     Current += Character;
 }
 
-// Inside quotes the backslash only goes where it protects a quote, a backslash or the end; the
-// rest is left to the expansion of the argument.
+// Inside quotes a backslash is removed only before a quote, a backslash or the end. The expansion
+// of the argument handles the others.
 void Tokeniser::takeEscaped(char Character, State Back) {
   constexpr std::string_view Protected("\"'\\\0", 4);
   Mode = Back;

@@ -1,4 +1,4 @@
-// Trace.h - how the expression front end says what it is doing.
+// Trace.h - trace messages of the expression front end.
 
 #ifndef ORVY_LIB_TRACE_H
 #define ORVY_LIB_TRACE_H
@@ -8,7 +8,7 @@
 
 namespace orvy::cl {
 
-/// Writes the parts on the error stream.
+/// Writes the parts on the error stream if tracing is on.
 template <typename... Parts> void trace(Tracing Says, const Parts &...Text) {
   if (Says == Tracing::On)
     (errs() << ... << Text);

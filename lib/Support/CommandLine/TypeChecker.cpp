@@ -31,7 +31,7 @@ static const Type *typeOfOperation(TokenKind Op, const Type *Left, const Type *R
   return IsReal ? &RealType::s_DoubleTy : nullptr;
 }
 
-// What is wrong with a sign in front of a type; null if nothing is.
+// The error of a sign before an operand of the type; null if there is none.
 static const char *findFault(TokenKind Op, const Type *Operand) {
   if (Operand == &IntegerType::s_I64Ty)
     return nullptr;

@@ -35,7 +35,7 @@ void Var::setVariable(std::string_view Name, std::string_view Value) {
   if (Var *Present = findVariable(Name))
     Present->Value = Value;
   else
-    new Var(std::string(Name), std::string(Value)); // the map's
+    new Var(std::string(Name), std::string(Value)); // owned by the map
 }
 
 bool Var::deleteVariable(std::string_view Name) {
@@ -47,8 +47,7 @@ bool Var::deleteVariable(std::string_view Name) {
   return true;
 }
 
-// Gives each variable of the environment that has a name and a value to Take until that returns
-// true.
+// Calls Take for each environment variable that has a name and a value, until it returns true.
 template <typename Taker> static bool walkEnvironment(Taker Take) {
   for (char **Next = environ; Next && *Next; ++Next) {
     const std::string_view Entry = *Next;
@@ -83,7 +82,7 @@ static char unescape(char Character) {
   return Character == 'n' ? '\n' : Character == 't' ? '\t' : Character;
 }
 
-// Appends the value of the reference at Next and moves behind it.
+// Appends the value of the reference at Next and moves Next past it.
 static bool expandReference(std::string_view Text, size_t &Next, std::string &Expanded) {
   const bool HasBrace = Text[Next + 1] == '{';
   const size_t First = Next + 1 + HasBrace;

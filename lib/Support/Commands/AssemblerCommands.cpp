@@ -1,4 +1,4 @@
-// The commands that assemble and disassemble. Each goes on where its last call ended.
+// The commands that assemble and disassemble. Each continues where its last call ended.
 
 #include "Base/HexText.h"
 #include "Objsys/ObjectKinds.h"
@@ -24,9 +24,9 @@ namespace {
 constexpr uint64_t InstrBytes = 4;
 constexpr uint32_t WordSwap = 2;
 constexpr uint32_t TranslationFailed = 1;
-constexpr size_t LongestBuffer = 1 << 20; // text beyond it is printed ahead of the rest
+constexpr size_t MaxBuffer = 1 << 20; // text is printed in parts of about this length
 
-/// The processor whose memory is shown, with the places in it that are marked.
+/// The processor whose memory is shown, and the addresses that are marked.
 struct Processor {
   void *Obj;
   const CpuIface *Iface;
@@ -35,7 +35,7 @@ struct Processor {
   std::optional<uint64_t> Tbr;
 };
 
-/// Without CpuIface if the object has none.
+/// Iface is null if the object is not a processor.
 Processor lookAt(void *Obj) {
   Processor Cpu{};
   Cpu.Obj = Obj;
@@ -58,7 +58,7 @@ const char *markerOf(const Processor &Cpu, uint64_t Va) {
   return Va == Cpu.Tbr ? "(tbr) " : "      ";
 }
 
-/// Null, with an error, if the address has no translation.
+/// Logs an error and returns nothing if the address has no translation.
 std::optional<uint64_t> translate(const Processor &Cpu, uint64_t Va) {
   uint32_t Flags = 0;
   const uint64_t Pa = ORVY_CALL(CpuIface, translateAddress, Cpu.Obj, *Cpu.Iface, Va, &Flags);
@@ -68,7 +68,7 @@ std::optional<uint64_t> translate(const Processor &Cpu, uint64_t Va) {
   return std::nullopt;
 }
 
-/// The word at an address and its text.
+/// The word at an address and its disassembly.
 std::string instructionAt(const Processor &Cpu, uint64_t Pa) {
   const std::unique_ptr<char, decltype(&std::free)> Text(orvy_disassembleMemory(Cpu.Obj, Pa),
                                                          std::free);
@@ -118,7 +118,7 @@ DisassembleCommand::DisassembleCommand()
               },
               Handler(), "disassemble memory range", {"dis", "disassemble"}) {}
 
-// The last of the list wins.
+// If several options are given, the last of these wins.
 void DisassembleCommand::takeAddress() {
   if (getOption("addr").Valid)
     Address = getOption("addr").getValue<unsigned long>();
@@ -153,7 +153,7 @@ int DisassembleCommand::run(Interpreter *) {
   std::string Lines;
   for (long Index = 0; Index < Count && addLine(Cpu, Lines); ++Index) {
     Address += InstrBytes;
-    if (Lines.size() > LongestBuffer) {
+    if (Lines.size() > MaxBuffer) {
       outs() << Lines;
       Lines.clear();
     }
@@ -162,7 +162,7 @@ int DisassembleCommand::run(Interpreter *) {
   return 0;
 }
 
-// Whether the address could be translated.
+// Returns false if the address cannot be translated.
 bool DisassembleCommand::addLine(const Processor &Cpu, std::string &Lines) const {
   uint64_t Pa = Address;
   if (IsVirtual) {

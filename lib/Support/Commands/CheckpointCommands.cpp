@@ -10,7 +10,7 @@ using namespace orvy::cl;
 
 namespace {
 
-/// A handler that makes one call with the path of a command.
+/// A handler that calls Func with the path given to the command.
 template <int (*Func)(const char *Path)> int callWithPath(Command &Cmd, Interpreter *) {
   const Option &File = Cmd.getOption("file");
   const std::vector<std::string> &Words = Cmd.getPositionals();

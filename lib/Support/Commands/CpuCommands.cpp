@@ -1,4 +1,4 @@
-// The commands that show and set the state of a processor, and that tell of its traps.
+// The commands that show and set the state of a processor, and that log its traps.
 
 #include "CommandLine/Handlers.h"
 #include "Objsys/ObjectKinds.h"
@@ -68,13 +68,14 @@ void logTrapExit(void *, void *Source, void *) {
   orvy_logInfo(Source, "trap exit");
 }
 
-/// A trap is told once, however often that was asked for.
+/// Subscribes at most once, so that a trap is not logged several times.
 void subscribeOnce(const char *Name, void *Cpu, orvy_NotificationFunc Func) {
   orvy_unsubscribeNotification(Name, Cpu, Func);
   orvy_subscribeNotification(Name, Cpu, nullptr, Func);
 }
 
-/// The processor of the command; false, with a message on the error stream, if it is none.
+/// The processor given to the command. Returns false, and reports on the error stream, if the
+/// object is not a processor.
 Target<CpuIface> requireCpu(Command &Cmd) {
   const Option &Opt = Cmd.getOption("cpu");
   const Target<CpuIface> Cpu(Opt.getValue<void *>());

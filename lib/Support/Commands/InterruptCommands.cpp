@@ -1,4 +1,4 @@
-// The commands that move interrupt lines.
+// The commands that raise and lower interrupts.
 
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Interfaces.h"
@@ -11,7 +11,7 @@
 using namespace orvy;
 using namespace orvy::cl;
 
-// The system's own tables whose first functions take pointers, or more than a number.
+// Whether the first function of a table of the system takes a pointer or more than one argument.
 static bool takesNoNumber(orvy_IfaceRef Ref) {
   constexpr std::string_view Tables[] = {"EventIface", "MemAccessIface", "MemoryIface",
                                          "MemorySpaceIface", "ObjectIface"};
@@ -19,8 +19,8 @@ static bool takesNoNumber(orvy_IfaceRef Ref) {
   return Type && std::ranges::find(Tables, Type) != std::end(Tables);
 }
 
-// Both commands call the first function of whatever table they are given: its type is the user's
-// choice.
+// Both commands call the first function of the given table, whatever its type: the user has chosen
+// it.
 static int callFirst(Command &Cmd, Interpreter *) {
   using NumberFunc = void (*)(void *Obj, uint8_t Number);
   const auto Ref = Cmd.getOption("iface").getValue<orvy_IfaceRef>();

@@ -1,4 +1,4 @@
-// The commands on the log: levels, colours, messages from scripts, and the file it goes to.
+// The commands on the log: levels, colours, messages from scripts, and the log file.
 
 #include "CommandLine/Handlers.h"
 #include "Logging/LoggingEngine.h"
@@ -36,7 +36,7 @@ std::optional<orvy_LogLevel> levelForName(std::string_view Name) {
   return std::nullopt;
 }
 
-/// The number of a category, which the class of an object may have named; 0 for an unknown name.
+/// The number of a category, fixed or named by the object's class; 0 for an unknown name.
 uint32_t categoryForName(std::string_view Name, void *Obj) {
   static constexpr std::pair<std::string_view, uint32_t> Fixed[] = {
       {"config", 3}, {"target", 2}, {"sim", 1}};
@@ -44,7 +44,7 @@ uint32_t categoryForName(std::string_view Name, void *Obj) {
     if (Name == Known)
       return Category;
   if (!Obj || Name.empty())
-    return 0; // categories without a name are not meant
+    return 0; // an empty name must not match an unnamed category
   for (uint32_t Category = FirstClassCategory; Category <= LastClassCategory; ++Category) {
     const char *Known = orvy_getLoggingCategory(orvy_classForObject(Obj), Category);
     if (Known && Name == Known)
@@ -170,7 +170,7 @@ public:
   }
 
 private:
-  /// The log lets go of the former file before that is closed.
+  /// Detaches the log from the former file before closing it.
   void replaceFile(FILE *New) {
     orvy_logSetDefaultFile(nullptr);
     if (File)

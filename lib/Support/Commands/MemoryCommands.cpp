@@ -27,8 +27,8 @@ namespace {
 
 constexpr unsigned long BytesPerLine = 16;
 constexpr unsigned long BytesPerGroup = 4;
-constexpr unsigned long LongestRead = INT32_MAX; // a longer one could not tell its result
-constexpr unsigned long LargestElement = 3;      // as base-2 logarithm
+constexpr unsigned long MaxRead = INT32_MAX; // the result of a longer one would be negative
+constexpr unsigned long MaxElement = 3;      // base-2 logarithm of the size
 
 unsigned long valueOr(Command &Cmd, const char *Name, unsigned long Default) {
   const Option &Opt = Cmd.getOption(Name);
@@ -66,9 +66,9 @@ static int readMemory(Command &Cmd, Interpreter *) {
   const auto Addr = Cmd.getOption("addr").getValue<unsigned long>();
   const unsigned long Length = valueOr(Cmd, "length", 16);
   const unsigned long ElemSize = valueOr(Cmd, "elemsize", 0);
-  if (Length > LongestRead || ElemSize > LargestElement)
+  if (Length > MaxRead || ElemSize > MaxElement)
     return complain("error reading memory");
-  // Zeroed, for what a short read leaves.
+  // Zeroed, because a read may be short.
   const std::unique_ptr<uint8_t, decltype(&std::free)> Bytes(
       static_cast<uint8_t *>(std::calloc(std::max(Length, 1ul), 1)), std::free);
   if (!Bytes ||
@@ -90,8 +90,8 @@ static int writeMemory(Command &Cmd, Interpreter *) {
   const unsigned long ElemSize = valueOr(Cmd, "elemsize", 0);
   if (Length > sizeof(Data))
     return complain("cannot write datablocks larger than 8 bytes");
-  if (ElemSize > LargestElement || orvy_memoryWrite(Obj, Addr, &Data, static_cast<uint32_t>(Length),
-                                                    static_cast<uint32_t>(ElemSize)) != Length)
+  if (ElemSize > MaxElement || orvy_memoryWrite(Obj, Addr, &Data, static_cast<uint32_t>(Length),
+                                                static_cast<uint32_t>(ElemSize)) != Length)
     return complain("could not write memory");
   return 0;
 }
@@ -126,7 +126,7 @@ static int loadMemory(Command &Cmd, Interpreter *) {
   if (orvy_loadImageAndStartAddr(Obj, File, &Start) != 0)
     return 1;
   using debugging::Symbols;
-  if (orvy_imageIsELF(File)) // how its symbols fare does not count
+  if (orvy_imageIsELF(File)) // the command succeeds even if the symbols cannot be read
     debugging::loadContext(Obj, File, isOn(Cmd, "dwarf") ? Symbols::All : Symbols::Symtab);
   outs() << "start address = 0x" << hexText(Start, 8) << "\n";
   return 0;
@@ -187,7 +187,7 @@ namespace {
 
 using ChangeFunc = void (*)(void *Space, uint64_t Addr, uint64_t Len, uint32_t Attrs);
 
-/// What an attribute command does, and says of an object that keeps no attributes.
+/// What an attribute command does, and its error for an object without attributes.
 struct Change {
   ChangeFunc Func;
   uint32_t Attrs;
@@ -211,7 +211,7 @@ int changeAttributes(Command &Cmd, const Change &Action) {
   return 0;
 }
 
-/// The same for the user attribute that the option "num" selects.
+/// Changes the user attribute that the option "num" selects.
 int changeUserAttributes(Command &Cmd, Change Action) {
   void *Space = Cmd.getOption("obj").getValue<void *>();
   const auto Number = Cmd.getOption("num").getValue<unsigned long>();

@@ -35,8 +35,8 @@ int listObjects(Command &, Interpreter *) {
 
 using KeyAndValue = std::pair<std::string, std::string>;
 
-/// The pairs of "key:value,key:value". A key reaches to the last colon of its pair; a character
-/// behind a backslash is text. An end that is not a pair is ignored, with a warning.
+/// The pairs of "key:value,key:value". A key extends to the last colon of its pair. A character
+/// after a backslash is not a separator. An incomplete last pair is ignored with a warning.
 std::vector<KeyAndValue> splitArguments(const std::string &Text) {
   std::vector<KeyAndValue> Pairs;
   size_t Start = 0;
@@ -58,7 +58,7 @@ std::vector<KeyAndValue> splitArguments(const std::string &Text) {
   return Pairs;
 }
 
-/// The value as the narrowest of integer, real number and text. A text stays the caller's.
+/// The value as an integer if possible, else as a real number, else as a text, which is not copied.
 orvy_Propval argumentValue(const std::string &Text) {
   orvy_Propval Pv = {};
   long Integer = 0;
@@ -76,7 +76,7 @@ orvy_Propval argumentValue(const std::string &Text) {
   return Pv;
 }
 
-/// The list for the class to read, closed by an entry of zeroes. It views the pairs.
+/// The argument list for the class, terminated by a zero entry. It refers to the pairs' strings.
 std::vector<orvy_CreateArg> createArguments(const std::vector<KeyAndValue> &Pairs) {
   std::vector<orvy_CreateArg> Args;
   Args.reserve(Pairs.size() + 1);

@@ -1,4 +1,4 @@
-// The commands that look at the object system as a whole.
+// The commands that inspect the object system as a whole.
 
 #include "CommandLine/Handlers.h"
 #include "Machine/ComponentClock.h"

@@ -1,4 +1,4 @@
-// The commands of the language itself: help, scripts, leaving, and text for the user.
+// The commands of the language itself: help, scripts, exit, and text output.
 
 #include "CommandLine/Handlers.h"
 

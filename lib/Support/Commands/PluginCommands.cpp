@@ -1,4 +1,4 @@
-// The commands that load plug-ins and change where they are looked for.
+// The commands that load plug-ins and change their search paths.
 
 #include "CommandLine/Handlers.h"
 
@@ -11,8 +11,8 @@ using namespace orvy::cl;
 
 namespace {
 
-/// Whether the plug-in is there after a load with that result. A 1 says that it was there before,
-/// except on the old route, where it says that nothing was found.
+/// Whether the plug-in is loaded after a load with that result. A 1 means that it was loaded
+/// before, except on the old route, where it means that it was not found.
 bool isLoaded(int Result) {
   return Result == 0 || (Result == 1 && !std::getenv("ORVY_OLD_PLUGIN_LOADING_BEHAVIOUR"));
 }

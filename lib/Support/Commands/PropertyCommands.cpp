@@ -14,7 +14,7 @@ namespace {
 
 // Writing
 
-struct WrongArgument {
+struct InvalidArgument {
   std::string Message;
 };
 
@@ -26,7 +26,7 @@ bool isReal(orvy_Type Typ) {
   return orvy_isReal({Typ, {}});
 }
 
-/// A number as a value of an integer or real type.
+/// Converts a number to a value of an integer or real type.
 template <typename Number> orvy_Propval numberValue(orvy_Type Typ, Number Value) {
   orvy_Propval Pv = {};
   Pv.Typ = Typ;
@@ -56,32 +56,32 @@ template <typename Number> orvy_Propval numberValue(orvy_Type Typ, Number Value)
     Pv.u8 = static_cast<uint8_t>(Value);
     break;
   default:
-    throw WrongArgument{"cannot write to objects or interfaces\n"};
+    throw InvalidArgument{"cannot write to objects or interfaces\n"};
   }
   return Pv;
 }
 
-/// The number that the text of "value" begins with, as that was read.
+/// The value of the number read from the text of "value". Throws if there was no number.
 template <typename Number>
 orvy_Propval numberInText(orvy_Type Typ, const Option &Opt, const char *Wanted,
                           NumberText<Number> Read) {
   if (Read.Length == 0)
-    throw WrongArgument{"value '" + Opt.Value + "' is not " + Wanted + "\n"};
+    throw InvalidArgument{"value '" + Opt.Value + "' is not " + Wanted + "\n"};
   warnOfRest(Opt, Read);
   return numberValue(Typ, Read.Value);
 }
 
-/// The object of a name; the empty name is for none.
+/// The object with a name; null for the empty name.
 orvy_Propval objectValue(const char *Name) {
   orvy_Propval Pv = {};
   Pv.Typ = ovTY_Obj;
   Pv.Obj = orvy_objectForName(Name);
   if (!Pv.Obj && *Name)
-    throw WrongArgument{std::string("unknown object '") + Name + "'\n"};
+    throw InvalidArgument{std::string("unknown object '") + Name + "'\n"};
   return Pv;
 }
 
-/// Views the text.
+/// Refers to the text; makes no copy.
 orvy_Propval stringValue(const char *Text) {
   orvy_Propval Pv = {};
   Pv.Typ = ovTY_String;
@@ -98,28 +98,29 @@ orvy_Propval valueFromText(orvy_Type Typ, const Option &Opt) {
     return objectValue(Opt.Value.c_str());
   if (Typ == ovTY_String)
     return stringValue(Opt.Value.c_str());
-  throw WrongArgument{"cannot write to interfaces\n"};
+  throw InvalidArgument{"cannot write to interfaces\n"};
 }
 
-/// The value that the options give for a property of a type.
+/// The value given by the options, for a property of the type.
 orvy_Propval wantedValue(Command &Cmd, orvy_Type Typ) {
   const auto Integer = given<long>(Cmd, "val");
   const auto Real = given<double>(Cmd, "fval");
   const Option &Text = Cmd.getOption("value");
   if (Integer && !isInteger(Typ))
-    throw WrongArgument{"val set but property is not an integer\n"};
+    throw InvalidArgument{"val set but property is not an integer\n"};
   if (!Integer && Real && !isReal(Typ))
-    throw WrongArgument{"fval set but property is not a floating point value\n"};
+    throw InvalidArgument{"fval set but property is not a floating point value\n"};
   if (Text.Valid)
     return valueFromText(Typ, Text);
   if (Integer)
     return numberValue(Typ, *Integer);
   if (Real)
     return numberValue(Typ, *Real);
-  throw WrongArgument{"missing 'val' or 'fval' argument to object-prop-write\n"};
+  throw InvalidArgument{"missing 'val' or 'fval' argument to object-prop-write\n"};
 }
 
-/// The element that "index" names, 0 by default. One that is not there is neither read nor written.
+/// The element given by "index", 0 by default. Warns if it is out of range; reads and writes ignore
+/// such an index.
 int wantedIndex(const Command &Cmd, void *Obj, const std::string &Name) {
   const auto Index = given<int>(Cmd, "index");
   const int Count = orvy_getPropDynLength(Obj, Name.c_str());
@@ -137,8 +138,8 @@ int writeProperty(Command &Cmd, Interpreter *) {
     const orvy_Propval Pv = wantedValue(Cmd, orvy_getPropType(Obj, Name.c_str()));
     orvy_writeValue(Obj, Name.c_str(), Pv, wantedIndex(Cmd, Obj, Name));
     return 0;
-  } catch (const WrongArgument &Wrong) {
-    errs() << Wrong.Message;
+  } catch (const InvalidArgument &Error) {
+    errs() << Error.Message;
     return -1;
   }
 }
@@ -157,7 +158,7 @@ void printValue(const orvy_Propval &Pv) {
   outs() << "\n";
 }
 
-/// The elements of a growing array, which travel one by one.
+/// Prints the elements of a dynamic array, which can only be read one at a time.
 void printReferences(void *Obj, const char *Name) {
   const int Count = orvy_getPropDynLength(Obj, Name);
   outs() << "[";

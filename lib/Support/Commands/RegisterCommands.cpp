@@ -15,7 +15,7 @@ using objsys::Register;
 
 namespace {
 
-/// Hands each bank, register and field of a class to a function of its own.
+/// Calls a function for each bank, register and field of a class.
 template <typename Banks, typename Registers, typename Fields>
 void walkRegisters(const Class &Cls, Banks OnBank, Registers OnRegister, Fields OnField) {
   for (const auto &[Name, Bank] : Cls.RegisterBanks) {
@@ -63,7 +63,7 @@ int printClassRegisters(Command &Cmd, Interpreter *) {
   return 0;
 }
 
-/// A handler that stores into a field on one of the routes.
+/// A handler that stores into a field with Store.
 template <int (*Store)(void *, const char *, const char *, uint64_t)>
 int storeField(Command &Cmd, Interpreter *) {
   const auto Reg = Cmd.getOption("reg").getValue<orvy_PropName>();

@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char *ObjectHelp = "Object.";
 
-/// The handler of a reset through an interface that has one.
+/// A handler that resets an object through the interface T.
 template <typename T> Command::Handler resetter(const char *OptName) {
   return onTarget<T>(OptName, [](Target<T> Found, Command &Cmd) {
     const std::string Name = std::string(IfaceName<T>) + ".reset";

@@ -1,4 +1,4 @@
-// The commands that let processors, machines and clocks run, and that ask for their time.
+// The commands that run processors, machines and clocks, and that show their time.
 
 #include "Base/ActiveRun.h"
 #include "CommandLine/Handlers.h"
@@ -22,11 +22,11 @@ using namespace orvy::cl;
 
 namespace {
 
-constexpr uint64_t MaxSlice = 10000000;         // cycles or steps between looks at the stop flag
-constexpr uint64_t NanosPerSecond = 1000000000; // an endless machine run's single runs
+constexpr uint64_t MaxSlice = 10000000; // cycles or steps between checks of the stop flag
+constexpr uint64_t EndlessMachineStride = NanosPerSecond;
 constexpr uint64_t EndlessClockStride = 1000000000; // cycles
 
-// Stopping. The signal handlers, which any thread may be chosen to run, touch nothing else.
+// Stopping. The signal handlers may run on any thread and use only these variables.
 
 constinit std::atomic<int32_t> StopFlag{0};
 constinit std::atomic<void *> RunningMachine{nullptr};
@@ -44,7 +44,7 @@ void stopMachineRun(int) {
     Stop(RunningMachine);
 }
 
-/// Owns the interrupt signal during a run.
+/// Handles the interrupt signal during a run.
 class InterruptGuard {
 public:
   InterruptGuard() { install(stopRun); }
@@ -62,7 +62,7 @@ private:
     StopFlag = 0;
     struct sigaction Action = {};
     Action.sa_handler = Handler;
-    Action.sa_flags = SA_RESTART; // the output of models is not to be cut
+    Action.sa_flags = SA_RESTART; // an interrupt must not truncate the output of models
     sigemptyset(&Action.sa_mask);
     sigaction(SIGINT, &Action, &Former);
   }
@@ -73,13 +73,13 @@ private:
 
 // Lengths
 
-/// How far a run goes; an endless one goes in strides of that length.
+/// The length of a run; an endless run repeats runs of that length.
 struct Span {
   uint64_t Length;
   bool Endless;
 };
 
-/// Truncates; what is out of range becomes the nearest number that is not.
+/// Truncates a number and clamps it to the range of the result.
 uint64_t toCount(double Value) {
   if (!(Value > 0))
     return 0;
@@ -107,8 +107,9 @@ Span runSpan(const Command &Cmd, double Freq, uint64_t Stride) {
   return {std::max<uint64_t>(Stride, 1), true};
 }
 
-/// Goes on by slices until At gives the end of the span, for an exit reason or the stop flag, or
-/// when nothing moves any more: a processor that sleeps makes no steps, and no time may pass.
+/// Advances in slices until At reaches the end of the span, Go returns an exit reason, or the stop
+/// flag is set. Also stops when neither the position nor the time advances: a sleeping processor
+/// executes no steps, and its time may stand still.
 template <typename Position, typename Time, typename Advance>
 void advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
   uint64_t Target = later(At(), Run.Length);
@@ -121,19 +122,19 @@ void advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
   }
 }
 
-/// Says once where a run or step executes nothing: at once if a processor is halted, and after a
-/// second of simulated time if all may just be asleep.
+/// Warns once if a run or step executes no instruction: immediately if a processor is halted, and
+/// after a second of simulated time if the processors may just be waiting.
 class IdleWarning {
 public:
   IdleWarning(std::string Name, std::vector<Target<CpuIface>> Watched)
-      : Name(std::move(Name)), Cpus(std::move(Watched)), Told(!areCounting()), Start(steps()) {}
+      : Name(std::move(Name)), Cpus(std::move(Watched)), IsDone(!areCounting()), Start(steps()) {}
 
-  /// To be called when some of the run, or all of it, is done, with the seconds done so far.
+  /// Call this after each part of the run, with the seconds simulated so far.
   void check(orvy_CpuExitReason Reason, double Secs) {
     const bool IsHalted = Reason == ovCER_Halt;
-    if (Told || (!IsHalted && Secs < 1) || steps() != Start)
+    if (IsDone || (!IsHalted && Secs < 1) || steps() != Start)
       return;
-    Told = true;
+    IsDone = true;
     errs() << "warning: '" << Name << "' has executed no instruction: "
            << (Cpus.empty() ? "there is no processor, only events run\n"
                : IsHalted   ? "halted in error mode; reset it to run again\n"
@@ -146,7 +147,7 @@ private:
   }
   uint64_t steps() const {
     uint64_t Sum = 0;
-    if (Told)
+    if (IsDone)
       return Sum;
     for (const Target<CpuIface> &Cpu : Cpus)
       Sum += Cpu.exists() ? Cpu->getSteps(Cpu.Obj) : 0;
@@ -155,7 +156,7 @@ private:
 
   const std::string Name;
   const std::vector<Target<CpuIface>> Cpus;
-  bool Told; // or nothing to tell by
+  bool IsDone; // warned already, or the processors do not count their steps
   const uint64_t Start;
 };
 
@@ -225,7 +226,7 @@ int runClock(Target<ClockIface> Clock, Command &Cmd) {
 
 // Machines
 
-/// What the property "cpus" lists up to the first reference that is not set.
+/// The processors in the property "cpus", up to the first null reference.
 std::vector<Target<CpuIface>> listedProcessors(void *Machine, int Count) {
   std::vector<Target<CpuIface>> Cpus;
   for (int Idx = 0; Idx < Count; ++Idx) {
@@ -237,8 +238,8 @@ std::vector<Target<CpuIface>> listedProcessors(void *Machine, int Count) {
   return Cpus;
 }
 
-/// The processors in the order of their indices. A machine without the property, as the simulator
-/// is, hands them out itself.
+/// The processors in the order of their indices. A machine without the property "cpus", like the
+/// simulator, is asked for each one.
 std::vector<Target<CpuIface>> processorsOf(Target<MachineIface> Machine) {
   if (const int Count = orvy_getPropDynLength(Machine.Obj, "cpus"); Count >= 0)
     return listedProcessors(Machine.Obj, Count);
@@ -251,7 +252,7 @@ std::vector<Target<CpuIface>> processorsOf(Target<MachineIface> Machine) {
   }
 }
 
-/// Lets Go use the machine, with all that surrounds a run or a step.
+/// Calls Go to run or step the machine, with interrupt handling and reports.
 template <typename Advance>
 int driveMachine(Target<MachineIface> Machine, const Command &Cmd, Advance Go) {
   std::optional<RunReport> Report;
@@ -270,7 +271,7 @@ int driveMachine(Target<MachineIface> Machine, const Command &Cmd, Advance Go) {
   return 0;
 }
 
-/// A machine counts its time in 63 bits: a run that would go past their end goes up to it.
+/// Clamps the length of a run so that the machine's time does not exceed 63 bits.
 uint64_t toNanos(Target<MachineIface> Machine, double Secs) {
   const uint64_t Now = std::min<uint64_t>(Machine->getTime(Machine.Obj), INT64_MAX);
   return std::min(toCount(Secs * NanosPerSecond), INT64_MAX - Now);
@@ -295,7 +296,7 @@ int runMachine(Target<MachineIface> Machine, Command &Cmd) {
     setPcIfGiven(Cpu, Cmd);
   IdleWarning Idle(Machine.name(), Cpus);
   return driveMachine(Machine, Cmd, [&] {
-    const uint64_t Length = Secs ? toNanos(Machine, *Secs) : NanosPerSecond;
+    const uint64_t Length = Secs ? toNanos(Machine, *Secs) : EndlessMachineStride;
     orvy_CpuExitReason Reason;
     do {
       Reason = Machine->run(Machine.Obj, Length);
@@ -314,7 +315,7 @@ int currentProcessor(Target<MachineIface> Machine) {
   return static_cast<int>(Machine->getCurrentCpuId(Machine.Obj));
 }
 
-/// Of the processor in the machine, -1 if it is not there.
+/// The index of the processor in the machine, or -1.
 int indexOf(const void *Cpu, Target<MachineIface> Machine) {
   const auto Cpus = processorsOf(Machine);
   const auto Found =
@@ -322,7 +323,7 @@ int indexOf(const void *Cpu, Target<MachineIface> Machine) {
   return Found == Cpus.end() ? -1 : static_cast<int>(Found - Cpus.begin());
 }
 
-// Commands that take any of them
+// Commands on processors, machines and clocks
 
 int fail(const char *Message) {
   errs() << Message;
@@ -333,7 +334,7 @@ int failAmbiguous() {
   return fail("object cannot support both CpuIface and MachineIface\n");
 }
 
-/// What runs calls back, and must not run again inside itself.
+/// Whether a run is in progress, which a command called from it must not enter again. Reports it.
 bool isRunning() {
   if (ActiveRun::isAny())
     errs() << "a run is in progress, and another one cannot begin inside it\n";

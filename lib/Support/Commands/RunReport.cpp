@@ -6,10 +6,10 @@
 using namespace orvy;
 using namespace orvy::cl;
 
-// A processor shows its counters as properties; the type is the model's choice.
-static int64_t counterOf(void *Cpu, const char *PropName, uint64_t Otherwise) {
+// Prefers the processor's property, whose type is up to the model, to the value from its interface.
+static int64_t counterOf(void *Cpu, const char *PropName, uint64_t Default) {
   const orvy_Propval Pv = orvy_getValue(Cpu, PropName, 0);
-  return orvy_isNumber(Pv) ? orvy_asInteger(Pv) : static_cast<int64_t>(Otherwise);
+  return orvy_isNumber(Pv) ? orvy_asInteger(Pv) : static_cast<int64_t>(Default);
 }
 
 RunReport::Counts RunReport::countsOf(Target<CpuIface> Cpu) {
@@ -31,7 +31,7 @@ RunReport::RunReport(const std::vector<Target<CpuIface>> &Cpus) {
 }
 
 double RunReport::elapsedSecs() const {
-  return static_cast<double>(orvy_timeGetThreadWct() - StartNanos) / 1e9;
+  return static_cast<double>(orvy_timeGetThreadWct() - StartNanos) / NanosPerSecond;
 }
 
 void RunReport::printRates(Counts Done, double Secs) {
@@ -58,6 +58,6 @@ void RunReport::printMachine(uint64_t SimulatedNanos) const {
     printRates(Done, Secs);
   }
   outs() << "Total execution time: " << Secs << "s (wct), "
-         << static_cast<double>(SimulatedNanos) / 1e9 << "s (srt), ";
+         << static_cast<double>(SimulatedNanos) / NanosPerSecond << "s (srt), ";
   printRates(Total, Secs);
 }

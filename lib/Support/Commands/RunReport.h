@@ -1,4 +1,4 @@
-// RunReport.h - how fast processors ran.
+// RunReport.h - reports the speed of processors.
 
 #ifndef ORVY_LIB_RUNREPORT_H
 #define ORVY_LIB_RUNREPORT_H
@@ -10,14 +10,16 @@
 
 namespace orvy::cl {
 
-/// Measures from its construction until it is printed, on the standard stream.
+constexpr uint64_t NanosPerSecond = 1000000000;
+
+/// Measures the time since its construction. Prints on the standard stream.
 class RunReport {
 public:
   explicit RunReport(const std::vector<Target<CpuIface>> &Cpus);
 
-  /// The line of the first processor alone.
+  /// Prints a line for the first processor.
   void printProcessor() const;
-  /// A line for each processor, and the total over so many simulated nanoseconds.
+  /// Prints a line for each processor, and the total.
   void printMachine(uint64_t SimulatedNanos) const;
 
 private:
@@ -36,7 +38,7 @@ private:
   double elapsedSecs() const;
 
   std::vector<Runner> Runners;
-  uint64_t StartNanos; // of the thread's wall clock
+  uint64_t StartNanos; // on the thread's wall clock
 };
 
 } // namespace orvy::cl

@@ -14,17 +14,17 @@ using namespace orvy::debugging;
 
 namespace {
 
-/// What "set a break point" works on.
+/// The context and position that a new break point refers to.
 struct Request {
   Ctxt &Context;
-  std::optional<uint64_t> Pc; ///< of the processor, if one was given
+  std::optional<uint64_t> Pc; ///< program counter of the processor, if one was given
 
   orvy_Dwarf dwarf() const { return Context.getDwarf(); }
 };
 
 constexpr uint64_t NoAddress = UINT64_MAX;
 
-/// Makes a break point and tells of it.
+/// Creates a break point and reports it.
 template <typename... Parts> void set(const Request &R, uint64_t Addr, const Parts &...Where) {
   const BreakPoint *Made = R.Context.Breaks.createHandler(BreakPoint::Fetch, Addr);
   outs() << "Breakpoint " << Made->Id << " set ";
@@ -36,7 +36,7 @@ int complainOfCpu() {
   return complain(1, "could not get current CPU cannot determine break loc");
 }
 
-/// Whether a number is one that a line can have.
+/// Whether a number is a valid line number.
 bool isLine(int64_t Line) {
   return Line >= 0 && Line <= UINT32_MAX;
 }
@@ -61,8 +61,8 @@ int breakAtLine(const Request &R, int64_t Line) {
   return 0;
 }
 
-/// The address of a line of a file with its directory, as the unit at an address has it, which
-/// knows the file without as well; else of any unit that has that name.
+/// The address of a line of a file given with its directory. Looks in the unit at the program
+/// counter, which also matches the file without its directory, then in any unit with that name.
 uint64_t addressNear(const Request &R, const std::string &File, int64_t Line) {
   auto *Unit = static_cast<dwarf::CompilationUnit *>(orvy_dwarfGetCUForAddr(R.dwarf(), *R.Pc));
   const dwarf::LineNumberProgram *Program = Unit ? Unit->getLineNumberProgram() : nullptr;
@@ -87,7 +87,7 @@ int breakAtRelativeLine(const Request &R, int64_t Lines) {
   return 0;
 }
 
-/// A place that is not found does not fail the command.
+/// The command succeeds even if the line is not found.
 int breakAtFileLine(const Request &R, const orvy_BreakLoc &Loc) {
   const std::string File(Loc.Start, Loc.End + 1);
   orvy_logDebugFunc(nullptr, "file with line '%s'", File.c_str());
@@ -191,7 +191,7 @@ static Command
                      onBreakPoint([](BreakPoint &B) { B.Action = ovBA_Resume; }),
                      "Set break point action to resume simulator. I.e. sim should ignore it.");
 
-// Meeting them.
+// Hitting break points.
 
 static int simulateBreak(Command &Cmd, Interpreter *) {
   Ctxt *Context = chosenContext(Cmd);

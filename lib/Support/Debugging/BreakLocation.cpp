@@ -1,15 +1,15 @@
 #include "orvy/Support/Debugging.h"
 
+#include "CommandLine/Characters.h"
+
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
-bool isDigit(char C) {
-  return C >= '0' && C <= '9';
-}
+using orvy::cl::isDigit;
 
-/// Reads a whole text as a number, written as in C.
+/// Reads a text as a number in C notation. Returns false if it is not a number as a whole.
 bool readNumber(const char *Text, int64_t &Number) {
   char *End = nullptr;
   Number = std::strtol(Text, &End, 0);

@@ -15,7 +15,7 @@ const char *orNone(const char *Name) {
   return Name ? Name : "<unknown>";
 }
 
-/// A break point that was met, and where.
+/// A break point that was hit, and where.
 struct Hit {
   void *Cpu;
   uint64_t Id;
@@ -25,14 +25,14 @@ struct Hit {
   unsigned va() const { return static_cast<unsigned>(Pc); }
   unsigned pa() const { return static_cast<unsigned>(Addr); }
 
-  void tellPlain() const {
+  void logPlain() const {
     orvy_logTargetInfo(Cpu, "Breakpoint %lu hit at VA = 0x%.8x PA = 0x%.8x", Id, va(), pa());
   }
-  void tellFunction(const char *Name) const {
+  void logFunction(const char *Name) const {
     orvy_logTargetInfo(Cpu, "Breakpoint %lu hit in %s (VA = 0x%.8x PA = 0x%.8x)", Id, Name, va(),
                        pa());
   }
-  void tell(orvy_Dwarf Dwarf) const {
+  void log(orvy_Dwarf Dwarf) const {
     void *Entry = orvy_dwarfGetDIEForAddr(Dwarf, Pc);
     const char *Name = Entry ? orvy_dwarfGetDIEName(Entry) : nullptr;
     orvy_SourceLoc Place = orvy_dwarfGetSourceLocForAddr(Dwarf, Pc);
@@ -40,18 +40,18 @@ struct Hit {
       orvy_logTargetInfo(Cpu, "Breakpoint %lu hit at %s:%d (%s) (VA = 0x%.8x PA = 0x%.8x)", Id,
                          Place.File, static_cast<int>(Place.Line), orNone(Name), va(), pa());
     else if (Name)
-      tellFunction(Name);
+      logFunction(Name);
     else
-      tellPlain();
+      logPlain();
   }
-  void tell(orvy_Symtab Symtab) const {
+  void log(orvy_Symtab Symtab) const {
     const char *File = nullptr, *Name = nullptr;
     orvy_symtabGetFuncName(Symtab, &File, &Name, Pc);
     if (File)
       orvy_logTargetInfo(Cpu, "Breakpoint %lu hit in %s:%s (VA = 0x%.8x PA = 0x%.8x)", Id, File,
                          orNone(Name), va(), pa());
     else
-      tellFunction(orNone(Name));
+      logFunction(orNone(Name));
   }
 };
 
@@ -63,11 +63,11 @@ int BreakPoint::handleHit(void *Cpu) const {
   const Hit At{Cpu, Id, Cpu ? orvy_cpuGetPc(Cpu) : VA, Addr};
   const Ctxt &Context = *Manager->Owner;
   if (Context.getDwarf())
-    At.tell(Context.getDwarf());
+    At.log(Context.getDwarf());
   else if (Context.getSymtab())
-    At.tell(Context.getSymtab());
+    At.log(Context.getSymtab());
   else
-    At.tellPlain();
+    At.logPlain();
   return static_cast<int>(Action);
 }
 
@@ -128,7 +128,7 @@ int orvy_debugHandleAccess(void *Space, uint32_t Kind, const orvy_MemTransaction
     if (Context->getMemory() != Space)
       continue;
     Action = std::max(Action, Context->Breaks.hit(static_cast<BreakPoint::Kind>(Kind), Cpu, Mt));
-    if (Kind == ovBK_Exchange) // reads and writes in one
+    if (Kind == ovBK_Exchange) // both a read and a write
       for (const BreakPoint::Kind Half : {BreakPoint::Read, BreakPoint::Write})
         Action = std::max(Action, Context->Breaks.hit(Half, Cpu, Mt));
   }

@@ -1,4 +1,4 @@
-// The commands that make, choose and list debugging contexts.
+// The commands that create, select and list debugging contexts.
 
 #include "Debugging/DebugCommands.h"
 
@@ -70,7 +70,7 @@ static int setContext(Command &Cmd, Interpreter *) {
 static Command SetContexts("experimental-debug-set-context",
                            {{"ctxt", OK_String, true, "Debugging context name"}}, setContext, "");
 
-// What a context knows.
+// The contents of a context.
 
 static std::string rangeText(Symtab::Range R) {
   return ": 0x" + hexText(R.first, 1) + " - " + hexText(R.first + R.second, 1) + "\n";
@@ -106,7 +106,7 @@ static Command ListCtxtData("experimental-debug-list-ranges", {contextOption()},
 static std::string baseText(dwarf::CompilationUnit &Unit) {
   try {
     return "0x" + hexText(Unit.getBaseAddress(), 1);
-  } catch (...) { // a unit without one address at which it begins
+  } catch (...) { // the unit has no base address
     return "??????????";
   }
 }
@@ -115,7 +115,7 @@ static const char *languageText(dwarf::CompilationUnit &Unit) {
   try {
     const char *Name = Unit.getLanguageName();
     return Name ? Name : "<unknown language>";
-  } catch (...) { // none is told
+  } catch (...) { // the unit has no language attribute
     return "<unknown language>";
   }
 }

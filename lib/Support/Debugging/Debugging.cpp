@@ -53,7 +53,7 @@ void *Ctxt::getMemory() const {
 
 namespace {
 
-/// The functions of the symbol table for functions, or for data.
+/// The symbol table's accessors, either for functions or for data.
 struct Kinds {
   int (*LocalRange)(orvy_Symtab, const char *, const char *, uint64_t *, uint64_t *);
   int (*GlobalRange)(orvy_Symtab, const char *, uint64_t *, uint64_t *);
@@ -65,7 +65,7 @@ constexpr Kinds Functions = {orvy_symtabGetLocalFuncRange, orvy_symtabGetGlobalF
 constexpr Kinds DataObjects = {orvy_symtabGetLocalObjRange, orvy_symtabGetGlobalObjRange,
                                orvy_symtabGetObjName};
 
-/// The range of "file::name", or else of the whole name.
+/// Finds the range of "file::name" as a local symbol, or else of the whole name as a global one.
 bool findRange(orvy_Symtab Symbols, const Kinds &K, const char *Name, uint64_t &Start,
                uint64_t &Size) {
   if (const char *Colons = std::strstr(Name, "::")) {
@@ -138,7 +138,7 @@ std::string Ctxt::disassemble(uint64_t, int) const {
 std::unique_ptr<Manager> Manager::s_DBM;
 bool Manager::ResumeWatchpoints = false;
 
-/// Restored memory spaces have the marks of when they were saved.
+/// Marks break points again after a restore: the memory spaces have the marks from the checkpoint.
 static void markAll(void *Arg, void *, void *) {
   for (const auto &[Path, Context] : static_cast<Manager *>(Arg)->getAll())
     Context->Breaks.markAll();

@@ -1,4 +1,4 @@
-// LoadContext.h - what commands that load an image do for its symbols.
+// LoadContext.h - loads the symbols of an image, for the commands that load images.
 
 #ifndef ORVY_LIB_LOADCONTEXT_H
 #define ORVY_LIB_LOADCONTEXT_H
@@ -7,11 +7,11 @@
 
 namespace orvy::debugging {
 
-/// Which symbols of a file are read.
+/// The symbols of a file to read.
 enum class Symbols {
-  Any,    ///< DWARF where the file has it, else the symbol table
+  Any,    ///< DWARF if the file has it, else the symbol table
   Symtab, ///< the symbol table
-  All     ///< DWARF, and the symbol table where the file has one
+  All     ///< DWARF, and the symbol table if the file has one
 };
 
 /// Reads the symbols of a file and keeps them as the current context under its path. Returns 0, or

@@ -14,7 +14,8 @@ using namespace orvy;
 using namespace orvy::cl;
 using namespace orvy::debugging;
 
-/// The DWARF of the current context; null, with a message on the error stream, if there is none.
+/// The DWARF of the current context. Returns null, and reports on the error stream, if there is
+/// none.
 static orvy_Dwarf requireCurrentDwarf() {
   const Ctxt *Current = Manager::getDebuggingManager().getCurrent();
   if (!Current)
@@ -24,7 +25,7 @@ static orvy_Dwarf requireCurrentDwarf() {
   return Current ? Current->getDwarf() : nullptr;
 }
 
-// Where source is.
+// Source paths.
 
 static int remapPath(Command &Cmd, Interpreter *) {
   const orvy_Dwarf Dwarf = requireCurrentDwarf();
@@ -51,8 +52,8 @@ static Command AddPath("experimental-debug-add-path", {{"path", OK_Path, true}},
 
 // Listing source.
 
-/// Where to list: the address given, else the program counter; none, with a message on the error
-/// stream, if there is neither.
+/// The address to list: the one given, or else the program counter. Reports on the error stream if
+/// there is neither.
 static std::optional<uint64_t> givenPlace(Command &Cmd) {
   if (const auto Addr = given<unsigned long>(Cmd, "addr"))
     return *Addr;
@@ -65,7 +66,7 @@ static std::optional<uint64_t> givenPlace(Command &Cmd) {
   return Iface ? std::optional<uint64_t>(ORVY_CALL(CpuIface, getPc, *Cpu, *Iface)) : std::nullopt;
 }
 
-/// Writes numbered lines, the one of a number with a mark and in green.
+/// Writes numbered lines; the line Marked has a mark and is green.
 static void printLines(const char *Text, uint32_t First, uint32_t Marked) {
   for (uint32_t Number = First; *Text; ++Number) {
     const char *End = std::strchr(Text, '\n');
@@ -134,9 +135,9 @@ static Command PrintLineProg("experimental-debug-print-linenum-prog",
 
 // Variables.
 
-/// The context and the processor of a command on variables.
+/// The debug information and the processor for a command on variables.
 struct Place {
-  int Result = 0; ///< of a command that ends for want of one of them
+  int Result = 0; ///< result of the command if one of them is missing
   orvy_Dwarf Dwarf = nullptr;
   void *Cpu = nullptr;
   uint64_t Pc = 0;

@@ -22,7 +22,7 @@ Section contents(const ElfFile &File, const char *Name) {
   return Bytes;
 }
 
-/// Moves a section in and leaves the given vector empty.
+/// Moves a section and leaves the source empty.
 void take(Section &Into, Section &Bytes) {
   Into = std::move(Bytes);
   Bytes.clear();
@@ -32,35 +32,35 @@ void take(Section &Into, Section &Bytes) {
   throw std::runtime_error(Why);
 }
 
-/// Tells in the log what of a section cannot be read: the first places, and how many more.
+/// Logs the first places of a section that cannot be read, and the number of the others.
 class Damage {
 public:
   Damage(const std::string &Image, const char *Section) : Image(Image), Section(Section) {}
   ~Damage() {
-    if (Count > MostTold)
+    if (Count > MaxReported)
       orvy_logWarning(nullptr, "'%s': %s: %zu more places cannot be read", Image.c_str(), Section,
-                      Count - MostTold);
+                      Count - MaxReported);
   }
   Damage(const Damage &) = delete;
   Damage &operator=(const Damage &) = delete;
 
-  /// Tells of a part that starts at an offset, by what the exception being handled says.
-  void tell(const char *Part, uint64_t Offset) {
-    if (++Count <= MostTold)
+  /// Logs a part that starts at an offset, with the reason from the exception being handled.
+  void report(const char *Part, uint64_t Offset) {
+    if (++Count <= MaxReported)
       orvy_logWarning(nullptr, "'%s': %s at 0x%llx of %s is left out: %s", Image.c_str(), Part,
                       static_cast<unsigned long long>(Offset), Section, currentReason().c_str());
   }
 
 private:
-  static constexpr size_t MostTold = 10;
+  static constexpr size_t MaxReported = 10;
 
   const std::string &Image;
   const char *Section;
   size_t Count = 0;
 };
 
-/// Calls for each part of a section, which begins with its length. What cannot be read is told, and
-/// costs the others nothing unless the length itself is wrong.
+/// Calls Read for each part of a section. A part begins with its length. Parts that cannot be read
+/// are logged; the next one is still found unless the length itself is wrong.
 template <typename ReadPart>
 void readParts(const Section &Bytes, const char *What, Damage &Lost, ReadPart Read) {
   for (uint64_t Start = 0, End = 0; Start < Bytes.size(); Start = End) {
@@ -72,12 +72,13 @@ void readParts(const Section &Bytes, const char *What, Damage &Lost, ReadPart Re
       End = readLength(VS, Length);
       Read(VS, Start, End);
     } catch (...) {
-      Lost.tell(What, Start);
+      Lost.report(What, Start);
     }
   }
 }
 
-/// Calls for each set of a table of sets, with its end and a stream behind its length.
+/// Calls Read for each set of a table of sets, with a stream positioned after the set's length, and
+/// the set's end.
 template <typename ReadSet> void readSets(const Section &Bytes, Damage Lost, ReadSet Read) {
   readParts(Bytes, "set", Lost, [&](VectorStream &VS, uint64_t, uint64_t End) {
     VS.endReadsAt(End);
@@ -129,7 +130,7 @@ bool isUnit(TypeUnit &) {
   return true;
 }
 
-/// Constructs the units of a section that can be read.
+/// Constructs all readable units of a section.
 template <typename UnitType>
 void readUnits(DebugInfo *Info, const Section &Bytes, Damage Lost,
                std::vector<std::unique_ptr<UnitType>> &Units) {
@@ -151,7 +152,7 @@ void readUnits(DebugInfo *Info, const Section &Bytes, Damage Lost,
   });
 }
 
-/// A path with its characters in reverse, by which its ends are found.
+/// A path with its characters reversed, so that paths with a common end sort next to each other.
 std::string reversed(std::string_view Path) {
   return {Path.rbegin(), Path.rend()};
 }
@@ -173,7 +174,7 @@ std::unique_ptr<DebugInfo> DebugInfo::load(const char *Path) {
   std::vector<Section> Sections;
   for (const auto &Setter : Setters)
     Sections.push_back(contents(File, Setter.first));
-  if (Sections[1].empty()) // no abbreviations
+  if (Sections[1].empty()) // .debug_abbrev
     return nullptr;
   auto Info = std::make_unique<DebugInfo>();
   Info->Image = Path;
@@ -202,7 +203,7 @@ void DebugInfo::setAbbrevs(Section &Bytes) {
     if (Abbrevs.size() == 0)
       throw;
     Damage(Image, ".debug_abbrev")
-        .tell("what follows the declaration", std::prev(Abbrevs.end())->Offset);
+        .report("what follows the declaration", std::prev(Abbrevs.end())->Offset);
   }
 }
 
@@ -214,7 +215,7 @@ void DebugInfo::setInfo(Section &Bytes) {
     fail("no unit can be read");
 }
 
-/// Units without a name, as those that a linker shares among others, are found by address alone.
+/// Units without a name, like those that a linker shares between units, are found only by address.
 void DebugInfo::nameUnits() {
   for (const auto &Unit : CompUnits)
     if (const char *Name = Unit->getName())

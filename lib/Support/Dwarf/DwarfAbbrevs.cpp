@@ -11,7 +11,7 @@ using utils::VectorStream;
 
 namespace {
 
-/// Adds what passes over a value of a form to the steps of a declaration.
+/// Extends the steps that skip the values of an entry by a value of a form.
 void addStep(std::vector<DebugAbbrev::Step> &Steps, uint64_t Form) {
   std::optional<FixedSize> Size = fixedSize(Form);
   if (!Size) {
@@ -32,7 +32,7 @@ void readAttrs(VectorStream &VS, DebugAbbrev &Abbrev) {
     if (Pair == AttrForm())
       return;
     Abbrev.Attrs.push_back(Pair);
-    // An attribute of form 0 is unknown, unlike a step of form 0.
+    // A step of form 0 has a fixed size; an attribute of form 0 is unknown.
     addStep(Abbrev.Steps, Pair.second ? Pair.second : UINT64_MAX);
   }
 }
@@ -56,7 +56,7 @@ void AbbrevMap::setAbbrev(const Section &Bytes) {
     std::rethrow_exception(Damage);
 }
 
-/// Reads a declaration, or the 0 that closes a table.
+/// Reads a declaration, or the 0 that ends a table.
 void AbbrevMap::read(VectorStream &VS) {
   DebugAbbrev Abbrev;
   uint8_t Children = 0;
@@ -88,9 +88,9 @@ size_t AbbrevMap::tableAt(uint64_t AbbrevOffset) const {
 const DebugAbbrev *AbbrevMap::find(size_t Table, uint64_t Code) {
   if (Table >= Abbrevs.size())
     return nullptr;
-  // Compilers count their codes up from the first, which ahead of it wraps around.
-  uint64_t Ahead = Code - Abbrevs[Table].Code;
-  return Ahead < Runs[Table] ? &Abbrevs[Table + Ahead] : findFar(Table, Code);
+  // Compilers number their codes consecutively. A code below the first wraps around.
+  uint64_t Index = Code - Abbrevs[Table].Code;
+  return Index < Runs[Table] ? &Abbrevs[Table + Index] : findFar(Table, Code);
 }
 
 const DebugAbbrev *AbbrevMap::findFar(size_t Table, uint64_t Code) {

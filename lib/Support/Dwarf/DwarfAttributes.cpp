@@ -58,7 +58,7 @@ const char *Attribute::getCStr() const {
   return nullptr;
 }
 
-/// What follows the length of a block.
+/// The bytes after the length of a block.
 std::vector<uint8_t> Attribute::behindLength(uint64_t LengthBytes) const {
   return {Data + LengthBytes, Data + Size};
 }

@@ -21,7 +21,7 @@ AttributeList::iterator &AttributeList::iterator::operator++() {
   return *this;
 }
 
-/// Passes over the next value, which was found to lie in its section when the entry was read.
+/// Loads the next attribute. Its value is in bounds: that was checked when the entry was read.
 void AttributeList::iterator::load() {
   if (Next++ >= Attrs.size())
     return;

@@ -16,7 +16,7 @@ using namespace orvy;
 using namespace orvy::dwarf;
 using utils::VectorStream;
 
-/// One expression on its way. Whatever is thrown ends it.
+/// Evaluates one expression. Any exception ends it.
 class ExpressionVM::Run {
 public:
   struct Inputs {
@@ -237,7 +237,7 @@ private:
   Inputs Given;
 };
 
-// By the numbers of DWARF 4, 7.7.1. What is not listed is passed over.
+// Ordered by opcode (DWARF 4, 7.7.1). Other opcodes are ignored.
 constexpr ExpressionVM::Run::Row ExpressionVM::Run::Rows[] = {
     {0x03, 0x03, &Run::address},                      // DW_OP_addr
     {0x06, 0x06, &Run::deref},                        // DW_OP_deref
@@ -318,7 +318,7 @@ void ExpressionVM::runExpr(Context *Ctxt, const std::vector<uint8_t> &Expr, size
     return Run(*this, Ctxt, Expr, Offset, {ObjectAddr, Cfa, FrameBase}).runTo(Offset + Length);
   } catch (const std::exception &Failure) {
     orvy_logDebugFunc(nullptr, "%s", Failure.what());
-  } catch (...) { // a number has nothing to say
+  } catch (...) { // a number carries no message
   }
   errs() << "exception during dwarf expression evaluation\n";
 }

@@ -76,7 +76,7 @@ void orvy::dwarf::skipVariable(VectorStream &VS, uint64_t Form) {
     return VS.skip(readULEB128(VS));
   case DW_FORM_udata:
     skipLEB128(VS);
-    return VS.skip(0); // no value ends the section
+    return VS.skip(0); // throws if the section ends after the value
   case DW_FORM_sdata:
     return skipLEB128(VS);
   case DW_FORM_ref_udata:
@@ -114,7 +114,7 @@ std::string orvy::dwarf::currentReason() {
     throw;
   } catch (const std::exception &Why) {
     return Why.what();
-  } catch (...) { // the stream's 42
+  } catch (...) { // the stream throws 42
     return "value past the end of a section";
   }
 }

@@ -1,4 +1,4 @@
-// DwarfForms.h - how many bytes the values of entries take.
+// DwarfForms.h - the sizes of attribute values.
 
 #ifndef ORVY_LIB_DWARFFORMS_H
 #define ORVY_LIB_DWARFFORMS_H
@@ -10,31 +10,31 @@
 
 namespace orvy::dwarf {
 
-/// Bytes of a form in the 32-bit and in the 64-bit format.
+/// The size of a form in bytes, in the 32-bit and in the 64-bit format.
 struct FixedSize {
   uint8_t Bytes[2];
 };
 
-/// Empty for a form whose values tell their size themselves, and for an unknown one.
+/// Empty for unknown forms and for those whose values contain their size.
 std::optional<FixedSize> fixedSize(uint64_t Form);
 
-/// Reads an unsigned LEB128 value of any length (DWARF 4, 7.6): producers may pad one, and 64 bits
-/// take ten bytes, of which the stream itself reads nine. Throws for one of more than 64 bits.
+/// Reads an unsigned LEB128 value of any length (DWARF 4, 7.6). The stream itself reads at most
+/// nine bytes, but 64 bits take ten, and producers may pad values. Throws for more than 64 bits.
 uint64_t readULEB128(utils::VectorStream &VS);
 
-/// Passes over a value that tells its size itself. Throws for an unknown form, as for a value that
-/// does not lie within the section.
+/// Skips a value that contains its size. Throws if the form is unknown or the value is not inside
+/// the section.
 void skipVariable(utils::VectorStream &VS, uint64_t Form);
 
-/// Passes over a value of any form.
+/// Skips a value of any form.
 void skipValue(utils::VectorStream &VS, uint64_t Form);
 
-/// Reads the length at the head of a unit, table or set, and sets the stream's format by it. The
-/// length is no more than what is left of the section.
+/// Reads the length at the start of a unit, table or set, and sets the stream's format accordingly.
+/// Throws if the length exceeds the rest of the section.
 /// @return offset of the end
 uint64_t readLength(utils::VectorStream &VS, uint64_t &Length);
 
-/// Why reading failed, for a message: what the exception being handled says.
+/// The reason of the exception being handled, for a message.
 std::string currentReason();
 
 } // namespace orvy::dwarf

@@ -1,4 +1,4 @@
-// DwarfHandle.h - what stands behind the pointers of the flat interface.
+// DwarfHandle.h - the objects that the pointers of the flat interface refer to.
 
 #ifndef ORVY_LIB_DWARFHANDLE_H
 #define ORVY_LIB_DWARFHANDLE_H
@@ -13,7 +13,7 @@ inline DebugInfo &infoOf(orvy_Dwarf Dwarf) {
 inline DebugInfoEntry &entryOf(void *Entry) {
   return *static_cast<DebugInfoEntry *>(Entry);
 }
-/// Units are handed out as compilation units, but that of an entry may be a type unit.
+/// Handles of units are those of compilation units, but an entry's unit may be a type unit.
 inline Unit &unitOf(void *Handle) {
   return *static_cast<Unit *>(Handle);
 }

@@ -26,7 +26,7 @@ LineNumberProgram::FileEntry readFile(VectorStream &VS, const char *Name) {
   return File;
 }
 
-/// The next text of a table; null for the empty one that closes it.
+/// The next text of a table; null for the empty one that ends it.
 const char *readName(VectorStream &VS) {
   const char *Name = VS.readText();
   return *Name ? Name : nullptr;
@@ -39,7 +39,7 @@ OutStream &hex(uint64_t Value) {
 
 } // namespace
 
-/// Takes a program through its instructions.
+/// Executes the instructions of a program.
 class LineNumberProgram::Machine {
 public:
   Machine(LineNumberProgram &Program, bool Verbose)
@@ -48,7 +48,7 @@ public:
     VS.Is64Bit = P.Head.Is64Bit;
   }
 
-  /// @return whether the program ended its sequence
+  /// Runs up to the end of a sequence. Returns false if the program ends before that.
   bool run() {
     while (VS.getOffset() < P.EndOffset) {
       uint8_t Opcode = 0;
@@ -125,7 +125,7 @@ private:
     return 0;
   }
 
-  /// Passes over an operation by the number of operands that the header states.
+  /// Skips an operation, using the number of operands from the header.
   void skipStandard(uint8_t Opcode) {
     for (uint8_t Left = P.Head.OpcodeLengths[Opcode - 1u]; Left > 0; --Left)
       readOperand(Unsigned);
@@ -153,7 +153,7 @@ private:
       if (Verbose)
         outs() << "DW_LNS_set_discriminator(" << P.Registers.Discriminator << ")\n";
       break;
-    default: // of a producer of its own
+    default: // an extension of the producer
       for (; Length > 1; --Length)
         VS >> Opcode;
     }
@@ -198,7 +198,7 @@ private:
   bool Verbose;
 };
 
-// From number 1 on.
+// Starting at opcode 1.
 const LineNumberProgram::Machine::StandardOp LineNumberProgram::Machine::StandardOps[] = {
     {"DW_LNS_copy", None, &Machine::copy},
     {"DW_LNS_advance_pc", Unsigned, &Machine::advancePc},
@@ -244,7 +244,7 @@ std::unique_ptr<LineNumberProgram> LineNumberProgram::load(DebugInfo *Info, Comp
                                                            uint64_t Offset) {
   try {
     return std::make_unique<LineNumberProgram>(Info, Unit, Offset, false);
-  } catch (...) { // integers and exceptions alike say that it is damaged
+  } catch (...) { // the program is damaged; both exceptions and integers are thrown
     return nullptr;
   }
 }

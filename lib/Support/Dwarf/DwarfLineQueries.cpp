@@ -1,4 +1,4 @@
-// What line-number programs are asked: addresses, files and places of break points.
+// Queries on line-number programs: addresses, files and places of break points.
 
 #include "orvy/Support/DwarfLines.h"
 #include "orvy/Support/FileSystem.h"
@@ -15,8 +15,8 @@ namespace {
 
 constexpr uint64_t CompDir = 0x1b; // DW_AT_comp_dir
 
-/// The number of keys at or below a value. Which way the search goes is not foreseeable: the steps
-/// are written so that they need no jump.
+/// The number of keys at or below a value. The search has no conditional jumps, as they would be
+/// unpredictable.
 size_t countUpTo(const std::vector<uint64_t> &Keys, uint64_t Value) {
   const uint64_t *First = Keys.data();
   size_t Left = Keys.size();
@@ -28,7 +28,7 @@ size_t countUpTo(const std::vector<uint64_t> &Keys, uint64_t Value) {
   return static_cast<size_t>(First - Keys.data()) + (Left == 1 && *First <= Value);
 }
 
-/// The element of a DWARF number, which counts from 1; null if there is none.
+/// The element with a DWARF number, which counts from 1; null if there is no such element.
 template <typename T> const T *numbered(const std::vector<T> &Table, uint64_t Number) {
   return Number - 1 < Table.size() ? &Table[Number - 1] : nullptr;
 }
@@ -104,7 +104,7 @@ const LineNumberProgram::LineMatrixEntry *LineNumberProgram::findBreakRow(uint64
   const LineMatrixEntry *Best = nullptr;
   for (const LineMatrixEntry &Row : Matrix) {
     bool Counts = Row.Line >= Line && Row.File == File && Row.IsStmt;
-    // Line 0 says that there is no line: any other is better.
+    // Line 0 means that the row has no line. Prefer any other row.
     if (Counts && (!Best || Best->Line == 0 || Row.Line < Best->Line))
       Best = &Row;
   }

@@ -1,4 +1,4 @@
-// DwarfNames.h - the numbers of DWARF and their names, for listings.
+// DwarfNames.h - numbers of the DWARF standard and their names.
 
 #ifndef ORVY_LIB_DWARFNAMES_H
 #define ORVY_LIB_DWARFNAMES_H
@@ -8,7 +8,7 @@
 
 namespace orvy::dwarf {
 
-/// Names by number. Numbers ascend.
+/// Names by number, in ascending order.
 class NumberNames {
 public:
   struct Row {
@@ -26,7 +26,7 @@ private:
 
 extern const NumberNames TagNames, AtNames, FormNames, LangNames;
 
-/// The numbers that the reader acts upon (DWARF 4, 7.5).
+/// The numbers that the reader uses (DWARF 4, 7.5).
 enum Tag : uint64_t {
   DW_TAG_entry_point = 0x03,
   DW_TAG_member = 0x0d,

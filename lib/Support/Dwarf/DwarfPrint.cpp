@@ -10,12 +10,12 @@ using namespace orvy::dwarf;
 
 namespace {
 
-/// Starts a line of an entry. Nesting beyond what compilers make shows no deeper.
+/// Starts an indented line of an entry. The indentation is limited.
 OutStream &line(unsigned Depth) {
   return outs().setWidth(static_cast<int32_t>(2 * std::min(Depth, 100u))) << "";
 }
 
-/// Writes a name, or the number where there is none.
+/// Writes the name of a number, or the number itself if it has no name.
 void printName(const NumberNames &Names, uint64_t Number) {
   if (const char *Name = Names.find(Number))
     outs() << Name;
@@ -183,7 +183,7 @@ void DebugInfo::printAddressRanges() {
 
 namespace {
 
-/// Writes a structure type with each member as a language orders its name and its type's.
+/// Writes a structure type. TypeFirst gives the order of the type and the name of each member.
 void printStructure(DebugInfoEntry &Entry, bool TypeFirst) {
   if (Entry.getTag() != DW_TAG_structure_type)
     return;

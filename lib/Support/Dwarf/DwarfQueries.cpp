@@ -32,7 +32,7 @@ CompilationUnit *DebugInfo::getCompUnitForAddress(uint64_t Addr) {
   return Hit ? getCompUnitAt(Hit->UnitOffset) : nullptr;
 }
 
-/// Adds what the units themselves say of their addresses.
+/// Adds the address ranges from the units themselves.
 void DebugInfo::fixAranges() {
   ArangesFixed = true;
   for (const auto &Unit : CompUnits)
@@ -65,7 +65,7 @@ const char *DebugInfo::getFileNameForAddress(uint64_t Addr) {
   return Unit ? Unit->getName() : nullptr;
 }
 
-/// Enters the functions of all units, in the order of a walk from each unit's entry downwards.
+/// Adds the functions of all units, in the order of their entries.
 void DebugInfo::fillPubNames() {
   for (const auto &Unit : CompUnits)
     if (DebugInfoEntry *Top = Unit->getUnitDIE())
@@ -107,8 +107,8 @@ LineNumberProgram *DebugInfo::getLineNumberProgram(CompilationUnit *Unit, uint64
   return At->second.get();
 }
 
-/// Tells in the log why lines of a unit are not found; of sections without lines once for the
-/// image, as compilers give each function one of its own where they are told to.
+/// Logs why lines of a unit are not found. Sections without lines are logged once for the image, as
+/// compilers can put each function in a section of its own.
 void DebugInfo::tellOfLines(CompilationUnit *Unit, uint64_t Offset,
                             const LineNumberProgram *Program) {
   const char *Known = Unit ? Unit->getName() : nullptr, *Name = Known ? Known : "";

@@ -22,7 +22,7 @@ std::optional<uint64_t> addressOf(DebugInfoEntry *Entry, uint64_t Name) {
   return Found ? std::optional(Found->getAddr()) : std::nullopt;
 }
 
-/// The range that an entry's low and high addresses tell.
+/// The range between an entry's low and high addresses.
 std::optional<orvy_AddrRange> rangeOf(DebugInfoEntry *Entry) {
   std::optional<uint64_t> Low = addressOf(Entry, DW_AT_low_pc);
   std::optional<Attribute> High = Low ? Entry->find(DW_AT_high_pc) : std::nullopt;
@@ -31,8 +31,8 @@ std::optional<orvy_AddrRange> rangeOf(DebugInfoEntry *Entry) {
   return orvy_AddrRange{*Low, High->getHighAddr(*Low)};
 }
 
-/// The same from a walk over the attributes: the last of each counts, and nothing is relative to a
-/// low address that has not come yet.
+/// The same, but with the last low and the last high address. There is no range if a relative high
+/// address precedes the low one.
 std::optional<orvy_AddrRange> walkedRange(DebugInfoEntry &Entry) {
   std::optional<uint64_t> Low, High;
   for (const Attribute &A : Entry.attributes()) {
@@ -49,15 +49,15 @@ std::optional<orvy_AddrRange> walkedRange(DebugInfoEntry &Entry) {
   return orvy_AddrRange{*Low, *High};
 }
 
-/// Hands a range over. @return 0, or what tells of a miss
-int give(const std::optional<orvy_AddrRange> &Found, orvy_AddrRange *Range, int Miss) {
+/// Stores a range and returns 0, or returns Miss if there is no range.
+int store(const std::optional<orvy_AddrRange> &Found, orvy_AddrRange *Range, int Miss) {
   if (!Found)
     return Miss;
   *Range = *Found;
   return 0;
 }
 
-int giveEntryPoint(DebugInfoEntry *Entry, uint64_t *Addr, int Miss) {
+int storeEntryPoint(DebugInfoEntry *Entry, uint64_t *Addr, int Miss) {
   std::optional<uint64_t> Found = addressOf(Entry, DW_AT_entry_pc);
   if (!Found)
     Found = addressOf(Entry, DW_AT_low_pc);
@@ -67,7 +67,7 @@ int giveEntryPoint(DebugInfoEntry *Entry, uint64_t *Addr, int Miss) {
   return 0;
 }
 
-/// The ranges at an offset of ".debug_ranges". Entries that select a base are passed over.
+/// The ranges at an offset of ".debug_ranges". Base address selections are ignored.
 std::vector<orvy_AddrRange> readRanges(CompilationUnit &Unit, uint64_t Offset) {
   VectorStream VS(Unit.getDebugInfo()->RangesSec);
   VS.BigEndian = true;
@@ -88,7 +88,7 @@ std::vector<orvy_AddrRange> readRanges(CompilationUnit &Unit, uint64_t Offset) {
   }
 }
 
-/// The ranges of an entry that is not contiguous; none for any other, and if they cannot be read.
+/// The ranges of an entry that is not contiguous; empty for any other, or if they cannot be read.
 std::vector<orvy_AddrRange> rangesOf(DebugInfoEntry &Entry) try {
   std::optional<Attribute> Ranges = Entry.find(DW_AT_ranges);
   auto *Unit = dynamic_cast<CompilationUnit *>(Entry.getUnit());
@@ -100,11 +100,11 @@ std::vector<orvy_AddrRange> rangesOf(DebugInfoEntry &Entry) try {
 } // namespace
 
 int orvy_dwarfGetDIERange(void *Entry, orvy_AddrRange *Range) {
-  return give(rangeOf(&entryOf(Entry)), Range, -1);
+  return store(rangeOf(&entryOf(Entry)), Range, -1);
 }
 
 int orvy_dwarfGetDIEEntryAddr(void *Entry, uint64_t *Addr) {
-  return giveEntryPoint(&entryOf(Entry), Addr, -1);
+  return storeEntryPoint(&entryOf(Entry), Addr, -1);
 }
 
 uint64_t orvy_dwarfGetDIERangeCount(void *Entry) {
@@ -121,14 +121,14 @@ uint64_t orvy_dwarfGetDIERanges(void *Entry, uint64_t Capacity, orvy_AddrRange *
 
 int orvy_dwarfGetAddressRange(orvy_Dwarf Dwarf, uint64_t Addr, orvy_AddrRange *Range) {
   if (DebugInfoEntry *Entry = infoOf(Dwarf).getFunctionDIEForAddress(Addr))
-    return give(walkedRange(*Entry), Range, 1);
+    return store(walkedRange(*Entry), Range, 1);
   errs() << "did not find die for address\n";
   return 1;
 }
 
 int orvy_dwarfGetNamedAddressRange(orvy_Dwarf Dwarf, const char *Name, orvy_AddrRange *Range) {
   DebugInfoEntry *Entry = function(Dwarf, Name);
-  return Entry ? give(walkedRange(*Entry), Range, 1) : 1;
+  return Entry ? store(walkedRange(*Entry), Range, 1) : 1;
 }
 
 int orvy_debugGetAddressRange(orvy_Dwarf Dwarf, const char *Name, uint64_t *Low, uint64_t *High) {
@@ -143,5 +143,5 @@ int orvy_debugGetAddressRange(orvy_Dwarf Dwarf, const char *Name, uint64_t *Low,
 }
 
 int orvy_debugGetEntryPoint(orvy_Dwarf Dwarf, const char *Name, uint64_t *Addr) {
-  return giveEntryPoint(function(Dwarf, Name), Addr, 1);
+  return storeEntryPoint(function(Dwarf, Name), Addr, 1);
 }

@@ -19,7 +19,7 @@ constexpr uint64_t Missing = UINT64_MAX;
 
 /// The row of a line program that covers an address.
 struct Row {
-  const LineNumberProgram *Program = nullptr; ///< null for none
+  const LineNumberProgram *Program = nullptr; ///< null if there is no such row
   unsigned long File = 0, Line = 0, Column = 0;
 
   Row(orvy_Dwarf Dwarf, uint64_t Addr) {
@@ -37,20 +37,20 @@ struct Row {
   }
 };
 
-/// Name of the language of a unit; null if it does not tell.
+/// Name of the language of a unit; null if the unit has no language.
 const char *languageName(CompilationUnit *Unit) try {
   return Unit ? Unit->getLanguageName() : nullptr;
 } catch (int) {
   return nullptr;
 }
 
-/// The lines of a text file, as they come.
+/// Reads the lines of a text file in order.
 class SourceReader {
 public:
   explicit SourceReader(const std::string &Path) : File(Path.c_str()) {}
   bool isOpen() const { return File.isPlain(); }
 
-  /// Passes over lines. @return whether the file has so many
+  /// Skips lines. Returns false if the file has fewer.
   bool skip(uint64_t Lines) {
     while (Lines > 0) {
       int Character = next();
@@ -60,7 +60,7 @@ public:
     }
     return true;
   }
-  /// Appends lines without carriage returns, as many as there are.
+  /// Appends up to that many lines, without carriage returns.
   void read(uint64_t Lines, std::string &Text) {
     while (Lines > 0) {
       int Character = next();
@@ -88,10 +88,10 @@ private:
   InputFile File;
   std::string Buffer;
   size_t At = 0;
-  uint64_t Offset = 0; ///< of the buffer in the file
+  uint64_t Offset = 0; ///< position of the buffer in the file
 };
 
-/// Lines of a file from a first one on. @return false if the file ends ahead of it
+/// Reads lines of a file. Returns false if the file ends before the first one.
 bool readLines(SourceReader &Reader, uint64_t First, uint64_t Count, std::string &Text) {
   if (!Reader.skip(First - 1))
     return false;
@@ -125,7 +125,8 @@ bool readRelative(const DebugInfo &Info, const char *File, uint64_t First, uint6
   return false;
 }
 
-/// Where a break point for a line of a file belongs; Missing, with the reason in the log.
+/// The address for a break point at a line of a file. Logs the reason and returns Missing if there
+/// is none.
 uint64_t breakLocation(DebugInfo &Info, const char *File, uint32_t Line) {
   std::vector<CompilationUnit *> Units = Info.getCompUnitForName(File);
   if (Units.size() != 1) {

@@ -10,11 +10,11 @@ using namespace orvy::dwarf;
 
 namespace {
 
-/// Sorts entries by a key; of several of one key the one added last stays.
+/// Sorts entries by a key. Of entries with the same key only the one added last is kept.
 template <typename Entry, typename Key> void sortKeepingLast(std::vector<Entry> &Entries, Key Of) {
   std::ranges::stable_sort(Entries, {}, Of);
   auto SameKey = [&](const Entry &A, const Entry &B) { return Of(A) == Of(B); };
-  // The last of each run comes first when walked backwards.
+  // unique keeps the first of each run, which is the last one in reverse order.
   auto Kept = std::unique(Entries.rbegin(), Entries.rend(), SameKey);
   Entries.erase(Entries.begin(), Kept.base());
 }
@@ -80,8 +80,8 @@ FunctionIndex::FunctionIndex(Unit &Functions) {
   addSegments(std::move(Found));
 }
 
-/// Cuts the addresses where a function starts or ends, and gives each piece to the first function
-/// in file order among those that cover it.
+/// Splits the addresses where functions start and end. Each segment belongs to the first function,
+/// in file order, that covers it.
 void FunctionIndex::addSegments(std::vector<Function> Functions) {
   std::vector<uint64_t> Cuts;
   for (const Function &F : Functions)

@@ -23,13 +23,13 @@ VectorStream streamAt(const Section &Bytes, uint64_t Offset) {
 
 } // namespace
 
-/// Reads the entries of a unit without recursion: what is open is told by the entries themselves.
+/// Reads the entries of a unit without recursion: each entry has the distance to its parent.
 class Unit::Parser {
 public:
   Parser(Unit &Into, VectorStream &VS)
       : Into(Into), Records(Into.Records), Abbrevs(Into.Info->Abbrevs),
         Table(Abbrevs.tableAt(Into.AbbrevOffset)), VS(VS),
-        // Room for all but files that only pretend to hold so many attributes without a value.
+        // Limits the attributes without a value, which take no bytes of the file.
         AttributesLeft(1000 + 16 * Into.getTotalSize()) {}
 
   void run() {
@@ -86,7 +86,7 @@ private:
     return Index;
   }
 
-  /// Ends the open list of children. Outside of any, a null entry only fills the unit.
+  /// Ends the open list of children. Outside of any list a null entry is padding.
   void close(DebugInfoEntry &Null) {
     if (Open == None)
       return;

@@ -14,7 +14,7 @@ struct Machine {
   const char *Name;
 };
 
-/// All machines that an image may be for, by number.
+/// The machines that an image may be for, ordered by number.
 inline constexpr Machine EmStrings[] = {
     {0, "No machine"},
     {1, "AT&T WE 32100"},
@@ -200,7 +200,7 @@ inline constexpr Machine EmStrings[] = {
     {243, "RISC-V"},
 };
 
-/// Name of a machine; null for a number that is not in the table.
+/// Name of a machine; null if the number is not in the table.
 inline const char *machineName(uint16_t Number) {
   const auto *Found =
       std::lower_bound(std::begin(EmStrings), std::end(EmStrings), Number,

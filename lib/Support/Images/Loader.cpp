@@ -18,7 +18,7 @@ namespace {
 
 constexpr char ElfMagic[] = {0x7f, 'E', 'L', 'F'};
 
-/// Format by extension. Upper and lower case differ.
+/// The format for a file's extension, which is case-sensitive.
 std::optional<orvy_FileType> typeByExtension(std::string_view Path) {
   static const std::map<std::string_view, orvy_FileType> FileExts = {
       {".s19", ovFT_Srec}, {".s28", ovFT_Srec}, {".s37", ovFT_Srec},   {".s1", ovFT_Srec},

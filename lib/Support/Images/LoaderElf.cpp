@@ -7,7 +7,6 @@
 #include "orvy/Support/Memory.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -23,17 +22,8 @@ namespace {
   throw std::runtime_error(Why);
 }
 
-// Fields are big-endian in the file.
-static_assert(std::endian::native == std::endian::little);
-uint16_t fromFile(uint16_t Value) {
-  return __builtin_bswap16(Value);
-}
-uint32_t fromFile(uint32_t Value) {
-  return __builtin_bswap32(Value);
-}
-
 template <typename... Fields> void convert(Fields &...F) {
-  ((F = fromFile(F)), ...);
+  ((F = elf::fromFile(F)), ...);
 }
 
 struct FreeBytes {
@@ -41,8 +31,8 @@ struct FreeBytes {
 };
 using ByteBlock = std::unique_ptr<uint8_t[], FreeBytes>;
 
-/// Contents of a segment at its size in memory. The part that the file does not fill takes no host
-/// memory before it is touched, so that a header can ask for no more than it is worth.
+/// Contents of a segment, with its size in memory. calloc commits no host memory for the part that
+/// is not in the file, so that a damaged header cannot use up the memory.
 ByteBlock segmentBytes(const ElfFile &File, const Elf32_Phdr &Segment) {
   if (!File.holds(Segment.p_offset, Segment.p_filesz))
     fail("Could not read section");
@@ -54,10 +44,10 @@ ByteBlock segmentBytes(const ElfFile &File, const Elf32_Phdr &Segment) {
   return Bytes;
 }
 
-/// Where segments bring bytes of the file, of which one asks for many.
+/// The address ranges that segments fill with bytes of the file.
 class FileBytes {
 public:
-  /// Of a table that ends early, what there is: the loading fails where it comes to the end.
+  /// Uses the part of the table that the file contains. Loading fails later if it is truncated.
   explicit FileBytes(const ElfFile &File) {
     for (unsigned Index = 0; Index < File.header().e_phnum && File.hasSegment(Index); ++Index) {
       const Elf32_Phdr P = File.segment(Index);
@@ -65,7 +55,8 @@ public:
         Ranges.push_back({P.p_paddr, P.p_paddr + Size, Index + 1});
     }
     std::ranges::sort(Ranges, {}, &Range::Start);
-    // Each range stands for all before it as far as they reach behind it.
+    // Extend each range to the end of any earlier one that ends after it, so that find need only
+    // look at one range.
     for (size_t Index = 1; Index < Ranges.size(); ++Index)
       if (const Range &Before = Ranges[Index - 1]; Before.End > Ranges[Index].End)
         Ranges[Index].End = Before.End, Ranges[Index].Number = Before.Number;
@@ -86,21 +77,21 @@ private:
   std::vector<Range> Ranges;
 };
 
-/// What of a segment is written. The zeros of thread-local storage belong to each thread's copy: in
-/// the image itself other data may lie after the storage.
+/// The number of bytes of a segment to write. The zeros of thread-local storage are part of each
+/// thread's copy; in the image other data may follow the storage.
 uint32_t writtenSize(void *Mem, const FileBytes &Others, unsigned Number,
                      const Elf32_Phdr &Segment) {
   if (Segment.p_type != PT_TLS)
     return Segment.p_memsz;
   const uint64_t Start = Segment.p_paddr;
-  const unsigned Behind = Others.find(Start + Segment.p_filesz, Start + Segment.p_memsz);
-  if (!Behind)
+  const unsigned Following = Others.find(Start + Segment.p_filesz, Start + Segment.p_memsz);
+  if (!Following)
     return Segment.p_memsz;
   orvy_logInfo(Mem,
                "segment %u is thread-local storage: its zeros at pa = 0x%.8x - 0x%.8x are left "
                "out, segment %u has data there",
                Number, Segment.p_paddr + Segment.p_filesz, Segment.p_paddr + Segment.p_memsz,
-               Behind);
+               Following);
   return Segment.p_filesz;
 }
 
@@ -157,7 +148,7 @@ void ElfFile::readNames() {
     return;
   }
   Elf32_Shdr Section = section(Header.e_shstrndx);
-  // Zeros name nothing, so one stands for as many as the header asks for.
+  // The section is all zeros and contains no names, so one zero is enough.
   if (Section.sh_type == SHT_NOBITS)
     Names.assign(Section.sh_size != 0, 0);
   else
@@ -194,7 +185,7 @@ std::optional<Elf32_Shdr> ElfFile::findSection(std::string_view Name) const {
 
 void ElfFile::checkSection(const Elf32_Shdr &Section, size_t ElementSize) const {
   uint64_t Offset = Section.sh_type == SHT_NOBITS ? 0 : Section.sh_offset;
-  // Also holds what is not in the file to its size, which bounds the memory taken for it.
+  // A section without contents must not be larger than the file either: this bounds its memory.
   if (Section.sh_size % ElementSize != 0 || !File.holds(Offset, Section.sh_size))
     fail("Could not read section");
 }

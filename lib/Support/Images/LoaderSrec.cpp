@@ -1,4 +1,4 @@
-// Motorola S-records: a text line a record.
+// Motorola S-records: one record per line of text.
 
 #include "orvy/Support/Loader.h"
 #include "orvy/Support/Logging.h"
@@ -20,15 +20,15 @@ namespace {
 constexpr unsigned InvalidLine = 10;
 constexpr size_t AddressAt = 4;
 constexpr size_t ChecksumDigits = 2;
-constexpr size_t LongestRecord = 4 + 2 * 255;
-/// Digits of the address, by line type; 0 for a record that has none.
+constexpr size_t MaxRecord = 4 + 2 * 255;
+/// Digits of the address, by line type; 0 for types without an address.
 constexpr size_t AddressDigits[] = {0, 4, 6, 8, 0, 0, 0, 8, 6, 4};
 
 bool isHexDigit(char C) {
   return (C >= '0' && C <= '9') || (C >= 'a' && C <= 'f') || (C >= 'A' && C <= 'F');
 }
 
-/// Value of hexadecimal digits, as many as there are of those wanted.
+/// Value of up to that many hexadecimal digits.
 uint32_t hex(std::string_view Line, size_t At, size_t Digits) {
   uint32_t Value = 0;
   const char *From = Line.data() + std::min(At, Line.size());
@@ -41,15 +41,15 @@ struct CloseFile {
 };
 using UniqueFile = std::unique_ptr<std::FILE, CloseFile>;
 
-/// Reads the next line without its line end. Of a line that is too long for a record only so much
-/// is kept that it stays invalid, so that a file without line ends takes no memory.
+/// Reads the next line without its line end. A line that is too long for a record is truncated, but
+/// stays too long, so that a file without line ends does not fill the memory.
 bool readLine(std::FILE &File, std::string &Line) {
   Line.clear();
   int C = getc_unlocked(&File);
   if (C == EOF)
     return false;
   for (; C != EOF && C != '\n'; C = getc_unlocked(&File)) {
-    if (Line.size() <= LongestRecord)
+    if (Line.size() <= MaxRecord)
       Line += static_cast<char>(C);
     else if (C != '\r')
       Line.back() = static_cast<char>(C);

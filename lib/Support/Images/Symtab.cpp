@@ -157,13 +157,13 @@ const Symtab::Class::Entry *Symtab::Class::find(uint64_t Addr) const {
   return Start <= Addr && Addr - Start < Size ? Symbol : nullptr;
 }
 
-/// The symbol of the greatest start that is not above an address.
+/// The symbol with the greatest start that is not above an address.
 const Symtab::Class::Entry *Symtab::Class::nearest(uint64_t Addr) const {
   if (Starts.empty()) {
     auto Above = Addrs.upper_bound(Addr);
     return Above == Addrs.begin() ? nullptr : std::prev(Above)->second;
   }
-  // Halves without a branch on what is found: queries come in any order.
+  // A binary search without conditional branches, which would be unpredictable.
   const uint64_t *Base = Starts.data();
   for (size_t Left = Starts.size(); Left > 1; Left -= Left / 2)
     Base += Base[Left / 2] <= Addr ? Left / 2 : 0;
@@ -184,7 +184,8 @@ template <typename T> std::vector<T> contents(const ElfFile &File, std::string_v
   return Data;
 }
 
-/// The text at an offset of a string table, without what would run past its end.
+/// The text at an offset of a string table. It ends at the end of the table if it is not
+/// terminated.
 std::string_view textAt(const std::vector<char> &Strings, uint32_t Offset) {
   if (Offset >= Strings.size())
     throw std::runtime_error("name of a symbol out of bounds");
@@ -192,9 +193,9 @@ std::string_view textAt(const std::vector<char> &Strings, uint32_t Offset) {
   return Rest.substr(0, Rest.find('\0'));
 }
 
-/// Where a symbol goes, by its type and its binding.
+/// Adds a symbol by its type and binding.
 void add(Symtab &Table, std::string_view File, std::string_view Name, const Elf32_Sym &Symbol) {
-  uint64_t Addr = __builtin_bswap32(Symbol.st_value), Size = __builtin_bswap32(Symbol.st_size);
+  uint64_t Addr = elf::fromFile(Symbol.st_value), Size = elf::fromFile(Symbol.st_size);
   switch (ELF32_ST_TYPE(Symbol.st_info) << 4 | ELF32_ST_BIND(Symbol.st_info)) {
   case STT_FUNC << 4 | STB_LOCAL:
     return Table.addLocalFunc(File, Name, Addr, Size);
@@ -213,7 +214,7 @@ void add(Symtab &Table, std::string_view File, std::string_view Name, const Elf3
   }
 }
 
-/// The table of a file; null for one without symbols.
+/// The symbol table of a file; null if the file has no symbols.
 std::unique_ptr<Symtab> load(const char *Path) {
   ElfFile File(Path);
   std::vector<char> Strings = contents<char>(File, ".strtab");
@@ -223,7 +224,7 @@ std::unique_ptr<Symtab> load(const char *Path) {
   auto Table = std::make_unique<Symtab>();
   std::string_view Source = Path;
   for (const Elf32_Sym &Symbol : Symbols) {
-    std::string_view Name = textAt(Strings, __builtin_bswap32(Symbol.st_name));
+    std::string_view Name = textAt(Strings, elf::fromFile(Symbol.st_name));
     if (ELF32_ST_TYPE(Symbol.st_info) == STT_FILE)
       Source = Name;
     else
@@ -237,7 +238,7 @@ const Symtab &table(orvy_Symtab Handle) {
   return *reinterpret_cast<const Symtab *>(Handle);
 }
 
-int giveRange(Symtab::Range Found, uint64_t *Addr, uint64_t *Size) {
+int storeRange(Symtab::Range Found, uint64_t *Addr, uint64_t *Size) {
   if (Found.second == 0)
     return -1;
   *Addr = Found.first;
@@ -275,20 +276,20 @@ void orvy_symtabGetObjName(orvy_Symtab Table, const char **File, const char **Na
 
 int orvy_symtabGetGlobalFuncRange(orvy_Symtab Table, const char *Name, uint64_t *Addr,
                                   uint64_t *Size) {
-  return giveRange(table(Table).getFunctionRange(Name), Addr, Size);
+  return storeRange(table(Table).getFunctionRange(Name), Addr, Size);
 }
 
 int orvy_symtabGetLocalFuncRange(orvy_Symtab Table, const char *File, const char *Name,
                                  uint64_t *Addr, uint64_t *Size) {
-  return giveRange(table(Table).getLocalFunctionRange(File, Name), Addr, Size);
+  return storeRange(table(Table).getLocalFunctionRange(File, Name), Addr, Size);
 }
 
 int orvy_symtabGetGlobalObjRange(orvy_Symtab Table, const char *Name, uint64_t *Addr,
                                  uint64_t *Size) {
-  return giveRange(table(Table).getObjectRange(Name), Addr, Size);
+  return storeRange(table(Table).getObjectRange(Name), Addr, Size);
 }
 
 int orvy_symtabGetLocalObjRange(orvy_Symtab Table, const char *File, const char *Name,
                                 uint64_t *Addr, uint64_t *Size) {
-  return giveRange(table(Table).getLocalObjectRange(File, Name), Addr, Size);
+  return storeRange(table(Table).getLocalObjectRange(File, Name), Addr, Size);
 }

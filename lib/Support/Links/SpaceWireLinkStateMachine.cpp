@@ -2,15 +2,15 @@
 
 namespace {
 
-/// The conditions of a link, as its transitions ask for them.
+/// The conditions that decide about a link's transitions.
 struct Conditions {
   bool IsDown;        // detached or switched off
-  bool IsStarted;     // on its own, or because the far end has
-  bool HasOtherBegun; // the far end has at least started
-  bool IsOtherBeyond; // the far end is past that
+  bool IsStarted;     // told to start, or started by the far end
+  bool HasOtherBegun; // the far end is in the state Started or later
+  bool IsOtherBeyond; // the far end is past the state Started
 };
 
-/// A link that was coming up or running and has lost its far end starts over.
+/// The state after a connecting or running link has lost its far end.
 orvy_SpwLinkState fallBack(const Conditions &C) {
   return C.IsStarted ? ovSPWLS_Started : ovSPWLS_Ready;
 }

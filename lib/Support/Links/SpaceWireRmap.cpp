@@ -1,4 +1,4 @@
-// Packets of ECSS-E-ST-50-52C. Every field is read behind a check that the buffer holds it.
+// Packets of ECSS-E-ST-50-52C. Every field is read only after a check that the buffer contains it.
 
 #include "orvy/Support/SpaceWireRmap.h"
 
@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned Slices = 16;
 using CrcTable = std::array<uint8_t, 256>;
 
-/// One step of the CRC: x^8 + x^2 + x + 1, bits reversed.
+/// The CRC of one byte: x^8 + x^2 + x + 1, bits reversed.
 constexpr uint8_t codeOf(uint8_t Byte) {
   unsigned Code = Byte;
   for (int Bit = 0; Bit < 8; ++Bit)
@@ -22,7 +22,8 @@ constexpr uint8_t codeOf(uint8_t Byte) {
   return static_cast<uint8_t>(Code);
 }
 
-/// Table n gives the code of a byte with n zero bytes behind it: a block is the sum of its bytes.
+/// Table n has the code of a byte followed by n zero bytes. The code of a block is the exclusive or
+/// of those of its bytes.
 constexpr std::array<CrcTable, Slices> makeTables() {
   std::array<CrcTable, Slices> Tables{};
   for (unsigned Byte = 0; Byte < 256; ++Byte)
@@ -51,8 +52,8 @@ uint8_t crc(const uint8_t *Bytes, size_t Length) {
 
 // Decoding
 
-constexpr uint32_t ShortestPacket = 8;
-constexpr uint32_t CommandHeaderSize = 16; // and the reply address
+constexpr uint32_t MinPacketSize = 8;
+constexpr uint32_t CommandHeaderSize = 16; // without the reply address
 constexpr uint32_t ReadReplyHeaderSize = 12;
 constexpr uint32_t WriteReplyHeaderSize = 8;
 
@@ -63,7 +64,7 @@ uint32_t bigEndian(const uint8_t *Bytes, unsigned Count) {
   return Value;
 }
 
-/// The write, verify, reply and increment bits of an instruction, from the lowest bit on.
+/// The write, verify, reply and increment bits of an instruction, starting at the lowest bit.
 uint8_t flagsOf(uint8_t Field) {
   return static_cast<uint8_t>((Field >> 3 & 1) | (Field >> 1 & 2) | (Field << 1 & 4) |
                               (Field << 3 & 8));
@@ -75,7 +76,7 @@ orvy_SpwRmapCommandType commandTypeOf(uint8_t Instruction) {
   return Instruction & 0x10 ? ovSPWCT_ReadModifyWrite : ovSPWCT_Read;
 }
 
-/// Takes a packet of at least ShortestPacket bytes apart.
+/// Decodes a packet of at least MinPacketSize bytes.
 class RmapDecoder {
 public:
   RmapDecoder(const uint8_t *Bytes, orvy_SpwRmapDecodedPacket &Packet)
@@ -96,7 +97,7 @@ public:
   }
 
 private:
-  /// Stores what all packets have, if the buffer holds the header.
+  /// Stores the fields that all packets have. Returns false if the buffer does not hold the header.
   bool decodeHeader(uint32_t Size) {
     Packet.HeaderSize = Size;
     if (Packet.TotalSize < Size)
@@ -140,7 +141,7 @@ private:
     Header.DataLength = bigEndian(Rest + 8, 3);
   }
 
-  /// The field is filled up with leading zeros; its last byte belongs to the address.
+  /// Skips the leading zeros that pad the field. Its last byte is always part of the address.
   void decodeReplyAddress(orvy_SpwRmapDecodedCommandHeader &Header) const {
     const uint8_t *First = Bytes + 4;
     const uint8_t *End = First + replyAddressSize();
@@ -186,7 +187,7 @@ private:
     return ovSPWRR_Decoded;
   }
 
-  /// The bytes that all replies begin with.
+  /// Decodes the bytes that all replies begin with.
   template <typename Reply> void decodeReplyStart(Reply &R) const {
     R.InitiatorAddress = Bytes[0];
     R.ProtocolId = Bytes[1];
@@ -211,8 +212,8 @@ private:
 
 // Encoding
 
-/// Writes the seven bytes that all replies begin with, behind the reply address. Gives where the
-/// rest of a header of that size goes; null if it has no room.
+/// Writes the reply address and the seven bytes that all replies begin with. Returns the position
+/// of the rest of the header, or null if there is no room for a header of Size bytes.
 uint8_t *encodeReplyStart(const orvy_SpwRmapDecodedCommandHeader &Command, uint8_t *Dest,
                           uint32_t DestSize, uint32_t Size, uint8_t Status) {
   uint32_t Length = Command.ReplyAddressLength;
@@ -229,7 +230,7 @@ uint8_t *encodeReplyStart(const orvy_SpwRmapDecodedCommandHeader &Command, uint8
   return Dest;
 }
 
-/// The header of the command in a decoded packet: every command's body begins with it.
+/// The header of a decoded command. The body of every kind of command begins with it.
 const orvy_SpwRmapDecodedCommandHeader &headerOf(const orvy_SpwRmapDecodedPacket &Command) {
   return Command.Body.ReadCommand;
 }
@@ -238,7 +239,7 @@ const orvy_SpwRmapDecodedCommandHeader &headerOf(const orvy_SpwRmapDecodedPacket
 
 int orvy_spwRmapDecodeBuffer(const orvy_Buff *Buffer, orvy_SpwRmapDecodedPacket *Decoded) {
   Decoded->TotalSize = orvy_buffLen(Buffer);
-  if (Decoded->TotalSize < ShortestPacket)
+  if (Decoded->TotalSize < MinPacketSize)
     return ovSPWRR_TooShort;
   return static_cast<int>(RmapDecoder(orvy_buffReadableData(Buffer), *Decoded).decode());
 }

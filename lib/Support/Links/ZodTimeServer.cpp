@@ -25,7 +25,7 @@ namespace orvy::zod {
 namespace {
 
 constexpr uint16_t DefaultPort = 4765;
-constexpr uint8_t MostTimeBytes = 4;
+constexpr uint8_t MaxTimeBytes = 4;
 
 struct TimeServer {
   orvy_Object Super;
@@ -33,7 +33,7 @@ struct TimeServer {
   int64_t PingEvent;
   uint8_t CoarseTimeBytes;
   uint8_t FineTimeBytes;
-  uint8_t Datagram[2 + 2 * MostTimeBytes];
+  uint8_t Datagram[2 + 2 * MaxTimeBytes];
   bool Enabled;
   UDPSocket *Socket; // owned; null until an address is set
 
@@ -52,9 +52,9 @@ TimeServer &serverOf(void *Obj) {
   return *static_cast<TimeServer *>(Obj);
 }
 
-/// Writes the most significant bytes of a word, the first of them first.
+/// Writes the most significant bytes of a word, in big-endian order.
 uint8_t *putHigh(uint8_t *Dest, uint32_t Word, uint8_t Count) {
-  Count = std::min(Count, MostTimeBytes); // the set route stores anything
+  Count = std::min(Count, MaxTimeBytes); // the set route stores unchecked values
   for (; Count > 0; --Count, Word <<= 8)
     *Dest++ = static_cast<uint8_t>(Word >> 24);
   return Dest;
@@ -71,7 +71,7 @@ void TimeServer::send() {
   Socket->writeDatagram(static_cast<size_t>(End - Datagram), Datagram);
 }
 
-/// The next ping follows, whatever has become of this datagram.
+/// Schedules the next ping even if this datagram is not sent.
 void TimeServer::ping() {
   int64_t Time = orvy_eventGetRawTime(PingEvent);
   if (Socket && Super.TimeSource)
@@ -90,7 +90,7 @@ void TimeServer::post() {
     orvy_logError(this, "no time is sent with a period of %g s", Period);
 }
 
-/// Begins a new interval, or ends the last one.
+/// Starts a new interval if enabled, else cancels the current one.
 void TimeServer::restart() {
   orvy_eventDeschedule(PingEvent);
   if (Enabled)
@@ -112,8 +112,8 @@ struct HostAndPort {
   uint16_t Port;
 };
 
-/// The text before the first colon and the number behind it. An address that has colons of its own
-/// stands in brackets. Nothing if what follows the colon is no port.
+/// Splits a name at the first colon into host and port. An address that contains colons must be in
+/// brackets. Returns nothing if the port is invalid.
 std::optional<HostAndPort> parseHostName(std::string_view Name) {
   bool IsBracketed = Name.starts_with('[') && Name.find(']') != Name.npos;
   size_t HostEnd = IsBracketed ? Name.find(']') : std::min(Name.find(':'), Name.size());
@@ -174,7 +174,7 @@ void dispose(void *Obj) {
 
 template <uint8_t TimeServer::*Field> void writeCount(void *Obj, orvy_Propval Value, int) {
   serverOf(Obj).*Field =
-      static_cast<uint8_t>(std::min<uint64_t>(orvy_asUnsigned(Value), MostTimeBytes));
+      static_cast<uint8_t>(std::min<uint64_t>(orvy_asUnsigned(Value), MaxTimeBytes));
 }
 
 void writePeriod(void *Obj, orvy_Propval Value, int) {

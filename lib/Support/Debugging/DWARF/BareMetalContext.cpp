@@ -9,7 +9,7 @@ using namespace orvy::dwarf;
 
 namespace {
 
-/// Where each family of registers begins in the DWARF numbers of SPARC.
+/// The first DWARF number of each group of SPARC registers.
 enum : int { FirstGpr = 0, FirstFpr = 32, YRegister = 64 };
 
 /// The number of Y among the ancillary state registers.
@@ -23,7 +23,7 @@ Value undefined() {
   return {Value::Undefined, 0, nullptr};
 }
 
-/// Reads a number; a base-2 logarithm of its size is the unit to be swapped.
+/// Reads a number in target byte order. Swap is the base-2 logarithm of its size.
 template <typename T>
 Value readMemory(void *Obj, const MemoryIface *Iface, uint64_t Address, uint32_t Size) {
   T Word = 0;

@@ -1,4 +1,4 @@
-// Where local variables are.
+// Locates local variables.
 
 #include "Dwarf/DwarfHandle.h"
 #include "Dwarf/DwarfNames.h"
@@ -21,23 +21,23 @@ void print(const Expression &Bytes) {
   errs() << "\n";
 }
 
-/// The expression of a location list; empty if there is none for the address.
+/// The expression of a location list for an address; empty if there is none.
 Expression listed(const Attribute &Location, uint64_t Pc) try {
   return Location.getLocList(Pc);
 } catch (...) {
-  return {}; // a damaged list, or a unit without a base for it
+  return {}; // the list is damaged, or the unit has no base address
 }
 
-/// The stack pointer that the caller of a SPARC function had, which the function's frame lies
-/// below: the frame pointer once a save has opened a window, until then the stack pointer without
-/// what a function that opens none has taken from it.
+/// Finds the stack pointer of a SPARC function's caller. After a save it is the frame pointer;
+/// before that, or without one, it is the stack pointer plus the bytes that the function has
+/// allocated.
 struct CallerStack {
   int Register = 14; // %sp
-  uint64_t Taken = 0;
+  uint64_t Allocated = 0;
 
   CallerStack(Context &Target, uint64_t Low, uint64_t Pc) {
-    constexpr uint64_t Farthest = 4096; // as far as a function's first instructions are looked for
-    for (uint64_t Addr = Low; Addr < Pc && Addr - Low < Farthest; Addr += 4) {
+    constexpr uint64_t MaxPrologue = 4096; // bytes to search
+    for (uint64_t Addr = Low; Addr < Pc && Addr - Low < MaxPrologue; Addr += 4) {
       Value Word = Target.getMemoryValue(Addr);
       if (Word.getType() == Value::Number && !follow(Word.getHeld().u32()))
         return;
@@ -45,23 +45,23 @@ struct CallerStack {
   }
 
 private:
-  /// Does to the stack pointer what an instruction did. @return false behind a save
+  /// Applies the effect of an instruction to the stack pointer. Returns false after a save.
   bool follow(uint32_t Instruction) {
     uint64_t Immediate = static_cast<uint64_t>(static_cast<int64_t>(Instruction << 19) << 32 >> 51);
     if ((Instruction & 0xffffe000) == 0x9c03a000) // add %sp, X, %sp
-      Taken -= Immediate;
+      Allocated -= Immediate;
     else if ((Instruction & 0xffffe000) == 0x9c23a000) // sub %sp, X, %sp
-      Taken += Immediate;
+      Allocated += Immediate;
     else if ((Instruction & 0xffffc000) == 0x9de38000) { // save %sp, X, %sp
       Register = 30;                                     // %fp
-      Taken = 0;
+      Allocated = 0;
       return false;
     }
     return true;
   }
 };
 
-/// Evaluates the locations of a function's variables while a processor stands in it.
+/// Evaluates the locations of a function's variables while a processor executes it.
 class Locator {
 public:
   Locator(void *Cpu, DebugInfoEntry &Function, uint64_t Pc)
@@ -70,7 +70,7 @@ public:
     findFrameBase();
   }
 
-  /// Where the last of the variables of a name is.
+  /// The location of the last variable with the name.
   orvy_DwarfLoc find(const char *Name);
 
 private:
@@ -86,7 +86,7 @@ private:
   std::optional<uint64_t> CallFrame, FrameBase;
 };
 
-/// The number of a value, or of what a register holds; none for anything else.
+/// The number in a value or in the register it refers to; nothing for other values.
 std::optional<uint64_t> addressIn(const Value &Base) {
   Value Held = Base.getType() == Value::Register ? Base.getReferredValue() : Base;
   bool Known = Held.getType() == Value::Number || Held.getType() == Value::Memory;
@@ -100,7 +100,7 @@ void Locator::findCallFrame(void *Cpu) {
   CallerStack Stack(Target, Low->getAddr(), Pc);
   CallFrame = addressIn(Target.getRegisterValue(Stack.Register));
   if (CallFrame)
-    *CallFrame = (*CallFrame + Stack.Taken) & UINT32_MAX;
+    *CallFrame = (*CallFrame + Stack.Allocated) & UINT32_MAX;
 }
 
 void Locator::findFrameBase() {
@@ -124,7 +124,7 @@ void Locator::findFrameBase() {
   FrameBase = addressIn(evaluate(Bytes));
 }
 
-/// Runs an expression. An empty one has no result: what it belongs to is not there.
+/// Runs an expression. An empty one has no result: its variable has no location.
 Value Locator::evaluate(const Expression &Bytes) {
   if (!Bytes.empty())
     VM.runExpr(&Target, Bytes, 0, Bytes.size(), nullptr, CallFrame ? &*CallFrame : nullptr,
@@ -134,7 +134,8 @@ Value Locator::evaluate(const Expression &Bytes) {
   return Result;
 }
 
-/// The expression of a variable's location, told on the error stream; none for another form.
+/// The expression of a variable's location, also printed on the error stream; nothing if the
+/// attribute has another form.
 std::optional<Expression> Locator::read(const Attribute &Location, const char *Name) {
   bool IsList = Location.getForm() == DW_FORM_sec_offset;
   if (!IsList && Location.getForm() != DW_FORM_exprloc) {
@@ -148,7 +149,8 @@ std::optional<Expression> Locator::read(const Attribute &Location, const char *N
   return Bytes;
 }
 
-/// Calls for the location of each variable of a name that a function declares, until told to stop.
+/// Calls Take with the location of each variable of the function with the name, until it returns
+/// false.
 template <typename TakeLocation>
 void forEachVariable(DebugInfoEntry &Function, const char *Name, TakeLocation Take) {
   DebugInfoEntry *End = Function.getNext();
