@@ -3,6 +3,7 @@
 #include "Base/InternalError.h"
 #include "Checkpoint/RunQuery.h"
 #include "Events/CacheBlock.h"
+#include "Events/RecordPool.h"
 
 #include "orvy/Support/Time.h"
 

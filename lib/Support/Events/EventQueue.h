@@ -115,9 +115,6 @@ void printEvents();
 /// Issues "orvy.realtime-slip", if it is published.
 void notifyTimeSlip();
 
-/// Releases the record of a one-shot event.
-void releaseOneShot(orvy_Event *Event);
-
 /// Has an owner warned again of a post that goes nowhere, as it may be another object by then.
 void forgetPostWarning(const void *Owner);
 
