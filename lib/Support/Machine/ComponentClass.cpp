@@ -152,7 +152,7 @@ orvy_Class *orvy_registerComponent(const char *ClsName, orvy_ObjectCreateFunc Cr
   orvy_Class *Cls = orvy_registerClass(ClsName, Create, Dispose ? Dispose : orvy_componentDispose);
   if (!Cls)
     return nullptr;
-  orvy_qualifyAs(Cls, QualifierComponent);
+  orvy_qualifyAs(Cls, static_cast<unsigned>(Kind::Component));
   describe(Cls);
   orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
   orvy_addInterface(Cls, "ClockIface", "ClockIface", &component::GroupTable, 0, "");

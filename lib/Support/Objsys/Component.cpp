@@ -90,8 +90,8 @@ void *timeSourceOf(orvy_Component &C) {
     First = firstClock(*Group);
   }
   const Class *Cls = Class::classForObject(First);
-  const bool Holds = Cls && (Cls->Qualifier == QualifierCpu || Cls->Qualifier == QualifierMachine ||
-                             Cls->Qualifier == QualifierClock);
+  const bool Holds = Cls && (Cls->Qualifier == Kind::Processor || Cls->Qualifier == Kind::Machine ||
+                             Cls->Qualifier == Kind::Clock);
   return Holds ? First : nullptr;
 }
 
@@ -224,7 +224,7 @@ void adoptListed(orvy_Component &C) {
 
 orvy_Component *component::find(const void *Obj) {
   const Class *Cls = Class::classForObject(Obj);
-  if (!Cls || Cls->External || Cls->Qualifier != QualifierComponent)
+  if (!Cls || Cls->External || Cls->Qualifier != Kind::Component)
     return nullptr;
   // A class can be qualified by hand; only a registered one has the record.
   const Property *Last = Cls->getProperty("delegateInterfaces");

@@ -15,7 +15,7 @@ orvy_Object *headerOf(const void *Obj, const Class *Cls) {
 
 /// Whether an object has a time of its own.
 bool keepsTime(const Class &Cls) {
-  return Cls.Qualifier == QualifierCpu || Cls.Qualifier == QualifierMachine;
+  return Cls.Qualifier == Kind::Processor || Cls.Qualifier == Kind::Machine;
 }
 
 void *timeSourceOf(const void *Obj) {
@@ -25,7 +25,7 @@ void *timeSourceOf(const void *Obj) {
     return Header;
   // What is not a processor, machine or clock would log an error when asked for its time.
   const Class *Source = Header->TimeSource ? Class::classForObject(Header->TimeSource) : nullptr;
-  const bool IsTold = Source && (keepsTime(*Source) || Source->Qualifier == QualifierClock);
+  const bool IsTold = Source && (keepsTime(*Source) || Source->Qualifier == Kind::Clock);
   return IsTold ? Header->TimeSource : nullptr;
 }
 

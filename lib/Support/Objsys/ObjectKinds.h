@@ -7,6 +7,7 @@
 #define ORVY_LIB_OBJECTKINDS_H
 
 #include "Base/InternalError.h"
+#include "Objsys/Kind.h"
 
 #include "orvy/Support/Clock.h"
 #include "orvy/Support/Events.h"
@@ -18,24 +19,13 @@
 
 namespace orvy {
 
-/// What an object is, by the qualifier of its class.
-enum class Kind : uint32_t {
-  Plain = 0,
-  Processor = 1,
-  Machine = 2,
-  External = 3,
-  Memory = 4,
-  Component = 5,
-  Clock = ORVY_QUALIFIER_CLOCK
-};
-
 /// Kind of an object; Plain for null and for an object outside its registered life.
 inline Kind kindOf(const void *Obj) {
   const auto *Header = static_cast<const orvy_Object *>(Obj);
   if (!Header || !Header->Class)
     return Kind::Plain;
   // The qualifier is the first word of the class record, for readers like this one.
-  return static_cast<Kind>(*reinterpret_cast<const uint32_t *>(Header->Class));
+  return *reinterpret_cast<const Kind *>(Header->Class);
 }
 
 /// Ends the process for an object that is not what a function requires: names it and its class.

@@ -3,6 +3,7 @@
 #ifndef ORVY_LIB_OBJSYSCLASS_H
 #define ORVY_LIB_OBJSYSCLASS_H
 
+#include "Objsys/Kind.h"
 #include "Objsys/ObjsysInterface.h"
 #include "Objsys/ObjsysProperty.h"
 #include "orvy/Support/ManagedStatic.h"
@@ -22,17 +23,6 @@ template <typename T> using NameMap = std::map<std::string, T, std::less<>>;
 template <typename T> using AddressMap = std::map<void *, T, std::less<>>;
 /// By object; nothing lists objects in the order of their addresses, and every access looks one up.
 template <typename T> using ObjectMap = std::unordered_map<const void *, T>;
-
-/// What the objects of a class are.
-enum ClassQualifier : unsigned {
-  QualifierPlain = 0,
-  QualifierCpu = 1,
-  QualifierMachine = 2,
-  QualifierExternal = 3,
-  QualifierMemory = 4,
-  QualifierComponent = 5,
-  QualifierClock = 6
-};
 
 /// A class of model objects: how to make and release one, and what it offers.
 class Class {
@@ -124,7 +114,7 @@ public:
   /// the standard output stream. A file that cannot be written is passed over.
   void generateDocs(const char *File) const;
 
-  unsigned Qualifier; ///< stays the first word: read through the headers of objects
+  Kind Qualifier; ///< stays the first word: read through the headers of objects
   std::string Name;
   NameMap<std::unique_ptr<Property>> Properties;
   NameMap<std::unique_ptr<IfaceInstance>> Interfaces;

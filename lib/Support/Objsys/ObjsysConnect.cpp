@@ -235,8 +235,8 @@ std::string Connection::fault() {
 
 bool isTimeSource(const void *Obj) {
   const Class *Cls = Class::classForObject(Obj);
-  return Cls && (Cls->Qualifier == QualifierCpu || Cls->Qualifier == QualifierMachine ||
-                 Cls->Qualifier == QualifierClock);
+  return Cls && (Cls->Qualifier == orvy::Kind::Processor || Cls->Qualifier == orvy::Kind::Machine ||
+                 Cls->Qualifier == orvy::Kind::Clock);
 }
 
 } // namespace

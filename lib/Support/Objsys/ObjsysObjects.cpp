@@ -123,8 +123,8 @@ void disposeAllBut(ClassRegistry &Registry, const void *Sim) {
 }
 
 bool keepsTime(const Class &Cls) {
-  return Cls.Qualifier == QualifierCpu || Cls.Qualifier == QualifierMachine ||
-         Cls.Qualifier == QualifierClock || Cls.Qualifier == QualifierComponent;
+  return Cls.Qualifier == orvy::Kind::Processor || Cls.Qualifier == orvy::Kind::Machine ||
+         Cls.Qualifier == orvy::Kind::Clock || Cls.Qualifier == orvy::Kind::Component;
 }
 
 // Posts reach their queue through the time source without a look at the registry.
@@ -196,9 +196,9 @@ void *Class::createObject(const char *ClsName, const char *ObjName, const orvy_C
   fillHeader(Header, *Cls);
   ClassRegistry &Registry = ClassRegistry::get();
   Registry.addObject(Name.c_str(), Obj, *Cls);
-  if (Cls->Qualifier == QualifierCpu)
+  if (Cls->Qualifier == orvy::Kind::Processor)
     Registry.Processors.push_back(Obj);
-  else if (Cls->Qualifier == QualifierComponent)
+  else if (Cls->Qualifier == orvy::Kind::Component)
     Registry.Components.push_back(Obj);
   Header.WillDisposeNotification = orvy_publishNotification("orvy.objectWillBeDisposed", Obj);
   Header.DisposedNotification = orvy_publishNotification("orvy.objectDisposed", Obj);
