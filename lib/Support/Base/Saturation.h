@@ -18,6 +18,11 @@ inline int64_t clampedSum(int64_t A, int64_t B) {
   return __builtin_add_overflow(A, B, &Sum) ? endOfTime(A < 0) : Sum;
 }
 
+inline uint64_t clampedSum(uint64_t A, uint64_t B) {
+  uint64_t Sum = 0;
+  return __builtin_add_overflow(A, B, &Sum) ? std::numeric_limits<uint64_t>::max() : Sum;
+}
+
 inline int64_t clampedDifference(int64_t A, int64_t B) {
   int64_t Difference = 0;
   return __builtin_sub_overflow(A, B, &Difference) ? endOfTime(A < 0) : Difference;

@@ -1,6 +1,7 @@
 #include "orvy/Support/AsyncEvents.h"
 
 #include "Base/InternalError.h"
+#include "Base/TimeUnits.h"
 #include "Events/AsyncContext.h"
 #include "Objsys/Observers.h"
 
@@ -60,7 +61,7 @@ timespec timeOf(double Seconds) {
   if (!(Seconds >= 0))
     return {-1, 0};
   double Whole = std::floor(std::min(Seconds, Longest));
-  auto Nanos = static_cast<long>((std::min(Seconds, Longest) - Whole) * 1e9);
+  auto Nanos = static_cast<long>((std::min(Seconds, Longest) - Whole) * orvy::NanosPerSecond);
   return {static_cast<time_t>(Whole), Nanos};
 }
 

@@ -2,6 +2,7 @@
 
 #include "Base/InternalError.h"
 #include "Base/Saturation.h"
+#include "Base/TimeUnits.h"
 #include "Events/EventQueue.h"
 #include "Objsys/ObjectKinds.h"
 
@@ -15,8 +16,6 @@
 using namespace orvy;
 
 namespace {
-
-constexpr uint64_t NanosPerSec = 1000000000;
 
 /// Machine of a processor; null for what is none, as it may be a user who sets it.
 void *machineOf(void *Cpu) {
@@ -257,7 +256,7 @@ uint64_t orvy_eventQueueGetFreq(void *Holder) {
   case Kind::Processor:
     return ORVY_CALL(CpuIface, getFreq, Holder, cpuIface(Holder));
   case Kind::Machine:
-    return NanosPerSec;
+    return NanosPerSecond;
   case Kind::Clock:
     return static_cast<uint64_t>(clockFreq(Holder));
   default:

@@ -1,6 +1,8 @@
 #include "Events/EventQueue.h"
 
 #include "Base/InternalError.h"
+#include "Base/Saturation.h"
+#include "Base/TimeUnits.h"
 #include "Checkpoint/RunQuery.h"
 #include "Events/CacheBlock.h"
 #include "Events/RecordPool.h"
@@ -25,15 +27,11 @@ size_t StackedCount = 0; // entries on all stacks: mostly none, and then there i
 constexpr size_t RootOffset = 16;
 
 void sleepFor(uint64_t Nanos) {
-  timespec Left{static_cast<time_t>(Nanos / 1000000000), static_cast<long>(Nanos % 1000000000)};
+  constexpr uint64_t Second = orvy::NanosPerSecond;
+  timespec Left{static_cast<time_t>(Nanos / Second), static_cast<long>(Nanos % Second)};
   while (nanosleep(&Left, &Left) != 0)
     if (errno != EINTR)
       ORVY_INTERNAL_ERROR("nanosleep failed");
-}
-
-uint64_t wallTimeAfter(uint64_t Time, uint64_t Nanos) {
-  uint64_t Sum = 0;
-  return __builtin_add_overflow(Time, Nanos, &Sum) ? UINT64_MAX : Sum;
 }
 
 /// Waits until a real-time event is due by the wall clock. Returns whether it was late.
@@ -184,7 +182,7 @@ void orvy_EventQueue::endFiring(orvy_Event *Event, bool IsLate, bool Descheduled
     return; // past the end of time
   if (Event->Flags & ovEF_RealTime)
     Event->RTTime =
-        wallTimeAfter(IsLate ? orvy_timeGetMonotonicWct() : Event->RTTime, Event->RTPeriodNanos);
+        orvy::clampedSum(IsLate ? orvy_timeGetMonotonicWct() : Event->RTTime, Event->RTPeriodNanos);
   Heap.insert(Event);
 }
 
