@@ -5,6 +5,7 @@
 #include "Machine/ComponentClock.h"
 #include "Base/ActiveRun.h"
 #include "Base/Saturation.h"
+#include "Machine/Quantum.h"
 #include "Objsys/ComponentModel.h"
 #include "Objsys/ObjectKinds.h"
 #include "Objsys/ObjsysClass.h"
@@ -20,7 +21,6 @@ namespace {
 using namespace orvy;
 using component::referencesIn;
 
-constexpr int32_t DefaultQuanta = 1000000; // ns
 constexpr int64_t EndOfTime = endOfTime(false);
 
 orvy_Component &groupOf(void *Obj) {
@@ -124,19 +124,10 @@ int advanceToCycles(void *Obj, uint64_t Cycles) {
 }
 
 int advanceCycles(void *Obj, uint64_t Cycles) {
-  const uint64_t Now = cyclesOf(Obj);
-  return advanceToCycles(Obj, Cycles > UINT64_MAX - Now ? UINT64_MAX : Now + Cycles);
+  return advanceToCycles(Obj, clampedSum(cyclesOf(Obj), Cycles));
 }
 
 // Stepping: by quanta, until one of the clocks has made its steps.
-
-/// A time without quanta would stand still; the default is taken, said, and shown by the property.
-void needQuanta(orvy_Component &G) {
-  if (G.Quanta >= 1)
-    return;
-  G.Quanta = DefaultQuanta;
-  orvy_logSimWarning(&G, "quanta is not set, running in quanta of %d ns", G.Quanta);
-}
 
 /// End of the present quantum for a clock, by its own frequency from absolute time, so that no
 /// rounding adds up.
@@ -181,7 +172,7 @@ bool endRound(orvy_Component &G, uint64_t Left, uint64_t Cycles) {
 
 int stepClocks(orvy_Component &G, Clock Counting, uint64_t Steps, uint64_t Cycles) {
   const uint64_t Start = ORVY_CALL(ClockIface, getSteps, Counting.Obj, *Counting.Iface);
-  const uint64_t End = Steps > UINT64_MAX - Start ? UINT64_MAX : Start + Steps;
+  const uint64_t End = clampedSum(Start, Steps);
   for (uint64_t Left = Steps;;) {
     const size_t Idx = currentIndex(G);
     if (Idx >= clockCount(G)) {
@@ -220,7 +211,7 @@ int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
     orvy_logSimError(Counting.Obj, "does not implement stepping");
     return 0;
   }
-  needQuanta(G);
+  ensureQuantum(&G, G.Quanta);
   return stepClocks(G, Counting, Steps, Cycles);
 }
 

@@ -4,6 +4,7 @@
 #include "Base/Saturation.h"
 #include "Checkpoint/RunQuery.h"
 #include "Events/EventQueue.h"
+#include "Machine/Quantum.h"
 #include "Machine/SimulatorState.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/Observers.h"
@@ -272,7 +273,7 @@ orvy_CpuExitReason orvy_simRunNanos(uint64_t Nanos) {
 
 orvy_CpuExitReason orvy_simRunUntil(uint64_t Nanos) {
   Simulator &Sim = sim();
-  ensureQuantum(Sim);
+  orvy::ensureQuantum(&Sim, Sim.Quanta);
   const auto Now = static_cast<uint64_t>(std::max<int64_t>(Sim.time(), 0));
   const uint64_t End = std::min<uint64_t>(Nanos, EndOfTime);
   if (End <= Now)

@@ -2,6 +2,7 @@
 
 #include "Base/InternalError.h"
 #include "Base/Saturation.h"
+#include "Machine/Quantum.h"
 #include "Machine/SimulatorState.h"
 #include "Objsys/ObjectKinds.h"
 #include "Objsys/ObjsysClass.h"
@@ -14,8 +15,6 @@
 using namespace orvy::sim;
 
 namespace {
-
-constexpr int64_t DefaultQuanta = 1000000; // 1 ms
 
 // Run control
 
@@ -191,18 +190,10 @@ bool isStepped(const Turn &Stepped, uint64_t StepsEnd) {
 
 } // namespace
 
-void orvy::sim::ensureQuantum(Simulator &Sim) {
-  if (Sim.Quanta >= 1)
-    return;
-  Sim.Quanta = DefaultQuanta;
-  orvy_logSimWarning(&Sim, "quanta is not set, running in quanta of %ld ns",
-                     static_cast<long>(Sim.Quanta));
-}
-
 orvy_CpuExitReason orvy::sim::runFor(Simulator &Sim, uint64_t Nanos) {
   const InTurns Mark(Sim);
   const uint64_t Resets = Sim.Resets;
-  ensureQuantum(Sim);
+  orvy::ensureQuantum(&Sim, Sim.Quanta);
   collectTurns(Sim);
   int64_t Start = Sim.time();
   auto End = static_cast<int64_t>(static_cast<uint64_t>(Start) + Nanos);
@@ -230,7 +221,7 @@ orvy_CpuExitReason orvy::sim::runFor(Simulator &Sim, uint64_t Nanos) {
 orvy_CpuExitReason orvy::sim::stepFor(Simulator &Sim, size_t Cpu, uint64_t Steps) {
   const InTurns Mark(Sim);
   const uint64_t Resets = Sim.Resets;
-  ensureQuantum(Sim);
+  orvy::ensureQuantum(&Sim, Sim.Quanta);
   collectTurns(Sim);
   const Turn *T = turnAt(Sim, Cpu);
   if (Steps == 0 || !T)

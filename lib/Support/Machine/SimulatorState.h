@@ -82,9 +82,6 @@ inline orvy_CpuExitReason leave(Simulator &Sim, orvy_CpuExitReason Reason) {
   return Reason;
 }
 
-/// Sets a default, with a warning, if there is no valid quantum: time would stand still.
-void ensureQuantum(Simulator &Sim);
-
 /// Runs without touching the stop flag, which the caller has cleared.
 orvy_CpuExitReason runFor(Simulator &Sim, uint64_t Nanos);
 /// Steps the processor at an index, in the same way.
