@@ -234,8 +234,8 @@ int orvy_isMachine(const void *Obj) {
 }
 
 int orvy_isMemory(const void *Obj) {
-  // The one that is asked of external objects too, which have no header to read.
-  const Class *Cls = Class::isToldOfDisposal(Obj) ? headerClass(Obj) : classOrError(Obj);
+  // Unlike the others also called with external objects, which have no header to read.
+  const Class *Cls = Class::isBeingDisposed(Obj) ? headerClass(Obj) : classOrError(Obj);
   return Cls && Cls->Qualifier == Kind::Memory;
 }
 
