@@ -13,7 +13,7 @@ namespace orvy {
 void forEachNotification(const std::function<void(const std::string &Name, void *Source)> &Visit);
 
 /// Has the notifications of an object that was disposed forgotten after a while, unless somebody
-/// subscribes to them: who does will hear the next object at this address.
+/// subscribes to them: a subscriber also receives those of the next object at this address.
 void forgetNotificationsOf(void *Source);
 
 } // namespace orvy

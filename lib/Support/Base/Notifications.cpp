@@ -56,7 +56,7 @@ struct NotificationNames {
   orvy::RecentlyGone<void *> SourcesGone;
 };
 
-// What is issued reads the two tables alone.
+// Issuing a notification reads only these two tables.
 constinit std::vector<Subscribers> GlobalNotificationTable;
 constinit std::vector<NotificationTableEntry> NotificationTable;
 

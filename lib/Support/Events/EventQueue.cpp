@@ -129,7 +129,7 @@ void orvy_EventQueue::purgeFromStacks(const orvy_Event *Event) {
   bool IsLate = false;
   if (Event->Flags & ovEF_RealTime) {
     IsLate = paceRealTime(Event);
-    // Who hears of a slip may dispose of the event, its owner or this queue.
+    // A subscriber to the slip may have disposed of the event, its owner or this queue.
     if (!Guard.event() || Disposed)
       return;
   }
@@ -209,7 +209,7 @@ void orvy_EventQueue::removeCallback(orvy_ThreadSafeCb Cb, void *Arg) {
   CallbackCount.store(Callbacks.size(), std::memory_order_relaxed);
 }
 
-static const bool IsAsked = [] {
+static const bool IsRegistered = [] {
   orvy::checkpoint::addRunQuery(&orvy_EventQueue::isAnyInUse);
   return true;
 }();
@@ -227,7 +227,7 @@ void orvy_EventQueue::runCallbacks() {
     drainCallbacks();
 }
 
-/// Takes over what was posted up to now, unless somebody holds the list.
+/// Takes over what was posted up to now, unless another thread holds the list.
 bool orvy_EventQueue::takePosted() {
   std::unique_lock<std::mutex> Lock(Mutex, std::try_to_lock);
   if (!Lock)
@@ -237,8 +237,8 @@ bool orvy_EventQueue::takePosted() {
   return true;
 }
 
-/// Calls what was posted up to now, if nobody holds the list. What the callbacks post themselves
-/// waits for the next drain.
+/// Calls what was posted up to now, unless another thread holds the list. What the callbacks
+/// post themselves waits for the next drain.
 void orvy_EventQueue::drainCallbacks() {
   std::unique_lock<std::recursive_mutex> Lock(DrainMutex, std::try_to_lock);
   if (!Lock || IsDraining || !takePosted())

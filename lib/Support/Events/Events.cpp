@@ -46,7 +46,7 @@ std::unordered_map<void *, Chain> EventsByOwner;
 /// The names of depublished events, which stay known until this many others were depublished.
 RecentlyGone<int64_t> NamesOfGone;
 
-/// The event behind a valid id; null once it is depublished.
+/// The event of a valid id; null if it is depublished.
 orvy_Event *eventForValidId(int64_t EvId) {
   orvy_Event *Event = Table.find(EvId);
   ORVY_REQUIRE(Event || Table.wasGiven(EvId));
@@ -121,19 +121,19 @@ void withdraw(int64_t EvId) {
   Table.remove(EvId);
 }
 
-/// Says that an event is scheduled. Who hears it may move the event, take it off or depublish it:
-/// false if there is no such event any more.
+/// Warns about an event that is scheduled. A log client may move, deschedule or depublish the event:
+/// false if it is gone.
 [[gnu::noinline]] bool warn(const orvy_Event *Event, const char *Text) {
   const int64_t EvId = Event->EventId;
   orvy_logWarning(Event->Obj, "%s", Text);
   return eventForId(EvId) == Event;
 }
 
-/// Takes an event that is to be posted off the heap it is on, with a warning. False if the event
-/// has gone at that.
+/// Takes an event that is to be posted off the heap it is on, with a warning. False if that
+/// depublished the event.
 bool takeOff(orvy_Event *Event, const char *Text) {
   Event->Queue->Heap.fetch(static_cast<size_t>(Event->QueueIdx));
-  // Mostly the warning passes nobody, and then it is not to cost anything.
+  // Mostly the warning is filtered out, and then it must cost nothing.
   if (TheEngine->passes(ovLOG_Warning, 0)) {
     if (!warn(Event, Text))
       return false;
@@ -188,7 +188,7 @@ int64_t idForKey(const std::string &Name, void *Obj) {
     return 0;
   if (Table.find(Found->second))
     return Found->second;
-  // The first one is gone; another may have been published under the same key before that.
+  // The first one is depublished; another may have been published under the same key before that.
   auto Owned = EventsByOwner.find(Obj);
   for (uint32_t Number = Owned == EventsByOwner.end() ? 0 : Owned->second.First; Number;
        Number = Table.link(Number).Next)

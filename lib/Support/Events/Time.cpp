@@ -19,7 +19,7 @@ namespace {
 
 constexpr double NoTime = std::numeric_limits<double>::quiet_NaN();
 
-/// Truncates toward zero; what lies outside goes to the nearest end, what is no number to 0.
+/// Truncates toward zero. Clamps to the range; not a number gives 0.
 int64_t truncated(double Value) {
   if (std::isnan(Value))
     return 0;
@@ -53,8 +53,8 @@ uint64_t readClock(clockid_t Clock) {
 
 } // namespace
 
-// A frequency below 1 has no time: 0 rather than a division fault, as a user can configure it. What
-// lies beyond the end of time is the end of time.
+// A user can configure a frequency below 1: the result is 0 rather than a division fault. Results are
+// clamped to the range of times.
 
 int64_t orvy_cyclesToNanos(int64_t Cycles, int64_t Freq) {
   if (Freq < 1)
@@ -169,7 +169,7 @@ uint64_t orvy_timeGetThreadWct(void) {
   return readClock(CLOCK_THREAD_CPUTIME_ID);
 }
 
-static const bool IsAsked = [] {
+static const bool IsRegistered = [] {
   setLogTime(orvy_getSecs);
   return true;
 }();

@@ -36,14 +36,14 @@ struct Clock {
   const ClockIface *operator->() const { return Iface; }
 };
 
-/// Whether an object still has the table that was taken from it: a clock may be disposed of, and
-/// its address be another object's.
+/// Whether the object still has that table: a clock may be disposed of, and another object may have
+/// its address.
 bool isThere(const orvy_IfaceRef &Ref) {
   const objsys::Class *Cls = objsys::Class::classForObject(Ref.Obj);
   return Cls && Cls->interfaceForPointer(Ref.Iface);
 }
 
-/// Whether the group itself was not disposed of by what it ran.
+/// Whether the group still exists: what it runs may dispose of it.
 bool isThere(const orvy_Component &G) {
   return component::find(&G);
 }
@@ -116,7 +116,7 @@ int advanceToCycles(void *Obj, uint64_t Cycles) {
         return Reason;
     }
     G.CurrentClock = 0;
-    // A clock that refuses to run would be asked for ever.
+    // A clock that does not move would be called for ever.
     if (std::exchange(Before, cyclesOf(Obj)) == Before && IsWhole)
       break;
   }
@@ -133,7 +133,7 @@ int advanceCycles(void *Obj, uint64_t Cycles) {
 /// rounding adds up.
 uint64_t limitOf(const orvy_Component &G, Clock C) {
   const double Freq = ORVY_CALL(ClockIface, getFreq, C.Obj, *C.Iface);
-  const bool Sound = Freq >= 1.0 && Freq < 0x1p63; // also refuses what is not a number
+  const bool Sound = Freq >= 1.0 && Freq < 0x1p63; // also rejects NaN
   return static_cast<uint64_t>(orvy_nanosToCycles(std::max<int64_t>(G.QuantaEnd, 0),
                                                   Sound ? static_cast<uint64_t>(Freq) : 1));
 }
@@ -157,8 +157,8 @@ bool isAtLimit(orvy_Component &G, uint64_t Cycles) {
   return AtLimit || G.QuantaEnd == EndOfTime;
 }
 
-/// Acts when the last clock has had its turn, with so many steps left. Says whether it goes on. A
-/// quantum that a limit cuts short is not over: the next call takes it up again.
+/// Ends a round after the turn of the last clock. Returns whether there is another one. A quantum
+/// that a limit cuts short is not over: the next call continues it.
 bool endRound(orvy_Component &G, uint64_t Left, uint64_t Cycles) {
   if (Left > 0 && isAtLimit(G, Cycles)) {
     G.CurrentClock = 0;

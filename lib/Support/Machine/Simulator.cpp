@@ -39,8 +39,8 @@ bool isNamedBefore(const void *A, const void *B) {
   return std::strcmp(orvy_nameForObject(A), orvy_nameForObject(B)) < 0;
 }
 
-/// A checkpoint has the simulator's time as a property; its queue is no part of it. The order of
-/// the processors is added where it is not that of their names.
+/// A checkpoint has the simulator's time as a property, and does not include its queue. The order of
+/// the processors is added if it is not that of their names.
 void serialise(void *, const char *, void *Ctxt) {
   const std::vector<void *> &Cpus = orvy::objsys::Class::getProcessors();
   if (!std::ranges::is_sorted(Cpus, isNamedBefore))
@@ -51,7 +51,7 @@ void deserialise(void *, const char *, void *Ctxt) {
   std::vector<void *> &Cpus = orvy::objsys::Class::getProcessors();
   std::vector<void *> Ordered;
   int Count = orvy_checkpointGetLength(Ctxt, "processors");
-  // Components have created theirs ahead of others.
+  // Components have created their processors before others.
   if (Count < 0)
     std::ranges::sort(Cpus, isNamedBefore);
   for (int Idx = 0; Idx < Count; ++Idx)
@@ -171,7 +171,7 @@ Simulator &sim() {
 void setRunning(Simulator &Sim, bool Running) {
   std::lock_guard<std::recursive_mutex> Guard(Sim.StateMutex);
   if (Running)
-    Sim.StopFlag = 0; // a stop that came before is forgotten, one that comes from now on counts
+    Sim.StopFlag = 0; // ignore an earlier stop
   Sim.Running = Running;
   Sim.StateChanged.notify_all();
 }
@@ -228,7 +228,7 @@ void reset() {
     Sim->SyncEvent = orvy_eventPublish("sim.syncEvent", Sim, syncEvent);
     Sim->WCTSyncEvent = orvy_eventPublish("sim.wctSyncEvent", Sim, wctSyncEvent);
   }
-  Sim->Super.TimeSource = nullptr; // which has gone
+  Sim->Super.TimeSource = nullptr; // which is disposed of
   Sim->setTime(0);
   Sim->CurrentCpu = 0;
   Sim->Turns.clear();
@@ -239,7 +239,7 @@ void reset() {
 namespace {
 
 const objsys::Observer Cleared(nullptr, reset);
-const bool IsAsked = [] {
+const bool IsRegistered = [] {
   checkpoint::addRunQuery([] { return orvy_simIsRunning() != 0; });
   return true;
 }();
@@ -278,8 +278,7 @@ orvy_CpuExitReason orvy_simRunUntil(uint64_t Nanos) {
   const uint64_t End = std::min<uint64_t>(Nanos, EndOfTime);
   if (End <= Now)
     return leave(Sim, ovCER_Normal);
-  // A run goes on until a quantum ends after its duration: the last one here is the one that the
-  // time lies in.
+  // A run ends with the first quantum that ends after its duration: here the quantum of the time.
   const auto Quanta = static_cast<uint64_t>(Sim.Quanta);
   return orvy_simRunNanos((End - Now - 1) / Quanta * Quanta);
 }

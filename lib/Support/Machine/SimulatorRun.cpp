@@ -16,10 +16,8 @@ using namespace orvy::sim;
 
 namespace {
 
-// Run control
-
-/// The table of a processor with what it does not implement filled: it stands still, and ends a
-/// step.
+/// The table of a processor, with defaults for null slots: such a processor stands still, and ends
+/// a step.
 CpuIface filled(void *Cpu) {
   CpuIface Table = orvy::cpuIface(Cpu);
   if (!Table.getFreq || !Table.runUntil)
@@ -49,8 +47,8 @@ void collectTurns(Simulator &Sim) {
   }
 }
 
-/// The processor at an index, taking account of those created or disposed since the run began; null
-/// past the last.
+/// The processor at an index, null past the last. Notices those created or disposed since the run
+/// began.
 const Turn *turnAt(Simulator &Sim, size_t Index) {
   size_t Count = orvy_getProcessorCount();
   if (Index >= Count)
@@ -95,7 +93,7 @@ bool isBreak(orvy_CpuExitReason Reason) {
   ORVY_INTERNAL_ERROR("unknown cpu return status");
 }
 
-/// Leaves with the turn of a processor, which is the one before an index.
+/// Leaves during the turn of the processor before an index.
 orvy_CpuExitReason leaveBefore(Simulator &Sim, size_t Next, orvy_CpuExitReason Reason) {
   Sim.CurrentCpu = static_cast<int32_t>(Next) - 1;
   return leave(Sim, Reason);
@@ -139,8 +137,8 @@ private:
   std::thread::id Outer;
 };
 
-/// Runs a processor that is not the stepped one up to a limit, over its breaks. One that has come
-/// to rest before it, halted, is left there.
+/// Runs a processor that is not the stepped one up to a limit, ignoring its breaks. Returns early if
+/// it has halted.
 void follow(Turn T, uint64_t Limit) {
   for (;;) {
     uint64_t Before = T.Iface.getSteps(T.Cpu);
@@ -227,7 +225,7 @@ orvy_CpuExitReason orvy::sim::stepFor(Simulator &Sim, size_t Cpu, uint64_t Steps
   if (Steps == 0 || !T)
     return leave(Sim, ovCER_Normal);
   const Turn Stepped = *T;
-  // As many as can be told from too many.
+  // Clamped, so that the difference to the steps done keeps its sign.
   uint64_t StepsEnd = Stepped.Iface.getSteps(Stepped.Cpu) + std::min<uint64_t>(Steps, EndOfTime);
   for (int64_t Now = Sim.time();;) {
     Sim.setTime(Now);

@@ -56,7 +56,7 @@ struct Simulator {
   std::condition_variable_any StateChanged;
   std::atomic<orvy_CpuExitReason> ExitReason;
   bool InTurns;    // a run or step is in progress, also one through MachineIface
-  uint64_t Resets; // by which a run finds out that the system was cleared under it
+  uint64_t Resets; // counted, so that a run notices that the system was cleared
   std::vector<Turn> Turns;
 
   ~Simulator() { orvy_disposeEventQueue(Queue); }

@@ -61,7 +61,7 @@ void PluginManager::printPath() const {
 
 // Loading one file.
 
-// How the steps of a load are told; the two routes differ in nothing else.
+// How the steps of a load are reported: the only difference between the two routes.
 struct PluginManager::Reporter {
   void (*AlreadyLoaded)(const std::string &File);
   void (*NotOpened)(const std::string &File, const char *Why);
