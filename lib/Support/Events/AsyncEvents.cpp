@@ -360,7 +360,7 @@ void AsyncContext::post(uint64_t Key, uint32_t Conditions) {
   void *Holder = Entry->Holder;
   bool IsMet = Entry->Kind == AsyncKind::Timer || (Conditions & Entry->mask());
   Lock.unlock();
-  // Whoever takes the entry off the table meanwhile waits for this thread before going on.
+  // A thread that takes the entry off the table meanwhile waits for this one.
   if (IsMet)
     orvy_eventPostAsync(Holder, eventCb, Entry, ovSE_Cpu);
 }

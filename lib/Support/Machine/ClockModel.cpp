@@ -1,4 +1,4 @@
-// The class Clock: a queue and a cycle counter, moved by whoever calls its ClockIface.
+// The class Clock: a queue and a cycle counter, moved through its ClockIface.
 
 #include "orvy/Support/Clock.h"
 

@@ -34,7 +34,7 @@ void disposeVector(orvy_Vector &Vec);
 /// Takes over a dictionary of strings, releasing the present one and its strings.
 void replaceDelegatePropNames(orvy_Component &C, orvy_Dict *Names);
 
-/// Hides entries that are not inner objects any longer from the lists of an object, if that is a
+/// Hides entries that are no longer inner objects from the lists of an object, if that is a
 /// component, for as long as the guard lives. The same for its clocks. Nothing may be added meanwhile.
 class WithoutGone {
 public:

@@ -27,8 +27,8 @@ static ManagedStatic<PluginManager> TheManager;
 PluginManager::PluginManager() : Paths{"."} {}
 
 PluginManager &PluginManager::get() {
-  // A directory that is warned about needs the log, which cannot be built while the manager is. So
-  // the first user adds the option's values when the manager stands.
+  // Adding a directory may log a warning, and the log cannot be built while the manager is. So the
+  // first user adds the option's values to a finished manager.
   static std::atomic<bool> HasOptions{false};
   PluginManager &Manager = *TheManager;
   if (!HasOptions.load(std::memory_order_relaxed) && LibPath && !HasOptions.exchange(true))
