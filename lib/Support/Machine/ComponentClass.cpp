@@ -19,7 +19,7 @@
 using namespace orvy;
 using namespace orvy::objsys;
 using component::isClock;
-using component::MostLevels;
+using component::MaxLevels;
 using component::objectsIn;
 
 namespace {
@@ -45,7 +45,7 @@ bool wouldRun(orvy_Vector &Clocks, const orvy_Component &C, std::set<const orvy_
         Ref.Iface == &component::GroupTable ? component::find(Ref.Obj) : nullptr;
     if (!Group || !Seen.insert(Group).second)
       return false;
-    return Group == &C || Level >= MostLevels || wouldRun(Group->Clocks, C, Seen, Level + 1);
+    return Group == &C || Level >= MaxLevels || wouldRun(Group->Clocks, C, Seen, Level + 1);
   });
 }
 

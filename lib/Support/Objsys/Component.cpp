@@ -27,7 +27,7 @@
 using namespace orvy;
 using namespace orvy::objsys;
 using component::disposeVector;
-using component::MostLevels;
+using component::MaxLevels;
 using component::objectsIn;
 using component::owns;
 
@@ -83,7 +83,7 @@ void disposeWithStrings(orvy_Dict *Dict) {
 /// there is none.
 void *timeSourceOf(orvy_Component &C) {
   void *First = firstClock(C);
-  for (unsigned Level = 0; Level < MostLevels; ++Level) {
+  for (unsigned Level = 0; Level < MaxLevels; ++Level) {
     orvy_Component *Group = component::find(First);
     if (!Group)
       break;
@@ -197,12 +197,12 @@ void disposeRecord(orvy_Component &C) {
   std::free(&C);
 }
 
-/// Levels of ownership above a component; MostLevels or more if Obj is one of its owners.
+/// Levels of ownership above a component; MaxLevels or more if Obj is one of its owners.
 unsigned levelsAbove(const orvy_Component &C, const void *Obj) {
   unsigned Levels = 0;
-  for (const orvy_Component *Owner = &C; Owner && Levels < MostLevels; ++Levels) {
+  for (const orvy_Component *Owner = &C; Owner && Levels < MaxLevels; ++Levels) {
     if (Owner == Obj)
-      return MostLevels;
+      return MaxLevels;
     Owner = Owner->Super.Component;
   }
   return Levels;
@@ -215,7 +215,7 @@ void adoptListed(orvy_Component &C) {
     if (!Cls || Cls->External || Obj == Sim)
       continue;
     auto &Header = *static_cast<orvy_Object *>(Obj);
-    if (!Header.Component && levelsAbove(C, Obj) < MostLevels)
+    if (!Header.Component && levelsAbove(C, Obj) < MaxLevels)
       Header.Component = &C;
   }
 }
@@ -270,7 +270,7 @@ void component::adoptRestored() {
     if (orvy_Component *C = find(Each))
       adoptListed(*C);
   for (void *Each : Class::getComponents())
-    if (orvy_Component *C = find(Each); C && levelsAbove(*C, nullptr) >= MostLevels)
+    if (orvy_Component *C = find(Each); C && levelsAbove(*C, nullptr) >= MaxLevels)
       C->Super.Component = nullptr;
 }
 

@@ -13,7 +13,7 @@ namespace orvy::component {
 orvy_Component *find(const void *Obj);
 
 /// Limit of components that own or run each other in a chain: a checkpoint can have any number.
-constexpr unsigned MostLevels = 256;
+constexpr unsigned MaxLevels = 256;
 
 /// The references in a vector; none if it holds anything else.
 std::span<orvy_IfaceRef> referencesIn(orvy_Vector &Vec);
