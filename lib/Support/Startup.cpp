@@ -20,7 +20,7 @@ static bool makeConfigDir(bool WithParents) {
   return false;
 }
 
-// The process does not go on without the directory.
+// Ends the process if the directory cannot be made.
 static void requireConfigDir(bool WithParents) {
   if (!makeConfigDir(WithParents))
     std::exit(1);

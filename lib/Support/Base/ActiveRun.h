@@ -1,4 +1,4 @@
-// ActiveRun.h - whether objects are being run or stepped, whoever has asked for it.
+// ActiveRun.h - whether objects are being run or stepped.
 
 #ifndef ORVY_LIB_ACTIVERUN_H
 #define ORVY_LIB_ACTIVERUN_H
@@ -6,7 +6,7 @@
 namespace orvy {
 
 /// Marks a run or a step of a processor, a clock, a machine or a component as long as it lives.
-/// Belongs to the simulation thread. What replaces all objects must not be called inside one.
+/// Belongs to the simulation thread. Functions that replace all objects must not be called inside one.
 class ActiveRun {
 public:
   ActiveRun() { ++Count; }

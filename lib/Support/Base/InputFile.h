@@ -17,11 +17,11 @@ public:
   explicit InputFile(const char *Path);
 
   bool isOpen() const { return Descriptor.isOpen(); }
-  /// Bytes in the file when it was opened; 0 for what has no size, such as a directory.
+  /// Bytes in the file when it was opened; 0 if it has no size, as a directory.
   uint64_t size() const { return Size; }
-  /// Whether it is a plain file, whose size means something.
+  /// Whether it is a regular file: only then the size is meaningful.
   bool isPlain() const { return Plain; }
-  /// Whether that many bytes lie at an offset. No bytes lie anywhere.
+  /// Whether that many bytes lie at an offset. Always true for a size of 0.
   bool holds(uint64_t Offset, uint64_t Bytes) const {
     return Bytes == 0 || (Offset <= Size && Size - Offset >= Bytes);
   }

@@ -12,8 +12,8 @@ namespace orvy {
 /// by source. The function must not publish.
 void forEachNotification(const std::function<void(const std::string &Name, void *Source)> &Visit);
 
-/// Has the notifications of an object that was disposed forgotten after a while, unless somebody
-/// subscribes to them: who does will hear the next object at this address.
+/// Forgets the notifications of an object that was disposed of after a while, unless there are
+/// subscribers: a subscriber also receives those of the next object at this address.
 void forgetNotificationsOf(void *Source);
 
 } // namespace orvy

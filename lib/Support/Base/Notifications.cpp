@@ -45,7 +45,7 @@ struct NotificationTableEntry {
 /// The entries of a source, chained by their indices.
 struct SourceEntries {
   int64_t First = -1;
-  bool IsGone = false; // was an object that was disposed, and nothing published since
+  bool IsGone = false; // the object was disposed of, and nothing is published since
 };
 
 struct NotificationNames {
@@ -56,7 +56,7 @@ struct NotificationNames {
   orvy::RecentlyGone<void *> SourcesGone;
 };
 
-// What is issued reads the two tables alone.
+// Issuing a notification reads only these two tables.
 constinit std::vector<Subscribers> GlobalNotificationTable;
 constinit std::vector<NotificationTableEntry> NotificationTable;
 
@@ -199,9 +199,9 @@ int orvy_unsubscribeNotificationArg(const char *Name, void *Source, orvy_Notific
 void orvy_notify(int64_t Id, void *NotificationInfo) {
   const NotificationTableEntry &Entry = NotificationTable[static_cast<uint32_t>(Id) - 1];
   if (Entry.Id != Id)
-    return; // that of a source that is long gone
+    return; // the source is long gone
   void *Source = Entry.Source;
-  // Taken before the first call: a subscriber may publish, and the tables then move.
+  // Read before the first call: a subscriber may publish, which moves the tables.
   const Range Global(GlobalNotificationTable[Entry.GlobalIndex]);
   const Range Own(Entry.Own);
   Global.issue(Source, NotificationInfo);

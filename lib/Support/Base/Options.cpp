@@ -245,7 +245,7 @@ void orvy::cl::printHelp() {
   TheParser->printHelp();
 }
 
-// Appends to Word what stands at Next, a quoted text or a single character, and moves behind it.
+// Appends to Word what stands at Next, a quoted text or a single character, and moves past it.
 static void takePiece(std::string_view Text, size_t &Next, std::string &Word) {
   const auto takeCharacter = [&] {
     if (Text[Next] == '\\' && Next + 1 < Text.size())

@@ -235,7 +235,7 @@ OutStream::Prefix OutStream::getPrefix(double Value, Prefix Name) {
   return Name == AutoDecimal ? findAuto(AutoDecimalReal, std::fabs(Value), Yocto) : Name;
 }
 
-// Pads what takes Used columns to the width, which is used up.
+// Pads an item of Used columns to the width, and resets the width.
 void OutStream::pad(size_t Used) {
   char Run[64];
   std::fill_n(Run, std::size(Run), Fill);
@@ -313,7 +313,7 @@ void OutStream::writeDouble(double Value) {
     Resolved = NoPrefix;
     Power = 1;
   }
-  // No double has more digits behind the point than the bound.
+  // No double has more digits after the point than the bound.
   const int Digits = Precision ? std::min(Precision, 1100) : Real == Exponent ? 6 : 2;
   char Text[32];
   std::snprintf(Text, sizeof Text, Real == Exponent ? "%.*e" : "%.*f", Digits, Value / Power);

@@ -9,13 +9,13 @@
 
 namespace orvy {
 
-/// Keeps so much that whoever has just lost something is still understood, and no more however long
-/// the process lives.
+/// Keeps the last items that were removed, so that late references to them are still understood. The
+/// number is bounded, as a process may run for long.
 template <typename T> class RecentlyGone {
 public:
   /// Takes one more; Forget is called with the oldest once there are too many.
   template <typename Function> void add(T Gone, Function Forget) {
-    if (Kept.size() == Most) {
+    if (Kept.size() == Max) {
       const T Oldest = std::move(Kept.front());
       Kept.pop_front();
       Forget(Oldest);
@@ -25,7 +25,7 @@ public:
   void clear() { Kept.clear(); }
 
 private:
-  static constexpr size_t Most = 1024;
+  static constexpr size_t Max = 1024;
   std::deque<T> Kept;
 };
 

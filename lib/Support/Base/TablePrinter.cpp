@@ -34,7 +34,7 @@ static std::string unsignedText(unsigned long Value, int32_t Base) {
   case TablePrinter::Hexadecimal:
     return "0x" + digits(Value, 16);
   }
-  ORVY_INTERNAL_ERROR("base of a table is none of the four");
+  ORVY_INTERNAL_ERROR("unknown base of a table");
 }
 
 static std::string signedText(long Value, int32_t Base) {

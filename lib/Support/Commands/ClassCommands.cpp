@@ -23,9 +23,9 @@ int listClasses(Command &, Interpreter *) {
 
 void printKind(const Class &Cls) {
   outs() << "Class '" << Cls.Name << "'\n";
-  if (Cls.Qualifier == objsys::QualifierCpu)
+  if (Cls.Qualifier == Kind::Processor)
     outs() << "\tclass is CPU\n";
-  if (Cls.Qualifier == objsys::QualifierMachine)
+  if (Cls.Qualifier == Kind::Machine)
     outs() << "\tclass is machine\n";
   if (Cls.External)
     outs() << "\tclass is external\n";

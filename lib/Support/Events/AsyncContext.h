@@ -39,8 +39,8 @@ struct AsyncEvent {
 };
 
 /// The entries and the thread. A report finds its entry by key, as one may still come for an entry
-/// that is gone. Who takes an entry off the table is the only one to know it once the thread has
-/// gone round its loop and the queue has given the callback back.
+/// that is gone. An entry that was taken off the table has no other user once the thread has gone
+/// round its loop and the callback was removed from the queue.
 class AsyncContext {
 public:
   AsyncContext();
@@ -48,7 +48,7 @@ public:
   AsyncContext &operator=(const AsyncContext &) = delete;
   ~AsyncContext();
 
-  /// The one context. Null behind its end, and in a forked child, which has no thread.
+  /// The one context. Null after its end, and in a forked child, which has no thread.
   static AsyncContext *get();
 
   int addSocket(const AsyncEvent &Entry);
@@ -93,9 +93,9 @@ private:
   UniqueDescriptor DeleteFd;
   AsyncEvent DeleteEvent{};
   uint32_t Serial = 0;
-  uint64_t Requested = 0;       // deletions
-  uint64_t Confirmed = 0;       // and those behind which the thread has gone round
-  bool HasEnded = false;        // the thread
+  uint64_t Requested = 0;       // deletions asked for
+  uint64_t Confirmed = 0;       // deletions that the thread has seen
+  bool HasEnded = false;        // of the thread
   std::atomic<size_t> Count{0}; // of Events
   const pid_t Process;
 };

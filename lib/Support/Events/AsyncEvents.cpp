@@ -1,6 +1,7 @@
 #include "orvy/Support/AsyncEvents.h"
 
 #include "Base/InternalError.h"
+#include "Base/TimeUnits.h"
 #include "Events/AsyncContext.h"
 #include "Objsys/Observers.h"
 
@@ -54,13 +55,13 @@ void takeCount(int Fd) {
   retryOnSignal([&] { return read(Fd, &Counter, sizeof(Counter)); });
 }
 
-/// A time as timers take it. What is no time is refused by them.
+/// The argument of a timer. For a negative time or not a number it is invalid: the timer rejects it.
 timespec timeOf(double Seconds) {
   constexpr double Longest = 1e18;
   if (!(Seconds >= 0))
     return {-1, 0};
   double Whole = std::floor(std::min(Seconds, Longest));
-  auto Nanos = static_cast<long>((std::min(Seconds, Longest) - Whole) * 1e9);
+  auto Nanos = static_cast<long>((std::min(Seconds, Longest) - Whole) * orvy::NanosPerSecond);
   return {static_cast<time_t>(Whole), Nanos};
 }
 
@@ -133,7 +134,7 @@ AsyncContext::AsyncContext()
   const bool CanEnd = makeNotifier(TerminateEvent, TerminateFd.get());
   const bool CanDelete = makeNotifier(DeleteEvent, DeleteFd.get());
   Current = this;
-  // Without them the thread would wait for ever, and so would those who ask it for something.
+  // Without them the thread, and all requests to it, would wait for ever.
   if (CanEnd && CanDelete)
     startThread();
   else
@@ -143,7 +144,7 @@ AsyncContext::AsyncContext()
 AsyncContext::~AsyncContext() {
   Current = nullptr;
   if (getpid() != Process) {
-    // The thread and the file behind the descriptors are the parent's. The handle of a thread that
+    // The thread and the open files are the parent's. The handle of a thread that
     // is not here can be neither joined nor detached, only kept from its destructor.
     alignas(std::thread) static unsigned char Parents[sizeof(std::thread)];
     new (Parents) std::thread(std::move(Thread));
@@ -169,7 +170,7 @@ bool AsyncContext::makeNotifier(AsyncEvent &Notifier, int Fd) {
   return false;
 }
 
-/// Signals go to the threads that expect them.
+/// Blocks signals in this thread: they go to the threads that expect them.
 void AsyncContext::startThread() {
   sigset_t All;
   sigset_t Before;
@@ -359,7 +360,7 @@ void AsyncContext::post(uint64_t Key, uint32_t Conditions) {
   void *Holder = Entry->Holder;
   bool IsMet = Entry->Kind == AsyncKind::Timer || (Conditions & Entry->mask());
   Lock.unlock();
-  // Whoever takes the entry off the table meanwhile waits for this thread before going on.
+  // A thread that takes the entry off the table meanwhile waits for this one.
   if (IsMet)
     orvy_eventPostAsync(Holder, eventCb, Entry, ovSE_Cpu);
 }

@@ -24,7 +24,7 @@ inline void *allocateCacheBlock(size_t &Bytes) {
   if (!Block)
     throw std::bad_alloc();
   if (IsLarge)
-    madvise(Block, Bytes, MADV_HUGEPAGE); // a wish: small pages do as well
+    madvise(Block, Bytes, MADV_HUGEPAGE); // best effort: small pages do as well
   return Block;
 }
 

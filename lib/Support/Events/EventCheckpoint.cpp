@@ -14,7 +14,7 @@ using namespace orvy::event;
 
 namespace {
 
-/// An event of a queue, as a checkpoint has it.
+/// An event of a queue, as stored in a checkpoint.
 struct Saved {
   std::string Name;
   void *Obj = nullptr;
@@ -67,7 +67,7 @@ void orvy_eventSerialise(orvy_EventQueue *Queue, void *Ctxt) {
   std::vector<void *> Objs;
   for (size_t Idx = 0; Idx < Queue->Heap.size(); ++Idx) {
     const orvy_Event &Event = *Queue->Heap.at(Idx);
-    // Where ids have begun again, that of an older event may be another one's.
+    // Ids may have restarted: the id of an older event may be that of another one.
     const bool IsKnown = eventForId(Event.EventId) == &Event;
     const EventKey *Key = IsKnown ? keyForId(Event.EventId) : nullptr;
     if (!Key) {
@@ -85,7 +85,7 @@ void orvy_eventSerialise(orvy_EventQueue *Queue, void *Ctxt) {
     Times.push_back(static_cast<uint64_t>(Event.Time));
     Periods.push_back(static_cast<uint64_t>(Event.PeriodCycles));
   }
-  // An empty list has an address all the same, as null would write nothing.
+  // A null address would write nothing, but empty lists must be written.
   Times.reserve(1), Periods.reserve(1), Names.reserve(1), Objs.reserve(1);
   auto Count = static_cast<int>(Names.size());
   orvy_serialiseProp(Ctxt, "queueTimes", ovTY_U64, Count, Times.data());
@@ -110,7 +110,7 @@ void orvy_eventDeserialise(orvy_EventQueue *Queue, void *Ctxt) {
       return;
     int64_t EvId = idForKey(Event->Name, Event->Obj);
     if (!EvId) {
-      // An event of the host program, say, which must not take those of the models with it.
+      // It may be an event of the host program: still restore those of the models.
       orvy_logError(nullptr, "deserialise func '%s' not registered", Event->Name.c_str());
       continue;
     }

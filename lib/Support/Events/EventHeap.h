@@ -51,8 +51,8 @@ public:
   void removeAt(size_t Index) {
     Slots[Index].Event->Queue = nullptr;
     Slot Last = Slots[--Size];
-    // The last one itself is no case of its own: it is put back behind the end, where it lay. In a
-    // heap of a few events a branch that foresaw it would often be mispredicted.
+    // The last one itself needs no branch: it is put back past the end, where it was. In a heap of a
+    // few events such a branch would often be mispredicted.
     if (Index != 0 && Slots[parent(Index)].Time > Last.Time)
       siftUp(Index, Last);
     else
@@ -111,8 +111,8 @@ private:
     place(Index, S);
   }
 
-  // In a heap beyond the near caches the slots and records of the next levels are fetched ahead:
-  // stores retire in order, so that one that misses would hold up all behind it.
+  // In a heap beyond the near caches the slots and records of the next levels are prefetched:
+  // stores retire in order, so that one that misses would hold up all later ones.
   template <bool Prefetch> size_t sinkHole(size_t Index) {
     size_t Child = 2 * Index + 1;
     while (Child + 1 < Size) {
@@ -132,7 +132,7 @@ private:
     return Index;
   }
 
-  // The grandchildren of a slot and of the one behind it, a cache line each.
+  // The grandchildren of a slot and of the next one, a cache line each.
   void prefetchBelow(size_t Index) const {
     __builtin_prefetch(&Slots[4 * Index + 3]);
     __builtin_prefetch(&Slots[4 * Index + 7]);

@@ -2,6 +2,7 @@
 
 #include "Base/InternalError.h"
 #include "Base/Saturation.h"
+#include "Base/TimeUnits.h"
 #include "Events/EventQueue.h"
 #include "Objsys/ObjectKinds.h"
 
@@ -16,9 +17,7 @@ using namespace orvy;
 
 namespace {
 
-constexpr uint64_t NanosPerSec = 1000000000;
-
-/// Machine of a processor; null for what is none, as it may be a user who sets it.
+/// Machine of a processor; null if it is not a machine, as a user may set it to anything.
 void *machineOf(void *Cpu) {
   void *Machine = askSlot(Cpu, cpuIface(Cpu), &CpuIface::getMachine);
   return kindOf(Machine) == Kind::Machine ? Machine : nullptr;
@@ -57,11 +56,11 @@ void postRelative(void *Holder, int64_t EvId, int64_t Delay) {
   ORVY_CALL(EventIface, postRelative, Holder, eventIface(Holder), EvId, Delay);
 }
 
-/// Owners that were warned.
+/// Owners that warnOfPost has warned.
 std::unordered_set<const void *> Warned;
 
-/// Says once for each owner that an event was posted on what holds no queue, mostly a time source
-/// that is not set.
+/// Warns once for each owner of an event that was posted on an object without a queue. Mostly the
+/// time source is not set.
 void warnOfPost(const void *Holder, int64_t EvId) {
   const orvy_Event *Event = event::eventForId(EvId);
   if (!Event || !Warned.insert(Event->Obj).second)
@@ -210,7 +209,7 @@ std::optional<TimeLeft> leftOnClock(void *Clock, const orvy_Event *Event) {
 }
 
 /// Time left as seen from a holder; nothing, with an error, where that has no meaning. UnknownText
-/// is what to say of an object that holds no queue, null for nothing.
+/// is the error for an object without a queue, null to log nothing.
 std::optional<TimeLeft> timeLeft(void *Holder, int64_t EvId, const char *UnknownText) {
   const orvy_Event *Event = orvy::event::eventForId(EvId);
   if (!Event) {
@@ -257,7 +256,7 @@ uint64_t orvy_eventQueueGetFreq(void *Holder) {
   case Kind::Processor:
     return ORVY_CALL(CpuIface, getFreq, Holder, cpuIface(Holder));
   case Kind::Machine:
-    return NanosPerSec;
+    return NanosPerSecond;
   case Kind::Clock:
     return static_cast<uint64_t>(clockFreq(Holder));
   default:

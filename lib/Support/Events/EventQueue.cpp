@@ -1,8 +1,11 @@
 #include "Events/EventQueue.h"
 
 #include "Base/InternalError.h"
+#include "Base/Saturation.h"
+#include "Base/TimeUnits.h"
 #include "Checkpoint/RunQuery.h"
 #include "Events/CacheBlock.h"
+#include "Events/RecordPool.h"
 
 #include "orvy/Support/Time.h"
 
@@ -24,15 +27,11 @@ size_t StackedCount = 0; // entries on all stacks: mostly none, and then there i
 constexpr size_t RootOffset = 16;
 
 void sleepFor(uint64_t Nanos) {
-  timespec Left{static_cast<time_t>(Nanos / 1000000000), static_cast<long>(Nanos % 1000000000)};
+  constexpr uint64_t Second = orvy::NanosPerSecond;
+  timespec Left{static_cast<time_t>(Nanos / Second), static_cast<long>(Nanos % Second)};
   while (nanosleep(&Left, &Left) != 0)
     if (errno != EINTR)
       ORVY_INTERNAL_ERROR("nanosleep failed");
-}
-
-uint64_t wallTimeAfter(uint64_t Time, uint64_t Nanos) {
-  uint64_t Sum = 0;
-  return __builtin_add_overflow(Time, Nanos, &Sum) ? UINT64_MAX : Sum;
 }
 
 /// Waits until a real-time event is due by the wall clock. Returns whether it was late.
@@ -130,7 +129,7 @@ void orvy_EventQueue::purgeFromStacks(const orvy_Event *Event) {
   bool IsLate = false;
   if (Event->Flags & ovEF_RealTime) {
     IsLate = paceRealTime(Event);
-    // Who hears of a slip may dispose of the event, its owner or this queue.
+    // A subscriber to the slip may have disposed of the event, its owner or this queue.
     if (!Guard.event() || Disposed)
       return;
   }
@@ -183,7 +182,7 @@ void orvy_EventQueue::endFiring(orvy_Event *Event, bool IsLate, bool Descheduled
     return; // past the end of time
   if (Event->Flags & ovEF_RealTime)
     Event->RTTime =
-        wallTimeAfter(IsLate ? orvy_timeGetMonotonicWct() : Event->RTTime, Event->RTPeriodNanos);
+        orvy::clampedSum(IsLate ? orvy_timeGetMonotonicWct() : Event->RTTime, Event->RTPeriodNanos);
   Heap.insert(Event);
 }
 
@@ -210,7 +209,7 @@ void orvy_EventQueue::removeCallback(orvy_ThreadSafeCb Cb, void *Arg) {
   CallbackCount.store(Callbacks.size(), std::memory_order_relaxed);
 }
 
-static const bool IsAsked = [] {
+static const bool IsRegistered = [] {
   orvy::checkpoint::addRunQuery(&orvy_EventQueue::isAnyInUse);
   return true;
 }();
@@ -228,7 +227,7 @@ void orvy_EventQueue::runCallbacks() {
     drainCallbacks();
 }
 
-/// Takes over what was posted up to now, unless somebody holds the list.
+/// Takes over what was posted up to now, unless another thread holds the list.
 bool orvy_EventQueue::takePosted() {
   std::unique_lock<std::mutex> Lock(Mutex, std::try_to_lock);
   if (!Lock)
@@ -238,8 +237,8 @@ bool orvy_EventQueue::takePosted() {
   return true;
 }
 
-/// Calls what was posted up to now, if nobody holds the list. What the callbacks post themselves
-/// waits for the next drain.
+/// Calls what was posted up to now, unless another thread holds the list. What the callbacks
+/// post themselves waits for the next drain.
 void orvy_EventQueue::drainCallbacks() {
   std::unique_lock<std::recursive_mutex> Lock(DrainMutex, std::try_to_lock);
   if (!Lock || IsDraining || !takePosted())

@@ -28,7 +28,7 @@ public:
 
   int64_t firstTime() const { return !Stack.empty() ? 0 : Heap.empty() ? -1 : Heap.rootTime(); }
 
-  /// Puts an event that is in no heap on this one's.
+  /// Inserts an event that is not in any heap.
   void schedule(orvy_Event *Event, int64_t Time) {
     Event->Time = Time;
     Event->Flags &= ~static_cast<uint32_t>(ovEF_Descheduled);
@@ -69,14 +69,14 @@ private:
   orvy_EventQueue *PrevQueue = nullptr;
   orvy_EventQueue *NextQueue = nullptr;
 
-  // Held while callbacks run, and by whoever takes one back; ahead of the other lock. Posting does
-  // not need it: a poster never waits for a callback.
+  // Held while callbacks run or one is removed; locked before the other mutex. Posting does not
+  // need it: a poster never waits for a callback.
   std::recursive_mutex DrainMutex; // guards the three below
-  std::vector<Callback> Draining;  // being called; a null Cb was taken back
+  std::vector<Callback> Draining;  // being called; a null Cb was removed
   size_t DrainPos = 0;
   bool IsDraining = false;
 
-  std::mutex Mutex; // guards the list, and is held for no longer than a look at it takes
+  std::mutex Mutex; // guards the list, and is held for short accesses only
   std::vector<Callback> Callbacks;
   std::atomic<size_t> CallbackCount{0};
 
@@ -103,10 +103,10 @@ void forgetOldStylePairs();
 
 /// The key under which an event was published; null for an id that has none.
 const EventKey *keyForId(int64_t EvId);
-/// The first event under a key; 0 if there is none. One that was depublished may still be told.
+/// The first event under a key; 0 if there is none. May be the id of a depublished one.
 int64_t idForKey(const std::string &Name, void *Obj);
 
-/// The event behind an id; null for an id that is not valid and for a depublished one.
+/// The event of an id; null if the id is not valid or the event is depublished.
 orvy_Event *eventForId(int64_t EvId);
 
 /// Writes every published event with its owner and state to the standard output stream.
@@ -115,10 +115,8 @@ void printEvents();
 /// Issues "orvy.realtime-slip", if it is published.
 void notifyTimeSlip();
 
-/// Releases the record of a one-shot event.
-void releaseOneShot(orvy_Event *Event);
-
-/// Has an owner warned again of a post that goes nowhere, as it may be another object by then.
+/// Allows the next warning for an owner about a post without a queue: a new object may have its
+/// address.
 void forgetPostWarning(const void *Owner);
 
 /// Marks an event whose function is running, so that its end can tell whether the event is still
@@ -133,7 +131,7 @@ public:
   /// The event, or null if it went away while its function ran.
   orvy_Event *event() const { return Event; }
 
-  /// Tells all running functions of an event that it has gone.
+  /// Notes for all running functions of an event that it has gone.
   static void forget(const orvy_Event *Event);
 
 private:

@@ -24,7 +24,7 @@ namespace orvy::event {
 /// from the id to the record and all that posting reads of it are one cache line.
 class EventTable {
 public:
-  /// The event behind an id; null for one that is not in use.
+  /// The event of an id; null if the id is not in use.
   orvy_Event *find(int64_t EvId) {
     const uint32_t Index = static_cast<uint32_t>(EvId) - 1;
     if (Index >= Count)
@@ -35,7 +35,7 @@ public:
     return Found.Key == -EvId ? Found.Owned : nullptr;
   }
 
-  /// Whether an id was given to an event, which may be gone.
+  /// Whether an id was ever given to an event.
   bool wasGiven(int64_t EvId) {
     const uint32_t Index = static_cast<uint32_t>(EvId) - 1;
     return EvId > 0 && Index < Count && EvId < firstFreeId(Index);
@@ -70,8 +70,8 @@ public:
       FirstFree = Number;
   }
 
-  /// Begins the ids again. What is in use keeps its slot for good and is reached by its address
-  /// alone.
+  /// Restarts the ids. Events in use keep their slots for good; only their addresses still lead to
+  /// them.
   void restart() {
     uint32_t InUse = Count;
     while (InUse > 0 && usedId(InUse) == 0)

@@ -2,9 +2,9 @@
 
 #include "Base/InternalError.h"
 #include "Base/RecentlyGone.h"
-#include "Events/CacheBlock.h"
 #include "Events/EventQueue.h"
 #include "Events/EventTable.h"
+#include "Events/RecordPool.h"
 #include "Logging/LoggingEngine.h"
 #include "Objsys/Observers.h"
 
@@ -20,8 +20,6 @@
 #include <unordered_map>
 #include <utility>
 #include <vector>
-
-#include <sanitizer/asan_interface.h>
 
 namespace orvy::event {
 
@@ -48,81 +46,7 @@ std::unordered_map<void *, Chain> EventsByOwner;
 /// The names of depublished events, which stay known until this many others were depublished.
 RecentlyGone<int64_t> NamesOfGone;
 
-/// Records of one-shot events. They lie together, however far apart in time they are posted: a heap
-/// of many events writes to a few of them at each step. Blocks stay for the life of the process.
-class RecordPool {
-public:
-  orvy_Event *take() {
-    if (!Free)
-      addBlock();
-    orvy_Event *Event = Free;
-    ASAN_UNPOISON_MEMORY_REGION(Event, sizeof(*Event));
-    Free = static_cast<orvy_Event *>(Event->Data);
-    ++InUse;
-    return Event;
-  }
-
-  void give(orvy_Event *Event) {
-    put(Event);
-    --InUse;
-  }
-
-  /// Takes the events of an owner off their queues. One whose function is running stays.
-  void eraseOwnedBy(const void *Obj) {
-    for (Block *Each = InUse ? Blocks : nullptr; Each; Each = Each->Next)
-      for (size_t Index = 0; Index < Each->Count; ++Index)
-        if (orvy_Event *Event = &Each->Records[Index]; isOwnedBy(Event, Obj) && Event->Queue)
-          Event->Queue->remove(Event);
-  }
-
-private:
-  struct Block {
-    Block *Next;
-    size_t Count;
-    orvy_Event Records[];
-  };
-
-  /// Looks at the records that are not in use too.
-  [[gnu::noinline, gnu::no_sanitize_address]] static bool isOwnedBy(const orvy_Event *Event,
-                                                                    const void *Obj) {
-    return Event->Flags & ovEF_AdHoc && Event->Obj == Obj;
-  }
-
-  void put(orvy_Event *Event) {
-    Event->Flags = 0;
-    Event->Data = Free;
-    Free = Event;
-    ASAN_POISON_MEMORY_REGION(Event, sizeof(*Event));
-  }
-
-  /// Each block is twice as long as the one before, up to a large page.
-  void addBlock() {
-    size_t Bytes = NextBytes;
-    auto *Fresh = static_cast<Block *>(allocateCacheBlock(Bytes));
-    Fresh->Next = std::exchange(Blocks, Fresh);
-    Fresh->Count = (Bytes - sizeof(Block)) / sizeof(orvy_Event);
-    for (size_t Index = Fresh->Count; Index > 0; --Index)
-      put(&Fresh->Records[Index - 1]);
-    if (NextBytes < LargePage)
-      NextBytes *= 2;
-  }
-
-  Block *Blocks = nullptr;
-  size_t NextBytes = 1024;
-  size_t InUse = 0;
-  orvy_Event *Free = nullptr; // chained by Data
-};
-
-/// Pools by owner, so that disposing an object looks at few events of others.
-constexpr size_t PoolCount = 64;
-constinit RecordPool OneShots[PoolCount];
-
-RecordPool &poolOf(const void *Owner) {
-  constexpr uint64_t GoldenRatio = 0x9E3779B97F4A7C15;
-  return OneShots[reinterpret_cast<uintptr_t>(Owner) * GoldenRatio >> 32 & (PoolCount - 1)];
-}
-
-/// The event behind a valid id; null once it is depublished.
+/// The event of a valid id; null if it is depublished.
 orvy_Event *eventForValidId(int64_t EvId) {
   orvy_Event *Event = Table.find(EvId);
   ORVY_REQUIRE(Event || Table.wasGiven(EvId));
@@ -197,19 +121,19 @@ void withdraw(int64_t EvId) {
   Table.remove(EvId);
 }
 
-/// Says that an event is scheduled. Who hears it may move the event, take it off or depublish it:
-/// false if there is no such event any more.
+/// Warns about an event that is scheduled. A log client may move, deschedule or depublish the event:
+/// false if it is gone.
 [[gnu::noinline]] bool warn(const orvy_Event *Event, const char *Text) {
   const int64_t EvId = Event->EventId;
   orvy_logWarning(Event->Obj, "%s", Text);
   return eventForId(EvId) == Event;
 }
 
-/// Takes an event that is to be posted off the heap it is on, with a warning. False if the event
-/// has gone at that.
+/// Takes an event that is to be posted off the heap it is on, with a warning. False if that
+/// depublished the event.
 bool takeOff(orvy_Event *Event, const char *Text) {
   Event->Queue->Heap.fetch(static_cast<size_t>(Event->QueueIdx));
-  // Mostly the warning passes nobody, and then it is not to cost anything.
+  // Mostly the warning is filtered out, and then it must cost nothing.
   if (TheEngine->passes(ovLOG_Warning, 0)) {
     if (!warn(Event, Text))
       return false;
@@ -264,7 +188,7 @@ int64_t idForKey(const std::string &Name, void *Obj) {
     return 0;
   if (Table.find(Found->second))
     return Found->second;
-  // The first one is gone; another may have been published under the same key before that.
+  // The first one is depublished; another may have been published under the same key before that.
   auto Owned = EventsByOwner.find(Obj);
   for (uint32_t Number = Owned == EventsByOwner.end() ? 0 : Owned->second.First; Number;
        Number = Table.link(Number).Next)
@@ -300,10 +224,6 @@ void printEvents() {
 void notifyTimeSlip() {
   if (g_TimeSlipNotification)
     orvy_notify(g_TimeSlipNotification, nullptr);
-}
-
-void releaseOneShot(orvy_Event *Event) {
-  poolOf(Event->Obj).give(Event);
 }
 
 void forgetAll() {
@@ -353,7 +273,10 @@ void orvy_eventDepublishAll(void) {
 }
 
 void orvy_eventEraseAssociatedEvents(void *Obj) {
-  poolOf(Obj).eraseOwnedBy(Obj);
+  poolOf(Obj).forEachOwnedBy(Obj, [](orvy_Event *Event) {
+    if (Event->Queue) // not while its function runs
+      Event->Queue->remove(Event);
+  });
   forgetPostWarning(Obj);
   auto Owned = EventsByOwner.extract(Obj);
   for (uint32_t Number = Owned.empty() ? 0 : Owned.mapped().First; Number;) {

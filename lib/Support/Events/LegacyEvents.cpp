@@ -15,7 +15,7 @@ namespace orvy::event {
 
 namespace {
 
-/// An event with its old-style function behind it. The records are chained, so that those whose
+/// An event followed by its old-style function. The records are chained, so that those whose
 /// ids are forgotten are still reached.
 struct OldStyleEvent {
   orvy_Event Event;

@@ -3,6 +3,7 @@
 #include "Logging/LogSources.h"
 
 #include "Base/Saturation.h"
+#include "Base/TimeUnits.h"
 #include "Objsys/ObjectKinds.h"
 
 #include "orvy/Support/Logging.h"
@@ -16,10 +17,9 @@ using namespace orvy;
 
 namespace {
 
-constexpr int64_t NanosPerSec = 1000000000;
 constexpr double NoTime = std::numeric_limits<double>::quiet_NaN();
 
-/// Truncates toward zero; what lies outside goes to the nearest end, what is no number to 0.
+/// Truncates toward zero. Clamps to the range; not a number gives 0.
 int64_t truncated(double Value) {
   if (std::isnan(Value))
     return 0;
@@ -48,31 +48,31 @@ CycleTime cycleTime(void *Obj, Kind Which) {
 uint64_t readClock(clockid_t Clock) {
   timespec Now{};
   clock_gettime(Clock, &Now);
-  return static_cast<uint64_t>(Now.tv_sec) * NanosPerSec + static_cast<uint64_t>(Now.tv_nsec);
+  return static_cast<uint64_t>(Now.tv_sec) * NanosPerSecond + static_cast<uint64_t>(Now.tv_nsec);
 }
 
 } // namespace
 
-// A frequency below 1 has no time: 0 rather than a division fault, as a user can configure it. What
-// lies beyond the end of time is the end of time.
+// A user can configure a frequency below 1: the result is 0 rather than a division fault. Results are
+// clamped to the range of times.
 
 int64_t orvy_cyclesToNanos(int64_t Cycles, int64_t Freq) {
   if (Freq < 1)
     return 0;
   // The remainder's product needs all 64 bits at high frequencies, so its sign is kept apart.
   auto Rest = static_cast<uint64_t>(std::abs(Cycles % Freq));
-  auto Nanos = static_cast<int64_t>(Rest * NanosPerSec / static_cast<uint64_t>(Freq));
-  return clampedSum(clampedProduct(Cycles / Freq, NanosPerSec), Cycles < 0 ? -Nanos : Nanos);
+  auto Nanos = static_cast<int64_t>(Rest * NanosPerSecond / static_cast<uint64_t>(Freq));
+  return clampedSum(clampedProduct(Cycles / Freq, NanosPerSecond), Cycles < 0 ? -Nanos : Nanos);
 }
 
 int64_t orvy_nanosToCycles(int64_t Nanos, uint64_t Freq) {
   const int64_t Signed = clampedTime(Freq);
-  const int64_t Rest = Nanos % NanosPerSec;
+  const int64_t Rest = Nanos % NanosPerSecond;
   int64_t Product = 0;
   const int64_t Cycles = __builtin_mul_overflow(Rest, Signed, &Product)
-                             ? static_cast<int64_t>(__int128{Rest} * Signed / NanosPerSec)
-                             : Product / NanosPerSec;
-  return clampedSum(clampedProduct(Signed, Nanos / NanosPerSec), Cycles);
+                             ? static_cast<int64_t>(__int128{Rest} * Signed / NanosPerSecond)
+                             : Product / NanosPerSecond;
+  return clampedSum(clampedProduct(Signed, Nanos / NanosPerSecond), Cycles);
 }
 
 double orvy_cyclesToSecs(int64_t Cycles, int64_t Freq) {
@@ -90,11 +90,11 @@ int64_t orvy_secsToCycles(int64_t Freq, double Secs) {
 }
 
 double orvy_nanosToSecs(int64_t Nanos) {
-  return static_cast<double>(Nanos) / 1e9;
+  return static_cast<double>(Nanos) / NanosPerSecond;
 }
 
 int64_t orvy_secsToNanos(double Secs) {
-  return truncated(Secs * 1e9);
+  return truncated(Secs * NanosPerSecond);
 }
 
 int64_t orvy_getCycles(void *Obj) {
@@ -151,7 +151,7 @@ uint64_t orvy_timeGetCurrentSrtNanos(void *Obj) {
       return 0;
     auto Cycles = static_cast<uint64_t>(Now.Cycles);
     auto Freq = static_cast<uint64_t>(Now.Freq);
-    return Cycles / Freq * NanosPerSec + Cycles % Freq * NanosPerSec / Freq;
+    return Cycles / Freq * NanosPerSecond + Cycles % Freq * NanosPerSecond / Freq;
   }
   case Kind::Machine:
     return askSlot(Obj, machineIface(Obj), &MachineIface::getTime);
@@ -169,7 +169,7 @@ uint64_t orvy_timeGetThreadWct(void) {
   return readClock(CLOCK_THREAD_CPUTIME_ID);
 }
 
-static const bool IsAsked = [] {
+static const bool IsRegistered = [] {
   setLogTime(orvy_getSecs);
   return true;
 }();

@@ -137,7 +137,7 @@ void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Categor
   return Out.end();
 }
 
-// For those who ask for the reason of a failure: the message without level and time.
+// Records the message without level and time, for functions that return the reason of a failure.
 [[gnu::format(printf, 2, 0)]] void record(const void *Obj, const char *Fmt, va_list Args) {
   Line Out;
   if (const char *Name = Sources.nameOf(Obj)) {

@@ -1,4 +1,4 @@
-// Assembling and disassembling through whatever processor is asked.
+// Assembling and disassembling through the interface of a processor.
 
 #include "Objsys/ObjectKinds.h"
 

@@ -1,4 +1,4 @@
-// The class Clock: a queue and a cycle counter, moved by whoever calls its ClockIface.
+// The class Clock: a queue and a cycle counter, moved through its ClockIface.
 
 #include "orvy/Support/Clock.h"
 
@@ -58,8 +58,8 @@ private:
   Clock &C;
 };
 
-/// Moves to an event's time, unless it lies in the past, and fires what is due then. False if the
-/// clock was disposed at that.
+/// Moves to an event's time, unless it lies in the past, and fires what is due then. False if that
+/// disposed of the clock.
 bool moveAndTrigger(Clock &C, int64_t Time) {
   if (Time > C.Cycles)
     C.Cycles = Time;
@@ -101,7 +101,7 @@ int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
   return 0;
 }
 
-/// The pacing lies in the queue's handling of real-time events; the event itself has nothing to do.
+/// Empty: the queue paces real-time events before it calls their functions.
 void syncEvent(orvy_Event *) {}
 
 bool hasSyncEvent(const Clock &C) {
@@ -149,7 +149,7 @@ int advanceCycles(void *Obj, uint64_t Cycles) {
   return advanceTo(C, orvy::clampedSum(C.Cycles, orvy::clampedTime(Cycles)));
 }
 
-// Getters and setters. None looks at the queue: jumping in time fires nothing.
+// Getters and setters. Setting the time fires no events.
 
 uint64_t getSteps(void *Obj) {
   return static_cast<uint64_t>(clockOf(Obj).Steps);

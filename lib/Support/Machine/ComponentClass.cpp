@@ -19,7 +19,7 @@
 using namespace orvy;
 using namespace orvy::objsys;
 using component::isClock;
-using component::MostLevels;
+using component::MaxLevels;
 using component::objectsIn;
 
 namespace {
@@ -30,14 +30,14 @@ orvy_Component &componentOf(void *Obj) {
 
 // Setters
 
-/// The strings go with their dictionary, which a restore replaces.
+/// Releases the strings with their dictionary when a restore replaces it.
 void setDelegatePropNames(void *Obj, orvy_Propval Pv, int) {
   orvy_Component &C = componentOf(Obj);
   if (Pv.Typ == ovTY_Dict && Pv.Dict != C.DelegatePropNames)
     component::replaceDelegatePropNames(C, Pv.Dict);
 }
 
-/// Whether to run these clocks is to run that component, or to go too deep.
+/// Whether running these clocks would run that component, or nest too deeply.
 bool wouldRun(orvy_Vector &Clocks, const orvy_Component &C, std::set<const orvy_Component *> &Seen,
               unsigned Level = 0) {
   return std::ranges::any_of(component::referencesIn(Clocks), [&](const orvy_IfaceRef &Ref) {
@@ -45,7 +45,7 @@ bool wouldRun(orvy_Vector &Clocks, const orvy_Component &C, std::set<const orvy_
         Ref.Iface == &component::GroupTable ? component::find(Ref.Obj) : nullptr;
     if (!Group || !Seen.insert(Group).second)
       return false;
-    return Group == &C || Level >= MostLevels || wouldRun(Group->Clocks, C, Seen, Level + 1);
+    return Group == &C || Level >= MaxLevels || wouldRun(Group->Clocks, C, Seen, Level + 1);
   });
 }
 
@@ -95,8 +95,7 @@ void printObject(void *Obj) {
                               [](const orvy_IfaceRef &Ref) { return Ref.Obj; });
 }
 
-/// The indent is a running one: an inner component has a line as an entry and one as the head of
-/// its own tree.
+/// An inner component has a line as an entry, and one as the head of its own tree.
 void printTree(orvy_Component &C, size_t Indent) {
   outs() << std::string(Indent, ' ') << Class::nameForObject(&C) << "\n";
   Indent += 2;
@@ -152,7 +151,7 @@ orvy_Class *orvy_registerComponent(const char *ClsName, orvy_ObjectCreateFunc Cr
   orvy_Class *Cls = orvy_registerClass(ClsName, Create, Dispose ? Dispose : orvy_componentDispose);
   if (!Cls)
     return nullptr;
-  orvy_qualifyAs(Cls, QualifierComponent);
+  orvy_qualifyAs(Cls, static_cast<unsigned>(Kind::Component));
   describe(Cls);
   orvy_addInterface(Cls, "ObjectIface", "ObjectIface", &ObjectTable, 0, "");
   orvy_addInterface(Cls, "ClockIface", "ClockIface", &component::GroupTable, 0, "");

@@ -5,6 +5,7 @@
 #include "Machine/ComponentClock.h"
 #include "Base/ActiveRun.h"
 #include "Base/Saturation.h"
+#include "Machine/Quantum.h"
 #include "Objsys/ComponentModel.h"
 #include "Objsys/ObjectKinds.h"
 #include "Objsys/ObjsysClass.h"
@@ -20,7 +21,6 @@ namespace {
 using namespace orvy;
 using component::referencesIn;
 
-constexpr int32_t DefaultQuanta = 1000000; // ns
 constexpr int64_t EndOfTime = endOfTime(false);
 
 orvy_Component &groupOf(void *Obj) {
@@ -36,14 +36,14 @@ struct Clock {
   const ClockIface *operator->() const { return Iface; }
 };
 
-/// Whether an object still has the table that was taken from it: a clock may be disposed of, and
-/// its address be another object's.
+/// Whether the object still has that table: a clock may be disposed of, and another object may have
+/// its address.
 bool isThere(const orvy_IfaceRef &Ref) {
   const objsys::Class *Cls = objsys::Class::classForObject(Ref.Obj);
   return Cls && Cls->interfaceForPointer(Ref.Iface);
 }
 
-/// Whether the group itself was not disposed of by what it ran.
+/// Whether the group still exists: what it runs may dispose of it.
 bool isThere(const orvy_Component &G) {
   return component::find(&G);
 }
@@ -116,7 +116,7 @@ int advanceToCycles(void *Obj, uint64_t Cycles) {
         return Reason;
     }
     G.CurrentClock = 0;
-    // A clock that refuses to run would be asked for ever.
+    // A clock that does not move would be called for ever.
     if (std::exchange(Before, cyclesOf(Obj)) == Before && IsWhole)
       break;
   }
@@ -124,25 +124,16 @@ int advanceToCycles(void *Obj, uint64_t Cycles) {
 }
 
 int advanceCycles(void *Obj, uint64_t Cycles) {
-  const uint64_t Now = cyclesOf(Obj);
-  return advanceToCycles(Obj, Cycles > UINT64_MAX - Now ? UINT64_MAX : Now + Cycles);
+  return advanceToCycles(Obj, clampedSum(cyclesOf(Obj), Cycles));
 }
 
 // Stepping: by quanta, until one of the clocks has made its steps.
-
-/// A time without quanta would stand still; the default is taken, said, and shown by the property.
-void needQuanta(orvy_Component &G) {
-  if (G.Quanta >= 1)
-    return;
-  G.Quanta = DefaultQuanta;
-  orvy_logSimWarning(&G, "quanta is not set, running in quanta of %d ns", G.Quanta);
-}
 
 /// End of the present quantum for a clock, by its own frequency from absolute time, so that no
 /// rounding adds up.
 uint64_t limitOf(const orvy_Component &G, Clock C) {
   const double Freq = ORVY_CALL(ClockIface, getFreq, C.Obj, *C.Iface);
-  const bool Sound = Freq >= 1.0 && Freq < 0x1p63; // also refuses what is not a number
+  const bool Sound = Freq >= 1.0 && Freq < 0x1p63; // also rejects NaN
   return static_cast<uint64_t>(orvy_nanosToCycles(std::max<int64_t>(G.QuantaEnd, 0),
                                                   Sound ? static_cast<uint64_t>(Freq) : 1));
 }
@@ -166,8 +157,8 @@ bool isAtLimit(orvy_Component &G, uint64_t Cycles) {
   return AtLimit || G.QuantaEnd == EndOfTime;
 }
 
-/// Acts when the last clock has had its turn, with so many steps left. Says whether it goes on. A
-/// quantum that a limit cuts short is not over: the next call takes it up again.
+/// Ends a round after the turn of the last clock. Returns whether there is another one. A quantum
+/// that a limit cuts short is not over: the next call continues it.
 bool endRound(orvy_Component &G, uint64_t Left, uint64_t Cycles) {
   if (Left > 0 && isAtLimit(G, Cycles)) {
     G.CurrentClock = 0;
@@ -181,7 +172,7 @@ bool endRound(orvy_Component &G, uint64_t Left, uint64_t Cycles) {
 
 int stepClocks(orvy_Component &G, Clock Counting, uint64_t Steps, uint64_t Cycles) {
   const uint64_t Start = ORVY_CALL(ClockIface, getSteps, Counting.Obj, *Counting.Iface);
-  const uint64_t End = Steps > UINT64_MAX - Start ? UINT64_MAX : Start + Steps;
+  const uint64_t End = clampedSum(Start, Steps);
   for (uint64_t Left = Steps;;) {
     const size_t Idx = currentIndex(G);
     if (Idx >= clockCount(G)) {
@@ -220,7 +211,7 @@ int stepUntil(void *Obj, uint64_t Steps, uint64_t Cycles) {
     orvy_logSimError(Counting.Obj, "does not implement stepping");
     return 0;
   }
-  needQuanta(G);
+  ensureQuantum(&G, G.Quanta);
   return stepClocks(G, Counting, Steps, Cycles);
 }
 

@@ -35,8 +35,8 @@ const MemorySpaceIface &spaceIface(void *Space) {
   return *Iface;
 }
 
-/// What both ways of mapping require of space and device; null, with an error, if something is
-/// wrong.
+/// The checks of space and device that both ways of mapping share; null, with an error, if one
+/// fails.
 const MemorySpaceIface *checkMap(void *Space, void *Device) {
   if (!Space) {
     orvy_logConfigError(nullptr, "invalid memory space object passed to orvy_memoryMap()");
@@ -100,7 +100,7 @@ uint32_t writePart(uint32_t Old, uint32_t Value, Part P) {
 } // namespace
 
 uint32_t orvy_memoryRead(void *Obj, void *Data, uint64_t Addr, uint32_t Len, uint32_t Swap) {
-  const ActiveRun Busy; // a device that is reached must not replace what reaches it
+  const ActiveRun Busy; // the device must not restore a checkpoint
   const MemoryIface *Iface = findMemory(Obj);
   return Iface ? callSlotOr(Failed, "MemoryIface.readBytes", Obj, *Iface, &MemoryIface::readBytes,
                             Data, Addr, Len, Swap)

@@ -27,7 +27,7 @@
 using namespace orvy;
 using namespace orvy::objsys;
 using component::disposeVector;
-using component::MostLevels;
+using component::MaxLevels;
 using component::objectsIn;
 using component::owns;
 
@@ -79,18 +79,19 @@ void disposeWithStrings(orvy_Dict *Dict) {
 
 // Inner objects
 
-/// What can be a time source behind a clock: a group passes for its first clock. Null for none.
+/// The time source that the first clock gives; for a group, the one of its own first clock. Null if
+/// there is none.
 void *timeSourceOf(orvy_Component &C) {
   void *First = firstClock(C);
-  for (unsigned Level = 0; Level < MostLevels; ++Level) {
+  for (unsigned Level = 0; Level < MaxLevels; ++Level) {
     orvy_Component *Group = component::find(First);
     if (!Group)
       break;
     First = firstClock(*Group);
   }
   const Class *Cls = Class::classForObject(First);
-  const bool Holds = Cls && (Cls->Qualifier == QualifierCpu || Cls->Qualifier == QualifierMachine ||
-                             Cls->Qualifier == QualifierClock);
+  const bool Holds = Cls && (Cls->Qualifier == Kind::Processor || Cls->Qualifier == Kind::Machine ||
+                             Cls->Qualifier == Kind::Clock);
   return Holds ? First : nullptr;
 }
 
@@ -110,7 +111,7 @@ void *createInner(orvy_Component &C, const char *ClsName, const orvy_CreateArg *
   void *Obj = orvy_createObject(ClsName, (std::string(C.Name) + "-" + InnerName).c_str(), Args);
   if (!Obj)
     return nullptr;
-  // The create function may have taken a component away that was there before.
+  // The create function may have disposed of the component.
   if (IsRegistered && !component::find(&C)) {
     Class::disposeObject(Obj);
     return nullptr;
@@ -125,7 +126,7 @@ void *createInner(orvy_Component &C, const char *ClsName, const orvy_CreateArg *
     push(C.Components, Obj);
   if (void *Source = timeSourceOf(C))
     orvy_setTimeSource(Obj, Source);
-  // What hears of its time source may have disposed of it.
+  // A subscriber to the change of the time source may have disposed of it.
   return Class::classForObject(Obj) ? Obj : nullptr;
 }
 
@@ -181,7 +182,7 @@ orvy_Component *makeRecord(const char *Name) {
 }
 
 void disposeRecord(orvy_Component &C) {
-  // What hears of a disposal may dispose of others: entries are looked at one by one.
+  // A subscriber to a disposal may dispose of others: check each entry when its turn comes.
   for (size_t Idx = 0; Idx < objectsOf(C).size(); ++Idx)
     if (void *Obj = objectsOf(C)[Idx]; owns(C, Obj))
       Class::disposeObject(Obj);
@@ -196,12 +197,12 @@ void disposeRecord(orvy_Component &C) {
   std::free(&C);
 }
 
-/// Levels of ownership above a component; MostLevels or more if Obj is one of its owners.
+/// Levels of ownership above a component; MaxLevels or more if Obj is one of its owners.
 unsigned levelsAbove(const orvy_Component &C, const void *Obj) {
   unsigned Levels = 0;
-  for (const orvy_Component *Owner = &C; Owner && Levels < MostLevels; ++Levels) {
+  for (const orvy_Component *Owner = &C; Owner && Levels < MaxLevels; ++Levels) {
     if (Owner == Obj)
-      return MostLevels;
+      return MaxLevels;
     Owner = Owner->Super.Component;
   }
   return Levels;
@@ -214,7 +215,7 @@ void adoptListed(orvy_Component &C) {
     if (!Cls || Cls->External || Obj == Sim)
       continue;
     auto &Header = *static_cast<orvy_Object *>(Obj);
-    if (!Header.Component && levelsAbove(C, Obj) < MostLevels)
+    if (!Header.Component && levelsAbove(C, Obj) < MaxLevels)
       Header.Component = &C;
   }
 }
@@ -223,7 +224,7 @@ void adoptListed(orvy_Component &C) {
 
 orvy_Component *component::find(const void *Obj) {
   const Class *Cls = Class::classForObject(Obj);
-  if (!Cls || Cls->External || Cls->Qualifier != QualifierComponent)
+  if (!Cls || Cls->External || Cls->Qualifier != Kind::Component)
     return nullptr;
   // A class can be qualified by hand; only a registered one has the record.
   const Property *Last = Cls->getProperty("delegateInterfaces");
@@ -269,7 +270,7 @@ void component::adoptRestored() {
     if (orvy_Component *C = find(Each))
       adoptListed(*C);
   for (void *Each : Class::getComponents())
-    if (orvy_Component *C = find(Each); C && levelsAbove(*C, nullptr) >= MostLevels)
+    if (orvy_Component *C = find(Each); C && levelsAbove(*C, nullptr) >= MaxLevels)
       C->Super.Component = nullptr;
 }
 

@@ -9,11 +9,11 @@
 
 namespace orvy::component {
 
-/// The record behind an address; null if it is no registered component.
+/// The record at an address; null if it is not a registered component.
 orvy_Component *find(const void *Obj);
 
-/// Components that may own or run each other in a row: a checkpoint can ask for any number.
-constexpr unsigned MostLevels = 256;
+/// Limit of components that own or run each other in a chain: a checkpoint can have any number.
+constexpr unsigned MaxLevels = 256;
 
 /// The references in a vector; none if it holds anything else.
 std::span<orvy_IfaceRef> referencesIn(orvy_Vector &Vec);
@@ -24,8 +24,8 @@ std::span<void *> objectsIn(orvy_Vector &Vec);
 /// Whether an entry is still an inner object. Its address may be that of another object by now.
 bool owns(const orvy_Component &C, const void *Obj);
 
-/// Whether a reference is to a ClockIface. What the group scheduler will call must be what it takes it
-/// for, whoever wrote the checkpoint.
+/// Whether a reference is to a ClockIface: a checkpoint may refer to another table, which the group
+/// scheduler must not call.
 bool isClock(const orvy_IfaceRef &Ref);
 
 /// Releases a vector that may have been released already.
@@ -34,9 +34,8 @@ void disposeVector(orvy_Vector &Vec);
 /// Takes over a dictionary of strings, releasing the present one and its strings.
 void replaceDelegatePropNames(orvy_Component &C, orvy_Dict *Names);
 
-/// Hides from the lists of an object, if it is a component, the entries that are inner objects no
-/// more, as one that was disposed of alone; what its clocks refer to likewise. For as long as it
-/// lives, in which nothing may be added.
+/// Hides entries that are no longer inner objects from the lists of an object, if that is a
+/// component, for as long as the guard lives. The same for its clocks. Nothing may be added meanwhile.
 class WithoutGone {
 public:
   explicit WithoutGone(void *Obj);
@@ -46,7 +45,7 @@ public:
 
 private:
   orvy_Component *Comp;
-  orvy_Vector Objects{}, Components{}, Clocks{}; ///< what the component has otherwise
+  orvy_Vector Objects{}, Components{}, Clocks{}; ///< the hidden ones
 };
 
 /// Gives objects to the components that list them, as a restore may have created or left out some.

@@ -1,4 +1,4 @@
-// What the log is told about objects: names, filters, categories, and whose time they have.
+// What the log knows of objects: names, filters, categories and time sources.
 
 #include "Logging/LogSources.h"
 #include "Objsys/ObjsysClass.h"
@@ -8,14 +8,14 @@ using namespace orvy::objsys;
 
 namespace {
 
-/// The header of an object. The registry alone says what has one: null for anything else.
+/// The header of an object. Null for an address that is not registered, or an external object.
 orvy_Object *headerOf(const void *Obj, const Class *Cls) {
   return Cls && !Cls->External ? static_cast<orvy_Object *>(const_cast<void *>(Obj)) : nullptr;
 }
 
 /// Whether an object has a time of its own.
 bool keepsTime(const Class &Cls) {
-  return Cls.Qualifier == QualifierCpu || Cls.Qualifier == QualifierMachine;
+  return Cls.Qualifier == Kind::Processor || Cls.Qualifier == Kind::Machine;
 }
 
 void *timeSourceOf(const void *Obj) {
@@ -25,8 +25,8 @@ void *timeSourceOf(const void *Obj) {
     return Header;
   // What is not a processor, machine or clock would log an error when asked for its time.
   const Class *Source = Header->TimeSource ? Class::classForObject(Header->TimeSource) : nullptr;
-  const bool IsTold = Source && (keepsTime(*Source) || Source->Qualifier == QualifierClock);
-  return IsTold ? Header->TimeSource : nullptr;
+  const bool HasTime = Source && (keepsTime(*Source) || Source->Qualifier == Kind::Clock);
+  return HasTime ? Header->TimeSource : nullptr;
 }
 
 const bool Answers = [] {

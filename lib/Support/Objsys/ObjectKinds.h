@@ -1,4 +1,4 @@
-// ObjectKinds.h - quick access to what a processor, machine, memory or clock is reached through.
+// ObjectKinds.h - quick access to the interfaces of processors, machines, memories and clocks.
 //
 // All of it reads through the object's header, so the address must be null or an object that has
 // one.
@@ -7,6 +7,7 @@
 #define ORVY_LIB_OBJECTKINDS_H
 
 #include "Base/InternalError.h"
+#include "Objsys/Kind.h"
 
 #include "orvy/Support/Clock.h"
 #include "orvy/Support/Events.h"
@@ -18,24 +19,13 @@
 
 namespace orvy {
 
-/// What an object is, by the qualifier of its class.
-enum class Kind : uint32_t {
-  Plain = 0,
-  Processor = 1,
-  Machine = 2,
-  External = 3,
-  Memory = 4,
-  Component = 5,
-  Clock = ORVY_QUALIFIER_CLOCK
-};
-
 /// Kind of an object; Plain for null and for an object outside its registered life.
 inline Kind kindOf(const void *Obj) {
   const auto *Header = static_cast<const orvy_Object *>(Obj);
   if (!Header || !Header->Class)
     return Kind::Plain;
-  // The qualifier is the first word of the class record, for readers like this one.
-  return static_cast<Kind>(*reinterpret_cast<const uint32_t *>(Header->Class));
+  // The qualifier is the first word of the class record.
+  return *reinterpret_cast<const Kind *>(Header->Class);
 }
 
 /// Ends the process for an object that is not what a function requires: names it and its class.
@@ -74,8 +64,8 @@ inline const MemAccessIface &memAccessIface(void *Mem) {
   return tableWord<MemAccessIface>(Mem, 0);
 }
 
-/// Calls a slot of a table that a model handed over. One that the model left null refuses: the
-/// error names it, and the result is Otherwise.
+/// Calls a slot of a table that a model handed over. For a null slot it logs an
+/// error with the name, and returns Otherwise.
 template <typename Iface, typename Result, typename... Params, typename... Values>
 Result callSlotOr(Result Otherwise, const char *Name, void *Obj, const Iface &Table,
                   Result (*Iface::*Slot)(void *, Params...), Values... Args) {
@@ -100,7 +90,7 @@ Result callSlot(const char *Name, void *Obj, const Iface &Table,
   return callSlotOr(Result(), Name, Obj, Table, Slot, Args...);
 }
 
-/// Asks a slot without a word: what a null one would say is zero. For the log's own use.
+/// Calls a slot without logging; zero for a null one. The log itself uses it.
 template <typename Iface, typename Result>
 Result askSlot(void *Obj, const Iface &Table, Result (*Iface::*Slot)(void *)) {
   return Table.*Slot ? (Table.*Slot)(Obj) : Result();
@@ -115,7 +105,7 @@ inline const EventIface &eventIface(void *Holder) {
   return tableWord<EventIface>(Holder, kindOf(Holder) == Kind::Processor ? 2 : 1);
 }
 
-/// Queue of a queue holder, the first field behind its header.
+/// Queue of a queue holder, the first field after its header.
 inline orvy_EventQueue *queueOf(void *Holder) {
   return *reinterpret_cast<orvy_EventQueue **>(static_cast<char *>(Holder) + sizeof(orvy_Object));
 }
@@ -123,7 +113,7 @@ inline orvy_EventQueue *queueOf(void *Holder) {
 /// Frequency of a clock as the integer that time conversions use.
 inline int64_t clockFreq(void *Clock) {
   double Freq = askSlot(Clock, clockIface(Clock), &ClockIface::getFreq);
-  // Also refuses what is not a number, for which every comparison fails.
+  // Also rejects NaN, for which every comparison fails.
   return Freq >= 1.0 && Freq < 9.2e18 ? static_cast<int64_t>(Freq) : 0;
 }
 

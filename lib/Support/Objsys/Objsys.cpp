@@ -45,7 +45,7 @@ constexpr const char *TypeNames[] = {"<<INVALID-TYPE>>",
 
 constexpr double TwoTo63 = 9223372036854775808.0;
 
-// Defined for every double, unlike the cast: what does not fit is the smallest integer.
+// Defined for every double, unlike the cast: a value out of range gives the smallest integer.
 int64_t truncate(double Real) {
   bool Fits = Real >= -TwoTo63 && Real < TwoTo63;
   return Fits ? static_cast<int64_t>(Real) : INT64_MIN;
@@ -57,7 +57,7 @@ uint64_t truncateUnsigned(double Real) {
   return static_cast<uint64_t>(truncate(Real));
 }
 
-// Applies Func to the number in the record, in its own type, and Otherwise to what is no number.
+// Applies Func to the number in the record, in its own type, and Otherwise to a record that is not a number.
 template <typename Function, typename Fallback>
 auto withNumber(const orvy_Propval &Pv, Function Func, Fallback Otherwise) {
   switch (Pv.Typ) {

@@ -1,4 +1,4 @@
-// Creation arguments: the check of what is given against what a class takes.
+// Creation arguments: checked against the specifications of the class.
 
 #include "orvy/Support/CreateArgs.h"
 
@@ -68,7 +68,7 @@ std::optional<uint64_t> withUnit(orvy_ArgKind Kind, const std::string &Text) {
   unsigned long Factor = 0;
   if (End == 0 || !unitFactor(Kind, Text.substr(Start), Factor))
     return std::nullopt;
-  // In integers as long as it can be: a real number holds 53 bits.
+  // Integers first: a real number holds only 53 bits.
   long Whole = 0;
   uint64_t Product = 0;
   if (Digits.size() < 19 && Digits[0] != '0' && parseInt(Digits, Whole))
@@ -146,7 +146,7 @@ struct Reading {
   bool unknown(const orvy_CreateArg &Arg) const;
   std::string taken() const;
   bool tolerate(const std::string &Why) const;
-  bool refuse(const std::string &Why) const;
+  bool reject(const std::string &Why) const;
 };
 
 std::string limits(const orvy_ArgSpec &Spec) {
@@ -168,7 +168,7 @@ std::string Reading::taken() const {
   return Text.empty() ? "it takes no arguments" : Text;
 }
 
-bool Reading::refuse(const std::string &Why) const {
+bool Reading::reject(const std::string &Why) const {
   orvy_logConfigError(nullptr, "'%s' of class '%s' is not created: %s", ObjName, ClsName,
                       Why.c_str());
   return false;
@@ -178,10 +178,10 @@ bool Reading::unknown(const orvy_CreateArg &Arg) const {
   return tolerate("there is no argument '" + std::string(Arg.Key) + "', " + taken());
 }
 
-// Refuses what a lenient class lets pass.
+// Rejects an argument, or only warns if the class is lenient.
 bool Reading::tolerate(const std::string &Why) const {
   if (!(Flags & ORVY_ARGS_LENIENT))
-    return refuse(Why);
+    return reject(Why);
   orvy_logConfigWarning(nullptr, "'%s' of class '%s': %s", ObjName, ClsName, Why.c_str());
   return true;
 }
@@ -198,9 +198,9 @@ bool Reading::take(const orvy_CreateArg &Arg) {
     return false;
   uint64_t Value = 0;
   if (!convert(Spec.Kind, Arg.Val, &Value))
-    return refuse(Name + " takes " + describe(Spec.Kind) + ", not " + propAsString(Arg.Val));
+    return reject(Name + " takes " + describe(Spec.Kind) + ", not " + propAsString(Arg.Val));
   if (hasLimits(Spec) && (Value < Spec.Least || Value > Spec.Most))
-    return refuse(Name + " takes " + limits(Spec) + ", not " + propAsString(Arg.Val));
+    return reject(Name + " takes " + limits(Spec) + ", not " + propAsString(Arg.Val));
   Values[Place] = Value;
   return true;
 }

@@ -7,18 +7,18 @@
 #include <algorithm>
 
 using namespace orvy::objsys;
+using orvy::Kind;
 
 orvy::ManagedStatic<ClassRegistry> orvy::objsys::TheClassRegistry;
 
 Class::Class(std::string Name, orvy_ObjectCreateFunc Create, orvy_ObjectDisposeFunc Dispose)
-    : Qualifier(QualifierPlain), Name(std::move(Name)), External(false), Create(Create),
+    : Qualifier(Kind::Plain), Name(std::move(Name)), External(false), Create(Create),
       Dispose(Dispose) {
   addProperty("object.timeSource", offsetof(orvy_Object, TimeSource), ovTY_Obj, 1, nullptr, nullptr,
               "Time source object (a cpu or machine object)");
 }
 
-Class::Class(std::string Name)
-    : Qualifier(QualifierExternal), Name(std::move(Name)), External(true) {}
+Class::Class(std::string Name) : Qualifier(Kind::External), Name(std::move(Name)), External(true) {}
 
 Class *Class::registerClass(const char *Name, orvy_ObjectCreateFunc Create,
                             orvy_ObjectDisposeFunc Dispose) {
@@ -123,7 +123,12 @@ const Class *headerClass(const void *Obj) {
   return Obj ? fromHandle(static_cast<const orvy_Object *>(Obj)->Class) : nullptr;
 }
 
-bool isQualified(const void *Obj, unsigned Qualifier) {
+void qualify(orvy_Class *Cls, Kind Qualifier) {
+  if (Cls)
+    fromHandle(Cls)->Qualifier = Qualifier;
+}
+
+bool isQualified(const void *Obj, Kind Qualifier) {
   const Class *Cls = headerClass(Obj);
   return Cls && Cls->Qualifier == Qualifier;
 }
@@ -166,20 +171,19 @@ void *orvy_getVTable(const void *Obj) {
 }
 
 void orvy_qualifyAs(orvy_Class *Cls, unsigned Qualifier) {
-  if (Cls)
-    fromHandle(Cls)->Qualifier = Qualifier;
+  qualify(Cls, static_cast<Kind>(Qualifier));
 }
 
 void orvy_qualifyAsCpu(orvy_Class *Cls) {
-  orvy_qualifyAs(Cls, QualifierCpu);
+  qualify(Cls, Kind::Processor);
 }
 
 void orvy_qualifyAsMachine(orvy_Class *Cls) {
-  orvy_qualifyAs(Cls, QualifierMachine);
+  qualify(Cls, Kind::Machine);
 }
 
 void orvy_qualifyAsMemory(orvy_Class *Cls) {
-  orvy_qualifyAs(Cls, QualifierMemory);
+  qualify(Cls, Kind::Memory);
 }
 
 int orvy_addLoggingCategory(orvy_Class *Cls, unsigned Id, const char *Name) {
@@ -222,25 +226,25 @@ int orvy_isExternal(const void *Obj) {
 }
 
 int orvy_isCpu(const void *Obj) {
-  return isQualified(Obj, QualifierCpu);
+  return isQualified(Obj, Kind::Processor);
 }
 
 int orvy_isMachine(const void *Obj) {
-  return isQualified(Obj, QualifierMachine);
+  return isQualified(Obj, Kind::Machine);
 }
 
 int orvy_isMemory(const void *Obj) {
-  // The one that is asked of external objects too, which have no header to read.
-  const Class *Cls = Class::isToldOfDisposal(Obj) ? headerClass(Obj) : classOrError(Obj);
-  return Cls && Cls->Qualifier == QualifierMemory;
+  // Unlike the others also called with external objects, which have no header to read.
+  const Class *Cls = Class::isBeingDisposed(Obj) ? headerClass(Obj) : classOrError(Obj);
+  return Cls && Cls->Qualifier == Kind::Memory;
 }
 
 int orvy_isComponent(const void *Obj) {
-  return isQualified(Obj, QualifierComponent);
+  return isQualified(Obj, Kind::Component);
 }
 
 int orvy_isQualifiedAs(const void *Obj, unsigned Qualifier) {
-  return isQualified(Obj, Qualifier);
+  return isQualified(Obj, static_cast<Kind>(Qualifier));
 }
 
 void orvy_foreachClass(void (*Func)(orvy_Class *Cls, void *Arg), void *Arg) {

@@ -3,6 +3,7 @@
 #ifndef ORVY_LIB_OBJSYSCLASS_H
 #define ORVY_LIB_OBJSYSCLASS_H
 
+#include "Objsys/Kind.h"
 #include "Objsys/ObjsysInterface.h"
 #include "Objsys/ObjsysProperty.h"
 #include "orvy/Support/ManagedStatic.h"
@@ -22,17 +23,6 @@ template <typename T> using NameMap = std::map<std::string, T, std::less<>>;
 template <typename T> using AddressMap = std::map<void *, T, std::less<>>;
 /// By object; nothing lists objects in the order of their addresses, and every access looks one up.
 template <typename T> using ObjectMap = std::unordered_map<const void *, T>;
-
-/// What the objects of a class are.
-enum ClassQualifier : unsigned {
-  QualifierPlain = 0,
-  QualifierCpu = 1,
-  QualifierMachine = 2,
-  QualifierExternal = 3,
-  QualifierMemory = 4,
-  QualifierComponent = 5,
-  QualifierClock = 6
-};
 
 /// A class of model objects: how to make and release one, and what it offers.
 class Class {
@@ -60,8 +50,9 @@ public:
   static Class *classForObject(const void *Obj);
   static void *objectForName(std::string_view Name);
   static const char *nameForObject(const void *Obj);
-  /// Whether an object is out of the registry and its disposal is being told: its header is there.
-  static bool isToldOfDisposal(const void *Obj);
+  /// Whether the subscribers to the disposal of an object are being notified: it is out of the
+  /// registry, but its header is still valid.
+  static bool isBeingDisposed(const void *Obj);
 
   static const NameMap<void *> &getObjectList();
   static const NameMap<void *> &objects() { return getObjectList(); }
@@ -85,7 +76,7 @@ public:
   static void writePropertyVal(const char *ObjName, const char *PropName, orvy_Propval Val,
                                int Idx);
 
-  // Describing. What is added under a name that exists replaces the old record.
+  // Description. What is added under a name that exists replaces the old record.
   Property &addProperty(const char *PropName, int Offset, orvy_Type Typ, int Count,
                         orvy_PropWriter Writer, orvy_PropReader Reader, const char *Doc);
   Property &addProperty(std::unique_ptr<Property> Added);
@@ -104,7 +95,7 @@ public:
   /// Whether the id and name were accepted.
   bool addLoggingCategory(unsigned Id, std::string_view CategoryName);
 
-  // Asking; null for what is not there.
+  // Queries; null for what is not there.
   Property *getProperty(std::string_view PropName) const;
   RegisterBank *getRegisterBank(std::string_view BankName) const;
   /// The interface of that name, without the bracket part.
@@ -121,10 +112,10 @@ public:
   const char *getLoggingCategory(unsigned Id) const;
 
   /// Writes the documentation of the class as AsciiDoc to a file, which is replaced, or for null to
-  /// the standard output stream. A file that cannot be written is passed over.
+  /// the standard output stream. A file that cannot be written is ignored.
   void generateDocs(const char *File) const;
 
-  unsigned Qualifier; ///< stays the first word: read through the headers of objects
+  Kind Qualifier; ///< stays the first word: read through the headers of objects
   std::string Name;
   NameMap<std::unique_ptr<Property>> Properties;
   NameMap<std::unique_ptr<IfaceInstance>> Interfaces;
@@ -144,7 +135,7 @@ public:
 
 private:
   Property &insertProperty(std::unique_ptr<Property> Added);
-  // Nothing refers to a record any more when it is replaced.
+  // Remove all references to a record that is replaced.
   void forget(const Property &Replaced);
   void forget(const IfaceInstance &Replaced);
   void insertInterface(std::unique_ptr<IfaceInstance> Added);
@@ -153,8 +144,8 @@ private:
   uint64_t NextPort = 0;
 };
 
-/// All classes and objects of the process. Whether an address is an object is decided here alone:
-/// the header of an unknown address is never read.
+/// All classes and objects of the process. Only this registry decides whether an address is an
+/// object: the header of an unknown address is never read.
 class ClassRegistry {
 public:
   static ClassRegistry &get();

@@ -23,8 +23,8 @@ orvy_Propval referenceValue(orvy_IfaceRef Ref) {
   return Pv;
 }
 
-// One connection to be made. It holds names and addresses only, and looks them up where it needs
-// what they stand for: hooks of the properties may dispose of the objects or forget the classes.
+// One connection to be made. It holds names and addresses only, and looks them up at each
+// use: hooks of the properties may dispose of the objects or forget the classes.
 struct Connection {
   void *A;
   std::string PropName;
@@ -43,7 +43,7 @@ private:
   const Property *source() const;
   const IfaceInstance *sourcePort() const;
   const Property *targetPort() const;
-  bool refuses() const;
+  bool rejects() const;
   int appendToVector();
   int appendToArray();
   int storeReference();
@@ -103,9 +103,9 @@ int Connection::run() {
   }
 }
 
-// Whether what grows does not take the target, which is then logged. Single references are checked
-// where they are stored.
-bool Connection::refuses() const {
+// Whether a vector or array rejects the target, with an error. Single references are checked when
+// they are stored.
+bool Connection::rejects() const {
   const Property *Prop = source();
   const std::string Fault = Prop ? Prop->faultOf(Target) : std::string();
   if (!Fault.empty())
@@ -115,7 +115,7 @@ bool Connection::refuses() const {
 
 int Connection::appendToVector() {
   orvy_Propval Pv = orvy_getValue(A, PropName.c_str(), 0);
-  if (Pv.Typ != ovTY_Vector || Pv.Vector.Typ != ovTY_IfaceRef || refuses())
+  if (Pv.Typ != ovTY_Vector || Pv.Vector.Typ != ovTY_IfaceRef || rejects())
     return -1;
   orvy_vecPush(&Pv.Vector, referenceValue(Target));
   return 0;
@@ -123,7 +123,7 @@ int Connection::appendToVector() {
 
 int Connection::appendToArray() {
   orvy_Propref Array = orvy_getPropref(A, PropName.c_str());
-  if (!Array.Ptr || refuses())
+  if (!Array.Ptr || rejects())
     return -1;
   orvy_ifaceRefArrayPush(static_cast<orvy_IfaceRefArray *>(Array.Ptr), Target);
   return 0;
@@ -146,7 +146,7 @@ int Connection::findFreeElement() const {
 int Connection::chooseElement() const {
   if (!hasIndex())
     return findFreeElement();
-  // A negative index would be taken for none.
+  // A negative index would mean no index.
   int Idx = getIndex(PropName.c_str(), 0);
   return Idx < orvy_getPropLength(A, Base.c_str()) ? Idx : -1;
 }
@@ -167,7 +167,7 @@ int Connection::storeReference() {
   return sourcePort() && targetPort() ? connectBack(Idx) : 0;
 }
 
-// Whether both ports have what the way back needs: a table, and an element that is free.
+// Whether the reverse connection can be made: it needs a table and a free element.
 bool Connection::canConnectBack(int Idx) const {
   const int TargetIdx = getIndex(IfaceName.c_str(), 0);
   const Property *Prop = targetPort();
@@ -177,7 +177,7 @@ bool Connection::canConnectBack(int Idx) const {
 
 int Connection::connectBack(int Idx) {
   const bool IsFree = canConnectBack(Idx);
-  // Its Getter was called.
+  // Looked up only now: a Getter was called.
   const IfaceInstance *Port = sourcePort();
   const Property *Prop = targetPort();
   if (!IsFree || !Port || !Prop) {
@@ -190,7 +190,7 @@ int Connection::connectBack(int Idx) {
   return 0;
 }
 
-// What keeps a property that takes references from taking any in this way; null if nothing does.
+// Why the property cannot take references in this way; null if it can.
 const char *Connection::faultOfKind() const {
   switch (source()->Typ) {
   case ovTY_IfaceRef:
@@ -207,7 +207,7 @@ const char *Connection::faultOfKind() const {
   }
 }
 
-// What keeps a single reference from being stored; empty if nothing does.
+// Why a single reference cannot be stored; empty if it can.
 std::string Connection::faultOfElement() const {
   const int Idx = chooseElement();
   if (Idx < 0)
@@ -235,8 +235,8 @@ std::string Connection::fault() {
 
 bool isTimeSource(const void *Obj) {
   const Class *Cls = Class::classForObject(Obj);
-  return Cls && (Cls->Qualifier == QualifierCpu || Cls->Qualifier == QualifierMachine ||
-                 Cls->Qualifier == QualifierClock);
+  return Cls && (Cls->Qualifier == orvy::Kind::Processor || Cls->Qualifier == orvy::Kind::Machine ||
+                 Cls->Qualifier == orvy::Kind::Clock);
 }
 
 } // namespace

@@ -15,7 +15,7 @@
 
 using orvy::objsys::typeToSize;
 
-/// A dictionary behind its handle.
+/// The dictionary that a handle refers to.
 struct orvy_Dict {
   std::map<std::string, orvy_Propval, std::less<>> Values;
 };
@@ -28,7 +28,7 @@ bool isElementType(orvy_Type Typ) {
   return Typ > ovTY_Invalid && Typ <= ovTY_Vector && Typ != ovTY_IfaceRefArray;
 }
 
-// The bytes of a vector, or null with the message where the elements have no valid type.
+// The bytes of a vector, or null, with the message, if the elements have no valid type.
 VectorBytes *checkedBytes(orvy_Vector *Vec, const char *Message) {
   if (isElementType(Vec->Typ))
     return static_cast<VectorBytes *>(Vec->VecData);

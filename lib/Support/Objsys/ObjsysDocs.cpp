@@ -29,7 +29,7 @@ std::string typeText(const Property &Prop) {
   return Prop.Count > 1 ? "[" + std::to_string(Prop.Count) + " x " + Type + "]" : Type;
 }
 
-/// Rows between rulers of a length; one that stands for none where nothing was added.
+/// Rows between rulers of a length; EmptyRow if no row was added.
 class Table {
 public:
   Table(size_t RulerLength, const char *Head, const char *EmptyRow)

@@ -26,7 +26,7 @@ namespace {
 
 // Where a picture goes
 
-/// Runs a program to its end. One that cannot be started leaves no trace.
+/// Runs a program to its end. Ignores one that cannot be started.
 void runProgram(std::vector<std::string> Words) {
   std::vector<char *> Args;
   Args.reserve(Words.size() + 1);

@@ -52,7 +52,7 @@ Class *sameClass(const std::string &ClsName, orvy_ObjectDisposeFunc Dispose) {
   return Cls && Cls->Dispose == Dispose ? Cls : nullptr;
 }
 
-// Releases what was created and cannot be entered.
+// Releases an object that was created but cannot be registered.
 void discard(void *Obj, orvy_ObjectDisposeFunc Dispose) {
   static_cast<orvy_Object *>(Obj)->Class = nullptr;
   Dispose(Obj);
@@ -102,7 +102,7 @@ bool isSimulator(const void *Obj, const Class &Cls) {
   return !Cls.External && Cls.Name == "Simulator" && Class::objectForName("sim") == Obj;
 }
 
-// What clearing disposes itself, in name order. Owned objects go with their components.
+// The objects that clearing disposes of itself, in name order. Owned objects go with their components.
 std::vector<void *> rootObjects(const ClassRegistry &Registry, const void *Sim) {
   std::vector<void *> Roots;
   for (const auto &[Name, Obj] : Registry.Objects)
@@ -111,20 +111,20 @@ std::vector<void *> rootObjects(const ClassRegistry &Registry, const void *Sim) 
   return Roots;
 }
 
-// Clears inside each other. Those whose time sources go then go themselves.
+// Depth of nested clears. Objects whose time sources go during one go themselves.
 unsigned Clears = 0;
 
 void disposeAllBut(ClassRegistry &Registry, const void *Sim) {
   ++Clears;
-  // A snapshot: disposal passes over what an earlier one took with it.
+  // A snapshot: disposal ignores objects that an earlier one took with it.
   for (void *Obj : rootObjects(Registry, Sim))
     Class::disposeObject(Obj);
   --Clears;
 }
 
 bool keepsTime(const Class &Cls) {
-  return Cls.Qualifier == QualifierCpu || Cls.Qualifier == QualifierMachine ||
-         Cls.Qualifier == QualifierClock || Cls.Qualifier == QualifierComponent;
+  return Cls.Qualifier == orvy::Kind::Processor || Cls.Qualifier == orvy::Kind::Machine ||
+         Cls.Qualifier == orvy::Kind::Clock || Cls.Qualifier == orvy::Kind::Component;
 }
 
 // Posts reach their queue through the time source without a look at the registry.
@@ -144,13 +144,13 @@ void forgetObjects(ClassRegistry &Registry) {
   Registry.Processors.clear();
 }
 
-// Objects whose disposal is being told, the innermost last. They are out of the registry, and their
-// headers are still there.
-std::vector<void *> ToldOf;
+// Objects whose subscribers are being notified of the disposal, the innermost last. They are out of
+// the registry, but their headers are still valid.
+std::vector<void *> BeingDisposed;
 
-// Once their classes go, the headers lead nowhere.
-void forgetClassesOfTold() {
-  for (void *Obj : ToldOf)
+// Their classes are about to be released.
+void forgetClassesOfDisposed() {
+  for (void *Obj : BeingDisposed)
     static_cast<orvy_Object *>(Obj)->Class = nullptr;
 }
 
@@ -165,13 +165,13 @@ Observer::Observer(void (*Disposing)(void *Obj), void (*Cleared)())
   End = &Next;
 }
 
-void Observer::tellDisposing(void *Obj) {
+void Observer::notifyDisposing(void *Obj) {
   for (const Observer *Each = First; Each; Each = Each->Next)
     if (Each->Disposing)
       Each->Disposing(Obj);
 }
 
-void Observer::tellCleared() {
+void Observer::notifyCleared() {
   for (const Observer *Each = First; Each; Each = Each->Next)
     if (Each->Cleared)
       Each->Cleared();
@@ -196,9 +196,9 @@ void *Class::createObject(const char *ClsName, const char *ObjName, const orvy_C
   fillHeader(Header, *Cls);
   ClassRegistry &Registry = ClassRegistry::get();
   Registry.addObject(Name.c_str(), Obj, *Cls);
-  if (Cls->Qualifier == QualifierCpu)
+  if (Cls->Qualifier == orvy::Kind::Processor)
     Registry.Processors.push_back(Obj);
-  else if (Cls->Qualifier == QualifierComponent)
+  else if (Cls->Qualifier == orvy::Kind::Component)
     Registry.Components.push_back(Obj);
   Header.WillDisposeNotification = orvy_publishNotification("orvy.objectWillBeDisposed", Obj);
   Header.DisposedNotification = orvy_publishNotification("orvy.objectDisposed", Obj);
@@ -228,7 +228,7 @@ void Class::disposeObject(void *Obj) {
                        "orvy_objsysClear disposes of all other objects");
     return;
   }
-  Observer::tellDisposing(Obj);
+  Observer::notifyDisposing(Obj);
   ClassRegistry::get().removeObject(Obj);
   if (Cls->External)
     return;
@@ -240,9 +240,9 @@ void Class::disposeObject(void *Obj) {
   auto &Header = *static_cast<orvy_Object *>(Obj);
   int64_t WillDispose = Header.WillDisposeNotification;
   int64_t Disposed = Header.DisposedNotification;
-  ToldOf.push_back(Obj);
+  BeingDisposed.push_back(Obj);
   orvy_notify(WillDispose, Obj);
-  ToldOf.pop_back();
+  BeingDisposed.pop_back();
   Header.Class = nullptr;
   DisposeFunc(Obj);
   orvy_notify(Disposed, Obj);
@@ -251,13 +251,13 @@ void Class::disposeObject(void *Obj) {
 
 void Class::clear() {
   ClassRegistry &Registry = ClassRegistry::get();
-  // Whoever hears of a disposal may clear as well, so nothing is taken out until all are gone.
+  // A subscriber may clear as well, so nothing is taken out until all are gone.
   disposeAllBut(Registry, findSimulator().first);
   auto [Sim, SimClass] = findSimulator();
   // Before start-up there is no simulator to keep.
   auto Kept =
       Sim ? Registry.Classes.extract(SimClass->Name) : NameMap<std::unique_ptr<Class>>::node_type();
-  forgetClassesOfTold();
+  forgetClassesOfDisposed();
   Registry.Classes.clear();
   clearLoadedPlugins();
   forgetObjects(Registry);
@@ -266,7 +266,7 @@ void Class::clear() {
     return;
   Registry.Classes.insert(std::move(Kept));
   Registry.addObject("sim", Sim, *SimClass);
-  Observer::tellCleared();
+  Observer::notifyCleared();
 }
 
 void Class::clearObjects() {
@@ -277,11 +277,11 @@ void Class::clearObjects() {
   if (!Sim)
     return;
   Registry.addObject("sim", Sim, *SimClass);
-  Observer::tellCleared();
+  Observer::notifyCleared();
 }
 
-bool Class::isToldOfDisposal(const void *Obj) {
-  return std::ranges::count(ToldOf, Obj) != 0;
+bool Class::isBeingDisposed(const void *Obj) {
+  return std::ranges::count(BeingDisposed, Obj) != 0;
 }
 
 Class *Class::classForObject(const void *Obj) {

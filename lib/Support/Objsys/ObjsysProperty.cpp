@@ -206,7 +206,7 @@ void Property::store(void *Obj, const orvy_Propval &Pv, unsigned Idx) const {
 }
 
 void Property::storeOwned(void *Element, const orvy_Propval &Pv) const {
-  // What the object will release must be what it takes it for.
+  // The object will release the value by its type.
   if (Pv.Typ != Typ)
     return;
   if (Typ == ovTY_String)
@@ -253,7 +253,7 @@ std::string Property::faultOf(orvy_IfaceRef Ref) const {
            (Offered ? Offered->Name : "<null>") + "'";
   if (!RequiresInterface)
     return {};
-  // A table that the class does not publish is the model's own affair.
+  // The type of a table that the class does not publish is not known.
   const IfaceInstance *Iface = Offered->interfaceHolding(Ref.Iface, RequiredInterfaceType);
   if (!Iface || Iface->Type->Name == RequiredInterfaceType)
     return {};

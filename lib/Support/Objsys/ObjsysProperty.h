@@ -31,7 +31,7 @@ public:
   /// The element in the field, without asking the Getter. The property must have a field.
   orvy_Propval getValueUnsafe(const void *Obj, unsigned Idx) const;
   orvy_Propval readValue(void *Obj, int Idx) const;
-  /// Stores on the set route. An index outside the field is refused silently.
+  /// Stores on the set route. An index outside the field is ignored.
   void setValue(void *Obj, orvy_Propval Pv, int Idx) const;
   void writeValue(void *Obj, orvy_Propval Pv, int Idx) const;
 
@@ -43,11 +43,11 @@ public:
   /// The elements present: of an array of references its size, else Count.
   size_t getLength(const void *Obj) const;
 
-  /// Has references be accepted only from objects with an interface of that type.
+  /// Accepts references only to objects with an interface of that type from now on.
   void requireInterface(const char *IfaceType);
   /// Whether a reference to the object may be stored.
   bool objectConformsToInterfaces(void *Obj) const;
-  /// Why a reference may not be stored, as a text that names what is wrong; empty if it may. The
+  /// Why a reference may not be stored; empty if it may. The
   /// object must be registered, and what it and its table offer must be what is required.
   std::string faultOf(orvy_IfaceRef Ref) const;
 
@@ -65,8 +65,8 @@ public:
   std::vector<uint64_t> InPorts; ///< the ports of the class that it is part of
 
 private:
-  /// Whether hooks and fields may see a value: none gets a table that it would take for another.
-  /// Logs what is refused, and releases what the object would have taken over.
+  /// Whether hooks and fields may see a value: rejects a table of another type, with an error, and
+  /// releases what the object would have taken over.
   bool admits(void *Obj, const orvy_Propval &Pv) const;
   bool holdsVector(const void *Obj, const orvy_Vector &Vec) const;
   void store(void *Obj, const orvy_Propval &Pv, unsigned Idx) const;

@@ -197,7 +197,7 @@ const char *orvy_getRegisterName(orvy_Register *Reg) {
 }
 
 const char *orvy_getRegisterDocs(orvy_Register *Reg) {
-  // The message names the sister function.
+  // The message names orvy_getRegisterName here too.
   return ofRegister<const char *>(Reg, "Invalid register pointer passed to orvy_getRegisterName()",
                                   [](const Register &R) { return R.Doc.c_str(); });
 }

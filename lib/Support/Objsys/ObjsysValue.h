@@ -11,7 +11,7 @@
 
 namespace orvy::objsys {
 
-/// The bytes of one element of a property of that type inside a model object; 0 for no type.
+/// The bytes of one element of a property of that type inside a model object; 0 if the type is not valid.
 inline size_t typeToSize(orvy_Type Typ) {
   constexpr uint8_t Sizes[] = {0, 8, 8, 4, 8,  1,  2, 4,  8, 1,  2,
                                4, 8, 8, 8, 16, 16, 8, 16, 8, 16, 24};

@@ -5,7 +5,7 @@
 
 namespace orvy::objsys {
 
-/// Names functions for the life of the process, as a static object of a source above. They are called
+/// Registers functions for the life of the process, as a static object of a layer above. They are called
 /// in the order in which the observers were built, which is that of the sources in CMakeLists.txt.
 class Observer {
 public:
@@ -15,8 +15,8 @@ public:
   Observer(const Observer &) = delete;
   Observer &operator=(const Observer &) = delete;
 
-  static void tellDisposing(void *Obj);
-  static void tellCleared();
+  static void notifyDisposing(void *Obj);
+  static void notifyCleared();
 
 private:
   static Observer *First;

@@ -27,8 +27,8 @@ static ManagedStatic<PluginManager> TheManager;
 PluginManager::PluginManager() : Paths{"."} {}
 
 PluginManager &PluginManager::get() {
-  // A directory that is warned about needs the log, which cannot be built while the manager is. So
-  // the first user adds the option's values when the manager stands.
+  // Adding a directory may log a warning, and the log cannot be built while the manager is. So the
+  // first user adds the option's values to a finished manager.
   static std::atomic<bool> HasOptions{false};
   PluginManager &Manager = *TheManager;
   if (!HasOptions.load(std::memory_order_relaxed) && LibPath && !HasOptions.exchange(true))
@@ -61,7 +61,7 @@ void PluginManager::printPath() const {
 
 // Loading one file.
 
-// How the steps of a load are told; the two routes differ in nothing else.
+// How the steps of a load are reported: the only difference between the two routes.
 struct PluginManager::Reporter {
   void (*AlreadyLoaded)(const std::string &File);
   void (*NotOpened)(const std::string &File, const char *Why);

@@ -21,7 +21,7 @@ public:
   /// The manager of the process, whose path holds the values of --lib-path from its first use on.
   static PluginManager &get();
 
-  // What these return is told at orvy_loadPlugin.
+  // They return what orvy_loadPlugin does.
   int loadPlugin(const char *Name);
   int oldLoadPlugin(const std::string &Name);
   int unloadPlugin(const char *Name);

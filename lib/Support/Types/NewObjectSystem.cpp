@@ -10,7 +10,7 @@
 
 using namespace orvy;
 
-// They die in the reverse order.
+// Destroyed in the reverse order.
 static ManagedStatic<InterfaceTypes> TheInterfaceTypes;
 static ManagedStatic<ObjectSystem> TheObjectSystem;
 static ManagedStatic<TypeSystem> TheTypeSystem;
@@ -178,7 +178,7 @@ void *ObjectSystem::createObject(const char *StructName, const char *ObjName) {
   return Obj;
 }
 
-// The object that had the name goes on without one.
+// An object that had the name loses it.
 void ObjectSystem::enter(const char *Name, void *Obj, const Type *Ty) {
   Objects.insert(Name, Obj);
   ObjectTypes[Obj] = Ty;
