@@ -4,9 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <optional>
-#include <thread>
 
 using namespace orvy::testing;
 
@@ -106,33 +104,6 @@ TEST(ComputeProgram, IsNotDisturbedByInterrupts) {
   EXPECT_EQ(orvy_simRunNanos(TenSeconds), ovCER_Halt);
   EXPECT_EQ(B.output(), "compute: checksum 0xfb44f245 passed\n");
   EXPECT_GT(Taken, 50000);
-}
-
-TEST(Threads, CallbacksReachARunningProcessorOnceEach) {
-  Board B;
-  B.assemble(0, Board::RamBase, {"ba .+0x0", "or %g0, %g0, %g0"});
-  constexpr int PerThread = 1000;
-  static std::vector<int> Seen;
-  Seen.assign(4 * PerThread, 0);
-  std::vector<std::thread> Posters;
-  for (int T = 0; T < 4; ++T)
-    Posters.emplace_back([&, T] {
-      for (int I = T * PerThread; I < (T + 1) * PerThread; ++I)
-        orvy_eventPostAsync(
-            B.Cpus[0], [](void *Arg) { ++Seen[reinterpret_cast<uintptr_t>(Arg)]; },
-            reinterpret_cast<void *>(static_cast<uintptr_t>(I)), ovSE_Cpu);
-    });
-  std::thread Stopper([&] {
-    for (std::thread &T : Posters)
-      T.join();
-    while (!orvy_simIsRunning())
-      std::this_thread::yield();
-    orvy_simStop();
-  });
-  orvy_simRunNanos(1000 * TenSeconds);
-  Stopper.join();
-  orvy_simRunNanos(1);
-  EXPECT_THAT(Seen, testing::Each(1));
 }
 
 } // namespace
