@@ -48,7 +48,10 @@ TEST(SparcV8Board, RunsWhatItHasStoredInRam) {
 std::function<void()> Blow;
 
 void *makeCharge() {
-  static constexpr auto Serve = [](void *, orvy_MemTransaction *) { Blow(); };
+  static constexpr auto Serve = [](void *, orvy_MemTransaction *Mt) {
+    Mt->Flags |= ovMF_Failed;
+    Blow();
+  };
   static MemAccessIface Access = {Serve, Serve, Serve, Serve};
   orvy_Class *Cls = orvy_registerClass(
       "Charge",
@@ -58,7 +61,8 @@ void *makeCharge() {
   return orvy_createObject("Charge", "bomb", nullptr);
 }
 
-TEST(SparcV8Board, EndsItsRunIfAnAccessDisposesOfWhatItRunsIn) {
+/// What may be disposed of while instructions, events and traps run; nothing follows.
+TEST(SparcV8Board, EndsItsRunIfWhatItCallsDisposesOfWhatItRunsIn) {
   const struct {
     const char *What;
     void (*End)(Board &);
@@ -71,28 +75,38 @@ TEST(SparcV8Board, EndsItsRunIfAnAccessDisposesOfWhatItRunsIn) {
   };
   for (const auto &Case : Cases)
     for (const char *Instruction : {"ld [%g1], %g3", "st %g3, [%g1]", "swap [%g1], %g3",
-                                    "ldd [%g1], %g4", "std %g4, [%g1]", "jmp %g1"}) {
-      SCOPED_TRACE(std::string(Instruction) + " that disposes of " + Case.What);
-      Board B;
-      void *Cpu = B.Cpus[0];
-      B.map(0x90000000, 0x100, makeCharge());
-      B.assemble(0, Ram, {"ld [%g2], %g4", Instruction, "nop", "st %g4, [%g2]", "ba .-8", "nop"});
-      orvy_sparcSetPsr(Cpu, 0xA0);
-      orvy_cpuSetReg(Cpu, 1, 0x90000000);
-      orvy_cpuSetReg(Cpu, 2, Ram + 0x2000);
-      unsigned Times = 0;
-      Blow = [&] {
-        if (Times++ == 0)
-          Case.End(B);
-      };
-      const auto *Table = static_cast<CpuIface *>(orvy_getInterface(Cpu, "CpuIface", -1));
-      const orvy_CpuExitReason Reason = Table->run(Cpu, 1000);
-      EXPECT_EQ(1u, Times);
-      EXPECT_EQ(Case.IsCpuLeft ? ovCER_Halt : ovCER_Normal, Reason);
-      if (Case.IsCpuLeft) {
-        EXPECT_EQ(0x01u, trapOf(Cpu)) << "there is nothing left to fetch from";
+                                    "ldd [%g1], %g4", "std %g4, [%g1]", "jmp %g1", "ta 1", "nop"})
+      for (bool Steps : {false, true}) {
+        SCOPED_TRACE(std::string(Instruction) + " that disposes of " + Case.What);
+        Board B;
+        void *Cpu = B.Cpus[0];
+        B.map(0x90000000, 0x100, makeCharge());
+        B.assemble(0, Ram, {"ld [%g2], %g4", Instruction, "nop", "st %g4, [%g2]", "ba .-8", "nop"});
+        orvy_sparcSetPsr(Cpu, 0xA0);
+        orvy_cpuSetReg(Cpu, 1, 0x90000000);
+        orvy_cpuSetReg(Cpu, 2, Ram + 0x2000);
+        unsigned Times = 0;
+        Blow = [&] {
+          if (Times++ == 0)
+            Case.End(B);
+        };
+        const auto *Table = static_cast<CpuIface *>(orvy_getInterface(Cpu, "CpuIface", -1));
+        Table->enableTrapEvents(Cpu);
+        const auto Hear = [](void *, void *, void *) { Blow(); };
+        orvy_subscribeNotification("orvy.cpuTrapEntry", Cpu, nullptr, Hear);
+        if (Instruction[0] == 'n') // the event of that time does it
+          orvy_eventPostCycles(Cpu, orvy_eventPublish("charge", Cpu, [](orvy_Event *) { Blow(); }),
+                               2, ovSE_Cpu);
+        const orvy_CpuExitReason Reason = Steps ? Table->step(Cpu, 1000) : Table->run(Cpu, 1000);
+        EXPECT_EQ(Case.IsCpuLeft ? ovCER_Halt : ovCER_Normal, Reason);
+        EXPECT_EQ(Case.IsCpuLeft ? Cpu : nullptr, orvy_objectForName("cpu0"));
+        if (Case.IsCpuLeft) {
+          EXPECT_EQ(0x01u, trapOf(Cpu)) << "there is nothing left to fetch from";
+        } else {
+          EXPECT_EQ(1u, Times) << "nothing follows";
+        }
+        orvy_unsubscribeNotification("orvy.cpuTrapEntry", Cpu, Hear);
       }
-    }
 }
 
 } // namespace

@@ -105,58 +105,6 @@ TEST_F(SparcV8Time, FiresEventsPostedFromWithinAnAccess) {
   EXPECT_EQ(Log[1], std::make_pair(std::string("late"), uint64_t(5)));
 }
 
-TEST_F(SparcV8Time, MayBeDisposedWhileItRuns) {
-  int Accesses = 0, Traps = 0;
-  const auto ByDevice = [&] {
-    Memory->AtDevice = [&](Access, orvy_MemTransaction *Mt) {
-      ++Accesses;
-      Mt->Flags |= ovMF_Failed;
-      orvy_disposeObject(Cpu);
-    };
-  };
-  const auto ByEvent = [&] { post(event("end", [&] { orvy_disposeObject(Cpu); }), 2); };
-  const struct {
-    const char *By;
-    std::function<void()> Prepare;
-    int Accesses; // after which no instruction follows, and no trap
-    int Traps;
-    bool Steps;
-  } Cases[] = {
-      {"an event", ByEvent, 0, 0, false},
-      {"an event of a step", ByEvent, 0, 0, true},
-      {"a device that fails", ByDevice, 1, 0, false},
-      {"who hears of a trap", [&] { raise(5); }, 0, 1, false},
-  };
-  static void (*Hear)(void *, void *, void *) = [](void *Count, void *Source, void *) {
-    ++*static_cast<int *>(Count);
-    orvy_disposeObject(Source);
-  };
-  for (const auto &Case : Cases) {
-    SCOPED_TRACE(Case.By);
-    const CpuIface *Table = table();
-    Log.clear();
-    program({"nop", "nop", "ld [%g3], %g4", "ba .-0x4", "nop"});
-    orvy_cpuSetPc(Cpu, Origin);
-    set("g3", FlatMemory::DeviceBase);
-    Accesses = Traps = 0;
-    Memory->AtDevice = [&](Access, orvy_MemTransaction *) { ++Accesses; };
-    table()->enableTrapEvents(Cpu);
-    orvy_subscribeNotification("orvy.cpuTrapEntry", Cpu, &Traps, Hear);
-    const int64_t Never = event("never");
-    Case.Prepare();
-    post(Never, 100);
-    EXPECT_EQ(ovCER_Normal, Case.Steps ? Table->step(Cpu, 1000) : Table->run(Cpu, 1000));
-    EXPECT_EQ(Case.Accesses, Accesses);
-    EXPECT_EQ(Case.Traps, Traps);
-    EXPECT_EQ(nullptr, orvy_objectForName("cpu0"));
-    EXPECT_THAT(Log, testing::Not(testing::Contains(
-                         testing::Field(&std::pair<std::string, uint64_t>::first, "never"))));
-    orvy_unsubscribeNotification("orvy.cpuTrapEntry", Cpu, Hear); // which the next one would hear
-    TearDown();
-    SetUp();
-  }
-}
-
 TEST_F(SparcV8Time, AddsWaitStatesOfAnAccess) {
   int64_t Ev = event("tick");
   Memory->AtDevice = [&](Access, orvy_MemTransaction *Mt) { Mt->Cycles = 4; };
