@@ -126,7 +126,7 @@ TEST_F(MemoryModels, TakeTheirSizeOnce) {
   EXPECT_EQ(Board::number(Empty, "size"), 0x3000u) << "a text is not a size here";
 }
 
-TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
+TEST_F(MemoryModels, RejectMappingsThatCannotBe) {
   void *Other = make("Ram", "other", "size", 0x1000);
   const struct {
     uint64_t Addr, Len;
@@ -151,7 +151,7 @@ TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
   EXPECT_EQ(orvy_memoryMap(Space, (UINT64_C(1) << 48) - 0x1000, 0x1000, Other, 0), 0u);
 }
 
-TEST_F(MemoryModels, TakeANullSlotOfADeviceForARefusal) {
+TEST_F(MemoryModels, TakeANullSlotOfADeviceForAFailure) {
   static MemAccessIface Access = {nullptr, [](void *, orvy_MemTransaction *Mt) { Mt->Value = 5; },
                                   nullptr, nullptr};
   static MemoryIface Block = {[](void *, void *Data, uint64_t, uint32_t Len, uint32_t) {

@@ -332,7 +332,7 @@ TEST_F(SparcV8Time, ShowsItsStateToWhatAnInstructionCalls) {
   EXPECT_EQ(44u, get("l3"));
 }
 
-TEST_F(SparcV8Time, RefusesARunFromWithinARun) {
+TEST_F(SparcV8Time, RejectsARunFromWithinARun) {
   int64_t Ev = event("nested", [&] { EXPECT_EQ(ovCER_Normal, run(5)); });
   post(Ev, 3);
   run(10);

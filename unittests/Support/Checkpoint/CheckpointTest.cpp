@@ -356,7 +356,7 @@ TEST_F(Checkpoint, FailedSavesLeaveTheFormerFile) {
     Files += Each.exists();
   EXPECT_EQ(Files, 2u) << "nothing else is left";
   std::string Long = Dir.path(std::string(255, 'x'));
-  EXPECT_EQ(save(Long), Text) << "there is no name for another file beside it";
+  EXPECT_EQ(save(Long), Text) << "the name leaves no room for one of a part beside it";
   std::string Later = Dir.path("later.json");
   ASSERT_EQ(symlink("new.json", Later.c_str()), 0);
   EXPECT_EQ(save(Later), Text);

@@ -365,7 +365,7 @@ TEST_F(AsyncEvents, AClosedDescriptorWhoseFileLivesOnInACopyDoesNoHarm) {
   add(P.in(), L);
   P.closeEnd(0);
   orvy_asyncSocketRemove(P.in(), ovAS_Read);
-  P.put(); // still watched by the system, for an entry of a descriptor that is no more
+  P.put(); // still watched by the system, for an entry of a descriptor that is closed
   callsNow(L);
   EXPECT_LE(L.Calls, 1);
   close(Copy);

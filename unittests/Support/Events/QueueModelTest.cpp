@@ -307,7 +307,7 @@ protected:
   std::array<Queue, 2> Queues;
   std::vector<int> Draining;
   Queue *Firing = nullptr;
-  bool InHeap = false; ///< what fires is no longer from the stack
+  bool InHeap = false; ///< the stack of this trigger is done
   int64_t Now = 10000, Limit = 0, Fired = 0;
   int Warnings = 0;
 };

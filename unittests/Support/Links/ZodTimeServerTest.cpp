@@ -123,7 +123,7 @@ TEST_F(TimeServer, ANewPeriodStartsTheIntervalAnew) {
   EXPECT_FALSE(Far.take());
 }
 
-TEST_F(TimeServer, RefusesPeriodsThatWouldNotLetTimePass) {
+TEST_F(TimeServer, RejectsPeriodsThatWouldNotLetTimePass) {
   connect();
   set("enable", u8(1)); // the period is still 0
   for (double Period : {0.0, -1.0, std::nan(""), double(INFINITY)}) {
@@ -139,7 +139,7 @@ TEST_F(TimeServer, RefusesPeriodsThatWouldNotLetTimePass) {
   EXPECT_TRUE(isWaiting());
 }
 
-TEST_F(TimeServer, RefusesToStartWithoutAPeerOrATime) {
+TEST_F(TimeServer, DoesNotStartWithoutAPeerOrATime) {
   set("period", real(1));
   set("enable", u8(1));
   EXPECT_EQ(Log.count("cannot be enabled before \"hostname\" is set"), 1);
