@@ -6,96 +6,58 @@ namespace sparc_tests {
 
 namespace {
 
-/// %g1 op %g2 -> %g3, with the condition codes, and Y where an instruction reads or writes it.
+/// Operands, codes and Y before, result, codes and Y after, as "1 2 icc=f = 3 icc=0" in hexadecimal.
+/// The codes are NZVC; what is not named stays, and Y is 0 before.
 struct Operation {
-  const char *Name;
-  uint32_t A, B;
-  uint32_t Psr; ///< codes before
-  uint32_t Y;   ///< before
-  uint32_t Result;
-  uint32_t Codes; ///< after
-  uint32_t YAfter;
+  const char *Name, *Cases;
 };
 
-constexpr uint32_t Max = 0x7FFFFFFF, Min = 0x80000000, All = 0xFFFFFFFF;
-constexpr uint32_t Every = N | Z | V | C;
-
-// clang-format off
 const Operation Operations[] = {
-    {"add",      1,          2,          Every, 9, 3,          Every,     9},
-    {"add",      All,        1,          0,     0, 0,          0,         0},
-    {"addcc",    All,        1,          0,     0, 0,          Z | C,     0},
-    {"addcc",    Max,        1,          0,     0, Min,        N | V,     0},
-    {"addcc",    Min,        Min,        0,     0, 0,          Z | V | C, 0},
-    {"addcc",    3,          4,          Every, 0, 7,          0,         0},
-    {"addx",     1,          2,          C,     0, 4,          C,         0},
-    {"addx",     1,          2,          0,     0, 3,          0,         0},
-    {"addxcc",   All,        0,          C,     0, 0,          Z | C,     0},
-    {"addxcc",   All,        All,        C,     0, All,        N | C,     0},
-    {"addxcc",   Max,        0,          C,     0, Min,        N | V,     0},
-    {"sub",      1,          2,          0,     0, All,        0,         0},
-    {"subcc",    1,          2,          0,     0, All,        N | C,     0},
-    {"subcc",    2,          2,          C,     0, 0,          Z,         0},
-    {"subcc",    Min,        1,          0,     0, Max,        V,         0},
-    {"subcc",    Max,        All,        0,     0, Min,        N | V | C, 0},
-    {"subx",     5,          2,          C,     0, 2,          C,         0},
-    {"subxcc",   0,          0,          C,     0, All,        N | C,     0},
-    {"subxcc",   0,          All,        C,     0, 0,          Z | C,     0},
-    {"subxcc",   Min,        0,          C,     0, Max,        V,         0},
-    {"and",      0xF0F0,     0xFF00,     Every, 0, 0xF000,     Every,     0},
-    {"andcc",    0xF0F0,     0x0F0F,     Every, 0, 0,          Z,         0},
-    {"andn",     0xF0F0,     0xFF00,     0,     0, 0x00F0,     0,         0},
-    {"andncc",   All,        Max,        C | V, 0, Min,        N,         0},
-    {"or",       0xF0F0,     0xFF00,     0,     0, 0xFFF0,     0,         0},
-    {"orcc",     0,          0,          0,     0, 0,          Z,         0},
-    {"orn",      0,          0xFF00,     0,     0, 0xFFFF00FF, 0,         0},
-    {"orncc",    0,          All,        0,     0, 0,          Z,         0},
-    {"xor",      0xF0F0,     0xFF00,     0,     0, 0x0FF0,     0,         0},
-    {"xorcc",    Min,        1,          0,     0, 0x80000001, N,         0},
-    {"xnor",     0xF0F0,     0xFF00,     0,     0, 0xFFFFF00F, 0,         0},
-    {"xnorcc",   0,          All,        0,     0, 0,          Z,         0},
-    {"sll",      1,          31,         0,     0, Min,        0,         0},
-    {"sll",      1,          32,         0,     0, 1,          0,         0},
-    {"srl",      Min,        31,         0,     0, 1,          0,         0},
-    {"sra",      Min,        31,         0,     0, All,        0,         0},
-    {"sra",      Max,        0xFFFFFFE4, 0,     0, 0x07FFFFFF, 0,         0},
-    {"umul",     All,        All,        Every, 0, 1,          Every,     0xFFFFFFFE},
-    {"umul",     0x10000,    0x10000,    0,     9, 0,          0,         1},
-    {"smul",     All,        All,        0,     9, 1,          0,         0},
-    {"smul",     Min,        2,          0,     0, 0,          0,         All},
-    {"umulcc",   0x10000,    0x10000,    Every, 0, 0,          Z,         1},
-    {"umulcc",   Min,        1,          0,     0, Min,        N,         0},
-    {"smulcc",   All,        5,          0,     0, 0xFFFFFFFB, N,         All},
-    {"udiv",     7,          2,          Every, 0, 3,          Every,     0},
-    {"udiv",     0,          2,          0,     1, Min,        0,         1},
-    {"udiv",     0,          1,          0,     1, All,        0,         1},
-    {"udivcc",   0,          1,          0,     1, All,        N | V,     1},
-    {"udivcc",   1,          2,          Every, 0, 0,          Z,         0},
-    {"udivcc",   6,          All,        0,     5, 5,          0,         5},
-    {"sdiv",     0xFFFFFFF9, 2,          0,   All, 0xFFFFFFFD, 0,         All},
-    {"sdiv",     7,          0xFFFFFFFE, 0,     0, 0xFFFFFFFD, 0,         0},
-    {"sdivcc",   Min,        1,          0,     0, Max,        V,         0},
-    {"sdivcc",   Min,        All,        0,     0, Min,        N,         0},
-    {"sdivcc",   0x80000001, All,        0,     0, Min,        N | V,     0},
-    {"sdivcc",   Min,        1,          0,   All, Min,        N,         All},
-    {"sdivcc",   0,          All,        0,   Min, Max,        V,         Min},
-    {"sdivcc",   0,          1,          0,   Min, Min,        N | V,     Min},
-    {"taddcc",   4,          8,          0,     0, 12,         0,         0},
-    {"taddcc",   4,          9,          0,     0, 13,         V,         0},
-    {"taddcc",   Max & ~3u,  4,          0,     0, Min,        N | V,     0},
-    {"taddcc",   0xFFFFFFFC, 4,          0,     0, 0,          Z | C,     0},
-    {"tsubcc",   8,          4,          0,     0, 4,          0,         0},
-    {"tsubcc",   6,          4,          0,     0, 2,          V,         0},
-    {"tsubcc",   0,          4,          0,     0, 0xFFFFFFFC, N | C,     0},
-    {"taddcctv", 4,          8,          Every, 0, 12,         0,         0},
-    {"tsubcctv", 8,          8,          0,     0, 0,          Z,         0},
-    // op1 is rs1 >> 1 with (N xor V) on top; the second operand counts if the low bit of Y is 1.
-    {"mulscc",   6,          10,         0,     1, 13,         0,         0},
-    {"mulscc",   7,          10,         N,     0, 0x80000003, N,         Min},
-    {"mulscc",   0,          All,        V,     3, Max,        V | C,     1},
-    {"mulscc",   6,          10,         N | V, 2, 3,          0,         1},
+    {"add", "1 2 icc=f y=9 = 3; ffffffff 1 = 0"},
+    {"addcc", "ffffffff 1 = 0 icc=5; 7fffffff 1 = 80000000 icc=a; 80000000 80000000 = 0 icc=7; "
+              "3 4 icc=f = 7 icc=0"},
+    {"addx", "1 2 icc=1 = 4; 1 2 = 3"},
+    {"addxcc", "ffffffff 0 icc=1 = 0 icc=5; ffffffff ffffffff icc=1 = ffffffff icc=9; "
+               "7fffffff 0 icc=1 = 80000000 icc=a"},
+    {"sub", "1 2 = ffffffff"},
+    {"subcc", "1 2 = ffffffff icc=9; 2 2 icc=1 = 0 icc=4; 80000000 1 = 7fffffff icc=2; "
+              "7fffffff ffffffff = 80000000 icc=b"},
+    {"subx", "5 2 icc=1 = 2"},
+    {"subxcc", "0 0 icc=1 = ffffffff icc=9; 0 ffffffff icc=1 = 0 icc=5; "
+               "80000000 0 icc=1 = 7fffffff icc=2"},
+    {"and", "f0f0 ff00 icc=f = f000"},
+    {"andcc", "f0f0 f0f icc=f = 0 icc=4"},
+    {"andn", "f0f0 ff00 = f0"},
+    {"andncc", "ffffffff 7fffffff icc=3 = 80000000 icc=8"},
+    {"or", "f0f0 ff00 = fff0"},
+    {"orcc", "0 0 = 0 icc=4"},
+    {"orn", "0 ff00 = ffff00ff"},
+    {"orncc", "0 ffffffff = 0 icc=4"},
+    {"xor", "f0f0 ff00 = ff0"},
+    {"xorcc", "80000000 1 = 80000001 icc=8"},
+    {"xnor", "f0f0 ff00 = fffff00f"},
+    {"xnorcc", "0 ffffffff = 0 icc=4"},
+    {"sll", "1 1f = 80000000; 1 20 = 1"},
+    {"srl", "80000000 1f = 1"},
+    {"sra", "80000000 1f = ffffffff; 7fffffff ffffffe4 = 7ffffff"},
+    {"umul", "ffffffff ffffffff icc=f y=0 = 1 y=fffffffe; 10000 10000 y=9 = 0 y=1"},
+    {"smul", "ffffffff ffffffff y=9 = 1 y=0; 80000000 2 y=0 = 0 y=ffffffff"},
+    {"umulcc", "10000 10000 icc=f y=0 = 0 icc=4 y=1; 80000000 1 = 80000000 icc=8"},
+    {"smulcc", "ffffffff 5 y=0 = fffffffb icc=8 y=ffffffff"},
+    {"udiv", "7 2 icc=f = 3; 0 2 y=1 = 80000000; 0 1 y=1 = ffffffff"},
+    {"udivcc", "0 1 y=1 = ffffffff icc=a; 1 2 icc=f = 0 icc=4; 6 ffffffff y=5 = 5"},
+    {"sdiv", "fffffff9 2 y=ffffffff = fffffffd; 7 fffffffe = fffffffd"},
+    {"sdivcc", "80000000 1 = 7fffffff icc=2; 80000000 ffffffff = 80000000 icc=8; "
+               "80000001 ffffffff = 80000000 icc=a; 80000000 1 y=ffffffff = 80000000 icc=8; "
+               "0 ffffffff y=80000000 = 7fffffff icc=2; 0 1 y=80000000 = 80000000 icc=a"},
+    {"taddcc", "4 8 = c; 4 9 = d icc=2; 7ffffffc 4 = 80000000 icc=a; fffffffc 4 = 0 icc=5"},
+    {"tsubcc", "8 4 = 4; 6 4 = 2 icc=2; 0 4 = fffffffc icc=9"},
+    {"taddcctv", "4 8 icc=f = c icc=0"},
+    {"tsubcctv", "8 8 = 0 icc=4"},
+    // The first operand is rs1 >> 1 with N xor V on top; the second counts if Y is odd.
+    {"mulscc", "6 a y=1 = d y=0; 7 a icc=8 y=0 = 80000003 y=80000000; "
+               "0 ffffffff icc=2 y=3 = 7fffffff icc=3 y=1; 6 a icc=a y=2 = 3 icc=0 y=1"},
 };
-// clang-format on
 
 const Case Cases[] = {
     // Immediates, and %g0, which stays zero.
@@ -159,15 +121,15 @@ const Case Cases[] = {
 } // namespace
 
 TEST_F(SparcV8Cases, Operate) {
-  for (const Operation &Case : Operations) {
-    const std::string Code = std::string(Case.Name) + " %g1, %g2, %g3";
-    std::ostringstream Before, After;
-    Before << std::hex << "icc=" << (Case.Psr >> 20) << " y=" << Case.Y << " g1=" << Case.A
-           << " g2=" << Case.B;
-    After << std::hex << "icc=" << (Case.Codes >> 20) << " y=" << Case.YAfter
-          << " g3=" << Case.Result;
-    check({Code.c_str(), Before.str().c_str(), After.str().c_str()});
-  }
+  for (const Operation &Op : Operations)
+    for (const std::string &Text : split(Op.Cases)) {
+      const size_t Space = Text.find(' '), Equals = Text.find(" = ");
+      const std::string Code = Op.Name + std::string(" %g1, %g2, %g3");
+      const std::string Before =
+          "y=0 g1=" + Text.substr(0, Space) + " g2=" + Text.substr(Space + 1, Equals - Space - 1);
+      const std::string After = "g3=" + Text.substr(Equals + 3);
+      check({Code.c_str(), Before.c_str(), After.c_str()});
+    }
 }
 
 TEST_F(SparcV8Cases, ChangeOnlyWhatTheyName) {

@@ -125,20 +125,14 @@ TEST_F(SparcV8Trap, ResetsColdAndWarm) {
 }
 
 TEST_F(SparcV8Trap, NamesItsTraps) {
-  const struct {
-    int Number;
-    const char *Name;
-  } Names[] = {
-      {0x00, "reset"},
-      {0x02, "illegal_instruction"},
-      {0x11, "interrupt_level_1"},
-      {0x1F, "interrupt_level_15"},
-      {0x2A, "division_by_zero"},
-      {0x80, "trap_instruction"},
-      {0xFF, "trap_instruction"},
-  };
-  for (const auto &Row : Names)
-    EXPECT_STREQ(Row.Name, table()->getTrapName(Cpu, Row.Number));
+  for (auto [Number, Name] : {std::pair{0x00, "reset"},
+                              {0x02, "illegal_instruction"},
+                              {0x11, "interrupt_level_1"},
+                              {0x1F, "interrupt_level_15"},
+                              {0x2A, "division_by_zero"},
+                              {0x80, "trap_instruction"},
+                              {0xFF, "trap_instruction"}})
+    EXPECT_STREQ(Name, table()->getTrapName(Cpu, Number));
   for (int Number : {0x10, 0x50, 0x100, -1})
     EXPECT_EQ(nullptr, table()->getTrapName(Cpu, Number));
 }
