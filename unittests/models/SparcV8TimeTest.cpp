@@ -179,48 +179,6 @@ TEST_F(SparcV8Time, TakesInterruptsAfterTheInstructionThatAllowsOrRaisesThem) {
   EXPECT_EQ(Origin + 8, get("l1")) << "after the access that raised it";
 }
 
-namespace {
-
-/// A client that notes what is taken, and lowers it only when told to.
-struct Client {
-  orvy_Object Super;
-  void *Cpu;
-  IrqCtrlIface *Lines;
-  std::vector<int> Taken;
-  bool Lowers;
-};
-
-void registerClient() {
-  static IrqClientIface Table = {[](void *Obj, uint8_t Irq) {
-    auto *Self = static_cast<Client *>(Obj);
-    Self->Taken.push_back(Irq);
-    if (Self->Lowers)
-      Self->Lines->lowerInterrupt(Self->Cpu, Irq);
-  }};
-  orvy_Class *Cls = orvy_registerClass(
-      "Client", [](const char *, int, const orvy_CreateArg *) -> void * { return new Client(); },
-      [](void *Obj) { delete static_cast<Client *>(Obj); });
-  orvy_addInterface(Cls, "IrqClientIface", "IrqClientIface", &Table, 0, "");
-}
-
-} // namespace
-
-TEST_F(SparcV8Time, TellsItsClientWhatItTakes) {
-  registerClient();
-  auto *Other = static_cast<Client *>(orvy_createObject("Client", "client", nullptr));
-  Other->Cpu = Cpu;
-  Other->Lines = irq();
-  ASSERT_EQ(0, orvy_connect(Cpu, "irqClient", Other, "IrqClientIface"));
-  place(TrapTable + 0x190, {"jmp %l1", "rett %l2"});
-  raise(9);
-  run(4);
-  EXPECT_THAT(Other->Taken, ElementsAre(9, 9)) << "a line left raised interrupts again";
-  Other->Lowers = true;
-  run(20);
-  EXPECT_THAT(Other->Taken, ElementsAre(9, 9, 9));
-  orvy_disposeObject(Other);
-}
-
 TEST_F(SparcV8Time, PassesTheTimeFromEventToEventWhilePoweredDown) {
   program({"wr %g0, 0, %asr19", "mov 1, %g3", "ba .+0x0", "nop"});
   place(TrapTable + 0x170, {"jmp %l1", "rett %l2"});
