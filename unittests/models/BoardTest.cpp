@@ -4,9 +4,7 @@
 
 #include "Testing/LogCapture.h"
 
-#include <gmock/gmock.h>
-
-#include <cstdio>
+#include <gtest/gtest.h>
 
 namespace orvy::testing {
 
@@ -14,31 +12,6 @@ namespace {
 
 const ClockIface *clockOf(void *Obj) {
   return static_cast<const ClockIface *>(orvy_getInterface(Obj, "ClockIface", 0));
-}
-
-TEST(BoardComponent, SharesWorkBetweenTwoProcessors) {
-  // In small quanta both work; each advancing in its turn goes as far as it can, and the first one
-  // does everything.
-  for (uint64_t Quanta : {7000, 0}) {
-    SCOPED_TRACE(Quanta);
-    Board B("Board", "whole", 2);
-    B.load("shared");
-    if (Quanta) {
-      B.Whole->Quanta = Quanta;
-      EXPECT_EQ(clockOf(B.Whole)->step(B.Whole, 10000000), int(ovCER_Halt));
-    } else {
-      clockOf(B.Whole)->advanceCycles(B.Whole, 10000000);
-      EXPECT_EQ(clockOf(B.Whole)->advanceCycles(B.Whole, 10000000), int(ovCER_Halt));
-    }
-    EXPECT_EQ(orvy_cpuGetReg(B.Cpus[0], 8), 0u);
-    EXPECT_TRUE(Board::number(B.Cpus[1], "poweredDown"));
-    int First = -1, Second = -1;
-    std::sscanf(B.output().c_str(), "shared: tasks of processor 0: %d, of processor 1: %d", &First,
-                &Second);
-    EXPECT_EQ(First + Second, 64);
-    EXPECT_GE(std::min(First, Second), Quanta ? 20 : 0);
-    EXPECT_THAT(B.output(), ::testing::EndsWith("shared: sum 0x571cd980 passed\n"));
-  }
 }
 
 TEST(ModelArguments, AreRejectedWhereTheClassDoesNotTakeThem) {
