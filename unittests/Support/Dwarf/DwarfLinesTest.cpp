@@ -245,15 +245,6 @@ TEST(DwarfLines, TheLastRowOfAnAddressCoversUpToTheNext) {
   EXPECT_EQ(Isa, 7u);
   EXPECT_TRUE(Made.Program->getISAForAddress(0x107, Isa));
   EXPECT_EQ(Isa, 2u);
-  for (unsigned Rows = 1; Rows < 20; ++Rows) { // a row a word: each address has its own
-    std::string Ops = At100;
-    for (unsigned Row = 0; Row < Rows; ++Row)
-      Ops += "21 "; // line + 1, one instruction on
-    Loaded Table(ProgramBytes(Ops + "02 01" + End));
-    for (unsigned Row = 0; Row < Rows; ++Row)
-      EXPECT_EQ(Table.lookUp(0x104 + 4 * Row + 3), "1:" + std::to_string(2 + Row) + ":0") << Rows;
-    EXPECT_EQ(Table.lookUp(0x103) + Table.lookUp(0x104 + 4 * Rows), "nonenone");
-  }
 }
 
 TEST(DwarfLines, FilesHaveNamesDirectoriesAndPaths) {
