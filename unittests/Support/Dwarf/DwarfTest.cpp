@@ -381,7 +381,7 @@ no DIE abbrev found
             74u + 144 + 25 + 38);
 }
 
-TEST_F(Dwarf, ReadsRangesByTheirOwnBaseAndNoneOutsideTheSection) {
+TEST_F(Dwarf, ReadsListsByTheirOwnBaseAndNoneOutsideTheSection) {
   ASSERT_EQ(
       load({{".debug_abbrev", abbrev(1, DW_TAG_compile_unit, true, DW_AT_name, DW_FORM_string,
                                      DW_AT_low_pc, DW_FORM_addr) +
@@ -392,15 +392,22 @@ TEST_F(Dwarf, ReadsRangesByTheirOwnBaseAndNoneOutsideTheSection) {
                                  word(99) + word(99) + '\0')},
             {".debug_ranges", word(0x10) + word(0x20) + word(~0u) + word(0x9000) + word(0x30) +
                                   word(0x38) + big(0l)},
-            {".debug_loc", word(8) + word(16) + "\0\1\x50"s + big(0l)}}),
+            {".debug_loc", word(8) + word(16) + "\0\1\x50"s + word(0) + word(4) + "\0\1\x53"s +
+                               word(40) + word(48) + "\0\1\x54"s + big(0l)}}),
       0);
   DebugInfoEntry *Good = unitAt(0).getUnitDIE()->getFirstChild(), *Lost = Good->getNext();
   orvy_AddrRange Ranges[2] = {};
+  EXPECT_EQ(orvy_dwarfGetDIERangeCount(Good), 2u);
+  EXPECT_EQ(orvy_dwarfGetDIERanges(Good, 1, Ranges), UINT64_MAX);
+  EXPECT_EQ(Ranges[0].High, 0u);
   EXPECT_EQ(orvy_dwarfGetDIERanges(Good, 2, Ranges), 2u);
   EXPECT_EQ(Ranges[0].High, 0x120u);
   EXPECT_EQ(Ranges[1].Low, 0x130u);
   EXPECT_EQ(orvy_dwarfGetDIERangeCount(Lost), 0u);
-  EXPECT_THAT(Lost->find(DW_AT_location)->getLocList(0x108), ElementsAre());
+  auto At = [](DebugInfoEntry *E, uint64_t Pc) { return E->find(DW_AT_location)->getLocList(Pc); };
+  EXPECT_THAT(At(Good, 0x108), ElementsAre(0x50));
+  EXPECT_THAT(At(Good, 0x128), ElementsAre()) << "not searched after a range from the base on";
+  EXPECT_THAT(At(Lost, 0x108), ElementsAre());
 }
 
 TEST_F(Dwarf, ReadsSourceAroundALine) {
