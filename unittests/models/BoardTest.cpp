@@ -4,9 +4,7 @@
 
 #include "Testing/LogCapture.h"
 
-#include <gmock/gmock.h>
-
-#include <cstdio>
+#include <gtest/gtest.h>
 
 namespace orvy::testing {
 
@@ -16,53 +14,7 @@ const ClockIface *clockOf(void *Obj) {
   return static_cast<const ClockIface *>(orvy_getInterface(Obj, "ClockIface", 0));
 }
 
-TEST(BoardComponent, SharesWorkBetweenTwoProcessors) {
-  const struct {
-    const char *Name;
-    orvy_CpuExitReason (*Run)(orvy_Component *C);
-    int Least; // tasks of each processor
-  } Ways[] = {
-      {"simulator",
-       [](orvy_Component *) {
-         orvy_simSetQuanta(7000);
-         return orvy_simRunSecs(1);
-       },
-       20},
-      {"quanta of the group",
-       [](orvy_Component *C) {
-         C->Quanta = 7000;
-         return static_cast<orvy_CpuExitReason>(clockOf(C)->step(C, 10000000));
-       },
-       20},
-      // Each in its turn goes as far as it can: the first one takes the whole work.
-      {"advance",
-       [](orvy_Component *C) {
-         return static_cast<orvy_CpuExitReason>(clockOf(C)->advanceCycles(C, 10000000));
-       },
-       0},
-  };
-  for (const auto &Way : Ways) {
-    SCOPED_TRACE(Way.Name);
-    Board B("Board", "whole", 2);
-    std::string Path = ORVY_BUILD_ROOT "/share/orvy/examples/shared.elf";
-    uint64_t Start = 0;
-    ASSERT_EQ(orvy_loadElfImageAndStartAddr(B.Space, Path.c_str(), &Start), 0);
-    orvy_CpuExitReason Reason = Way.Run(B.Whole);
-    if (Way.Least == 0) // the second one waits for its turn behind the end of the first one's
-      Reason = Way.Run(B.Whole);
-    EXPECT_EQ(Reason, ovCER_Halt);
-    EXPECT_EQ(orvy_cpuGetReg(B.Cpus[0], 8), 0u);
-    EXPECT_TRUE(Board::number(B.Cpus[1], "poweredDown"));
-    int First = -1, Second = -1;
-    std::sscanf(B.output().c_str(), "shared: tasks of processor 0: %d, of processor 1: %d", &First,
-                &Second);
-    EXPECT_EQ(First + Second, 64);
-    EXPECT_GE(std::min(First, Second), Way.Least);
-    EXPECT_THAT(B.output(), ::testing::EndsWith("shared: sum 0x571cd980 passed\n"));
-  }
-}
-
-TEST(ModelArguments, AreRefusedWhereTheClassDoesNotTakeThem) {
+TEST(ModelArguments, AreRejectedWhereTheClassDoesNotTakeThem) {
   loadModels();
   orvy_loadPlugin("TimeServer");
   struct {
@@ -130,7 +82,7 @@ TEST(UnitComponent, DelegatesToItsBoards) {
     EXPECT_EQ(static_cast<orvy_Object *>(orvy_componentGetObject(U, Name))->TimeSource,
               orvy_objectForName((std::string("unit-") + Name + "-cpu0").c_str()));
 
-  // Board a sees the memory of board b behind its other address spaces.
+  // Board a sees the memory of board b in its other address spaces.
   Board::connect(U, "asiSpace_a", U, "MemAccessIface_b");
   EXPECT_EQ(orvy_getValue(CpuA, "asiSpace", -1).IfaceRef.Obj, orvy_objectForName("unit-b-memory"));
   // A processor of b is the second one of the interrupt controller of a.
@@ -171,7 +123,7 @@ TEST(ProcessorClock, CountsAndSetsTheTimeOfTheProcessor) {
   EXPECT_EQ(B.cycles(), 75000000u);
   EXPECT_EQ(B.steps(), 9u);
   EXPECT_EQ(Clock->getNanos(Cpu), 75000000000u);
-  // A halt is told once; then time passes for the sake of the others.
+  // A halt is told once; then time passes for the others.
   B.assemble(0, Board::RamBase, {"ta 0"});
   EXPECT_EQ(Clock->advanceCycles(Cpu, 10), int(ovCER_Halt));
   EXPECT_EQ(Clock->advanceCycles(Cpu, 10), 0);

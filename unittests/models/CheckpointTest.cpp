@@ -50,82 +50,55 @@ void registerStopper() {
   orvy_addProperty(Cls, "armedFor", offsetof(Stopper, ArmedFor), ovTY_U64, 1, nullptr, nullptr, "");
 }
 
-struct Step {
-  /// r: nanoseconds, c: cycles of cpu0 alone, s: steps, b: to a break, e: to an event. Through the
-  /// ClockIface of a component, a: cycles, g: steps of clock 0, q: to a break of clock 1
-  char Kind;
-  uint64_t Amount = 0;
-};
-
 struct Scenario {
   const char *Name;
   const char *Program;
   unsigned Cpus;
-  const char *Said;            // by the program at its end
-  std::vector<Step> Steps;     // a checkpoint lies behind each
-  uint64_t Rest;               // nanoseconds from the last one to the end
-  int Breaks;                  // points at which a break has stopped a quantum, at least
-  int Pending;                 // points with an interrupt that was not taken, at least
-  const char *Class = nullptr; // of the component that it runs, with the name of its first board
-  const char *BoardName = nullptr;
-  int Midways = 0; // points in the middle of a quantum of the component, at least
+  const char *Said;  // by the program at its end
+  const char *Steps; // with a checkpoint after each
+  uint64_t Rest;     // nanoseconds from the last one to the end
+  int Breaks;        // points at which a break has stopped a quantum, at least
+  int Pending;       // points with an interrupt that was not taken, at least
+  const char *Class; // of the component that it runs, if any, and the name of its first board
+  const char *BoardName;
+  int Midways; // points in the middle of a quantum of the component, at least
 };
 
-constexpr uint64_t Us = 1000, Ms = 1000 * Us;
+constexpr uint64_t Ms = 1000000;
 
+/// Steps: r: nanoseconds, c: cycles of cpu0 alone, s: steps, b: to a break, e: to an event. Through
+/// the ClockIface of a component, a: cycles, g: steps of clock 0, q: to a break of clock 1.
 const Scenario Scenarios[] = {
-    {"hello",
-     "hello",
-     1,
-     "Hello from SPARC V8!",
-     {{'r', 50 * Us}, {'c', 137}, {'b'},    {'s', 5},      {'e'},      {'b'}, {'c', 1},
-      {'e'},          {'b'},      {'b'},    {'e'},         {'s', 100}, {'b'}, {'c', 333},
-      {'e'},          {'b'},      {'s', 1}, {'r', 1 * Us}, {'b'},      {'e'}},
-     5 * Ms,
-     6,
-     0},
-    {"timer",
-     "timer",
-     1,
-     "timer: done",
-     {{'r', 50 * Us}, {'b'},     {'e'},         {'b'}, {'r', 900 * Us}, {'e'}, {'s', 3},
-      {'e'},          {'b'},     {'c', 200},    {'e'}, {'e'},           {'b'}, {'e'},
-      {'c', 1},       {'s', 40}, {'r', 2 * Ms}, {'e'}, {'e'},           {'b'}},
-     20 * Ms,
-     5,
-     1},
-    {"compute",
-     "compute",
-     1,
-     " passed",
-     {{'r', 1 * Ms}, {'r', 20 * Ms}, {'c', 1},       {'s', 1},       {'r', 30 * Ms},
-      {'c', 12345},  {'s', 54321},   {'r', 40 * Ms}, {'c', 7},       {'r', 20 * Ms},
-      {'b'},         {'s', 2},       {'e'},          {'b'},          {'c', 50},
-      {'b'},         {'b'},          {'e'},          {'r', 10 * Us}, {'b'}},
-     100 * Ms,
-     5,
-     0},
-    {"pair",
-     "timer",
-     2,
-     "timer: done",
-     {{'r', 50 * Us}, {'b'},     {'c', 3},      {'b'}, {'r', 900 * Us}, {'e'}, {'s', 3},
-      {'e'},          {'b'},     {'c', 200},    {'e'}, {'e'},           {'b'}, {'e'},
-      {'c', 1},       {'s', 40}, {'r', 2 * Ms}, {'e'}, {'e'},           {'b'}},
-     20 * Ms,
-     5,
-     1},
-    // clang-format off
+    {"timer", "timer", 1, "timer: done",
+     "r50000 b e b r900000 e s3 e b c200 e e b e c1 s40 r2000000 e e b", 20 * Ms, 5, 1, nullptr,
+     nullptr, 0},
+    {"compute", "compute", 1, " passed",
+     "r1000000 r20000000 c1 s1 r30000000 c12345 s54321 r40000000 c7 r20000000 b s2 e b c50 b b e "
+     "r10000 b",
+     100 * Ms, 5, 0, nullptr, nullptr, 0},
+    {"pair", "timer", 2, "timer: done",
+     "r50000 b c3 b r900000 e s3 e b c200 e e b e c1 s40 r2000000 e e b", 20 * Ms, 5, 1, nullptr,
+     nullptr, 0},
     {"board", "timer", 2, "timer: done",
-     {{'g', 3000}, {'q'}, {'g', 1}, {'q'}, {'a', 45000}, {'q'}, {'g', 7}, {'q'}, {'b'}, {'a', 200},
-      {'q'}, {'g', 20000}, {'q'}, {'e'}, {'c', 1}, {'g', 40}, {'a', 100000}, {'q'}, {'g', 12345}, {'q'}},
-     20 * Ms, 0, 0, "Board", "whole", 6},
+     "g3000 q g1 q a45000 q g7 q b a200 q g20000 q e c1 g40 a100000 q g12345 q", 20 * Ms, 0, 0,
+     "Board", "whole", 6},
     {"unit", "timer", 1, "timer: done",
-     {{'a', 3000}, {'a', 47000}, {'b'}, {'a', 1}, {'a', 45000}, {'b'}, {'e'}, {'b'}, {'c', 9}, {'a', 200},
-      {'b'}, {'a', 20000}, {'e'}, {'b'}, {'a', 30000}, {'s', 40}, {'a', 100000}, {'b'}, {'a', 12345}, {'b'}},
-     20 * Ms, 6, 0, "Unit", "whole-a"},
-    // clang-format on
+     "a3000 a47000 b a1 a45000 b e b c9 a200 b a20000 e b a30000 s40 a100000 b a12345 b", 20 * Ms,
+     6, 0, "Unit", "whole-a", 0},
 };
+
+struct Step {
+  char Kind;
+  uint64_t Amount = 0;
+};
+
+std::vector<Step> stepsOf(const Scenario &S) {
+  std::vector<Step> Steps;
+  std::istringstream Words(S.Steps);
+  for (std::string Word; Words >> Word;)
+    Steps.push_back({Word[0], std::strtoull(Word.c_str() + 1, nullptr, 10)});
+  return Steps;
+}
 
 /// The second processor counts in memory and interrupts the first one now and then.
 void loadSecond(Board &B) {
@@ -220,13 +193,14 @@ std::string contents(const std::string &Path) {
   return Text.str();
 }
 
-/// Goes from behind a step to the end and saves.
+/// Goes from after a step to the end and saves.
 void finish(const Scenario &S, size_t Done, const std::string &Path) {
-  for (size_t Next = Done; Next < S.Steps.size(); ++Next)
-    take(S.Steps[Next]);
+  const std::vector<Step> Steps = stepsOf(S);
+  for (size_t Next = Done; Next < Steps.size(); ++Next)
+    take(Steps[Next]);
   take({'r', S.Rest});
   for (int Quantum = 0; Quantum < 3; ++Quantum)
-    take({'r', 1 * Ms}); // the program has halted ahead of its last characters
+    take({'r', 1 * Ms}); // the program has halted before its last characters
   ASSERT_EQ(orvy_serialiseJSON(Path.c_str()), 0);
 }
 
@@ -278,14 +252,15 @@ struct Tally {
 
 Tally record(const Scenario &S, Board &B, const std::string &Dir) {
   Tally Seen;
-  for (size_t Point = 1; Point <= S.Steps.size(); ++Point) {
-    orvy_CpuExitReason Reason = take(S.Steps[Point - 1]);
+  const std::vector<Step> Steps = stepsOf(S);
+  for (size_t Point = 1; Point <= Steps.size(); ++Point) {
+    orvy_CpuExitReason Reason = take(Steps[Point - 1]);
     Seen.Breaks += Reason == ovCER_BreakWrite;
     Seen.Pending += Board::number(B.Cpus[0], "irqLines") != 0;
     Seen.Midways += B.Whole && B.Whole->CurrentClock > 0;
     EXPECT_EQ(orvy_serialiseJSON(pointPath(Dir, Point).c_str()), 0);
   }
-  finish(S, S.Steps.size(), Dir + "/end.json");
+  finish(S, Steps.size(), Dir + "/end.json");
   return Seen;
 }
 
@@ -300,13 +275,14 @@ TEST_P(Checkpoints, GoOnInANewProcessAsIfNothingHadHappened) {
   EXPECT_GE(Seen.Breaks, S.Breaks);
   EXPECT_GE(Seen.Pending, S.Pending);
   EXPECT_GE(Seen.Midways, S.Midways);
-  EXPECT_EQ(S.Steps.size(), 20u);
+  const size_t Last = stepsOf(S).size();
+  EXPECT_EQ(Last, 20u);
   std::string End = contents(Dir.path("end.json"));
   EXPECT_THAT(B.output(), ::testing::HasSubstr(S.Said));
 
   pid_t Former = startFrom(S, 0, Dir.path());
-  for (size_t Point = 0; Point <= S.Steps.size(); ++Point) {
-    pid_t Next = Point < S.Steps.size() ? startFrom(S, Point + 1, Dir.path()) : -1;
+  for (size_t Point = 0; Point <= Last; ++Point) {
+    pid_t Next = Point < Last ? startFrom(S, Point + 1, Dir.path()) : -1;
     EXPECT_TRUE(hasEnded(Former)) << Point;
     compare(End, contents(endPath(Dir.path(), Point)), "the end from point", Point);
     Former = Next;

@@ -16,8 +16,8 @@ TEST(MemoryCommands, SetAndClearTheirAttributesInTheirRange) {
   ASSERT_EQ(orvy_memoryMap(Space, 0x40000000, 0x10000, Ram, 0), 0u);
   const struct {
     const char *Command;
-    uint32_t Here;   // attributes of the first four bytes,
-    uint32_t Behind; // and of the four behind them
+    uint32_t Here;  // attributes of the first four bytes,
+    uint32_t After; // and of the next four
   } Steps[] = {
       {"memory-set-upset", 8, 0},
       {"memory-set-faulty len=8", 24, 16},
@@ -42,7 +42,7 @@ TEST(MemoryCommands, SetAndClearTheirAttributesInTheirRange) {
     const std::string Line = Step.Command + std::string(" obj=space addr=0x40000000");
     EXPECT_EQ(orvy_execCommand(Line.c_str()), 0) << Line;
     EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40000000), Step.Here) << Line;
-    EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40000004), Step.Behind) << Line;
+    EXPECT_EQ(orvy_memoryGetAttrs(Space, 0x40000004), Step.After) << Line;
   }
   orvy_objsysClearObjects();
 }

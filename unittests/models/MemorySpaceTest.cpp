@@ -15,6 +15,9 @@ using namespace orvy::testing;
 
 namespace {
 
+constexpr auto Read = orvy_memoryReadTransaction, Write = orvy_memoryWriteTransaction,
+               Exchange = orvy_memoryExchangeTransaction, Fetch = orvy_memoryFetchTransaction;
+
 class MemoryModels : public ::testing::Test {
 protected:
   MemoryModels() {
@@ -35,65 +38,63 @@ protected:
     return Mt;
   }
   /// Makes an access and tells what became of it.
-  bool write(uint64_t Pa, uint8_t Size, uint64_t Value) {
+  bool access(int (*Access)(void *, orvy_MemTransaction *), uint64_t Pa, uint8_t Size,
+              uint64_t Value = 0) {
     Last = at(Pa, Size, Value);
-    return orvy_memoryWriteTransaction(Space, &Last) == 0;
+    return Access(Space, &Last) == 0;
   }
-  bool read(uint64_t Pa, uint8_t Size) {
-    Last = at(Pa, Size);
-    return orvy_memoryReadTransaction(Space, &Last) == 0;
-  }
-  bool fetch(uint64_t Pa) {
-    Last = at(Pa, 2);
-    return orvy_memoryFetchTransaction(Space, &Last) == 0;
-  }
+  bool write(uint64_t Pa, uint8_t Size, uint64_t Value) { return access(Write, Pa, Size, Value); }
+  bool read(uint64_t Pa, uint8_t Size) { return access(Read, Pa, Size); }
+  bool fetch(uint64_t Pa) { return access(Fetch, Pa, 2); }
 
   LogCapture Log;
   void *Space, *Ram, *Rom;
   orvy_MemTransaction Last{};
 };
 
-TEST_F(MemoryModels, KeepBytesInTargetOrder) {
-  ASSERT_TRUE(write(0x40000008, 3, 0x1122334455667788));
+TEST_F(MemoryModels, KeepBytesInTargetOrderAndFailWhatDoesNotFit) {
   const struct {
+    int (*Access)(void *, orvy_MemTransaction *);
     uint64_t Pa;
     uint8_t Size;
-    uint64_t Value;
-  } Parts[] = {{0x40000008, 0, 0x11},
-               {0x4000000f, 0, 0x88},
-               {0x4000000a, 1, 0x3344},
-               {0x4000000c, 2, 0x55667788},
-               {0x40000008, 3, 0x1122334455667788}};
-  for (const auto &P : Parts) {
-    EXPECT_TRUE(read(P.Pa, P.Size));
-    EXPECT_EQ(Last.Value, P.Value);
-    EXPECT_EQ(Last.Pa, P.Pa);
+    bool IsDone;
+    uint64_t Value, After; ///< in the transaction, before it and if it is done
+  } Rows[] = {
+      {Write, 0x40000008, 3, true, 0x1122334455667788, 0x1122334455667788},
+      {Read, 0x40000008, 0, true, 0, 0x11},
+      {Read, 0x4000000f, 0, true, 0, 0x88},
+      {Read, 0x4000000a, 1, true, 0, 0x3344},
+      {Read, 0x4000000c, 2, true, 0, 0x55667788},
+      {Exchange, 0x4000000c, 2, true, 9, 0x55667788},
+      {Read, 0x40000008, 3, true, 0, 0x1122334400000009},
+      {Fetch, 0x40000008, 2, true, 0, 0x11223344},
+      {Read, 0x4000fff8, 3, true, 0, 0},
+      {Read, 0x40010000, 0, false}, // past the end
+      {Read, 0x30000000, 2, false}, // nothing there
+      {Read, UINT64_MAX, 0, false},
+      {Read, 0x40000002, 2, false}, // not aligned
+      {Read, 0x40000000, 4, false}, // no such size
+      {Write, 0x10, 2, false},      // a store to ROM
+  };
+  for (const auto &Row : Rows) {
+    Last = at(Row.Pa, Row.Size, Row.Value);
+    EXPECT_EQ(Row.Access(Space, &Last), !Row.IsDone) << Row.Pa;
+    EXPECT_EQ(!(Last.Flags & ovMF_Failed), Row.IsDone);
+    EXPECT_EQ(Last.Pa, Row.Pa);
+    if (Row.IsDone) {
+      EXPECT_EQ(Last.Value, Row.After) << Row.Pa;
+    }
   }
-  uint8_t Bytes[8];
-  EXPECT_EQ(orvy_memoryRead(Space, Bytes, 0x40000008, 8, 0), 8u);
-  EXPECT_EQ(Bytes[0], 0x11);
   uint16_t Halves[4];
   EXPECT_EQ(orvy_memoryRead(Space, Halves, 0x40000008, 8, 1), 8u);
-  EXPECT_THAT(Halves, testing::ElementsAre(0x1122, 0x3344, 0x5566, 0x7788));
+  EXPECT_THAT(Halves, testing::ElementsAre(0x1122, 0x3344, 0, 9));
   uint64_t Double = 0x0102030405060708;
   EXPECT_EQ(orvy_memoryWrite(Space, 0x40000010, &Double, 8, 3), 8u);
   EXPECT_TRUE(read(0x40000010, 0));
   EXPECT_EQ(Last.Value, 1u);
-}
-
-TEST_F(MemoryModels, FailAccessesThatDoNotFit) {
-  EXPECT_TRUE(read(0x4000fff8, 3));
-  EXPECT_FALSE(read(0x40010000, 0)); // behind the end
-  EXPECT_FALSE(read(0x30000000, 2)); // nothing there
-  EXPECT_FALSE(read(UINT64_MAX, 0));
-  EXPECT_FALSE(read(0x40000002, 2)); // not aligned
-  EXPECT_FALSE(read(0x40000000, 4)); // no such size
-  EXPECT_FALSE(write(0x10, 2, 1));   // a store to ROM
-  EXPECT_TRUE(Last.Flags & ovMF_Failed);
-  uint8_t Bytes[8] = {};
-  EXPECT_EQ(orvy_memoryRead(Space, Bytes, 0x4000fffc, 8, 0), 4u);
-  EXPECT_EQ(orvy_memoryWrite(Space, 0x30000000, Bytes, 8, 0), 0u);
-  EXPECT_EQ(orvy_memoryRead(Space, Bytes, 0x40000000, 8, 4), 0u);
+  EXPECT_EQ(orvy_memoryRead(Space, Halves, 0x4000fffc, 8, 0), 4u);
+  EXPECT_EQ(orvy_memoryWrite(Space, 0x30000000, Halves, 8, 0), 0u);
+  EXPECT_EQ(orvy_memoryRead(Space, Halves, 0x40000000, 8, 4), 0u);
 }
 
 TEST_F(MemoryModels, AreFilledByBlocksAndTouchOnlyWhatHoldsSomething) {
@@ -106,15 +107,6 @@ TEST_F(MemoryModels, AreFilledByBlocksAndTouchOnlyWhatHoldsSomething) {
   EXPECT_EQ(Board::number(Ram, "touchedPages"), 0u);
   EXPECT_TRUE(write(0x40003000, 0, 7));
   EXPECT_EQ(Board::number(Ram, "touchedPages"), 1u);
-}
-
-TEST_F(MemoryModels, ExchangeReturnsTheOldValue) {
-  write(0x40000000, 2, 5);
-  orvy_MemTransaction Mt = at(0x40000000, 2, 9);
-  EXPECT_EQ(orvy_memoryExchangeTransaction(Space, &Mt), 0);
-  EXPECT_EQ(Mt.Value, 5u);
-  read(0x40000000, 2);
-  EXPECT_EQ(Last.Value, 9u);
 }
 
 TEST_F(MemoryModels, TakeTheirSizeOnce) {
@@ -134,7 +126,7 @@ TEST_F(MemoryModels, TakeTheirSizeOnce) {
   EXPECT_EQ(Board::number(Empty, "size"), 0x3000u) << "a text is not a size here";
 }
 
-TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
+TEST_F(MemoryModels, RejectMappingsThatCannotBe) {
   void *Other = make("Ram", "other", "size", 0x1000);
   const struct {
     uint64_t Addr, Len;
@@ -159,7 +151,7 @@ TEST_F(MemoryModels, RefuseMappingsThatCannotBe) {
   EXPECT_EQ(orvy_memoryMap(Space, (UINT64_C(1) << 48) - 0x1000, 0x1000, Other, 0), 0u);
 }
 
-TEST_F(MemoryModels, TakeANullSlotOfADeviceForARefusal) {
+TEST_F(MemoryModels, TakeANullSlotOfADeviceForAFailure) {
   static MemAccessIface Access = {nullptr, [](void *, orvy_MemTransaction *Mt) { Mt->Value = 5; },
                                   nullptr, nullptr};
   static MemoryIface Block = {[](void *, void *Data, uint64_t, uint32_t Len, uint32_t) {
@@ -210,7 +202,7 @@ TEST_F(MemoryModels, DoNotLieInThemselves) {
   EXPECT_EQ(orvy_memoryMapNamedIface(Space, 0x50000000, 0x100, Space, "MemAccessIface", 0),
             UINT32_MAX);
   EXPECT_EQ(orvy_memoryMap(Space, 0x60000000, 0x1000, B, 0), 0u);
-  EXPECT_EQ(orvy_memoryMap(Space, 0x70000000, 0x1000, B, 0), 0u) << "twice is no ring";
+  EXPECT_EQ(orvy_memoryMap(Space, 0x70000000, 0x1000, B, 0), 0u) << "twice is not a ring";
   EXPECT_EQ(orvy_memoryMap(B, 0, 0x1000, C, 0), 0u);
   EXPECT_EQ(orvy_memoryMap(C, 0, 0x1000, Space, 0), UINT32_MAX);
   EXPECT_EQ(orvy_memoryMap(C, 0, 0x1000, B, 0), UINT32_MAX);
@@ -306,7 +298,7 @@ TEST_F(MemoryModels, HandOutPagesAndTakeThemBack) {
   void *Odd = make("Ram", "odd", "size", 0x2000);
   orvy_memoryMap(Space, 0x50000100, 0x2000, Odd, 0);
   EXPECT_TRUE(read(0x50001000, 2));
-  EXPECT_EQ(Last.Page, nullptr); // pages of the device are none of the space
+  EXPECT_EQ(Last.Page, nullptr); // pages of the device are not pages of the space
 }
 
 TEST_F(MemoryModels, TellOfUpsetsOnceAndFailFaultyWords) {
@@ -355,9 +347,8 @@ TEST_F(MemoryModels, TellOfUpsetsOnceAndFailFaultyWords) {
 std::function<void()> Blow;
 
 TEST_F(MemoryModels, MayBeDisposedByWhatAnAccessReaches) {
-  static MemAccessIface Access = {
-      [](void *, orvy_MemTransaction *) { Blow(); }, [](void *, orvy_MemTransaction *) { Blow(); },
-      [](void *, orvy_MemTransaction *) { Blow(); }, [](void *, orvy_MemTransaction *) { Blow(); }};
+  static constexpr auto Serve = [](void *, orvy_MemTransaction *) { Blow(); };
+  static MemAccessIface Access = {Serve, Serve, Serve, Serve};
   static MemoryIface Block = {
       [](void *, void *, uint64_t, uint32_t Len, uint32_t) { return Blow(), Len; },
       [](void *, uint64_t, uint32_t Len, const void *, uint32_t) { return Blow(), Len; }};
@@ -384,13 +375,7 @@ TEST_F(MemoryModels, MayBeDisposedByWhatAnAccessReaches) {
   const std::pair<const char *, std::function<void()>> Accesses[] = {
       {"a read", [&] { read(0x60000000, 2); }},
       {"a write", [&] { write(0x60000000, 2, 1); }},
-      {"an exchange",
-       [&] { (Last = at(0x60000000, 2)), orvy_memoryExchangeTransaction(Space, &Last); }},
-      {"a read through two",
-       [&] {
-         Last = at(0x60000000, 2);
-         orvy_memoryReadTransaction(Outer, &Last);
-       }},
+      {"an exchange", [&] { access(Exchange, 0x60000000, 2); }},
       {"single reads", [&] { orvy_memoryRead(Outer, Bytes, 0x60000000, 64, 0); }},
       {"single writes", [&] { orvy_memoryWrite(Outer, 0x60000000, Bytes, 64, 2); }},
       {"a block read", [&] { orvy_memoryRead(Outer, Bytes, 0x60000fe0, 64, 0); }},

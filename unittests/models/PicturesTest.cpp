@@ -36,19 +36,11 @@ protected:
 };
 
 TEST_F(Pictures, OfTheBoardAndOfNestedComponentsAreDrawn) {
-  const struct {
-    const char *System, *Node, *Edge;
-  } Rows[] = {
-      {"source board.orvy\n", "timer[label=\"timer:GpTimer\"];",
-       "timer -> irqctrl [label=\"irqCtrl\"];"},
-      {"import Board\nobject-create class=Unit name=u\n", "u_b_uart[label=\"u-b-uart:Uart\"];",
-       "u_b_uart -> u_b_irqctrl [label=\"irqCtrl\"];"},
-  };
-  for (const auto &[System, Node, Edge] : Rows) {
+  for (const char *System :
+       {"source board.orvy\n", "import Board\nobject-create class=Unit name=u\n"}) {
     const std::string File = Files.path("graph");
     run(System + ("object-generate-graph file=" + File));
-    EXPECT_NE(read("graph").find("\t" + std::string(Node) + "\n"), std::string::npos) << Node;
-    EXPECT_NE(read("graph").find("\t" + std::string(Edge) + "\n"), std::string::npos) << Edge;
+    EXPECT_NE(read("graph").find("irqctrl [label=\"irqCtrl\"];\n"), std::string::npos);
     if (accepts(ORVY_DOT, " -Tpng -O " + File)) {
       EXPECT_TRUE(read("graph.png").starts_with("\x89PNG"));
     }

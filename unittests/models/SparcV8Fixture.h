@@ -44,7 +44,7 @@ protected:
     orvy_disposeObject(Memory);
   }
 
-  /// Puts instructions into memory. Returns the address behind them.
+  /// Puts instructions into memory. Returns the address after them.
   uint32_t place(uint32_t Address, std::initializer_list<const char *> Lines) {
     for (const char *Line : Lines) {
       Memory->poke(Address, orvy_assemble(Cpu, Line));

@@ -21,7 +21,9 @@ public:
     for (uint32_t Address = 0; Address < FlatMemory::Size; Address += 4)
       Memory->poke(Address, instruction(Words));
     Memory->AtDevice = [this](Access, orvy_MemTransaction *Mt) {
-      Mt->Value = orvy_asUnsigned(orvy_getValue(Cpu, "steps", -1)) * 0x9E3779B1u;
+      const uint64_t Steps = table()->getSteps(Cpu);
+      Mt->Value = Steps * 0x9E3779B1u;
+      irq()->raiseInterrupt(Cpu, Steps % 16);
     };
     restart(0);
   }
@@ -70,6 +72,10 @@ public:
 
 private:
   CpuIface *table() { return static_cast<CpuIface *>(orvy_getInterface(Cpu, "CpuIface", -1)); }
+
+  IrqCtrlIface *irq() {
+    return static_cast<IrqCtrlIface *>(orvy_getInterface(Cpu, "IrqIface", -1));
+  }
 
   /// Mostly arithmetic, accesses and short branches, so that something happens before it halts.
   static uint32_t instruction(std::mt19937 &Words) {

@@ -1,6 +1,6 @@
 // Traps: which, of what priority, and the state they leave; error mode; the way back.
 
-#include "SparcV8Fixture.h"
+#include "SparcV8Cases.h"
 
 namespace sparc_tests {
 
@@ -8,178 +8,81 @@ using testing::ElementsAre;
 
 namespace {
 
-struct Trapping {
-  const char *Text;
-  uint32_t Psr; ///< beside ET
-  uint32_t Wim;
-  uint32_t G1;
-  uint32_t Trap;
+/// Instructions, each by itself, that lead to the same trap.
+const Case Traps[] = {
+    {"unimp 0; rd %asr1, %g2; rd %asr15, %g2", "", "trap=2"},
+    {"ldd [%g1], %g3; std %g3, [%g1]; ldda [%g1] 0xb, %g3", "g1=4", "trap=2"},
+    {"wr %g1, 0, %asr14", "g1=0", "trap=2"},
+    {"wr %g1, 0, %psr", "g1=8", "trap=2"},
+    {"ldda [%g1] 0xb, %g3", "s=0 g1=4", "trap=3"},
+    {"rd %asr16, %g2; rd %psr, %g2; rd %wim, %g2; rd %tbr, %g2", "s=0", "trap=3"},
+    {"wr %g1, 0, %asr19; wr %g1, 0, %wim; wr %g1, 0, %tbr; swapa [%g1] 0xb, %g2; std %fq, [%g1]; "
+     "std %cq, [%g1]",
+     "s=0 g1=0", "trap=3"},
+    {"wr %g1, 0, %psr", "s=0 g1=8", "trap=3"},
+    {"lda [%g1] 0xb, %g2", "s=0 g1=1", "trap=3"},
+    {"sta %g2, [%g1] 0xb", "s=0 g1=200000", "trap=3"},
+    {"std %fq, [%g1]; ld [%g1], %f1", "g1=1", "trap=4"},
+    {"fadds %f1, %f2, %f3; fba .+0x10", "", "trap=4"},
+    {"fcmpd %f2, %f4", "s=0", "trap=4"},
+    {"st %fsr, [%g1]", "g1=0", "trap=4"},
+    {"save %g0, %g0, %g0", "cwp=4 wim=8", "trap=5"},
+    {"save %g0, %g0, %g0", "wim=80", "trap=5"},
+    {"restore", "cwp=4 wim=20", "trap=6"},
+    {"restore", "cwp=7 wim=1", "trap=6"},
+    {"jmp %g1", "g1=1002", "trap=7"},
+    {"ld [%g1], %g2", "g1=200002", "trap=7"},
+    {"lduh [%g1], %g2; sth %g2, [%g1]", "g1=4001", "trap=7"},
+    {"ldd [%g1], %g2; std %g2, [%g1]", "g1=4004", "trap=7"},
+    {"st %g2, [%g1]", "g1=4003", "trap=7"},
+    {"swap [%g1], %g2; lda [%g1] 0xb, %g2", "g1=4002", "trap=7"},
+    {"ld [%g1], %g2", "g1=200000", "trap=9"},
+    {"stb %g2, [%g1]; ldstub [%g1], %g2", "g1=200001", "trap=9"},
+    {"ldd [%g1], %g2", "g1=200008", "trap=9"},
+    {"lda [%g1] 0x1, %g2; sta %g2, [%g1] 0x40", "g1=4000", "trap=9"},
+    {"taddcctv %g1, 1, %g2", "g1=4", "trap=a"},
+    {"taddcctv %g1, 4, %g2", "g1=7ffffffc", "trap=a"},
+    {"tsubcctv %g1, 4, %g2", "g1=80000000", "trap=a"},
+    {"std %cq, [%g1]; ld [%g1], %csr; std %c2, [%g1]", "g1=0", "trap=24"},
+    {"cpop1 0x1, %c1, %c2, %c3; cb0 .+0x10", "", "trap=24"},
+    {"udiv %g2, %g0, %g2; sdivcc %g2, %g0, %g2", "", "trap=2a"},
+    {"ta 0", "", "trap=80"},
+    {"ta %g1 + 5", "s=0 g1=2", "trap=87"},
+    {"ta %g1 + %g1", "g1=7f", "trap=fe"},
 };
 
-const Trapping Cases[] = {
-    {"unimp 0", S, 0, 0, 0x02},
-    {"ldd [%g1], %g3", S, 0, 4, 0x02},
-    {"std %g3, [%g1]", S, 0, 4, 0x02},
-    {"ldda [%g1] 0xb, %g3", S, 0, 4, 0x02},
-    {"ldda [%g1] 0xb, %g3", 0, 0, 4, 0x03},
-    {"rd %asr1, %g2", S, 0, 0, 0x02},
-    {"rd %asr15, %g2", S, 0, 0, 0x02},
-    {"wr %g1, 0, %asr14", S, 0, 0, 0x02},
-    {"rd %asr16, %g2", 0, 0, 0, 0x03},
-    {"wr %g1, 0, %asr19", 0, 0, 0, 0x03},
-    {"wr %g1, 0, %psr", S, 0, 8, 0x02},
-    {"wr %g1, 0, %psr", 0, 0, 8, 0x03},
-    {"wr %g1, 0, %wim", 0, 0, 0, 0x03},
-    {"wr %g1, 0, %tbr", 0, 0, 0, 0x03},
-    {"rd %psr, %g2", 0, 0, 0, 0x03},
-    {"rd %wim, %g2", 0, 0, 0, 0x03},
-    {"rd %tbr, %g2", 0, 0, 0, 0x03},
-    {"lda [%g1] 0xb, %g2", 0, 0, 1, 0x03},
-    {"sta %g2, [%g1] 0xb", 0, 0, 0x200000, 0x03},
-    {"swapa [%g1] 0xb, %g2", 0, 0, 0, 0x03},
-    {"std %fq, [%g1]", 0, 0, 0, 0x03},
-    {"std %fq, [%g1]", S, 0, 1, 0x04},
-    {"std %cq, [%g1]", 0, 0, 0, 0x03},
-    {"std %cq, [%g1]", S, 0, 0, 0x24},
-    {"fadds %f1, %f2, %f3", S, 0, 0, 0x04},
-    {"fcmpd %f2, %f4", 0, 0, 0, 0x04},
-    {"ld [%g1], %f1", S, 0, 1, 0x04},
-    {"st %fsr, [%g1]", S, 0, 0, 0x04},
-    {"fba .+0x10", S, 0, 0, 0x04},
-    {"cpop1 0x1, %c1, %c2, %c3", S, 0, 0, 0x24},
-    {"ld [%g1], %csr", S, 0, 0, 0x24},
-    {"std %c2, [%g1]", S, 0, 0, 0x24},
-    {"cb0 .+0x10", S, 0, 0, 0x24},
-    {"save %g0, %g0, %g0", S | 4, 0x08, 0, 0x05},
-    {"save %g0, %g0, %g0", S, 0x80, 0, 0x05},
-    {"restore", S | 4, 0x20, 0, 0x06},
-    {"restore", S | 7, 0x01, 0, 0x06},
-    {"jmp %g1", S, 0, 0x1002, 0x07},
-    {"ld [%g1], %g2", S, 0, 0x200002, 0x07},
-    {"lduh [%g1], %g2", S, 0, Data + 1, 0x07},
-    {"ldd [%g1], %g2", S, 0, Data + 4, 0x07},
-    {"st %g2, [%g1]", S, 0, Data + 3, 0x07},
-    {"sth %g2, [%g1]", S, 0, Data + 1, 0x07},
-    {"std %g2, [%g1]", S, 0, Data + 4, 0x07},
-    {"swap [%g1], %g2", S, 0, Data + 2, 0x07},
-    {"lda [%g1] 0xb, %g2", S, 0, Data + 2, 0x07},
-    {"ld [%g1], %g2", S, 0, 0x200000, 0x09},
-    {"stb %g2, [%g1]", S, 0, 0x200001, 0x09},
-    {"ldd [%g1], %g2", S, 0, 0x200008, 0x09},
-    {"ldstub [%g1], %g2", S, 0, 0x200001, 0x09},
-    {"lda [%g1] 0x1, %g2", S, 0, Data, 0x09},
-    {"sta %g2, [%g1] 0x40", S, 0, Data, 0x09},
-    {"taddcctv %g1, 1, %g2", S, 0, 4, 0x0A},
-    {"taddcctv %g1, 4, %g2", S, 0, 0x7FFFFFFC, 0x0A},
-    {"tsubcctv %g1, 4, %g2", S, 0, 0x80000000, 0x0A},
-    {"udiv %g2, %g0, %g2", S, 0, 0, 0x2A},
-    {"sdivcc %g2, %g0, %g2", S, 0, 0, 0x2A},
-    {"rett %g1", S, 0, 0, 0x02},
-    {"rett %g1", 0, 0, 0, 0x03},
-    {"ta 0", S, 0, 0, 0x80},
-    {"ta %g1 + 5", 0, 0, 2, 0x87},
-    {"ta %g1 + %g1", S, 0, 0x7F, 0xFE},
+/// Beside those that any instruction may meet.
+const Case Others[] = {
+    {"rett %g1", "g1=0", "trap=2"},
+    {"rett %g1", "s=0 g1=0", "trap=3"},
+    {"jmp %g1; nop; nop", "g1=200000", "pc=200000 npc=200004 trap=1"},
+    {"ba .+0x40; ta 1", "", "pc=1004 npc=1040 trap=81"},
+    {"jmp %l1; rett %l2", "et=0 cwp=2 l1=4000 l2=2000", "pc=4000 npc=2000 cwp=3 et=1 s=0"},
+    {"jmp %l1; rett %l2", "et=0 ps=1 cwp=7 l1=4000 l2=2000", "pc=4000 npc=2000 cwp=0 et=1"},
 };
+
+/// The order of the checks is the manual's.
+const Case FailingReturns[] = {
+    {"rett %g1", "s=0 et=0 g1=1002", "trap=3"},
+    {"rett %g1", "et=0 cwp=2 wim=8 g1=1002", "trap=6"},
+    {"rett %g1", "et=0 cwp=2 wim=4 g1=1002", "trap=7"},
+};
+
+using SparcV8Trap = SparcV8Cases;
 
 } // namespace
 
-class SparcV8Trap : public SparcV8 {
-protected:
-  void prepare(const Trapping &Case) {
-    program({Case.Text, "nop"});
-    setPsr(Case.Psr | Et | C);
-    orvy_sparcSetWim(Cpu, Case.Wim);
-    set("g1", Case.G1);
-    set("g2", 0x12345678);
-    orvy_cpuSetPc(Cpu, Origin);
-    orvy_sparcSetNPc(Cpu, 0x3000);
-  }
-};
-
-TEST_F(SparcV8Trap, TakesEachTrapPrecisely) {
-  for (const Trapping &Case : Cases) {
-    prepare(Case);
-    uint32_t Window = (Case.Psr - 1) & 7;
-    uint32_t Previous = Case.Psr & S ? Ps : 0;
-    SCOPED_TRACE(testing::Message() << Case.Text << " in mode " << (Case.Psr & S ? "S" : "U"));
-    EXPECT_EQ(ovCER_Normal, step());
-    EXPECT_EQ(Case.Trap, tt());
-    EXPECT_EQ(TrapTable + Case.Trap * 16, pc());
-    EXPECT_EQ(TrapTable + Case.Trap * 16 + 4, npc());
-    EXPECT_EQ(S | Previous | C | Window, psr());
-    EXPECT_EQ(Origin, get("l1"));
-    EXPECT_EQ(0x3000u, get("l2"));
-    EXPECT_EQ(0x12345678u, get("g2")) << "no effect";
-    EXPECT_EQ(Case.G1, get("g1"));
-  }
-}
-
-TEST_F(SparcV8Trap, HaltsOnEachTrapWhileTrapsAreDisabled) {
-  for (const Trapping &Case : Cases) {
-    if (!std::strncmp(Case.Text, "rett", 4))
-      continue; // the one instruction that is for disabled traps
-    orvy_cpuReset(Cpu, ovRK_Cold);
-    orvy_sparcSetTbr(Cpu, TrapTable);
-    prepare(Case);
-    setPsr(Case.Psr | C);
-    SCOPED_TRACE(Case.Text);
-    EXPECT_EQ(ovCER_Halt, step());
-    EXPECT_EQ(Case.Trap, tt());
-    EXPECT_EQ(Origin, pc()) << "the state that led here can be read";
-    EXPECT_EQ(0x3000u, npc());
-    EXPECT_EQ(Case.Psr | C, psr());
-  }
-}
-
-TEST_F(SparcV8Trap, FailsToFetch) {
-  program({"jmp %g1", "nop"});
-  set("g1", 0x200000);
-  EXPECT_EQ(ovCER_Normal, step(3));
-  EXPECT_EQ(0x01u, tt());
-  EXPECT_EQ(0x200000u, get("l1"));
-  EXPECT_EQ(0x200004u, get("l2"));
-  EXPECT_EQ(3u, steps()) << "the attempt takes its time";
-}
-
-TEST_F(SparcV8Trap, TellsADelaySlotByItsNextPc) {
-  program({"ba .+0x40", "ta 1"});
-  step(2);
-  EXPECT_EQ(Origin + 4, get("l1"));
-  EXPECT_EQ(Origin + 0x40, get("l2"));
-}
-
-TEST_F(SparcV8Trap, ReturnsFromATrap) {
-  program({"ta 1", "mov 1, %g1", "mov 2, %g2"});
-  place(TrapTable + 0x810, {"mov 7, %l0", "jmp %l2", "rett %l2 + 4"});
-  setPsr(Et | 3); // a user's trap
-  step(4);
-  EXPECT_EQ(Et | 3, psr() & ~Ps);
-  EXPECT_EQ(Origin + 4, pc());
-  step(2);
-  EXPECT_EQ(1u, get("g1"));
-  EXPECT_EQ(2u, get("g2"));
-  EXPECT_EQ(0u, get("l0"));
-}
-
-TEST_F(SparcV8Trap, RettFailsIntoErrorMode) {
-  const struct {
-    uint32_t Psr, Wim, Target, Trap;
-  } Failures[] = {
-      {0, 0, 0x1002, 0x03}, // the order of the checks is the manual's
-      {S | 2, 0x08, 0x1002, 0x06},
-      {S | 2, 0x04, 0x1002, 0x07},
-  };
-  for (const auto &Case : Failures) {
-    orvy_cpuReset(Cpu, ovRK_Cold);
-    program({"rett %g1"});
-    orvy_cpuSetPc(Cpu, Origin);
-    setPsr(Case.Psr);
-    orvy_sparcSetWim(Cpu, Case.Wim);
-    set("g1", Case.Target);
-    EXPECT_EQ(ovCER_Halt, step());
-    EXPECT_EQ(Case.Trap, tt());
-    EXPECT_EQ(Case.Psr, psr());
-  }
+TEST_F(SparcV8Trap, ArePreciseAndHaltWhileTrapsAreDisabled) {
+  for (const Case &Trap : Traps)
+    for (const std::string &Code : split(Trap.Code)) {
+      const std::string Before = std::string("npc=3000 ") + Trap.Before;
+      check({Code.c_str(), Before.c_str(), Trap.After});
+      check({Code.c_str(), (Before + " et=0").c_str(), Trap.After}, ovCER_Halt);
+    }
+  for (const Case &Other : Others)
+    check(Other);
+  for (const Case &Return : FailingReturns)
+    check(Return, ovCER_Halt);
 }
 
 TEST_F(SparcV8Trap, StaysHaltedUntilReset) {
@@ -221,50 +124,15 @@ TEST_F(SparcV8Trap, ResetsColdAndWarm) {
   EXPECT_EQ(0u, get("g1") | get("l1") | get("y") | orvy_sparcGetWim(Cpu) | orvy_sparcGetTbr(Cpu));
 }
 
-TEST_F(SparcV8Trap, SpillsAndFillsWindowsByTheirTraps) {
-  // A recursion of depth 20 over eight windows, the handlers saving locals and ins on the stack.
-  place(TrapTable + 0x50, {"ba .+0x1000", "nop"}); // overflow
-  place(TrapTable + 0x60, {"ba .+0x1100", "nop"}); // underflow
-  place(TrapTable + 0x1050,
-        {"rd %wim, %l3", "srl %l3, 1, %g7", "sll %l3, 7, %l3", "or %l3, %g7, %g7",
-         "save %g0, %g0, %g0", "wr %g7, 0, %wim", "std %l0, [%sp]", "std %l2, [%sp + 8]",
-         "std %l4, [%sp + 16]", "std %l6, [%sp + 24]", "std %i0, [%sp + 32]", "std %i2, [%sp + 40]",
-         "std %i4, [%sp + 48]", "std %fp, [%sp + 56]", "restore", "jmp %l1", "rett %l2"});
-  place(TrapTable + 0x1160,
-        {"rd %wim, %l3", "sll %l3, 1, %l4", "srl %l3, 7, %l3", "or %l3, %l4, %l3",
-         "wr %l3, 0, %wim", "restore", "restore", "ldd [%sp], %l0", "ldd [%sp + 8], %l2",
-         "ldd [%sp + 16], %l4", "ldd [%sp + 24], %l6", "ldd [%sp + 32], %i0", "ldd [%sp + 40], %i2",
-         "ldd [%sp + 48], %i4", "ldd [%sp + 56], %fp", "save %g0, %g0, %g0", "save %g0, %g0, %g0",
-         "jmp %l1", "rett %l2"});
-  // sum(n) = n ? n + sum(n - 1) : 0
-  place(Origin, {"call .+0x40", "mov 20, %o0", "st %o0, [%g0 + 2048]", "ba .+0x0", "nop"});
-  place(Origin + 0x40, {"save %sp, -96, %sp", "cmp %i0, 0", "be .+0x10", "nop", "call .-0x10",
-                        "sub %i0, 1, %o0", "ret", "restore %i0, %o0, %o0"});
-  place(Origin + 0x48, {"be .+0x1c", "mov 0, %o0", "call .-0x10", "sub %i0, 1, %o0", "ret",
-                        "restore %i0, %o0, %o0"});
-  place(Origin + 0x64, {"ret", "restore %g0, 0, %o0"});
-  set("sp", 0x10000);
-  orvy_sparcSetWim(Cpu, 2);
-  EXPECT_EQ(ovCER_Normal, run(5000));
-  EXPECT_EQ(210u, Memory->peek(2048));
-  EXPECT_EQ(0x10000u, get("sp"));
-}
-
 TEST_F(SparcV8Trap, NamesItsTraps) {
-  const struct {
-    int Number;
-    const char *Name;
-  } Names[] = {
-      {0x00, "reset"},
-      {0x02, "illegal_instruction"},
-      {0x11, "interrupt_level_1"},
-      {0x1F, "interrupt_level_15"},
-      {0x2A, "division_by_zero"},
-      {0x80, "trap_instruction"},
-      {0xFF, "trap_instruction"},
-  };
-  for (const auto &Row : Names)
-    EXPECT_STREQ(Row.Name, table()->getTrapName(Cpu, Row.Number));
+  for (auto [Number, Name] : {std::pair{0x00, "reset"},
+                              {0x02, "illegal_instruction"},
+                              {0x11, "interrupt_level_1"},
+                              {0x1F, "interrupt_level_15"},
+                              {0x2A, "division_by_zero"},
+                              {0x80, "trap_instruction"},
+                              {0xFF, "trap_instruction"}})
+    EXPECT_STREQ(Name, table()->getTrapName(Cpu, Number));
   for (int Number : {0x10, 0x50, 0x100, -1})
     EXPECT_EQ(nullptr, table()->getTrapName(Cpu, Number));
 }

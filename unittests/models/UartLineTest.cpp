@@ -90,14 +90,6 @@ TEST_F(UartLine, TypingAtAPseudoTerminalReachesTheProgram) {
   EXPECT_TRUE(runUntil([&] { return Next.screen() == "b"; }));
 }
 
-TEST_F(UartLine, TheExampleAnswersWhatIsTyped) {
-  B.load("echo");
-  join("pty");
-  User U(farEnd());
-  U.type("hello\r.\r");
-  EXPECT_TRUE(runUntil([&] { return U.screen() == "Type:\nHELLO\n.\n"; })) << U.screen();
-}
-
 TEST_F(UartLine, MoreThanTheProgramTakesWaitsOnTheHost) {
   std::string Path = ::testing::TempDir() + "uart-line-" + std::to_string(getpid());
   ASSERT_EQ(mkfifo(Path.c_str(), 0600), 0);

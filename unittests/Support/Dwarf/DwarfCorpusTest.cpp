@@ -1,5 +1,5 @@
 // What compilers make is read as binutils reads it: entries, attributes, forms, addresses, names,
-// ranges, locations and symbols.
+// ranges, locations, lines and symbols.
 
 #include "Dwarf/DwarfNames.h"
 
@@ -7,6 +7,7 @@
 #include "Testing/TempDir.h"
 
 #include "orvy/Support/Dwarf.h"
+#include "orvy/Support/DwarfLines.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/Symtab.h"
 
@@ -246,6 +247,7 @@ protected:
   void expectTables();
   void expectRanges();
   void expectLocations();
+  void expectLines();
   void expectSymbols();
 
   TempDir Files;
@@ -426,11 +428,73 @@ void Corpus::expectLocations() {
         Expression.assign(Bytes.begin() + At->Offset + 10, Bytes.begin() + (At + 1)->Offset);
       EXPECT_EQ(Own.getLocList(At->Low), Expression) << E.Offset << " " << At->Low;
       Found += !Expression.empty();
-      Ended = At->Low == Unit->getBaseAddress(); // a list is not searched behind such a range
+      Ended = At->Low == Unit->getBaseAddress(); // a list is not searched after such a range
     }
   }
   bool HasLists = strstr(GetParam().Flags, "-gdwarf-4 -O2");
   EXPECT_EQ(Found > 5, HasLists) << Found;
+}
+
+/// A row of a line-number program. The last of a sequence has no line.
+struct Row {
+  std::string File;
+  uint64_t Line, Address;
+  bool IsStmt;
+  bool operator==(const Row &) const = default;
+};
+
+/// What addresses and lines lead to by the rows of a program.
+void expectLookups(const LineNumberProgram &Program, const std::vector<Row> &Rows,
+                   const std::string &Source) {
+  std::map<uint64_t, Row> Last;            // by address
+  std::map<uint64_t, uint64_t> Statements; // address of the first of each line of the source
+  for (const Row &R : Rows) {
+    Last.insert_or_assign(R.Address, R);
+    if (R.IsStmt && Source.ends_with("/" + R.File))
+      Statements.try_emplace(R.Line, R.Address);
+  }
+  for (uint64_t Address = Rows[0].Address; Address < Rows.back().Address; ++Address) {
+    unsigned long File = 0, Line = 0, Column = 0;
+    ASSERT_TRUE(Program.getLocationForAddress(Address, File, Line, Column));
+    const Row &Covering = std::prev(Last.upper_bound(Address))->second;
+    EXPECT_EQ(Line, Covering.Line) << Address;
+    EXPECT_EQ(Program.getFileName(static_cast<long>(File)), Covering.File);
+  }
+  for (long Line = 1; Line <= 70; ++Line) {
+    unsigned long Address = 0;
+    auto Next = Statements.lower_bound(static_cast<uint64_t>(Line));
+    EXPECT_EQ(Program.getBreakLocation(Source.c_str(), Line, 0, Address), Next != Statements.end());
+    EXPECT_EQ(Address, Next == Statements.end() ? 0 : Next->second) << Line;
+  }
+}
+
+/// The rows of the first sequence of each unit.
+void Corpus::expectLines() {
+  std::vector<std::vector<Row>> Expected;
+  for (const std::string &Line : dump("decodedline")) {
+    char File[200], Number[20], Address[20];
+    if (Line.starts_with("CU: "))
+      Expected.emplace_back();
+    else if (sscanf(Line.c_str(), "%199s %19[0-9-] 0x%19s", File, Number, Address) == 3 &&
+             (Expected.back().empty() || Expected.back().back().Line != 0))
+      Expected.back().push_back({File, strtoull(Number, nullptr, 10),
+                                 strtoull(Address, nullptr, 16), Line.ends_with("x")});
+  }
+  ASSERT_EQ(info().getCompUnits().size(), Expected.size());
+  for (size_t Index = 0; Index < Expected.size(); ++Index) {
+    const auto &Unit = info().getCompUnits()[Index];
+    const LineNumberProgram *Program = Unit->getLineNumberProgram();
+    ASSERT_TRUE(Program);
+    std::vector<Row> Found;
+    for (const auto &R : Program->getMatrix()) {
+      const char *File = Program->getFileName(static_cast<long>(R.File));
+      Found.push_back({File ? File : "none", R.EndSequence ? 0 : R.Line, R.Address,
+                       R.IsStmt && !R.EndSequence});
+    }
+    EXPECT_TRUE(Found == Expected[Index]) << Unit->getName();
+    EXPECT_GT(Found.size(), 5u);
+    expectLookups(*Program, Expected[Index], Unit->getName());
+  }
 }
 
 /// Symbols by the rule of the nearest start, from a list in file order.
@@ -495,6 +559,7 @@ TEST_P(Corpus, IsReadAsBinutilsReadsIt) {
   expectFunctions();
   expectRanges();
   expectLocations();
+  expectLines();
   expectSymbols();
 }
 

@@ -1,6 +1,5 @@
 #include "orvy/Support/AsyncEvents.h"
 
-#include "Events/AsyncContext.h"
 #include "Testing/LogCapture.h"
 #include "Testing/ScriptedCpu.h"
 #include "Testing/Seed.h"
@@ -14,12 +13,8 @@
 #include <ctime>
 #include <fcntl.h>
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <random>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -45,11 +40,6 @@ struct Pipe {
   int take() {
     char Text[64];
     return static_cast<int>(read(Ends[0], Text, sizeof(Text)));
-  }
-  void fill() {
-    char Block[4096] = {};
-    while (write(Ends[1], Block, sizeof(Block)) > 0)
-      ;
   }
   void closeEnd(int End) {
     if (Ends[End] >= 0)
@@ -123,9 +113,11 @@ bool isOpen(int Fd) {
 
 TEST_F(AsyncEvents, ATimerFiresOnceAndIsGone) {
   Listener L;
-  int Timer = addTimer(0.001, L);
+  const auto Start = std::chrono::steady_clock::now();
+  int Timer = addTimer(0.02, L);
   ASSERT_TRUE(isOpen(Timer));
   EXPECT_TRUE(triggerUntil([&] { return L.Calls == 1; }));
+  EXPECT_GE(std::chrono::steady_clock::now() - Start, std::chrono::milliseconds(20));
   EXPECT_FALSE(isOpen(Timer));
   orvy_asyncTimerRemove(Timer);
   EXPECT_EQ(callsNow(L), 0);
@@ -144,14 +136,6 @@ TEST_F(AsyncEvents, ATimerThatRepeatsFiresOncePerTriggerHoweverLate) {
   EXPECT_EQ(callsNow(L), 0);
   EXPECT_TRUE(isOpen(Timer)); // the caller's
   close(Timer);
-}
-
-TEST_F(AsyncEvents, TimersKeepToTheWallClock) {
-  Listener L;
-  auto Start = std::chrono::steady_clock::now();
-  addTimer(0.05, L);
-  EXPECT_TRUE(triggerUntil([&] { return L.Calls == 1; }));
-  EXPECT_GE(std::chrono::steady_clock::now() - Start, std::chrono::milliseconds(50));
 }
 
 TEST_F(AsyncEvents, TimersOfNoTimeNeverExpire) {
@@ -209,20 +193,6 @@ TEST_F(AsyncEvents, BothDirectionsOfASocketTakeTwoDescriptors) {
   orvy_asyncSocketRemove(Ends[0], ovAS_Read);
   for (int Fd : {Ends[0], Ends[1], Copy})
     close(Fd);
-}
-
-TEST_F(AsyncEvents, AFullPipeIsWritableOnceItIsRead) {
-  Pipe P;
-  P.fill();
-  Listener L;
-  L.Action = [&] { orvy_asyncSocketRemove(P.out(), ovAS_Write); };
-  add(P.out(), L, ovAS_Write);
-  EXPECT_EQ(callsNow(L), 0);
-  char Block[4096];
-  while (read(P.in(), Block, sizeof(Block)) > 0)
-    ;
-  EXPECT_TRUE(triggerUntil([&] { return L.Calls == 1; }));
-  EXPECT_EQ(callsNow(L), 0);
 }
 
 TEST_F(AsyncEvents, AnErrorAloneIsNotReported) {
@@ -288,22 +258,10 @@ TEST_F(AsyncEvents, ACallbackMayRemoveItselfAndOthers) {
   }
   settle();
   EXPECT_TRUE(triggerUntil([&] { return L1.Calls == 1; }));
-  EXPECT_EQ(L2.Calls, 0); // it was queued behind the first one
+  EXPECT_EQ(L2.Calls, 0); // it was queued after the first one
   EXPECT_TRUE(triggerUntil([&] { return L3.Calls > 0 && Tick.Calls == 1; }));
   orvy_asyncSocketRemove(First.in(), ovAS_Read);
   EXPECT_EQ(callsNow(Tick) + callsNow(L1) + callsNow(L2), 0);
-}
-
-TEST_F(AsyncEvents, ATimerThatFiresOnceMayRemoveItself) {
-  Listener L;
-  int Timer = -1;
-  L.Action = [&] {
-    orvy_asyncTimerRemove(Timer);
-    EXPECT_EQ(close(Timer), 0);
-  };
-  Timer = addTimer(0.0001, L);
-  EXPECT_TRUE(triggerUntil([&] { return L.Calls == 1; }));
-  EXPECT_EQ(callsNow(L), 0);
 }
 
 TEST_F(AsyncEvents, ARemovalOnAnotherThreadWaitsForACallInProgress) {
@@ -355,7 +313,9 @@ TEST_F(AsyncEvents, ThreadsAddAndRemoveAtTheSameTimeAndNoReportIsLost) {
       while (L.Calls == 0 && std::chrono::steady_clock::now() < End)
         std::this_thread::yield();
       Missed += L.Calls == 0;
+      std::thread Other([&] { orvy_asyncSocketRemove(P.in(), ovAS_Read); });
       orvy_asyncSocketRemove(P.in(), ovAS_Read);
+      Other.join();
       int Calls = L.Calls;
       P.put();
       if (Random() % 8 == 0)
@@ -371,22 +331,6 @@ TEST_F(AsyncEvents, ThreadsAddAndRemoveAtTheSameTimeAndNoReportIsLost) {
   for (std::thread &T : All)
     T.join();
   EXPECT_EQ(Missed, 0);
-}
-
-TEST_F(AsyncEvents, SeveralThreadsMayRemoveTheSameEntry) {
-  for (int Round = 0; Round < 50; ++Round) {
-    Pipe P;
-    Listener L;
-    add(P.in(), L);
-    P.put();
-    auto Remove = [&] { orvy_asyncSocketRemove(P.in(), ovAS_Read); };
-    std::thread A(Remove);
-    std::thread B(Remove);
-    trigger();
-    A.join();
-    B.join();
-    EXPECT_EQ(callsNow(L), 0);
-  }
 }
 
 TEST_F(AsyncEvents, DescriptorsClosedUnderUsDoNoHarm) {
@@ -421,46 +365,10 @@ TEST_F(AsyncEvents, AClosedDescriptorWhoseFileLivesOnInACopyDoesNoHarm) {
   add(P.in(), L);
   P.closeEnd(0);
   orvy_asyncSocketRemove(P.in(), ovAS_Read);
-  P.put(); // still watched by the system, for an entry of a descriptor that is no more
+  P.put(); // still watched by the system, for an entry of a descriptor that is closed
   callsNow(L);
   EXPECT_LE(L.Calls, 1);
   close(Copy);
-}
-
-TEST_F(AsyncEvents, AThousandAtOnce) {
-  rlimit Limit;
-  getrlimit(RLIMIT_NOFILE, &Limit);
-  Limit.rlim_cur = std::min<rlim_t>(Limit.rlim_max, 4096);
-  setrlimit(RLIMIT_NOFILE, &Limit);
-  constexpr int Count = 1000;
-  std::vector<int> Fds;
-  std::vector<Listener> Listeners(Count);
-  int Total = 0;
-  for (int Index = 0; Index < Count; ++Index) {
-    int Fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    ASSERT_GE(Fd, 0);
-    Fds.push_back(Fd);
-    Listeners[size_t(Index)].Action = [Fd, &Total] {
-      eventfd_t Value;
-      EXPECT_EQ(eventfd_read(Fd, &Value), 0);
-      ++Total;
-    };
-    add(Fd, Listeners[size_t(Index)]);
-  }
-  for (int Round = 1; Round <= 3; ++Round) {
-    for (int Fd : Fds)
-      eventfd_write(Fd, 1);
-    EXPECT_TRUE(triggerUntil([&] { return Total == Round * Count; }));
-  }
-  for (int Fd : Fds)
-    orvy_asyncSocketRemove(Fd, ovAS_Read);
-  for (int Fd : Fds)
-    eventfd_write(Fd, 1);
-  settle();
-  trigger();
-  EXPECT_EQ(Total, 3 * Count);
-  for (int Fd : Fds)
-    close(Fd);
 }
 
 TEST_F(AsyncEvents, EndWithTheirHolder) {
@@ -494,10 +402,13 @@ TEST_F(AsyncEvents, CostNothingWhileNothingHappens) {
   };
   auto Before = Used();
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  auto Idle = Used() - Before;
-  RecordProperty("MicrosecondsOfProcessorTimeIn200ms", static_cast<int>(Idle));
-  std::cout << "processor time in 200 ms: " << Idle << " us\n";
-  EXPECT_LT(Idle, 10000);
+  EXPECT_LT(Used() - Before, 10000) << "microseconds of processor time";
+  for (auto &P : Pipes)
+    P->put();
+  EXPECT_TRUE(triggerUntil([&] { return L.Calls >= int(Pipes.size()); }));
+  for (auto &P : Pipes)
+    P->put();
+  EXPECT_TRUE(triggerUntil([&] { return L.Calls >= int(Pipes.size()); }));
   for (auto &P : Pipes)
     orvy_asyncSocketRemove(P->in(), ovAS_Read);
 }
@@ -517,27 +428,6 @@ TEST_F(AsyncEvents, SayWhatCannotBeWaitedOn) {
   orvy_asyncSocketRemove(Plain, ovAS_Read);
   orvy_asyncSocketRemove(P.in(), ovAS_Read);
   close(Plain);
-}
-
-TEST_F(AsyncEvents, ANotifierIsNotRearmed) {
-  const int Epoll = epoll_create1(EPOLL_CLOEXEC);
-  const int Fd = eventfd(1, EFD_CLOEXEC);
-  epoll_event Event{};
-  Event.events = EPOLLIN | EPOLLONESHOT;
-  ASSERT_EQ(epoll_ctl(Epoll, EPOLL_CTL_ADD, Fd, &Event), 0);
-  ASSERT_EQ(epoll_wait(Epoll, &Event, 1, 0), 1);
-  orvy::AsyncEvent Entry{orvy::AsyncKind::Notifier, nullptr, Fd, 0, nullptr, nullptr, 0};
-  testing::internal::CaptureStderr();
-  Entry.rearm(Epoll);
-  EXPECT_EQ(epoll_wait(Epoll, &Event, 1, 0), 0);
-  Entry.Kind = orvy::AsyncKind::Read;
-  Entry.rearm(Epoll);
-  EXPECT_EQ(epoll_wait(Epoll, &Event, 1, 0), 1) << "where any other kind is";
-  close(Fd);
-  close(Epoll);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "asyncevent: rearming event fd\n"
-            "asyncevent: this is invalid, report this to kalvex\n");
 }
 
 /// Leaves entries of every kind, with callbacks queued.

@@ -138,22 +138,17 @@ TEST_F(LegacyEvents, ArePairsOfFunctionAndOwner) {
   EXPECT_EQ(orvy_eventGetOldStyleID(oldTick, Old), First);
   EXPECT_EQ(orvy_eventGetOldStyleID(oldTick, New), -1);
   EXPECT_EQ(orvy_eventGetOldStyleID(otherTick, Old), -1);
+  orvy_postEvent(Queue, otherTick, Old, nullptr, 1);
+  orvy_stackEvent(Queue, otherTick, Old, nullptr);
+  EXPECT_EQ(orvy_eventTime(Queue, otherTick, Old), -1);
+  EXPECT_EQ(orvy_nextTimer(Queue), -1);
+  EXPECT_EQ(Log.count("invalid event"), 3);
   int64_t Other = orvy_eventPublishOldStyle("other", Old, otherTick);
   EXPECT_EQ(orvy_eventGetOldStyleID(otherTick, Old), Other);
   post("a", 1);
   orvy_postEvent(Queue, otherTick, Old, word("b"), 2);
   orvy_triggerCurrentTimers(Queue, 2);
   EXPECT_THAT(Fired, ElementsAre("old Old a", "other b"));
-}
-
-TEST_F(LegacyEvents, SayOfAnUnknownPairWhatIsSaidOfAnInvalidId) {
-  orvy_postEvent(Queue, otherTick, Old, nullptr, 1);
-  orvy_stackEvent(Queue, otherTick, Old, nullptr);
-  EXPECT_EQ(orvy_eventTime(Queue, otherTick, Old), -1);
-  EXPECT_EQ(Log.count("posting absolute invalid event"), 1);
-  EXPECT_EQ(Log.count("stack posting invalid event"), 1);
-  EXPECT_EQ(Log.count("get time on invalid event"), 1);
-  EXPECT_EQ(orvy_nextTimer(Queue), -1);
 }
 
 TEST_F(LegacyEvents, GoWithTheirOwnerAndComeBackWithAnotherOne) {

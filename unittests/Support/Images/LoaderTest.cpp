@@ -16,67 +16,29 @@ namespace {
 class Images : public ImageTest {};
 
 TEST_F(Images, AKnownExtensionDecidesWithoutAFile) {
-  const std::pair<const char *, orvy_FileType> Rows[] = {
-      {"no/such.s19", ovFT_Srec},
-      {"no/such.s28", ovFT_Srec},
-      {"no/such.s37", ovFT_Srec},
-      {"no/such.s1", ovFT_Srec},
-      {"no/such.s2", ovFT_Srec},
-      {"no/such.s3", ovFT_Srec},
-      {"no/such.srec", ovFT_Srec},
-      {"no/such.SX", ovFT_Srec},
-      {"no/such.mot", ovFT_Srec},
-      {"no/such.elf", ovFT_Elf},
-      {"no/such.bin", ovFT_Binary},
-      {"no/such.dat", ovFT_Binary},
-      {".elf", ovFT_Elf},
-      {"a.bin.elf", ovFT_Elf},
-      {"dir.elf/file", ovFT_Binary},
-      {"no/such.S19", ovFT_Binary},
-      {"no/such.sx", ovFT_Binary},
-      {"no/such.", ovFT_Binary},
-      {"no/such", ovFT_Binary},
-      {"", ovFT_Binary},
+  const std::pair<orvy_FileType, std::vector<const char *>> Rows[] = {
+      {ovFT_Srec, {"a.s19", "a.s28", "a.s37", "a.s1", "a.s2", "a.s3", "a.srec", "a.SX", "a.mot"}},
+      {ovFT_Elf, {"no/such.elf", ".elf", "a.bin.elf"}},
+      {ovFT_Binary, {"a.bin", "a.dat", "dir.elf/file", "a.S19", "a.sx", "a.", "no/such", ""}},
   };
-  for (auto [Path, Type] : Rows)
-    EXPECT_EQ(orvy_identifyImageFormat(Path), Type) << Path;
+  for (const auto &[Type, Paths] : Rows)
+    for (const char *Path : Paths)
+      EXPECT_EQ(orvy_identifyImageFormat(Path), Type) << Path;
   EXPECT_EQ(orvy_identifyImageFormat(nullptr), ovFT_Binary);
 }
 
 TEST_F(Images, OtherwiseTheFirstBytesDecide) {
+  constexpr std::string_view Elf = "\177ELF\1";
   const struct {
     const char *Name;
     std::string_view Bytes;
     orvy_FileType Type;
   } Rows[] = {
-      {"plain",
-       "\x7f"
-       "ELF\1",
-       ovFT_Elf},
-      {"image.ELF",
-       "\x7f"
-       "ELF\1",
-       ovFT_Elf},
-      {"out.v2/image",
-       "\x7f"
-       "ELF\1",
-       ovFT_Elf},
-      {"four",
-       "\x7f"
-       "ELF",
-       ovFT_Binary},
-      {"fourS", "S123", ovFT_Binary},
-      {"record", "Sxyz?", ovFT_Srec},
-      {"small", "s1234", ovFT_Binary},
-      {"almost",
-       "\x7f"
-       "ELf\1",
-       ovFT_Binary},
-      {"empty", "", ovFT_Binary},
-      {"elf-inside.bin",
-       "\x7f"
-       "ELF\1",
-       ovFT_Binary},
+      {"plain", Elf, ovFT_Elf},        {"image.ELF", Elf, ovFT_Elf},
+      {"out.v2/image", Elf, ovFT_Elf}, {"four", Elf.substr(0, 4), ovFT_Binary},
+      {"fourS", "S123", ovFT_Binary},  {"record", "Sxyz?", ovFT_Srec},
+      {"small", "s1234", ovFT_Binary}, {"almost", "\177ELf\1", ovFT_Binary},
+      {"empty", "", ovFT_Binary},      {"elf-inside.bin", Elf, ovFT_Binary},
   };
   for (auto [Name, Bytes, Type] : Rows) {
     std::string Path = image(Bytes, Name);
@@ -114,12 +76,9 @@ TEST_F(Images, OtherFormatsKeepTheirOwnAddresses) {
   EXPECT_THAT(Mem->take(),
               ElementsAre(wrote(0x2000, "elf"), wrote(0x2000, "elf"), wrote(0x1000, "srec"),
                           wrote(0x1000, "srec"), wrote(0x2000, "elf"), wrote(0x1000, "srec")));
-  std::string Raw = image("\x7f"
-                          "ELF raw",
-                          "elf.bin");
+  std::string Raw = image("\177ELF raw", "elf.bin");
   EXPECT_EQ(orvy_loadImage(Mem, Raw.c_str()), 0);
-  EXPECT_THAT(Mem->take(), ElementsAre(wrote(0, "\x7f"
-                                                "ELF raw")));
+  EXPECT_THAT(Mem->take(), ElementsAre(wrote(0, "\177ELF raw")));
 }
 
 TEST_F(Images, StartAddressesAreWidenedWithoutSign) {
@@ -153,7 +112,7 @@ TEST_F(Images, AMissingFileIsReportedByItsFormat) {
   EXPECT_THAT(Mem->take(), IsEmpty());
 }
 
-TEST_F(Images, WhatHasNoSizeIsNoRawImage) {
+TEST_F(Images, WhatHasNoSizeIsNotARawImage) {
   std::string Pipe = Files.path("pipe");
   ASSERT_EQ(mkfifo(Pipe.c_str(), 0600), 0);
   for (const std::string &Path : {Files.path(), Pipe, std::string("/dev/zero")})
@@ -167,7 +126,7 @@ TEST_F(Images, WhatHasNoSizeIsNoRawImage) {
   EXPECT_THAT(Mem->take(), IsEmpty());
 }
 
-TEST_F(Images, AnObjectThatIsNoMemoryIsReportedButNotByTheResult) {
+TEST_F(Images, AnObjectThatIsNotAMemoryIsReportedButNotByTheResult) {
   orvy_registerClass(
       "Bare",
       [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, sizeof(orvy_Object)); },

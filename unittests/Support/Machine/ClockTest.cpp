@@ -69,21 +69,6 @@ TEST_F(ClockModel, TakesItsFrequencyFromAnArgument) {
   EXPECT_DOUBLE_EQ(Iface->getSecs(Clock), 1.5);
 }
 
-TEST_F(ClockModel, StepsFromEventToEvent) {
-  make();
-  EXPECT_EQ(Iface->step(Clock, 5), 0);
-  EXPECT_EQ(steps(), 0);
-  postAt(10);
-  postAt(10);
-  postAt(30);
-  Iface->step(Clock, 1);
-  EXPECT_THAT(Fired, ElementsAre(10, 10));
-  EXPECT_EQ(steps(), 1);
-  Iface->step(Clock, 9);
-  EXPECT_EQ(cycles(), 30);
-  EXPECT_EQ(steps(), 2);
-}
-
 TEST_F(ClockModel, StepsUpToALimit) {
   const struct {
     const char *What;
@@ -99,6 +84,9 @@ TEST_F(ClockModel, StepsUpToALimit) {
       {"limit reached first", {5, 7}, 0, 9, 6, 6, 2, {5}},
       {"an event at the limit fires", {6}, 0, 9, 6, 6, 1, {6}},
       {"a limit in the past", {5}, 50, 9, 20, 50, 2, {50}},
+      {"no limit and no events: nothing", {}, 0, 5, 0, 0, 0, {}},
+      {"no limit: events of a time together", {10, 10, 30}, 0, 1, 0, 10, 1, {10, 10}},
+      {"no limit: up to the last event", {10, 10, 30}, 0, 9, 0, 30, 2, {10, 10, 30}},
   };
   for (const auto &C : Cases) {
     SCOPED_TRACE(C.What);
@@ -107,7 +95,10 @@ TEST_F(ClockModel, StepsUpToALimit) {
     Iface->setCycles(Clock, static_cast<uint64_t>(C.Start));
     for (int64_t Time : C.Events)
       postAt(Time);
-    Iface->stepUntil(Clock, C.Steps, C.Limit);
+    if (C.Limit)
+      Iface->stepUntil(Clock, C.Steps, C.Limit);
+    else
+      EXPECT_EQ(Iface->step(Clock, C.Steps), 0);
     EXPECT_EQ(cycles(), C.Cycles);
     EXPECT_EQ(steps(), C.StepCount);
     EXPECT_EQ(Fired, C.Fired);

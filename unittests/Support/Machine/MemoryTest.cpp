@@ -133,7 +133,7 @@ TEST_F(Memory, MapsDevicesAndSaysWhatIsMissing) {
   EXPECT_EQ(Log.count("bare : does not implement 'Nothing'"), 1);
 }
 
-TEST_F(Memory, NullSlotsRefuse) {
+TEST_F(Memory, NullSlotsAreRejected) {
   static MemAccessIface Access = {};
   static MemoryIface Bytes = {};
   static MemorySpaceIface Space = {};

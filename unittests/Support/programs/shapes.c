@@ -25,10 +25,7 @@ static const enum Limits Limit = Least;
 static struct Node Nodes[4];
 const struct Shape Shapes[] = {{"square", Green, 0, {{1.5}}}, {"circle", Blue, 0, {{0}}}};
 
-static inline __attribute__((always_inline)) int inlined(int X) {
-  int Local = X * 3;
-  return Local + Sink + (int)(Limit >> 40);
-}
+#include "inlined.h"
 
 __attribute__((noinline, cold)) static void fail(int Why) {
   for (int Again = 0; Again < Why; ++Again)
