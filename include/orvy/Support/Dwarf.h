@@ -1,6 +1,6 @@
 /* Dwarf.h - the debug information of a target image: functions, units, source lines, variables.
  *
- * Reads DWARF 2, 3 and 4 of 32-bit big-endian ELF files. Units and entries are handed out as plain
+ * Reads DWARF 2 to 5 of 32-bit big-endian ELF files. Units and entries are handed out as plain
  * pointers that live as long as the handle they come from; so do texts, unless said otherwise.
  * Handles, units, entries and names that are passed in are not null, unless said otherwise. Queries
  * fill tables on first use: all use of one handle stays on one thread at a time. The result tells
@@ -211,6 +211,8 @@ struct DebugAbbrev {
   uint64_t Tag = 0;
   bool HasChildren = false;
   std::vector<AttrForm> Attrs;
+  std::vector<std::pair<uint64_t, int64_t>>
+      Implicit; ///< attribute and DW_FORM_implicit_const value
 
   /// What passes over the values: neighbours of fixed size in one step.
   struct Step {
@@ -269,15 +271,20 @@ public:
   uint16_t getU16() const;
   uint32_t getU32() const;
   uint64_t getU64() const;
-  /// An address, and an offset of a section: 4 bytes in every form.
-  uint64_t getAddr() const { return getU32(); }
+  /// An address: 4 bytes in every form; that of an index into ".debug_addr" is looked up.
+  uint64_t getAddr() const;
+  /// An offset of a section: 4 bytes in every form.
   uint64_t getOffset() const { return getU32(); }
   /// The number of a DW_FORM_data1, data2, data4 or data8; -1 for any other form.
   uint64_t getUnsigned() const;
   int64_t getSigned() const { return static_cast<int64_t>(getUnsigned()); }
   /// The address of a DW_AT_high_pc: a DW_FORM_addr, else relative to a low address.
   uint64_t getHighAddr(uint64_t Low) const;
-  /// The text of a DW_FORM_string or strp, in place; null for any other form or one out of bounds.
+  /// The number of any form that holds a constant, extended by the sign of the form; nothing for
+  /// another form.
+  std::optional<int64_t> getConstant() const;
+  /// The text of a DW_FORM_string, strp, line_strp or strx, in place; null for any other form or
+  /// one out of bounds.
   const char *getCStr() const;
   /// The bytes of a DW_FORM_block, block1, block2 or block4; empty for any other form.
   std::vector<uint8_t> getBlock() const;
@@ -286,8 +293,12 @@ public:
   /// The expression that a DW_FORM_sec_offset gives for an address; empty if there is none.
   /// Throws the integer 42 if the unit has no low address, std::out_of_range at the section's end.
   std::vector<uint8_t> getLocList(uint64_t Pc) const;
+  /// The value of a form that is an unsigned LEB128, or an index of fixed size.
+  uint64_t getIndex() const;
   /// The entry that a reference refers to; null if there is none.
   DebugInfoEntry *getRef() const;
+  /// The same, and that of a type unit of version 5, or of ".debug_types", by its signature.
+  DebugInfoEntry *getType() const;
   /// Writes attribute, form and value as a line.
   void print() const;
 
@@ -445,8 +456,16 @@ public:
   uint64_t getAbbrevOffset() const { return AbbrevOffset; }
   uint8_t getAddressSize() const { return AddressSize; }
   uint64_t getOffset() const { return Offset; }
-  uint64_t getHeaderSize() const { return Is64Bit ? 23 : 11; }
+  uint64_t getHeaderSize() const { return HeaderSize; }
+  /// DW_UT_ number; 0 before version 5.
+  uint8_t getUnitType() const { return UnitKind; }
+  /// Signature and offset of the type of a type unit; 0 for another unit.
+  uint64_t getTypeSignature() const { return TypeSignature; }
+  uint64_t getTypeOffset() const { return TypeOffset; }
   uint64_t getTotalSize() const { return UnitLength + (Is64Bit ? 12 : 4); }
+
+  /// Whether its last value may end where the section ends.
+  bool mayReachEnd() const;
 
   EntryList getDIEList() { return {Records, EntryCount}; }
   /// The entry at an offset of the section, or of the unit; null if none starts there.
@@ -458,6 +477,7 @@ protected:
       : Info(Info), Bytes(Bytes), Offset(Offset) {}
 
   void parseHeader(utils::VectorStream &VS);
+  void parseTypeFields(utils::VectorStream &VS);
   void parseEntries(utils::VectorStream &VS);
   void printHeader(std::string_view Kind) const;
   void printEntries(std::string_view Kind);
@@ -470,7 +490,11 @@ private:
   uint64_t Offset;
   uint64_t UnitLength = 0;
   uint64_t AbbrevOffset = 0;
+  uint64_t HeaderSize = 0;
+  uint64_t TypeSignature = 0;
+  uint64_t TypeOffset = 0;
   uint16_t Version = 0;
+  uint8_t UnitKind = 0;
   uint8_t AddressSize = 0;
   bool Is64Bit = false;
   size_t EntryCount = 0;
@@ -509,7 +533,7 @@ public:
   ~CompilationUnit() override;
 
   void print() override;
-  /// The first entry, a DW_TAG_compile_unit or DW_TAG_partial_unit; null if it is another.
+  /// The first entry, that of a compile, partial or skeleton unit; null if it is another.
   DebugInfoEntry *getUnitDIE() override;
   /// DW_AT_name; null without.
   const char *getName();
@@ -547,12 +571,6 @@ public:
   void print() override;
   /// Null: nothing leads to the entries.
   DebugInfoEntry *getUnitDIE() override { return nullptr; }
-  uint64_t getTypeSignature() const { return TypeSignature; }
-  uint64_t getTypeOffset() const { return TypeOffset; }
-
-private:
-  uint64_t TypeSignature = 0;
-  uint64_t TypeOffset = 0;
 };
 
 /// Public names in byte order; of several of one name the one added last.
@@ -605,7 +623,8 @@ public:
 
   /// Reads the sections of an ELF file. Throws for what is not readable.
   /// @return null for a file without ".debug_abbrev"
-  static std::unique_ptr<DebugInfo> load(const char *Path);
+  /// @param ForDebugger reads also units that end with their section, and writes nothing in the log
+  static std::unique_ptr<DebugInfo> load(const char *Path, bool ForDebugger = false);
 
   void setStrings(Section &Bytes);
   void setAbbrevs(Section &Bytes);
@@ -644,6 +663,8 @@ public:
   std::string remapPath(const char *Path) const;
   /// The text at an offset of ".debug_str"; null out of bounds.
   const char *getString(uint64_t Offset) const;
+  /// The unit that describes the type of a signature; null if there is none.
+  Unit *getTypeUnit(uint64_t Signature);
 
   void print() const;
   void printInfo();
@@ -655,6 +676,8 @@ public:
   AbbrevMap Abbrevs;
   Section AbbrevSec, ArangesSec, InfoSec, LineSec, PubnamesSec, PubtypesSec, TypesSec, StrSec,
       RangesSec, LocSec;
+  Section AddrSec, StrOffsetsSec, LineStrSec, RngListsSec, LocListsSec; ///< of version 5
+  bool UnitsMayReachEnd = false;       ///< the last value of a unit may end where the section ends
   std::vector<std::string> SourceDirs; ///< each ends in "/"
   std::vector<std::pair<std::string, std::string>> PathRemaps;
 
@@ -672,6 +695,7 @@ private:
   std::vector<std::unique_ptr<CompilationUnit>> CompUnits; ///< by offset
   std::map<std::string, CompilationUnit *, std::less<>> CompUnitsByName; ///< names read backwards
   std::vector<std::unique_ptr<TypeUnit>> TypeUnits;
+  std::optional<std::map<uint64_t, Unit *>> UnitsOfTypes; ///< by signature, once asked for
   std::map<uint64_t, std::unique_ptr<LineNumberProgram>> LinePrograms;
   RangeTable AddressRanges;
   NameTable PubNames, PubTypes;

@@ -96,8 +96,9 @@ public:
     LEB128 = 2 ///< a LEB128 value, signed or unsigned as the target
   };
 
-  bool Is64Bit = false;   ///< the 64-bit DWARF format is in force
-  bool BigEndian = false; ///< byte order of numbers
+  bool Is64Bit = false;     ///< the 64-bit DWARF format is in force
+  bool BigEndian = false;   ///< byte order of numbers
+  bool MayReachEnd = false; ///< whether a skip may end where the bytes end; otherwise that throws
 
   /// @param Offset where it starts; past the end counts as the end
   explicit VectorStream(const std::vector<unsigned char> &Bytes, uint64_t Offset = 0)
@@ -144,7 +145,7 @@ public:
   }
   /// Goes forward over as many bytes as a field of the data says.
   void skip(uint64_t Bytes) {
-    if (Bytes >= Source.size() - Position || Bytes > getLeft())
+    if ((Bytes >= Source.size() - Position && !MayReachEnd) || Bytes > getLeft())
       throw 42;
     Position += Bytes;
   }

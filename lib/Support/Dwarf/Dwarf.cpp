@@ -1,5 +1,6 @@
 #include "Dwarf/DwarfForms.h"
 #include "Dwarf/DwarfHandle.h"
+#include "Dwarf/DwarfNames.h"
 #include "Images/LoaderElf.h"
 
 #include "orvy/Support/DwarfLines.h"
@@ -124,7 +125,7 @@ void readNames(VectorStream &VS, uint64_t End, NameTable &Names) {
 }
 
 bool isUnit(CompilationUnit &Unit) {
-  return Unit.getUnitDIE();
+  return Unit.getUnitDIE() || Unit.getUnitType() == DW_UT_type;
 }
 bool isUnit(TypeUnit &) {
   return true;
@@ -145,7 +146,7 @@ void readUnits(DebugInfo *Info, const Section &Bytes, Damage Lost,
         fail("its first entry is not that of a unit");
       Units.push_back(std::move(Unit));
     } catch (...) {
-      if (Version < 2 || Version > 4)
+      if (Version < 2 || Version > 5)
         throw std::runtime_error("DWARF version " + std::to_string(Version) + " is not read");
       throw;
     }
@@ -162,9 +163,10 @@ std::string reversed(std::string_view Path) {
 DebugInfo::DebugInfo() = default;
 DebugInfo::~DebugInfo() = default;
 
-std::unique_ptr<DebugInfo> DebugInfo::load(const char *Path) {
+std::unique_ptr<DebugInfo> DebugInfo::load(const char *Path, bool ForDebugger) {
   ElfFile File(Path);
-  orvy_logInfo(nullptr, "loading DWARF");
+  if (!ForDebugger)
+    orvy_logInfo(nullptr, "loading DWARF");
   static constexpr std::pair<const char *, void (DebugInfo::*)(Section &)> Setters[] = {
       {".debug_str", &DebugInfo::setStrings},       {".debug_abbrev", &DebugInfo::setAbbrevs},
       {".debug_info", &DebugInfo::setInfo},         {".debug_types", &DebugInfo::setTypes},
@@ -178,6 +180,13 @@ std::unique_ptr<DebugInfo> DebugInfo::load(const char *Path) {
     return nullptr;
   auto Info = std::make_unique<DebugInfo>();
   Info->Image = Path;
+  Info->UnitsMayReachEnd = ForDebugger;
+  // These serve the values of entries, and so come before the entries.
+  Info->AddrSec = contents(File, ".debug_addr");
+  Info->StrOffsetsSec = contents(File, ".debug_str_offsets");
+  Info->LineStrSec = contents(File, ".debug_line_str");
+  Info->RngListsSec = contents(File, ".debug_rnglists");
+  Info->LocListsSec = contents(File, ".debug_loclists");
   auto Bytes = Sections.begin();
   for (const auto &[Name, Set] : Setters)
     (Info.get()->*Set)(*Bytes++);
@@ -225,6 +234,19 @@ void DebugInfo::nameUnits() {
 void DebugInfo::setTypes(Section &Bytes) {
   take(TypesSec, Bytes);
   readUnits(this, TypesSec, {Image, ".debug_types"}, TypeUnits);
+}
+
+Unit *DebugInfo::getTypeUnit(uint64_t Signature) {
+  if (!UnitsOfTypes) {
+    UnitsOfTypes.emplace();
+    for (const auto &Unit : TypeUnits)
+      UnitsOfTypes->emplace(Unit->getTypeSignature(), Unit.get());
+    for (const auto &Unit : CompUnits)
+      if (Unit->getUnitType() == DW_UT_type)
+        UnitsOfTypes->emplace(Unit->getTypeSignature(), Unit.get());
+  }
+  const auto Found = UnitsOfTypes->find(Signature);
+  return Found == UnitsOfTypes->end() ? nullptr : Found->second;
 }
 
 void DebugInfo::setAranges(Section &Bytes) {

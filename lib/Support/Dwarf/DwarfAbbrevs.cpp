@@ -1,4 +1,5 @@
 #include "Dwarf/DwarfForms.h"
+#include "Dwarf/DwarfNames.h"
 
 #include "orvy/Support/Dwarf.h"
 
@@ -32,6 +33,8 @@ void readAttrs(VectorStream &VS, DebugAbbrev &Abbrev) {
     if (Pair == AttrForm())
       return;
     Abbrev.Attrs.push_back(Pair);
+    if (Pair.second == DW_FORM_implicit_const)
+      Abbrev.Implicit.emplace_back(Pair.first, readSLEB128(VS));
     // A step of form 0 has a fixed size; an attribute of form 0 is unknown.
     addStep(Abbrev.Steps, Pair.second ? Pair.second : UINT64_MAX);
   }

@@ -13,6 +13,7 @@ AttributeList::iterator::iterator(DebugInfoEntry &Entry)
       Current(&Entry, 0, 0, nullptr, 0, 0) {
   VS.BigEndian = true;
   VS.Is64Bit = Entry.getUnit()->is64Bit();
+  VS.MayReachEnd = Entry.getUnit()->mayReachEnd();
   load();
 }
 

@@ -13,14 +13,21 @@ namespace {
 constexpr uint8_t Variable = 0xff;
 
 constexpr auto Sizes = [] {
-  std::array<FixedSize, DW_FORM_ref_sig8 + 1> Table{};
+  std::array<FixedSize, DW_FORM_addrx4 + 1> Table{};
   Table.fill({Variable, Variable});
   Table[DW_FORM_addr] = Table[DW_FORM_strp] = Table[DW_FORM_ref_addr] = {4, 8};
   Table[DW_FORM_data1] = Table[DW_FORM_flag] = Table[DW_FORM_ref1] = {1, 1};
   Table[DW_FORM_data2] = Table[DW_FORM_ref2] = {2, 2};
   Table[DW_FORM_data4] = Table[DW_FORM_ref4] = Table[DW_FORM_sec_offset] = {4, 4};
   Table[DW_FORM_data8] = Table[DW_FORM_ref8] = Table[DW_FORM_ref_sig8] = {8, 8};
-  Table[DW_FORM_flag_present] = {0, 0};
+  Table[DW_FORM_flag_present] = Table[DW_FORM_implicit_const] = {0, 0};
+  Table[DW_FORM_line_strp] = Table[DW_FORM_strp_sup] = {4, 8};
+  Table[DW_FORM_strx1] = Table[DW_FORM_addrx1] = {1, 1};
+  Table[DW_FORM_strx2] = Table[DW_FORM_addrx2] = {2, 2};
+  Table[DW_FORM_strx3] = Table[DW_FORM_addrx3] = {3, 3};
+  Table[DW_FORM_strx4] = Table[DW_FORM_addrx4] = Table[DW_FORM_ref_sup4] = {4, 4};
+  Table[DW_FORM_ref_sup8] = {8, 8};
+  Table[DW_FORM_data16] = {16, 16};
   return Table;
 }();
 
@@ -60,6 +67,20 @@ uint64_t orvy::dwarf::readULEB128(VectorStream &VS) {
   }
 }
 
+int64_t orvy::dwarf::readSLEB128(VectorStream &VS) {
+  uint64_t Value = 0;
+  uint8_t Byte = 0x80;
+  unsigned Shift = 0;
+  for (; Byte & 0x80; Shift += Shift < 64 ? 7 : 0) {
+    VS >> Byte;
+    if (Shift < 64)
+      Value |= (Byte & uint64_t{0x7f}) << Shift;
+  }
+  if (Shift < 64 && (Byte & 0x40))
+    Value |= ~uint64_t{0} << Shift;
+  return static_cast<int64_t>(Value);
+}
+
 void orvy::dwarf::skipVariable(VectorStream &VS, uint64_t Form) {
   switch (Form) {
   case DW_FORM_string:
@@ -80,6 +101,10 @@ void orvy::dwarf::skipVariable(VectorStream &VS, uint64_t Form) {
   case DW_FORM_sdata:
     return skipLEB128(VS);
   case DW_FORM_ref_udata:
+  case DW_FORM_strx:
+  case DW_FORM_addrx:
+  case DW_FORM_loclistx:
+  case DW_FORM_rnglistx:
     readULEB128(VS);
     return;
   case DW_FORM_indirect:

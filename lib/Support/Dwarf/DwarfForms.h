@@ -22,6 +22,9 @@ std::optional<FixedSize> fixedSize(uint64_t Form);
 /// nine bytes, but 64 bits take ten, and producers may pad values. Throws for more than 64 bits.
 uint64_t readULEB128(utils::VectorStream &VS);
 
+/// Reads a signed LEB128 value of any length. Bits above the 64th are ignored.
+int64_t readSLEB128(utils::VectorStream &VS);
+
 /// Skips a value that contains its size. Throws if the form is unknown or the value is not inside
 /// the section.
 void skipVariable(utils::VectorStream &VS, uint64_t Form);

@@ -135,8 +135,8 @@ void CompilationUnit::print() {
 
 void TypeUnit::print() {
   printHeader("type unit");
-  outs() << "type unit: type sig = " << TypeSignature << "\n"
-         << "type unit: type offset = " << TypeOffset << "\n";
+  outs() << "type unit: type sig = " << getTypeSignature() << "\n"
+         << "type unit: type offset = " << getTypeOffset() << "\n";
   printEntries("type unit");
 }
 

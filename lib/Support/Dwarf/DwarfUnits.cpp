@@ -34,6 +34,7 @@ public:
 
   void run() {
     uint64_t End = Into.Offset + Into.getTotalSize();
+    VS.MayReachEnd = Into.mayReachEnd();
     VS.endReadsAt(End);
     Records.reserve((End - std::min(End, VS.getOffset())) / 16 + 1);
     while (Open != None || VS.getOffset() < End)
@@ -119,7 +120,20 @@ private:
 void Unit::parseHeader(VectorStream &VS) {
   readLength(VS, UnitLength);
   Is64Bit = VS.Is64Bit;
-  VS >> Version >> VectorStream::Word >> AbbrevOffset >> AddressSize;
+  VS >> Version;
+  if (Version == 5)
+    VS >> UnitKind >> AddressSize >> VectorStream::Word >> AbbrevOffset;
+  else
+    VS >> VectorStream::Word >> AbbrevOffset >> AddressSize;
+  HeaderSize = VS.getOffset() - Offset;
+}
+
+void Unit::parseTypeFields(VectorStream &VS) {
+  VS >> TypeSignature >> VectorStream::Word >> TypeOffset;
+}
+
+bool Unit::mayReachEnd() const {
+  return Version >= 5 || Info->UnitsMayReachEnd;
 }
 
 void Unit::parseEntries(VectorStream &VS) {
@@ -140,6 +154,20 @@ CompilationUnit::CompilationUnit(DebugInfo *Info, uint64_t Offset)
     : Unit(Info, Info->InfoSec, Offset) {
   VectorStream VS = streamAt(getSection(), Offset);
   parseHeader(VS);
+  uint64_t SplitId = 0;
+  switch (getUnitType()) {
+  case DW_UT_type:
+    parseTypeFields(VS);
+    break;
+  case DW_UT_skeleton:
+    VS >> SplitId;
+    break;
+  case DW_UT_split_compile:
+  case DW_UT_split_type:
+    throw std::runtime_error("unit of a split file");
+  default:
+    break;
+  }
   parseEntries(VS);
 }
 
@@ -148,7 +176,7 @@ CompilationUnit::~CompilationUnit() = default;
 TypeUnit::TypeUnit(DebugInfo *Info, uint64_t Offset) : Unit(Info, Info->TypesSec, Offset) {
   VectorStream VS = streamAt(getSection(), Offset);
   parseHeader(VS);
-  VS >> TypeSignature >> VectorStream::Word >> TypeOffset;
+  parseTypeFields(VS);
   parseEntries(VS);
 }
 
@@ -157,7 +185,8 @@ DebugInfoEntry *CompilationUnit::getUnitDIE() {
   if (Entries.empty())
     return nullptr;
   uint64_t Tag = (*Entries.begin())->getTag();
-  bool IsUnit = Tag == DW_TAG_compile_unit || Tag == DW_TAG_partial_unit;
+  bool IsUnit =
+      Tag == DW_TAG_compile_unit || Tag == DW_TAG_partial_unit || Tag == DW_TAG_skeleton_unit;
   return IsUnit ? *Entries.begin() : nullptr;
 }
 
