@@ -30,8 +30,8 @@ TEST_F(PromptTest, RunsCommandsAndGoesOnAfterAFailure) {
   User.enter("# nope 2");
   User.enter(" set var=a val='#1' # nope 3");
   User.expect(Prompt);
-  User.enter("a.b");
-  User.expect("error: unknown command 'a.b'\n");
+  User.enter("a.nope");
+  User.expect("error: unknown command 'a.nope'\n");
   User.expect(Prompt);
   User.enter("var-print var=a");
   User.expect("\na=#1\n");

@@ -247,8 +247,13 @@ public:
   /// Forgets what was parsed, except for the texts of the options.
   void clearOptions();
 
-  /// The words that are not key=value, in order.
+  /// The words that are not key=value, in order. A command that takes text has at most one.
   const std::vector<std::string> &getPositionals() const { return Positionals; }
+  /// Has the command take what follows its name as one text, as it was typed: no quotes, escapes or
+  /// references to variables. Words of the form option=value are taken out of it, as far as they
+  /// name an option. "name/letters" gives the text "/letters ...".
+  Command &takeText() { return TakesText = true, *this; }
+  bool takesText() const { return TakesText; }
   const std::vector<OptionKind> &getPositionalKinds() const { return PositionalKinds; }
   const std::string &getHelp() const { return Help; }
   /// Adds an option after the others.
@@ -267,6 +272,7 @@ private:
   Option *findOption(std::string_view OptName);
   WordResult takeWord(std::string_view Word, bool HasComments);
   WordResult takePositional(std::string_view Word, bool HasComments);
+  WordResult takeTypedText(std::string_view Text);
   WordResult takeValue(std::string_view Key, std::string_view Text);
   int finishParsing(const char *Self);
   int applySelf(const char *Self);
@@ -278,6 +284,7 @@ private:
   std::vector<OptionKind> PositionalKinds;
   std::string SelfName; // of the first option that takes the object, empty if none does
   unsigned Uses = 0;    // inside each other
+  bool TakesText = false;
 };
 
 /// A command made through the flat interface.

@@ -101,6 +101,13 @@ void CommandUse::swapArguments() {
 // Parsing.
 
 int Command::parseOptions(const std::vector<std::string> &Words, const std::string *Self) {
+  if (TakesText) {
+    std::string Text;
+    for (size_t Index = 1; Index < Words.size(); ++Index)
+      Text += (Index > 1 ? " " : "") + Words[Index];
+    return takeTypedText(Text) == WordResult::Fails ? -1
+                                                    : finishParsing(Self ? Self->c_str() : nullptr);
+  }
   for (size_t Index = 1; Index < Words.size(); ++Index) {
     const WordResult Result = takeWord(Words[Index], true);
     if (Result == WordResult::Fails)
@@ -146,6 +153,27 @@ Command::WordResult Command::takePositional(std::string_view Word, bool HasComme
   // A reference that cannot be expanded is left unchanged.
   escapeAndExpand(Positionals.emplace_back(HasComment ? Word.substr(0, Hash) : Word));
   return HasComment ? WordResult::EndsWords : WordResult::Taken;
+}
+
+// Takes the words that give an option out of a text and keeps the rest.
+Command::WordResult Command::takeTypedText(std::string_view Text) {
+  std::string Rest;
+  while (!Text.empty()) {
+    const size_t Blanks = std::min(Text.find_first_not_of(" \t\r\n"), Text.size());
+    const size_t End = std::min(Text.find_first_of(" \t\r\n", Blanks), Text.size());
+    const std::string_view Word = Text.substr(Blanks, End - Blanks);
+    const size_t Equals = Word.find('=');
+    const bool IsOption = Equals != Word.npos && findOption(Word.substr(0, Equals));
+    if (IsOption && takeWord(Word, false) == WordResult::Fails)
+      return WordResult::Fails;
+    if (!IsOption)
+      Rest += Text.substr(0, End);
+    Text.remove_prefix(End);
+  }
+  const size_t First = Rest.find_first_not_of(" \t\r\n");
+  if (First != Rest.npos)
+    Positionals.push_back(Rest.substr(First, Rest.find_last_not_of(" \t\r\n") + 1 - First));
+  return WordResult::Taken;
 }
 
 Command::WordResult Command::takeValue(std::string_view Key, std::string_view Text) {

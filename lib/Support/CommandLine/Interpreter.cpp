@@ -3,6 +3,7 @@
 #include "CommandLine/Characters.h"
 #include "CommandLine/CommandUse.h"
 #include "CommandLine/PropertyAssignment.h"
+#include "CommandLine/ScriptUnwinding.h"
 #include "orvy/Support/Expression.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/Logging.h"
@@ -36,19 +37,22 @@ public:
   }
   ~Nesting() {
     if (--Depth == 0)
-      Unwinds = false;
+      endUnwinding();
   }
   Nesting(const Nesting &) = delete;
   Nesting &operator=(const Nesting &) = delete;
 
   static bool isTooDeep() { return Depth > MaxDepth; }
   static bool unwinds() { return Unwinds; }
-  static void endUnwinding() { Unwinds = false; }
+  static void endUnwinding() { Unwinds = IsInterrupted = false; }
+  static void interrupt() { IsInterrupted = true; }
+  static bool isInterrupted() { return IsInterrupted; }
 
 private:
   static constexpr int MaxDepth = 64;
   static inline int Depth = 0;
   static inline bool Unwinds = false;
+  static inline bool IsInterrupted = false; // by the user
 };
 
 bool wantsExpressions() {
@@ -72,6 +76,10 @@ template <typename Step> int attempt(Step Run) {
 }
 
 } // namespace
+
+void orvy::cl::unwindScripts() {
+  Nesting::interrupt();
+}
 
 Interpreter::Interpreter(std::unique_ptr<LineReader> Reader, bool Interactive, std::string FileName,
                          bool UseExpressionPath)
@@ -205,6 +213,11 @@ bool Interpreter::execute(Command &Cmd, const Words &Read, const std::string *Se
     return fail("command argument error for '%s'", join(Read, 0).c_str());
   if (attempt([&] { return Cmd.run(nullptr); }) != 0 || Nesting::unwinds())
     return fail("command '%s' failed", Read[0].c_str());
+  if (!Nesting::isInterrupted())
+    return true;
+  if (!Interactive)
+    return fail("interrupted in '%s'", Read[0].c_str());
+  Nesting::endUnwinding();
   return true;
 }
 

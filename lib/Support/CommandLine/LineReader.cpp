@@ -1,6 +1,7 @@
 #include "orvy/Support/LineReader.h"
 
 #include "CommandLine/Characters.h"
+#include "CommandLine/TextCommands.h"
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>
@@ -27,7 +28,13 @@ static bool endsCommand(char Character) {
 
 std::vector<std::string> ScriptReader::takeCommand() {
   Words.reset();
+  const char *const Begin = Cursor;
   const std::string_view Text = cutText();
+  if (auto Typed = splitTextCommand({Begin, Cursor})) {
+    LastEnding = Ending::Command;
+    skipBlanksAndComments();
+    return *std::move(Typed);
+  }
   const bool IsComplete =
       Words.tokString(Text.data(), Text.data() + Text.size()) == Tokeniser::Complete;
   LastEnding = IsComplete ? Ending::Command : Ending::OpenQuote;

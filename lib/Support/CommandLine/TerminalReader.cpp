@@ -2,6 +2,7 @@
 
 #include "CommandLine/Characters.h"
 #include "CommandLine/LineEditor.h"
+#include "CommandLine/TextCommands.h"
 #include "orvy/Support/FileSystem.h"
 #include "orvy/Support/OutStream.h"
 
@@ -83,6 +84,9 @@ std::vector<std::string> LibEditLineReader::readLine() {
     const std::string Text = Comments.cut(*Read);
     if (!isBlank(Text))
       editor().remember(Text);
+    if (Words.getTokens().empty())
+      if (auto Typed = splitTextCommand(Text))
+        return *std::move(Typed);
     if (Words.tokString(Text.c_str()) <= Tokeniser::Complete)
       return Words.takeTokens();
     ++Line;

@@ -277,7 +277,7 @@ TEST_F(Commands, AreListedAndDocumented) {
   PrintCommandList();
   const std::string List = testing::internal::GetCapturedStdout();
   EXPECT_THAT(List, StartsWith("\033[1mCommands\033[0m\n========\n  "));
-  EXPECT_THAT(List, HasSubstr("  tst\n  unset\n  var-delete\n"));
+  EXPECT_THAT(List, HasSubstr("  tst\n  u\n  unset\n  until\n  up\n  var-delete\n"));
 
   testing::internal::CaptureStdout();
   PrintCommandHelpAdoc();

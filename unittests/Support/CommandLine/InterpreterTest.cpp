@@ -89,7 +89,7 @@ TEST_F(Interpreters, CutTheCommandsOfAScriptAtLinesAndComments) {
 TEST_F(Interpreters, FailWithThePlaceOfTheCommand) {
   const std::pair<std::string, std::string> Cases[] = {
       {"\n# c\nnope a", std::string("3: ") + Red + "unknown command 'nope'\n"},
-      {"a.b", std::string("1: ") + Red + "unknown command 'a.b'\n"},
+      {"a.nope", std::string("1: ") + Red + "unknown command 'a.nope'\n"},
       {"=1", std::string("1: ") + Red + "unknown command '=1'\n"},
       {"note-words 'a\nb'", std::string("1: ") + Red + "quote left open\n"},
       {"note-words fail", std::string("1: ") + Red + "command 'note-words' failed\n"},
