@@ -124,16 +124,17 @@ struct Cpu {
   void *Machine;
 
   // Internal to the engine, not part of the state.
-  bool Running;             ///< a run or step is in progress
-  bool Disposed;            ///< disposed of during a run, whose end releases the processor
-  bool Live;                ///< see above
-  bool InProgress;          ///< live: an instruction has begun and is no longer counted in Left
-  bool Redirected;          ///< state was changed during the instruction in progress
-  uint8_t StopsToPass;      ///< StoppedHere at the start of the instruction in progress
-  bool TrapReturned;        ///< a rett must be notified
-  uint32_t PendingTrap;     ///< raised from outside during the instruction in progress; 0 if none
-  uint64_t SliceEnd;        ///< latest end of the present slice, in cycles
-  orvy_IfaceRef KnownSpace; ///< the memory space that the caches were filled from
+  bool Running;         ///< a run or step is in progress
+  bool Disposed;        ///< disposed of during a run, whose end releases the processor
+  bool Live;            ///< see above
+  bool InProgress;      ///< live: an instruction has begun and is no longer counted in Left
+  bool Redirected;      ///< state was changed during the instruction in progress
+  uint8_t StopsToPass;  ///< StoppedHere at the start of the instruction in progress
+  bool TrapReturned;    ///< a rett must be notified
+  uint8_t StopAfter;    ///< an orvy_CpuExitReason: the turn ends after the instruction in progress
+  uint32_t PendingTrap; ///< raised from outside during the instruction in progress; 0 if none
+  uint64_t SliceEnd;    ///< latest end of the present slice, in cycles
+  orvy_IfaceRef KnownSpace;           ///< the memory space that the caches were filled from
   const MemorySpaceIface *KnownHooks; ///< reports its fetch hooks; may be null
   int64_t TrapEntry;                  ///< notification ids
   int64_t TrapExit;
@@ -244,6 +245,8 @@ orvy_CpuExitReason stepTo(Cpu *C, uint64_t Steps, uint64_t Cycles);
 /// Live: makes the present slice end at these cycles at the latest, but not before the end of the
 /// instruction in progress.
 void limitSlice(Cpu *C, uint64_t Cycles);
+/// Ends the turn after the instruction in progress, or before the next one.
+void stopTurn(Cpu *C, orvy_CpuExitReason Reason);
 /// Limits the slice to the time of the queue's first event. Call this when that may have changed.
 void limitSliceToEvents(Cpu *C);
 

@@ -228,6 +228,10 @@ IrqCtrlIface TheIrqCtrlIface = {
     .lowerInterrupt = [](void *Obj, uint8_t Irq) { setLine(cpu(Obj), Irq, false); },
 };
 
+StopIface TheStopIface = {
+    .stop = [](void *Obj, orvy_CpuExitReason Reason) { stopTurn(cpu(Obj), Reason); },
+};
+
 ResetIface TheResetIface = {
     .reset = [](void *Obj, int Kind) { reset(cpu(Obj), Kind == ovRK_Warm); },
 };
@@ -295,6 +299,7 @@ void describeInterfaces(orvy_Class *Cls) {
   Add("ResetIface", "ResetIface", &TheResetIface, "Reset");
   Add("MemoryIface", "MemoryIface", &TheMemoryIface, "The processor's memory");
   Add("ObjectIface", "ObjectIface", &TheObjectIface, "");
+  Add("StopIface", "StopIface", &TheStopIface, "Ends the turn of the processor");
   orvy_setVTable(Cls, VTable);
 }
 

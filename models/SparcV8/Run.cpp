@@ -109,6 +109,15 @@ bool finishSlice(Cpu *C, uint32_t Out, orvy_CpuExitReason *Reason) {
   return true;
 }
 
+/// Whether the turn was asked to end; sets Reason if so.
+bool isAskedToStop(Cpu *C, orvy_CpuExitReason *Reason) {
+  if (!C->StopAfter)
+    return false;
+  *Reason = orvy_CpuExitReason(C->StopAfter);
+  C->StopAfter = 0;
+  return true;
+}
+
 /// Advances the time to the next event or the end of the turn without instructions. Steps without a
 /// time limit may never end: returns false for them if no event is pending or their hops are used
 /// up.
@@ -128,6 +137,8 @@ orvy_CpuExitReason turn(Cpu *C, Turn T) {
   while (!C->Disposed) {
     int64_t FirstEvent = orvy_eventTrigger(C->Queue, int64_t(C->Cycles));
     WasHalted = WasHalted && C->Halted;
+    if (isAskedToStop(C, &Reason))
+      return Reason;
     if (C->Halted && (!WasHalted || T.Stepping || C->Cycles >= T.Cycles))
       return ovCER_Halt;
     if (C->Cycles >= T.Cycles || C->Steps >= T.Steps)
@@ -161,6 +172,7 @@ orvy_CpuExitReason guarded(Cpu *C, const Turn &T) {
     return ovCER_Normal;
   }
   C->Running = true;
+  C->StopAfter = 0;
   orvy_CpuExitReason Reason = turn(C, T);
   C->Running = false;
   if (C->Disposed)
@@ -180,6 +192,12 @@ void limitSlice(Cpu *C, uint64_t Cycles) {
   C->Left = Needed;
   C->StepsAtEnd -= Cut;
   C->CyclesAtEnd -= Cut * Cpi;
+}
+
+void stopTurn(Cpu *C, orvy_CpuExitReason Reason) {
+  C->StopAfter = uint8_t(Reason);
+  if (C->Live)
+    limitSlice(C, 0);
 }
 
 void limitSliceToEvents(Cpu *C) {

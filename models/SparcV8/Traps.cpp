@@ -75,6 +75,9 @@ void enterTrap(Cpu *C, uint32_t Number) {
   C->Tbr = (C->Tbr & 0xFFFFF000) | (Number & 0xFF) << 4;
   if (!(C->Psr & PSR_Et)) {
     C->Halted = 1;
+    const char *Name = trapName(Number);
+    orvy_logTargetWarning(C, "error mode: trap 0x%02x %s at 0x%08x", Number & 0xFF,
+                          Name ? Name : "unknown", C->Pc);
     return;
   }
   unsigned Window = (cwpOf(C) - 1) % WindowCount;

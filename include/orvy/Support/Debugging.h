@@ -8,6 +8,7 @@
 #define ORVY_SUPPORT_DEBUGGING_H
 
 #include "orvy/Support/Memory.h"
+#include "orvy/Support/Processor.h"
 
 ORVY_BEGIN_C
 
@@ -62,6 +63,24 @@ typedef ORVY_ENUM(orvy_BreakAction){
  */
 ORVY_API int orvy_debugHandleAccess(void *Space, uint32_t Kind, const orvy_MemTransaction *Mt);
 
+/**
+ * Removes a break point of a debugging context; the memory space forgets the address unless another
+ * one waits there. Accepts an address that has none. Not from inside an access.
+ * @param Context path of the image; null for the current context
+ * @param Kind an orvy_BreakKind
+ * @param Addr its physical address
+ * @return 0; 1 if there is no such context or break point
+ */
+ORVY_API int orvy_debugRemoveBreak(const char *Context, uint32_t Kind, uint64_t Addr);
+
+/** Table of a processor that can end its turn from outside, published by the name "StopIface". */
+typedef struct StopIface {
+  /** Ends the turn after the instruction in progress, or before the next one, with the reason. */
+  void (*stop)(void *Cpu, orvy_CpuExitReason Reason);
+} StopIface;
+
+ORVY_STATIC_ASSERT(sizeof(StopIface) == sizeof(void *), "boundary table");
+
 ORVY_END_C
 
 #ifdef __cplusplus
@@ -82,6 +101,7 @@ namespace orvy::debugging {
 
 class BreakManager;
 class Ctxt;
+struct HookedRange;
 
 /// A break point: what happens when its address is met. The target's memory is not changed; the
 /// memory space marks the address.
@@ -142,11 +162,16 @@ public:
   int handleExchange(void *Cpu, const orvy_MemTransaction *Mt) {
     return hit(BreakPoint::Exchange, Cpu, Mt);
   }
+  /// Removes the break point of a kind at an address. Returns whether there was one. Its number is
+  /// given again only if it was the largest.
+  bool removeHandler(BreakPoint::Kind Kind, uint64_t Addr);
+  /// The break points of a kind, by address.
+  const std::map<uint64_t, std::unique_ptr<BreakPoint>> &handlers(BreakPoint::Kind Kind) const {
+    return OfKind[Kind];
+  }
+
   /// The same for a kind.
   int hit(BreakPoint::Kind Kind, void *Cpu, const orvy_MemTransaction *Mt);
-
-  /// Marks all addresses again, in a memory space that has lost its marks.
-  void markAll() const;
 
   Ctxt *const Owner;
 
@@ -154,7 +179,7 @@ private:
   using Handlers = std::map<uint64_t, std::unique_ptr<BreakPoint>>;
 
   BreakPoint *handlerAt(BreakPoint::Kind Kind, uint64_t Addr);
-  void mark(BreakPoint::Kind Kind, uint64_t Addr) const;
+  HookedRange hooks(BreakPoint::Kind Kind, uint64_t Addr) const;
 
   std::array<Handlers, 4> OfKind; ///< by address
   std::map<uint64_t, uint64_t> FetchIds;
@@ -222,10 +247,13 @@ public:
   /// The memory space: the object that has the name of the one given, so that it is found again
   /// when a checkpoint has made it anew. Null if there is none.
   void *getMemory() const;
+  const std::string &getMemoryName() const { return MemoryName; }
   Kind getKind() const { return From; }
   orvy_Symtab getSymtab() const { return Symbols; }
   orvy_Dwarf getDwarf() const { return Debug; }
   const std::set<std::pair<uint64_t, uint64_t>> &getRanges() const { return Ranges; }
+  /// A number that no other context of the process has, not even a later one of the same file.
+  uint64_t getSerial() const { return Serial; }
 
   BreakManager Breaks{this};
 
@@ -235,6 +263,7 @@ private:
   Kind From;
   orvy_Symtab Symbols = nullptr;
   orvy_Dwarf Debug = nullptr;
+  uint64_t Serial;
 };
 
 /// All contexts.

@@ -1,3 +1,5 @@
+#include "Debugging/AccessHooks.h"
+
 #include "orvy/Support/Debugging.h"
 
 #include "orvy/Support/Interfaces.h"
@@ -81,26 +83,22 @@ BreakPoint *BreakManager::createHandler(BreakPoint::Kind Kind, uint64_t Addr) {
   const uint64_t Id = Ids.empty() ? 1 : Ids.rbegin()->first + 1;
   Ids.emplace(Id, Addr);
   Handler = std::make_unique<BreakPoint>(this, Id, Addr);
-  mark(Kind, Addr);
+  addHooks(hooks(Kind, Addr));
   return Handler.get();
 }
 
-void BreakManager::mark(BreakPoint::Kind Kind, uint64_t Addr) const {
-  void *Memory = Owner->getMemory();
-  if (!Memory || !orvy_getInterface(Memory, "MemorySpaceIface", 0))
-    return;
-  if (Kind == BreakPoint::Fetch)
-    orvy_memorySetAttr(Memory, Addr, 1, ovMA_FetchHook);
-  if (Kind == BreakPoint::Read || Kind == BreakPoint::Exchange)
-    orvy_memorySetAttr(Memory, Addr, 1, ovMA_ReadHook);
-  if (Kind == BreakPoint::Write || Kind == BreakPoint::Exchange)
-    orvy_memorySetAttr(Memory, Addr, 1, ovMA_WriteHook);
+HookedRange BreakManager::hooks(BreakPoint::Kind Kind, uint64_t Addr) const {
+  return {Owner->getMemoryName(), Addr, 1, hooksOf(Kind)};
 }
 
-void BreakManager::markAll() const {
-  for (uint32_t Kind = 0; Kind < OfKind.size(); ++Kind)
-    for (const auto &[Addr, Handler] : OfKind[Kind])
-      mark(static_cast<BreakPoint::Kind>(Kind), Addr);
+bool BreakManager::removeHandler(BreakPoint::Kind Kind, uint64_t Addr) {
+  const BreakPoint *Removed = handlerAt(Kind, Addr);
+  if (!Removed)
+    return false;
+  (Kind == BreakPoint::Fetch ? FetchIds : DataIds).erase(Removed->Id);
+  OfKind[Kind].erase(Addr);
+  removeHooks(hooks(Kind, Addr));
+  return true;
 }
 
 BreakPoint *BreakManager::handlerAt(BreakPoint::Kind Kind, uint64_t Addr) {
@@ -132,7 +130,17 @@ int orvy_debugHandleAccess(void *Space, uint32_t Kind, const orvy_MemTransaction
       for (const BreakPoint::Kind Half : {BreakPoint::Read, BreakPoint::Write})
         Action = std::max(Action, Context->Breaks.hit(Half, Cpu, Mt));
   }
+  if (const AccessHandler Handler = accessHandler())
+    Action = std::max(Action, Handler(Space, Kind, *Mt));
   if (Action == ovBA_Stop && Kind != ovBK_Fetch && Manager::ResumeWatchpoints)
     return ovBA_Resume;
   return Action;
+}
+
+int orvy_debugRemoveBreak(const char *Context, uint32_t Kind, uint64_t Addr) {
+  Manager &All = Manager::getDebuggingManager();
+  Ctxt *Found = Context ? All.find(Context) : All.getCurrent();
+  if (!Found || Kind > ovBK_Exchange)
+    return 1;
+  return Found->Breaks.removeHandler(static_cast<BreakPoint::Kind>(Kind), Addr) ? 0 : 1;
 }

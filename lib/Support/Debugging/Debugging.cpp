@@ -1,5 +1,7 @@
 #include "orvy/Support/Debugging.h"
 
+#include "Debugging/AccessHooks.h"
+
 #include "Base/HexText.h"
 #include "Images/LoaderElf.h"
 
@@ -23,7 +25,10 @@ std::string Function::getSource() const {
 
 // Contexts.
 
-Ctxt::Ctxt(void *Memory, const char *Path, Kind From) : Ranges(getELFRanges(Path)), From(From) {
+static uint64_t LastSerial = 0;
+
+Ctxt::Ctxt(void *Memory, const char *Path, Kind From)
+    : Ranges(getELFRanges(Path)), From(From), Serial(++LastSerial) {
   if (const char *Name = orvy_nameForObject(Memory))
     MemoryName = Name;
   if (From == Kind::Dwarf) {
@@ -138,15 +143,14 @@ std::string Ctxt::disassemble(uint64_t, int) const {
 std::unique_ptr<Manager> Manager::s_DBM;
 bool Manager::ResumeWatchpoints = false;
 
-/// Marks break points again after a restore: the memory spaces have the marks from the checkpoint.
-static void markAll(void *Arg, void *, void *) {
-  for (const auto &[Path, Context] : static_cast<Manager *>(Arg)->getAll())
-    Context->Breaks.markAll();
+/// Sets the hooks again after a restore: the memory spaces have those of the checkpoint.
+static void restoreAll(void *, void *, void *) {
+  restoreHooks();
 }
 
 Manager::Manager() {
   orvy_publishNotification("orvy.checkpointRestored", nullptr);
-  orvy_subscribeNotification("orvy.checkpointRestored", nullptr, this, markAll);
+  orvy_subscribeNotification("orvy.checkpointRestored", nullptr, nullptr, restoreAll);
 }
 
 Manager &Manager::getDebuggingManager() {
