@@ -1,17 +1,20 @@
 // The commands that run processors, machines and clocks, and that show their time.
 
 #include "Base/ActiveRun.h"
+#include "Base/TimeUnits.h"
 #include "CommandLine/Handlers.h"
 #include "Commands/RunReport.h"
+#include "Debugger/InterruptGuard.h"
+#include "Debugger/RunControl.h"
+#include "Debugger/Selection.h"
+#include "Debugger/StopReport.h"
 #include "Objsys/ObjectKinds.h"
 
 #include "orvy/Support/Properties.h"
 #include "orvy/Support/Propval.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <csignal>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -19,57 +22,15 @@
 
 using namespace orvy;
 using namespace orvy::cl;
+using orvy::debugger::BreakTable;
+using orvy::debugger::RunWatch;
+using orvy::debugger::StopKind;
 
 namespace {
 
 constexpr uint64_t MaxSlice = 10000000; // cycles or steps between checks of the stop flag
-constexpr uint64_t EndlessMachineStride = NanosPerSecond;
+constexpr auto EndlessMachineStride = static_cast<uint64_t>(NanosPerSecond);
 constexpr uint64_t EndlessClockStride = 1000000000; // cycles
-
-// Stopping. The signal handlers may run on any thread and use only these variables.
-
-constinit std::atomic<int32_t> StopFlag{0};
-constinit std::atomic<void *> RunningMachine{nullptr};
-constinit std::atomic<const MachineIface *> RunningMachineIface{nullptr};
-static_assert(std::atomic<int32_t>::is_always_lock_free &&
-              std::atomic<void *>::is_always_lock_free);
-
-void stopRun(int) {
-  StopFlag = 1;
-}
-
-void stopMachineRun(int) {
-  StopFlag = 1;
-  if (const auto Stop = RunningMachineIface.load()->asyncStop)
-    Stop(RunningMachine);
-}
-
-/// Handles the interrupt signal during a run.
-class InterruptGuard {
-public:
-  InterruptGuard() { install(stopRun); }
-  explicit InterruptGuard(Target<MachineIface> Machine) {
-    RunningMachine = Machine.Obj;
-    RunningMachineIface = Machine.Iface;
-    install(stopMachineRun);
-  }
-  ~InterruptGuard() { sigaction(SIGINT, &Former, nullptr); }
-  InterruptGuard(const InterruptGuard &) = delete;
-  InterruptGuard &operator=(const InterruptGuard &) = delete;
-
-private:
-  void install(void (*Handler)(int)) {
-    StopFlag = 0;
-    struct sigaction Action = {};
-    Action.sa_handler = Handler;
-    Action.sa_flags = SA_RESTART; // an interrupt must not truncate the output of models
-    sigemptyset(&Action.sa_mask);
-    sigaction(SIGINT, &Action, &Former);
-  }
-
-  struct sigaction Former;
-  ActiveRun Running;
-};
 
 // Lengths
 
@@ -109,18 +70,44 @@ Span runSpan(const Command &Cmd, double Freq, uint64_t Stride) {
 
 /// Advances in slices until At reaches the end of the span, Go returns an exit reason, or the stop
 /// flag is set. Also stops when neither the position nor the time advances: a sleeping processor
-/// executes no steps, and its time may stand still.
+/// executes no steps, and its time may stand still. Returns the last exit reason.
 template <typename Position, typename Time, typename Advance>
-void advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
+int advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
   uint64_t Target = later(At(), Run.Length);
-  for (uint64_t Now = At(); Now < Target && !StopFlag; Now = At()) {
+  for (uint64_t Now = At(); Now < Target && !InterruptGuard::isStopped(); Now = At()) {
     const uint64_t Before = Cycles();
-    if (Go(std::min(Target - Now, Slice)) != 0 || (At() == Now && Cycles() == Before))
-      return;
+    const int Reason = Go(std::min(Target - Now, Slice));
+    if (Reason != 0 || (At() == Now && Cycles() == Before))
+      return Reason;
     if (Run.Endless)
       Target = later(std::max(Target, At()), Run.Length);
   }
+  return 0;
 }
+
+/// What a part of a run is followed by where registers or properties are watched: they are compared
+/// between instructions.
+class Polling {
+public:
+  Polling() : IsOn(BreakTable::get().needsPolling()) {
+    if (IsOn)
+      BreakTable::get().startPolling();
+  }
+  explicit operator bool() const { return IsOn; }
+  /// The length of a part.
+  uint64_t slice(uint64_t Wanted) const { return IsOn ? 1 : Wanted; }
+  /// Calls Go for the part of a processor, and returns its exit reason or that of a watch point.
+  template <typename Advance> int check(void *Cpu, Advance Go) const {
+    if (!IsOn)
+      return Go();
+    const uint64_t Pc = Cpu ? debugger::CpuView(Cpu).pc() : 0;
+    const int Reason = Go();
+    return BreakTable::get().poll(Cpu, Pc) && Reason == 0 ? int{ovCER_Break} : Reason;
+  }
+
+private:
+  bool IsOn;
+};
 
 /// Warns once if a run or step executes no instruction: immediately if a processor is halted, and
 /// after a second of simulated time if the processors may just be waiting.
@@ -168,9 +155,12 @@ void setPcIfGiven(Target<CpuIface> Cpu, const Command &Cmd) {
 }
 
 template <typename Position, typename Advance>
-int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position At, Advance Go) {
+int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position At, Advance Go,
+                   StopKind AtEnd) {
   setPcIfGiven(Cpu, Cmd);
-  const InterruptGuard Guard;
+  RunWatch Watch(Cpu.Obj, AtEnd);
+  std::optional<InterruptGuard> Guard(std::in_place);
+  const Polling Polled;
   std::optional<RunReport> Report;
   if (isOn(Cmd, "perf"))
     Report.emplace(std::vector{Cpu});
@@ -179,16 +169,20 @@ int driveProcessor(Target<CpuIface> Cpu, const Command &Cmd, Span Run, Position 
     return static_cast<double>(Cpu->getCycles(Cpu.Obj) - Start) /
            static_cast<double>(Cpu->getFreq(Cpu.Obj));
   };
-  advance(
-      Run, MaxSlice, [&] { return At(Cpu.Obj); }, [&] { return Cpu->getCycles(Cpu.Obj); },
+  const int Reason = advance(
+      Run, Polled.slice(MaxSlice), [&] { return At(Cpu.Obj); },
+      [&] { return Cpu->getCycles(Cpu.Obj); },
       [&](uint64_t Slice) {
-        const orvy_CpuExitReason Reason = Go(Cpu.Obj, Slice);
-        Idle.check(Reason, secondsSince());
-        return Reason;
+        return Polled.check(Cpu.Obj, [&] {
+          const orvy_CpuExitReason Last = Go(Cpu.Obj, Slice);
+          Idle.check(Last, secondsSince());
+          return Last;
+        });
       });
   if (Report)
     Report->printProcessor();
-  return 0;
+  Guard.reset();
+  return Watch.finish(Reason, InterruptGuard::isStopped(), Cmd);
 }
 
 int runProcessor(Target<CpuIface> Cpu, Command &Cmd) {
@@ -197,7 +191,7 @@ int runProcessor(Target<CpuIface> Cpu, Command &Cmd) {
     return 1;
   const uint64_t Freq = Cpu->getFreq(Cpu.Obj);
   return driveProcessor(Cpu, Cmd, runSpan(Cmd, static_cast<double>(Freq), Freq), Cpu->getCycles,
-                        Cpu->run);
+                        Cpu->run, StopKind::Time);
 }
 
 int stepProcessor(Target<CpuIface> Cpu, Command &Cmd) {
@@ -206,7 +200,8 @@ int stepProcessor(Target<CpuIface> Cpu, Command &Cmd) {
                         {"getCycles", Cpu->getCycles},
                         {"getSteps", Cpu->getSteps}}))
     return 1;
-  return driveProcessor(Cpu, Cmd, {givenSteps(Cmd), false}, Cpu->getSteps, Cpu->step);
+  return driveProcessor(Cpu, Cmd, {givenSteps(Cmd), false}, Cpu->getSteps, Cpu->step,
+                        StopKind::Steps);
 }
 
 // Clocks
@@ -218,10 +213,18 @@ int runClock(Target<ClockIface> Clock, Command &Cmd) {
     return 1;
   const double Freq = Clock->getFreq(Clock.Obj);
   const auto Cycles = [&] { return Clock->getCycles(Clock.Obj); };
-  const InterruptGuard Guard;
-  advance(runSpan(Cmd, Freq, EndlessClockStride), std::max<uint64_t>(toCount(Freq * 0.1), 1),
-          Cycles, Cycles, [&](uint64_t Slice) { return Clock->advanceCycles(Clock.Obj, Slice); });
-  return 0;
+  RunWatch Watch(Clock.Obj, StopKind::Time);
+  std::optional<InterruptGuard> Guard(std::in_place);
+  const Polling Polled;
+  const int Reason = advance(runSpan(Cmd, Freq, EndlessClockStride),
+                             Polled.slice(std::max<uint64_t>(toCount(Freq * 0.1), 1)), Cycles,
+                             Cycles, [&](uint64_t Slice) {
+                               return Polled.check(debugger::selectedCpu(), [&] {
+                                 return Clock->advanceCycles(Clock.Obj, Slice);
+                               });
+                             });
+  Guard.reset();
+  return Watch.finish(Reason, InterruptGuard::isStopped(), Cmd);
 }
 
 // Machines
@@ -252,23 +255,26 @@ std::vector<Target<CpuIface>> processorsOf(Target<MachineIface> Machine) {
   }
 }
 
-/// Calls Go to run or step the machine, with interrupt handling and reports.
+/// Calls Go to run or step the machine, with interrupt handling and reports. It returns the last
+/// exit reason.
 template <typename Advance>
-int driveMachine(Target<MachineIface> Machine, const Command &Cmd, Advance Go) {
+int driveMachine(Target<MachineIface> Machine, const Command &Cmd, StopKind AtEnd, Advance Go) {
+  RunWatch Watch(Machine.Obj, AtEnd);
+  int Reason = 0;
   std::optional<RunReport> Report;
   if (isOn(Cmd, "perf"))
     Report.emplace(processorsOf(Machine));
   {
     const InterruptGuard Guard(Machine);
     const uint64_t Start = Machine->getTime(Machine.Obj);
-    Go();
+    Reason = Go();
     if (!Machine.exists())
       return 0;
     if (Report)
       Report->printMachine(Machine->getTime(Machine.Obj) - Start);
   }
   outs() << Machine.name() << ": cpuidx = " << Machine->getCurrentCpuId(Machine.Obj) << "\n";
-  return 0;
+  return Watch.finish(Reason, InterruptGuard::isStopped(), Cmd);
 }
 
 /// Clamps the length of a run so that the machine's time does not exceed 63 bits.
@@ -280,6 +286,23 @@ uint64_t toNanos(Target<MachineIface> Machine, double Secs) {
 bool keepsTime(Target<MachineIface> Machine) {
   return implements(Machine,
                     {{"getTime", Machine->getTime}, {"getCurrentCpuId", Machine->getCurrentCpuId}});
+}
+
+/// Runs a machine by steps of its current processor, the others in time with it.
+int runPolled(Target<MachineIface> Machine, const Command &Cmd, const Polling &Polled,
+              std::optional<double> Secs) {
+  const uint64_t Length = Secs ? toNanos(Machine, *Secs) : INT64_MAX;
+  const uint64_t End = later(Machine->getTime(Machine.Obj), Length);
+  return driveMachine(Machine, Cmd, StopKind::Time, [&] {
+    int Reason = 0;
+    while (Reason == 0 && !InterruptGuard::isStopped() && Machine.exists() &&
+           Machine->getTime(Machine.Obj) < End) {
+      const auto Cpu = static_cast<int>(Machine->getCurrentCpuId(Machine.Obj));
+      Reason = Polled.check(debugger::selectedCpu(),
+                            [&] { return static_cast<int>(Machine->step(Machine.Obj, Cpu, 1)); });
+    }
+    return Reason;
+  });
 }
 
 int runMachine(Target<MachineIface> Machine, Command &Cmd) {
@@ -295,20 +318,37 @@ int runMachine(Target<MachineIface> Machine, Command &Cmd) {
   for (const Target<CpuIface> &Cpu : Cpus)
     setPcIfGiven(Cpu, Cmd);
   IdleWarning Idle(Machine.name(), Cpus);
-  return driveMachine(Machine, Cmd, [&] {
+  const Polling Polled;
+  if (Polled && !Cpus.empty() && Machine->step)
+    return runPolled(Machine, Cmd, Polled, Secs);
+  return driveMachine(Machine, Cmd, StopKind::Time, [&] {
     const uint64_t Length = Secs ? toNanos(Machine, *Secs) : EndlessMachineStride;
     orvy_CpuExitReason Reason;
     do {
       Reason = Machine->run(Machine.Obj, Length);
       Idle.check(Reason, static_cast<double>(Length) / NanosPerSecond);
-    } while (!Secs && Reason == ovCER_Normal && !StopFlag && Machine.exists());
+    } while (!Secs && Reason == ovCER_Normal && !InterruptGuard::isStopped() && Machine.exists());
+    return static_cast<int>(Reason);
   });
 }
 
 int stepMachine(Target<MachineIface> Machine, Command &Cmd, int CpuIdx) {
   IdleWarning Idle(Machine.name(), processorsOf(Machine));
-  return driveMachine(Machine, Cmd,
-                      [&] { Idle.check(Machine->step(Machine.Obj, CpuIdx, givenSteps(Cmd)), 0); });
+  const Polling Polled;
+  return driveMachine(Machine, Cmd, StopKind::Steps, [&] {
+    int Reason = 0;
+    uint64_t Left = givenSteps(Cmd);
+    do {
+      const uint64_t Count = std::min(Left, Polled.slice(Left));
+      Reason = Polled.check(debugger::selectedCpu(), [&] {
+        const orvy_CpuExitReason Last = Machine->step(Machine.Obj, CpuIdx, Count);
+        Idle.check(Last, 0);
+        return static_cast<int>(Last);
+      });
+      Left -= Count;
+    } while (Left > 0 && Reason == 0 && !InterruptGuard::isStopped() && Machine.exists());
+    return Reason;
+  });
 }
 
 int currentProcessor(Target<MachineIface> Machine) {
@@ -341,10 +381,23 @@ bool isRunning() {
   return ActiveRun::isAny();
 }
 
+/// Whether a run without an end could only wait: all processors are in error mode. Reports it.
+bool isNothingLeft(const Command &Cmd) {
+  const size_t Count = orvy_getProcessorCount();
+  void **All = orvy_getProcessors();
+  if (Count == 0 || givenSeconds(Cmd) || given<unsigned long>(Cmd, "cycles") ||
+      given<unsigned long>(Cmd, "pc") || !std::all_of(All, All + Count, debugger::isHalted))
+    return false;
+  errs() << "nothing to run: " << (Count == 1 ? "the processor is" : "all processors are")
+         << " in error mode; reset to run again, or give 'time' to let time pass\n";
+  return true;
+}
+
 int runObject(Command &Cmd, Interpreter *) {
-  if (isRunning())
+  if (isRunning() || isNothingLeft(Cmd))
     return 1;
   void *Obj = Cmd.getOption("obj").getValue<void *>();
+  debugger::rememberRunnable(Obj);
   const Target<CpuIface> Cpu(Obj);
   const Target<MachineIface> Machine(Obj);
   if (Cpu && Machine)
@@ -439,7 +492,8 @@ Command
                counted("cycles", "Time in cycles (only for CPUs)"),
                inSeconds("time", "Time in seconds."),
                {"perf", OK_Int, false, "Set to 1 to report emulator performance (MIPS-rating)."},
-               {"pc", OK_Int, false, "Program counter for start address of all CPUs."}},
+               {"pc", OK_Int, false, "Program counter for start address of all CPUs."},
+               debugger::expectOption()},
               runObject,
               "Run the machine or cpu for the given time. If time is omitted,\n"
               "the machine or CPU will run forever (or until a non-normal stop\n"
@@ -452,7 +506,8 @@ Command ObjectStep(
      {"cpuidx", OK_Int, false, "CPU to step in a machine. Defaults to current CPU."},
      counted("steps", "Number of steps, default is 1."),
      {"perf", OK_Int, false, "Set to 1 to report emulator performance of step operation."},
-     {"pc", OK_Int, false, "PC to start stepping from."}},
+     {"pc", OK_Int, false, "PC to start stepping from."},
+     debugger::expectOption()},
     stepObject, "Step machine or processor", {"step"});
 
 Command CpuRun("cpu-run",

@@ -3,14 +3,13 @@
 #ifndef ORVY_LIB_RUNREPORT_H
 #define ORVY_LIB_RUNREPORT_H
 
+#include "Base/TimeUnits.h"
 #include "CommandLine/Handlers.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace orvy::cl {
-
-constexpr uint64_t NanosPerSecond = 1000000000;
 
 /// Measures the time since its construction. Prints on the standard stream.
 class RunReport {

@@ -148,7 +148,12 @@ TEST_F(RunCommands, InterruptsStopEndlessRunsAndThenHaveTheirFormerEffect) {
   FormerInterrupts = 0;
   for (const auto &Case : Cases) {
     interruptSoon(Case.Holder);
-    outputOf(Case.Command);
+    // It ends the script, not one run of it.
+    CaptureStdout();
+    EXPECT_EQ(orvy_execCommand((std::string(Case.Command) + "\necho never").c_str()), -1);
+    const std::string Told = GetCapturedStdout();
+    EXPECT_NE(Told.find("stopped: ^C"), Told.npos) << Case.Command;
+    EXPECT_EQ(Told.find("never"), Told.npos) << Case.Command;
     EXPECT_EQ(orvy_getCycles(Case.Holder), Case.Stopped) << Case.Command;
     EXPECT_EQ(FormerInterrupts, 0) << Case.Command;
   }
