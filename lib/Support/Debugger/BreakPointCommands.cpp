@@ -20,17 +20,6 @@ namespace {
 
 constexpr uint64_t MaxWatched = 1 << 20; // bytes
 
-/// Runs a part of a command that evaluates something, and reports what cannot be evaluated.
-template <typename Work> int evaluating(Work Do) {
-  try {
-    Do();
-    return 0;
-  } catch (const EvaluationError &Why) {
-    errs() << Why.what() << "\n";
-    return 1;
-  }
-}
-
 std::string trimmed(std::string_view Text) {
   const size_t First = Text.find_first_not_of(" \t");
   return First == Text.npos
@@ -126,7 +115,7 @@ int setBreak(Command &Cmd, bool IsOnce) {
   void *Cpu = requireCpu(Cmd);
   if (!Cpu)
     return 1;
-  const std::string Text = Cmd.getPositionals().empty() ? "" : Cmd.getPositionals().front();
+  const std::string Text = givenText(Cmd);
   const Conditional Given = splitCondition(Text);
   return evaluating([&] {
     Stopped In(Cpu, selectedLevel(Cpu));
@@ -138,6 +127,7 @@ int setBreak(Command &Cmd, bool IsOnce) {
     // The names of the condition mean what they mean where it is evaluated.
     takeOptions(*Made, Cmd, Given.Condition, In);
     describe(BreakTable::get().add(std::move(Made)));
+    return 0;
   });
 }
 
@@ -179,8 +169,7 @@ int setWatch(Command &Cmd, BreakKind Kind, uint32_t Attrs) {
   void *Cpu = requireCpu(Cmd);
   if (!Cpu)
     return 1;
-  const Conditional Given =
-      splitCondition(Cmd.getPositionals().empty() ? "" : Cmd.getPositionals().front());
+  const Conditional Given = splitCondition(givenText(Cmd));
   if (Given.What.empty()) {
     errs() << "nothing to watch; give a variable, an address with 'length', a register as '$o0' or "
               "a property as '@uart0.status'\n";
@@ -196,6 +185,7 @@ int setWatch(Command &Cmd, BreakKind Kind, uint32_t Attrs) {
     describe(Added);
     if (Added.Kind == BreakKind::Polled)
       outs() << "note: it is compared between instructions, which makes runs slow\n";
+    return 0;
   });
 }
 
@@ -286,7 +276,7 @@ UserBreak *takeBreak(std::string &Text) {
 }
 
 int setCondition(Command &Cmd, Interpreter *) {
-  std::string Text = Cmd.getPositionals().empty() ? "" : Cmd.getPositionals().front();
+  std::string Text = givenText(Cmd);
   UserBreak *Of = takeBreak(Text);
   if (!Of)
     return 1;
@@ -300,11 +290,12 @@ int setCondition(Command &Cmd, Interpreter *) {
     Stopped In(Cpu ? Cpu : selectedCpu());
     Of->Condition = std::make_unique<SourceExpression>(Text, In);
     Of->ConditionText = Text;
+    return 0;
   });
 }
 
 int setCommands(Command &Cmd, Interpreter *) {
-  std::string Text = Cmd.getPositionals().empty() ? "" : Cmd.getPositionals().front();
+  std::string Text = givenText(Cmd);
   UserBreak *Of = takeBreak(Text);
   if (!Of)
     return 1;

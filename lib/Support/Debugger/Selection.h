@@ -25,6 +25,22 @@ void selectCpu(void *Cpu);
 /// stream, if there is none.
 void *requireCpu(cl::Command &Cmd);
 
+/// The text that a command was given, which is its only word; empty without.
+inline std::string givenText(const cl::Command &Cmd) {
+  return Cmd.getPositionals().empty() ? std::string() : Cmd.getPositionals().front();
+}
+
+/// Does a part of a command that evaluates something and returns its result. Reports what cannot be
+/// evaluated on the error stream, and returns 1.
+template <typename Work> int evaluating(Work Do) {
+  try {
+    return Do();
+  } catch (const EvaluationError &Why) {
+    errs() << Why.what() << "\n";
+    return 1;
+  }
+}
+
 /// The selected frame of a processor: the innermost again once it has run.
 unsigned selectedLevel(void *Cpu);
 void selectLevel(void *Cpu, unsigned Level);

@@ -18,10 +18,6 @@ using source::Program;
 
 namespace {
 
-const std::string *givenText(const Command &Cmd) {
-  return Cmd.getPositionals().empty() ? nullptr : &Cmd.getPositionals().front();
-}
-
 /// Takes "/x" from the beginning of a text. Returns false for a letter that is no format.
 bool takeFormat(std::string &Text, ValueFormat &Format) {
   if (Text.empty() || Text[0] != '/')
@@ -37,22 +33,11 @@ bool takeFormat(std::string &Text, ValueFormat &Format) {
   return true;
 }
 
-/// Runs a part of a command that evaluates something, and reports what cannot be evaluated.
-template <typename Work> int evaluating(Work Do) {
-  try {
-    Do();
-    return 0;
-  } catch (const EvaluationError &Why) {
-    errs() << Why.what() << "\n";
-    return 1;
-  }
-}
-
 int printValue(Command &Cmd, Interpreter *) {
   void *Cpu = requireCpu(Cmd);
   if (!Cpu)
     return 1;
-  std::string Text = givenText(Cmd) ? *givenText(Cmd) : std::string();
+  std::string Text = givenText(Cmd);
   ValueFormat Format;
   if (!takeFormat(Text, Format))
     return 1;
@@ -65,6 +50,7 @@ int printValue(Command &Cmd, Interpreter *) {
     const SourceExpression Expression(Text, In);
     const std::string Shown = valueText(Expression.evaluate(In), In, Format);
     outs() << Text << " = " << Shown << "\n";
+    return 0;
   });
 }
 
@@ -72,17 +58,18 @@ int printType(Command &Cmd, Interpreter *) {
   void *Cpu = requireCpu(Cmd);
   if (!Cpu)
     return 1;
-  const std::string *Text = givenText(Cmd);
-  if (!Text) {
+  const std::string Text = givenText(Cmd);
+  if (Text.empty()) {
     errs() << "no type given; give a type or an expression, as 'ptype struct entry'\n";
     return 1;
   }
   return evaluating([&] {
     Stopped In(Cpu, selectedLevel(Cpu));
     // The size of a type is a value, whatever stands there.
-    const SourceExpression Expression(*Text, In, SourceExpression::TypeToo);
+    const SourceExpression Expression(Text, In, SourceExpression::TypeToo);
     const Type &T = Expression.type(In);
-    outs() << *Text << " = " << T.definition() << "\n";
+    outs() << Text << " = " << T.definition() << "\n";
+    return 0;
   });
 }
 
@@ -90,21 +77,22 @@ int showSymbol(Command &Cmd, Interpreter *) {
   void *Cpu = requireCpu(Cmd);
   if (!Cpu)
     return 1;
-  const std::string *Text = givenText(Cmd);
-  if (!Text) {
+  const std::string Text = givenText(Cmd);
+  if (Text.empty()) {
     errs() << "no address given; give an expression, as 'info-symbol $pc'\n";
     return 1;
   }
   return evaluating([&] {
     Stopped In(Cpu, selectedLevel(Cpu));
-    const SourceExpression Expression(*Text, In);
+    const SourceExpression Expression(Text, In);
     outs() << addressText(In.target(), addressOf(Expression.evaluate(In), In)) << "\n";
+    return 0;
   });
 }
 
 /// Whether a name has a pattern in it; an empty pattern is in every name.
-bool matches(std::string_view Name, const std::string *Pattern) {
-  return !Pattern || Name.find(*Pattern) != Name.npos;
+bool matches(std::string_view Name, const std::string &Pattern) {
+  return Name.find(Pattern) != Name.npos;
 }
 
 int listGlobals(Command &Cmd, Interpreter *) {

@@ -25,19 +25,6 @@ constexpr uint32_t ListedLines = 10;
 constexpr uint64_t ShownInstructions = 10, MaxInstructions = 100000;
 constexpr uint64_t DumpedBytes = 64, MaxDumped = 1 << 20;
 
-std::string givenText(const Command &Cmd) {
-  return Cmd.getPositionals().empty() ? std::string() : Cmd.getPositionals().front();
-}
-
-template <typename Work> int evaluating(Work Do) {
-  try {
-    return Do();
-  } catch (const EvaluationError &Why) {
-    errs() << Why.what() << "\n";
-    return 1;
-  }
-}
-
 // Source.
 
 int listLines(const std::string &File, uint32_t First, uint32_t Marked) {
