@@ -17,16 +17,16 @@
 namespace orvy::dwarf {
 
 /// The processor, and those of its tables that expressions need.
-class ORVY_API Target {
+class Target {
 public:
   /// @param Cpu null for none
-  explicit Target(void *Cpu);
+  ORVY_API explicit Target(void *Cpu);
 
   /// The word at an address.
-  Value getMemoryValue(uint64_t Address) const;
+  ORVY_API Value getMemoryValue(uint64_t Address) const;
   /// The 1, 2, 4 or 8 bytes at an address as an unsigned 64-bit number; undefined for other sizes.
-  Value getMemoryValueSize(uint64_t Address, uint8_t Size) const;
-  Value getRegisterValue(int Reg) const;
+  ORVY_API Value getMemoryValueSize(uint64_t Address, uint8_t Size) const;
+  ORVY_API Value getRegisterValue(int Reg) const;
 
 private:
   template <typename Table> struct Ref {

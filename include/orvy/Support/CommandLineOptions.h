@@ -236,22 +236,22 @@ private:
 };
 
 /// Knows the options of the process, which it does not own, and gives them their values.
-class ORVY_API CommandLineParser {
+class CommandLineParser {
 public:
   /// Enters an option under a long name; a later one of the same name replaces it there.
-  void addOption(const char *Name, Option2 *Option);
+  ORVY_API void addOption(const char *Name, Option2 *Option);
   /// Enters an option under a short name; a later one of the same name replaces it there.
-  void addOption(char Name, Option2 *Option);
+  ORVY_API void addOption(char Name, Option2 *Option);
   /// Makes an option the positional one. A second one is an internal error.
-  void addOption(Option2 *Option);
+  ORVY_API void addOption(Option2 *Option);
   /// Takes an option out wherever it is entered.
-  void removeOption(Option2 *Option);
+  ORVY_API void removeOption(Option2 *Option);
 
   /// Whether all words were right; stops at the first that is not.
-  bool parseCommandLineOptions(int argc, const char **argv);
+  ORVY_API bool parseCommandLineOptions(int argc, const char **argv);
   /// The word at which the last parse stopped; empty if all were right.
   const std::string &getWrongWord() const { return WrongWord; }
-  void printHelp() const;
+  ORVY_API void printHelp() const;
   /// Every word that was taken as positional, in order.
   const std::vector<std::string> &getPositionalWords() const { return PositionalWords; }
 

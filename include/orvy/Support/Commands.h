@@ -140,32 +140,32 @@ enum OptionKind : uint32_t {
 };
 
 /// A declared option with the text it was given last.
-struct ORVY_API Option {
+struct Option {
   /// Default is the name of a variable. Self marks the option that takes the object of
   /// object.command.
-  Option(std::string Name, OptionKind Kind, bool Required, std::string Help = {},
-         std::string Default = {}, bool Self = false, orvy_OptionUnit Unit = ovOU_None);
+  ORVY_API Option(std::string Name, OptionKind Kind, bool Required, std::string Help = {},
+                  std::string Default = {}, bool Self = false, orvy_OptionUnit Unit = ovOU_None);
 
   /// Keeps the text, valid or not, and notes whether it is valid.
-  void setVal(const std::string &Text);
+  ORVY_API void setVal(const std::string &Text);
   /// The text as a value, looked up anew: an int or long, signed or not, a double, a void * of an
   /// object, a const char *, an orvy_IfaceRef, orvy_Propref, orvy_PropName or objsys::Class *. A
   /// type that does not fit the kind is an internal error.
   template <typename T> T getValue() const;
 
   /// Elements of the property; -1 without it.
-  int getArrayLength() const;
+  ORVY_API int getArrayLength() const;
   /// The text after the first '.', and the object before it.
-  std::string getPropName() const;
-  void *getPropObject() const;
+  ORVY_API std::string getPropName() const;
+  ORVY_API void *getPropObject() const;
   /// The text after the first ':', and the object before it.
-  std::string getIfaceName() const;
-  void *getIfaceObject() const;
+  ORVY_API std::string getIfaceName() const;
+  ORVY_API void *getIfaceObject() const;
 
   /// Writes the line of the option in the command's help.
-  void help() const;
+  ORVY_API void help() const;
   /// The name of the kind in the generated documentation.
-  const char *getDocumentedKind() const;
+  ORVY_API const char *getDocumentedKind() const;
 
   OptionKind Kind;
   std::string Name;
@@ -269,14 +269,14 @@ private:
 
   enum class WordResult { Taken, EndsWords, Fails };
 
-  Option *findOption(std::string_view OptName);
-  WordResult takeWord(std::string_view Word, bool HasComments);
-  WordResult takePositional(std::string_view Word, bool HasComments);
-  WordResult takeTypedText(std::string_view Text);
-  WordResult takeValue(std::string_view Key, std::string_view Text);
-  int finishParsing(const char *Self);
-  int applySelf(const char *Self);
-  int checkRequired();
+  ORVY_LOCAL Option *findOption(std::string_view OptName);
+  ORVY_LOCAL WordResult takeWord(std::string_view Word, bool HasComments);
+  ORVY_LOCAL WordResult takePositional(std::string_view Word, bool HasComments);
+  ORVY_LOCAL WordResult takeTypedText(std::string_view Text);
+  ORVY_LOCAL WordResult takeValue(std::string_view Key, std::string_view Text);
+  ORVY_LOCAL int finishParsing(const char *Self);
+  ORVY_LOCAL int applySelf(const char *Self);
+  ORVY_LOCAL int checkRequired();
 
   Handler Func;
   std::vector<std::string> Positionals;
@@ -288,11 +288,11 @@ private:
 };
 
 /// A command made through the flat interface.
-class ORVY_API PlainCCommand final : public Command {
+class PlainCCommand final : public Command {
 public:
-  PlainCCommand(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data);
-  ~PlainCCommand() override;
-  int run(Interpreter *Interp) override;
+  ORVY_API PlainCCommand(const char *Name, orvy_CmdFunc Func, const char *Help, void *Data);
+  ORVY_API ~PlainCCommand() override;
+  ORVY_API int run(Interpreter *Interp) override;
   void *getData() const { return Data; }
 
 private:
@@ -301,16 +301,16 @@ private:
 };
 
 /// Knows all commands under all their names.
-class ORVY_API CommandRegistry {
+class CommandRegistry {
 public:
   using CommandMap = std::map<std::string, Command *, std::less<>>;
 
   /// Enters a command under a name; any thread. Whether the name was free, if not with a message on
   /// the error stream.
-  bool registerCommand(const char *Name, Command *Cmd);
+  ORVY_API bool registerCommand(const char *Name, Command *Cmd);
   /// Takes a command out under all names that lead to it; any thread.
-  void unregisterCommand(const Command *Cmd);
-  Command *findCommand(std::string_view Name) const;
+  ORVY_API void unregisterCommand(const Command *Cmd);
+  ORVY_API Command *findCommand(std::string_view Name) const;
   /// Names and aliases in byte order.
   const CommandMap &getCommands() const { return Commands; }
 
@@ -328,31 +328,31 @@ ORVY_API void PrintCommandList();
 ORVY_API void PrintCommandHelpAdoc();
 
 /// A global variable. It belongs to the map of all variables, hence is made with new only.
-class ORVY_API Var {
+class Var {
 public:
   using VariableMap = std::map<std::string, Var *, std::less<>>;
 
   /// Takes the place of a variable of that name, which is destroyed.
-  Var(std::string Name, std::string Value);
+  ORVY_API Var(std::string Name, std::string Value);
   Var(const Var &) = delete;
   Var &operator=(const Var &) = delete;
 
   const std::string &getName() const { return Name; }
   const std::string &getValue() const { return Value; }
   /// Writes the help text, if there is one, to the standard stream.
-  void help() const;
+  ORVY_API void help() const;
 
-  static Var *findVariable(std::string_view Name);
-  static void setVariable(std::string_view Name, std::string_view Value);
+  ORVY_API static Var *findVariable(std::string_view Name);
+  ORVY_API static void setVariable(std::string_view Name, std::string_view Value);
   /// Destroys the variable. Whether there was one.
-  static bool deleteVariable(std::string_view Name);
+  ORVY_API static bool deleteVariable(std::string_view Name);
   /// Takes over every variable of the environment that is not empty.
-  static void initFromEnv();
+  ORVY_API static void initFromEnv();
   /// Takes over one variable of the environment. Whether it is there and not empty.
-  static bool initFromEnv(const char *Name);
+  ORVY_API static bool initFromEnv(const char *Name);
 
   /// All variables in byte order; null before the first one.
-  static VariableMap *Variables;
+  ORVY_API static VariableMap *Variables;
 
 private:
   ~Var() = default;

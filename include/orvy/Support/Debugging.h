@@ -105,7 +105,7 @@ struct HookedRange;
 
 /// A break point: what happens when its address is met. The target's memory is not changed; the
 /// memory space marks the address.
-class ORVY_API BreakPoint {
+class BreakPoint {
 public:
   enum Kind : uint32_t { Fetch = 0, Read = 1, Write = 2, Exchange = 3 };
 
@@ -113,7 +113,7 @@ public:
       : Manager(Manager), Id(Id), Addr(Addr) {}
 
   /// Shows the message of a hit, unless the break point is mute, and returns the action.
-  int handleHit(void *Cpu) const;
+  ORVY_API int handleHit(void *Cpu) const;
 
   BreakManager *Manager;
   uint32_t Action = ovBA_Stop;
@@ -125,7 +125,7 @@ public:
 
 /// The break points of a context: at most one of a kind at an address. Those for fetches are
 /// numbered from 1, and so are those for data.
-class ORVY_API BreakManager {
+class BreakManager {
 public:
   explicit BreakManager(Ctxt *Owner) : Owner(Owner) {}
   BreakManager(const BreakManager &) = delete;
@@ -133,7 +133,7 @@ public:
 
   /// The break point of a kind at an address, made if it is not there: then the memory space is
   /// told to mark the address. Null for a kind that does not exist.
-  BreakPoint *createHandler(BreakPoint::Kind Kind, uint64_t Addr);
+  ORVY_API BreakPoint *createHandler(BreakPoint::Kind Kind, uint64_t Addr);
 
   /// The break point of a kind at exactly an address; null if there is none.
   BreakPoint *getFetchHandlerForAddress(uint64_t Addr) {
@@ -147,7 +147,7 @@ public:
     return handlerAt(BreakPoint::Exchange, Addr);
   }
   /// The break point for fetches of a number; null if there is none.
-  BreakPoint *getBreakForID(uint64_t Id);
+  ORVY_API BreakPoint *getBreakForID(uint64_t Id);
 
   /// What a processor is to do with an access: an orvy_BreakAction.
   int handleFetch(void *Cpu, const orvy_MemTransaction *Mt) {
@@ -164,21 +164,21 @@ public:
   }
   /// Removes the break point of a kind at an address. Returns whether there was one. Its number is
   /// given again only if it was the largest.
-  bool removeHandler(BreakPoint::Kind Kind, uint64_t Addr);
+  ORVY_API bool removeHandler(BreakPoint::Kind Kind, uint64_t Addr);
   /// The break points of a kind, by address.
   const std::map<uint64_t, std::unique_ptr<BreakPoint>> &handlers(BreakPoint::Kind Kind) const {
     return OfKind[Kind];
   }
 
   /// The same for a kind.
-  int hit(BreakPoint::Kind Kind, void *Cpu, const orvy_MemTransaction *Mt);
+  ORVY_API int hit(BreakPoint::Kind Kind, void *Cpu, const orvy_MemTransaction *Mt);
 
   Ctxt *const Owner;
 
 private:
   using Handlers = std::map<uint64_t, std::unique_ptr<BreakPoint>>;
 
-  BreakPoint *handlerAt(BreakPoint::Kind Kind, uint64_t Addr);
+  ORVY_API BreakPoint *handlerAt(BreakPoint::Kind Kind, uint64_t Addr);
   HookedRange hooks(BreakPoint::Kind Kind, uint64_t Addr) const;
 
   std::array<Handlers, 4> OfKind; ///< by address
@@ -215,38 +215,38 @@ public:
 
 /// An image in a memory space: its symbols, from a symbol table or from DWARF, and its break
 /// points.
-class ORVY_API Ctxt {
+class Ctxt {
 public:
   enum class Kind : uint32_t { Symtab = 0, Dwarf = 1 };
 
   /// Reads the symbols of an ELF file. Throws std::invalid_argument for a file without symbols of
   /// that kind, and std::runtime_error for one that cannot be read.
-  Ctxt(void *Memory, const char *Path, Kind From);
-  ~Ctxt();
+  ORVY_API Ctxt(void *Memory, const char *Path, Kind From);
+  ORVY_API ~Ctxt();
   Ctxt(const Ctxt &) = delete;
   Ctxt &operator=(const Ctxt &) = delete;
 
   /// Reads the symbol table of an ELF file as well, if there is one.
-  void addSymtab(const char *Path);
+  ORVY_API void addSymtab(const char *Path);
 
   /// The function or the data object of a name, "file::name" for a local one, or at an address;
   /// none in a context of DWARF.
-  std::optional<Function> getFunc(const char *Name) const;
-  std::optional<Function> getFunc(uint64_t Addr) const;
-  std::optional<Object> getObj(const char *Name) const;
+  ORVY_API std::optional<Function> getFunc(const char *Name) const;
+  ORVY_API std::optional<Function> getFunc(uint64_t Addr) const;
+  ORVY_API std::optional<Object> getObj(const char *Name) const;
   /// Start and size of a function; zeros if there is none.
-  std::pair<uint64_t, uint64_t> getFuncRange(const char *Name) const;
+  ORVY_API std::pair<uint64_t, uint64_t> getFuncRange(const char *Name) const;
   /// The same from DWARF or the symbol table, whichever knows the function: compilers describe an
   /// optimised one in ways that hide its address, and one in assembly not at all.
-  std::optional<std::pair<uint64_t, uint64_t>> findFuncRange(const char *Name) const;
+  ORVY_API std::optional<std::pair<uint64_t, uint64_t>> findFuncRange(const char *Name) const;
   /// Tells on the error stream where a break point for a function would be.
-  void setBreak(const char *Name) const;
+  ORVY_API void setBreak(const char *Name) const;
   /// Not known: an empty text.
-  std::string disassemble(uint64_t Addr, int Count) const;
+  ORVY_API std::string disassemble(uint64_t Addr, int Count) const;
 
   /// The memory space: the object that has the name of the one given, so that it is found again
   /// when a checkpoint has made it anew. Null if there is none.
-  void *getMemory() const;
+  ORVY_API void *getMemory() const;
   const std::string &getMemoryName() const { return MemoryName; }
   Kind getKind() const { return From; }
   orvy_Symtab getSymtab() const { return Symbols; }
@@ -267,30 +267,30 @@ private:
 };
 
 /// All contexts.
-class ORVY_API Manager {
+class Manager {
 public:
-  Manager();
+  ORVY_API Manager();
   Manager(const Manager &) = delete;
   Manager &operator=(const Manager &) = delete;
 
   /// The one manager of the process, built on first use.
-  static Manager &getDebuggingManager();
+  ORVY_API static Manager &getDebuggingManager();
 
   /// Keeps a context under the path of its file, in place of an earlier one, and makes it current.
-  Ctxt &add(const std::string &Path, std::unique_ptr<Ctxt> Context);
+  ORVY_API Ctxt &add(const std::string &Path, std::unique_ptr<Ctxt> Context);
   /// The context of a path; null if there is none.
-  Ctxt *find(std::string_view Path) const;
+  ORVY_API Ctxt *find(std::string_view Path) const;
   /// Disposes of a context, if it is there.
-  void dispose(std::string_view Path);
+  ORVY_API void dispose(std::string_view Path);
   /// Makes the context of a path current. Returns whether it is there.
-  bool setCurrent(std::string_view Path);
+  ORVY_API bool setCurrent(std::string_view Path);
   Ctxt *getCurrent() const { return Current; }
   const std::map<std::string, std::unique_ptr<Ctxt>, std::less<>> &getAll() const {
     return Contexts;
   }
 
   /// Whether break points for reads and writes resume by themselves.
-  static bool ResumeWatchpoints;
+  ORVY_API static bool ResumeWatchpoints;
 
 private:
   static std::unique_ptr<Manager> s_DBM;

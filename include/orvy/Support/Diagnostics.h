@@ -37,13 +37,13 @@ private:
 };
 
 /// Hands the messages about one text to its clients. Silent while it has none.
-class ORVY_API DiagnosticsEngine {
+class DiagnosticsEngine {
 public:
-  void addClient(std::unique_ptr<DiagnosticsClient> Client);
+  ORVY_API void addClient(std::unique_ptr<DiagnosticsClient> Client);
   void setFileName(std::string Name) { FileName = std::move(Name); }
   const std::string &getFileName() const { return FileName; }
   /// Reports an error in a line of the text under work.
-  void error(uint32_t Line, const char *Fmt, ...) ORVY_PRINTF(3, 4);
+  ORVY_API void error(uint32_t Line, const char *Fmt, ...) ORVY_PRINTF(3, 4);
 
 private:
   std::vector<std::unique_ptr<DiagnosticsClient>> Clients;

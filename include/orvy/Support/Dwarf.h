@@ -223,14 +223,14 @@ struct DebugAbbrev {
 };
 
 /// All declarations by their offset.
-class ORVY_API AbbrevMap {
+class AbbrevMap {
 public:
   /// Reads a section; replaces what was there. Throws at damage; what was read before it is kept.
-  void setAbbrev(const Section &Bytes);
+  ORVY_API void setAbbrev(const Section &Bytes);
   /// Place of the declaration that starts exactly at an offset; size() if none does.
-  size_t tableAt(uint64_t AbbrevOffset) const;
+  ORVY_API size_t tableAt(uint64_t AbbrevOffset) const;
   /// The first declaration of a code from a place on, in later tables too; null if there is none.
-  const DebugAbbrev *find(size_t Table, uint64_t Code);
+  ORVY_API const DebugAbbrev *find(size_t Table, uint64_t Code);
   /// The first declaration of a code from an offset on, at which a declaration must start.
   const DebugAbbrev *getAbbrev(uint64_t AbbrevOffset, uint64_t Code) {
     return find(tableAt(AbbrevOffset), Code);
@@ -250,7 +250,7 @@ private:
 };
 
 /// A view of one value of an entry: decoded from the section on each access.
-class ORVY_API Attribute {
+class Attribute {
 public:
   Attribute(DebugInfoEntry *Parent, uint64_t Name, uint64_t Form, const uint8_t *Data,
             uint64_t SectionOffset, uint64_t Size)
@@ -267,40 +267,40 @@ public:
 
   /// The big-endian number at the value's first byte, whatever the form; 0 where the section ends
   /// before it.
-  uint8_t getU8() const;
-  uint16_t getU16() const;
-  uint32_t getU32() const;
-  uint64_t getU64() const;
+  ORVY_API uint8_t getU8() const;
+  ORVY_API uint16_t getU16() const;
+  ORVY_API uint32_t getU32() const;
+  ORVY_API uint64_t getU64() const;
   /// An address: 4 bytes in every form; that of an index into ".debug_addr" is looked up.
-  uint64_t getAddr() const;
+  ORVY_API uint64_t getAddr() const;
   /// An offset of a section: 4 bytes in every form.
   uint64_t getOffset() const { return getU32(); }
   /// The number of a DW_FORM_data1, data2, data4 or data8; -1 for any other form.
-  uint64_t getUnsigned() const;
+  ORVY_API uint64_t getUnsigned() const;
   int64_t getSigned() const { return static_cast<int64_t>(getUnsigned()); }
   /// The address of a DW_AT_high_pc: a DW_FORM_addr, else relative to a low address.
-  uint64_t getHighAddr(uint64_t Low) const;
+  ORVY_API uint64_t getHighAddr(uint64_t Low) const;
   /// The number of any form that holds a constant, extended by the sign of the form; nothing for
   /// another form.
-  std::optional<int64_t> getConstant() const;
+  ORVY_API std::optional<int64_t> getConstant() const;
   /// The text of a DW_FORM_string, strp, line_strp or strx, in place; null for any other form or
   /// one out of bounds.
-  const char *getCStr() const;
+  ORVY_API const char *getCStr() const;
   /// The bytes of a DW_FORM_block, block1, block2 or block4; empty for any other form.
-  std::vector<uint8_t> getBlock() const;
+  ORVY_API std::vector<uint8_t> getBlock() const;
   /// The bytes of a DW_FORM_exprloc; empty for any other form.
-  std::vector<uint8_t> getExprLoc() const;
+  ORVY_API std::vector<uint8_t> getExprLoc() const;
   /// The expression that a DW_FORM_sec_offset gives for an address; empty if there is none.
   /// Throws the integer 42 if the unit has no low address, std::out_of_range at the section's end.
-  std::vector<uint8_t> getLocList(uint64_t Pc) const;
+  ORVY_API std::vector<uint8_t> getLocList(uint64_t Pc) const;
   /// The value of a form that is an unsigned LEB128, or an index of fixed size.
-  uint64_t getIndex() const;
+  ORVY_API uint64_t getIndex() const;
   /// The entry that a reference refers to; null if there is none.
-  DebugInfoEntry *getRef() const;
+  ORVY_API DebugInfoEntry *getRef() const;
   /// The same, and that of a type unit of version 5, or of ".debug_types", by its signature.
-  DebugInfoEntry *getType() const;
+  ORVY_API DebugInfoEntry *getType() const;
   /// Writes attribute, form and value as a line.
-  void print() const;
+  ORVY_API void print() const;
 
 private:
   template <typename T> T read() const;
@@ -314,21 +314,21 @@ private:
 };
 
 /// The attributes of an entry in stored order.
-class ORVY_API AttributeList {
+class AttributeList {
 public:
-  class ORVY_API iterator {
+  class iterator {
   public:
     using value_type = Attribute;
     using difference_type = std::ptrdiff_t;
-    explicit iterator(DebugInfoEntry &Entry);
+    ORVY_API explicit iterator(DebugInfoEntry &Entry);
     const Attribute &operator*() const { return Current; }
     const Attribute *operator->() const { return &Current; }
-    iterator &operator++();
+    ORVY_API iterator &operator++();
     void operator++(int) { ++*this; }
     bool operator==(std::default_sentinel_t) const { return Next > Attrs.size(); }
 
   private:
-    void load();
+    ORVY_API void load();
 
     utils::VectorStream VS;
     std::span<const AttrForm> Attrs;
@@ -346,13 +346,13 @@ private:
 
 /// A debug information entry. Entries of a unit lie in file order, so that relatives are found by
 /// their distance; among them are the null entries that close lists of children.
-class ORVY_API DebugInfoEntry {
+class DebugInfoEntry {
 public:
   Unit *getUnit() const { return Owner; }
-  DebugInfo *getDebugInfo() const;
+  ORVY_API DebugInfo *getDebugInfo() const;
   /// Null for a null entry, and where no declaration has the code.
   const DebugAbbrev *getAbbrev() const { return Abbrev; }
-  uint64_t getAbbrevCode() const;
+  ORVY_API uint64_t getAbbrevCode() const;
   /// DW_TAG_ number; 0 without declaration.
   uint64_t getTag() const { return Abbrev ? Abbrev->Tag : 0; }
   bool isNull() const { return CodeBytes == 0; }
@@ -361,7 +361,7 @@ public:
 
   DebugInfoEntry *getParent() { return Up ? this - Up : nullptr; }
   /// The children and the null entry that closes them.
-  std::vector<DebugInfoEntry *> getChildren();
+  ORVY_API std::vector<DebugInfoEntry *> getChildren();
   /// The entry after this one and all below it; a null entry ends the children of a parent.
   DebugInfoEntry *getNext() { return this + Span; }
   /// The first child; null for an entry without a list of children.
@@ -371,11 +371,11 @@ public:
 
   AttributeList attributes() { return AttributeList(*this); }
   /// The first attribute of a DW_AT_ number.
-  std::optional<Attribute> find(uint64_t Name);
+  ORVY_API std::optional<Attribute> find(uint64_t Name);
   /// Its DW_AT_name; null without.
-  const char *getName();
+  ORVY_API const char *getName();
   /// Writes the entry and all below it.
-  void print(unsigned Depth);
+  ORVY_API void print(unsigned Depth);
 
 private:
   friend class Unit;
@@ -393,7 +393,7 @@ private:
 static_assert(sizeof(DebugInfoEntry) == 32, "half a million of these are loaded at once");
 
 /// The entries of a unit in file order, without the null entries.
-class ORVY_API EntryList {
+class EntryList {
 public:
   class iterator {
   public:
@@ -556,8 +556,8 @@ public:
   FunctionIndex::Hit getFunction(uint64_t Addr);
 
 private:
-  std::optional<Attribute> unitAttribute(uint64_t Name);
-  Attribute requiredAttribute(uint64_t Name);
+  ORVY_LOCAL std::optional<Attribute> unitAttribute(uint64_t Name);
+  ORVY_LOCAL Attribute requiredAttribute(uint64_t Name);
 
   std::unique_ptr<FunctionIndex> Functions;
   std::optional<LineNumberProgram *> Lines; ///< once asked for
@@ -574,17 +574,17 @@ public:
 };
 
 /// Public names in byte order; of several of one name the one added last.
-class ORVY_API NameTable {
+class NameTable {
 public:
   struct Entry {
     std::string_view Name; ///< in a section
     uint64_t UnitOffset;
     uint64_t EntryOffset; ///< inside the unit
   };
-  void add(std::string_view Name, uint64_t UnitOffset, uint64_t EntryOffset);
+  ORVY_API void add(std::string_view Name, uint64_t UnitOffset, uint64_t EntryOffset);
   /// Null for a name that is not there.
-  const Entry *find(std::string_view Name);
-  const std::vector<Entry> &entries();
+  ORVY_API const Entry *find(std::string_view Name);
+  ORVY_API const std::vector<Entry> &entries();
   bool empty() const { return Entries.empty(); }
 
 private:
@@ -593,18 +593,18 @@ private:
 };
 
 /// The addresses of units by start, then by length.
-class ORVY_API RangeTable {
+class RangeTable {
 public:
   struct Entry {
     uint64_t Start, Length;
     uint64_t UnitOffset;
   };
   /// Adds a range; one of the same start and length is replaced.
-  void add(uint64_t Start, uint64_t Length, uint64_t UnitOffset);
+  ORVY_API void add(uint64_t Start, uint64_t Length, uint64_t UnitOffset);
   /// The range that covers an address: the one that starts last below it, else one that starts
   /// there; null if neither does.
-  const Entry *find(uint64_t Addr);
-  const std::vector<Entry> &entries();
+  ORVY_API const Entry *find(uint64_t Addr);
+  ORVY_API const std::vector<Entry> &entries();
 
 private:
   std::vector<Entry> Entries;
@@ -614,64 +614,65 @@ private:
 /// The debug information of an image. The setters take a section's bytes and leave the given vector
 /// empty; texts and abbreviations come before the entries. A unit or set that cannot be read is
 /// told in the log and left out; a section of which nothing that is needed can be read throws.
-class ORVY_API DebugInfo {
+class DebugInfo {
 public:
-  DebugInfo();
-  ~DebugInfo();
+  ORVY_API DebugInfo();
+  ORVY_API ~DebugInfo();
   DebugInfo(const DebugInfo &) = delete;
   DebugInfo &operator=(const DebugInfo &) = delete;
 
   /// Reads the sections of an ELF file. Throws for what is not readable.
   /// @return null for a file without ".debug_abbrev"
   /// @param ForDebugger reads also units that end with their section, and writes nothing in the log
-  static std::unique_ptr<DebugInfo> load(const char *Path, bool ForDebugger = false);
+  ORVY_API static std::unique_ptr<DebugInfo> load(const char *Path, bool ForDebugger = false);
 
-  void setStrings(Section &Bytes);
-  void setAbbrevs(Section &Bytes);
-  void setInfo(Section &Bytes);
-  void setTypes(Section &Bytes);
-  void setAranges(Section &Bytes);
-  void setPubnames(Section &Bytes);
-  void setPubtypes(Section &Bytes);
-  void setRanges(Section &Bytes);
-  void setLine(Section &Bytes);
-  void setLoc(Section &Bytes);
+  ORVY_API void setStrings(Section &Bytes);
+  ORVY_API void setAbbrevs(Section &Bytes);
+  ORVY_API void setInfo(Section &Bytes);
+  ORVY_API void setTypes(Section &Bytes);
+  ORVY_API void setAranges(Section &Bytes);
+  ORVY_API void setPubnames(Section &Bytes);
+  ORVY_API void setPubtypes(Section &Bytes);
+  ORVY_API void setRanges(Section &Bytes);
+  ORVY_API void setLine(Section &Bytes);
+  ORVY_API void setLoc(Section &Bytes);
 
   /// The unit that covers an address; null if none does.
-  CompilationUnit *getCompUnitForAddress(uint64_t Addr);
+  ORVY_API CompilationUnit *getCompUnitForAddress(uint64_t Addr);
   /// The unit at an offset of ".debug_info"; null if none starts there.
-  CompilationUnit *getCompUnitAt(uint64_t Offset);
+  ORVY_API CompilationUnit *getCompUnitAt(uint64_t Offset);
   /// The unit that an offset of ".debug_info" lies in or after; null before the first.
-  CompilationUnit *getCompUnitAround(uint64_t Offset);
+  ORVY_API CompilationUnit *getCompUnitAround(uint64_t Offset);
   /// All units whose names end in a text, by their names read backwards.
-  std::vector<CompilationUnit *> getCompUnitForName(const char *Name);
+  ORVY_API std::vector<CompilationUnit *> getCompUnitForName(const char *Name);
   /// The first function of its unit that covers an address; null, with a text on the error stream,
   /// if none does.
-  DebugInfoEntry *getFunctionDIEForAddress(uint64_t Addr);
+  ORVY_API DebugInfoEntry *getFunctionDIEForAddress(uint64_t Addr);
   /// The same without any text.
-  FunctionIndex::Hit findFunction(uint64_t Addr);
-  DebugInfoEntry *getFunctionDIEForName(const char *Name);
+  ORVY_API FunctionIndex::Hit findFunction(uint64_t Addr);
+  ORVY_API DebugInfoEntry *getFunctionDIEForName(const char *Name);
   /// Name of that function; null if there is none.
-  const char *getFunctionNameForAddress(uint64_t Addr);
+  ORVY_API const char *getFunctionNameForAddress(uint64_t Addr);
   /// Name of the unit that covers an address; null if none does.
-  const char *getFileNameForAddress(uint64_t Addr);
+  ORVY_API const char *getFileNameForAddress(uint64_t Addr);
   /// The line program at an offset, read on first use; null if it cannot be read.
-  LineNumberProgram *getLineNumberProgram(CompilationUnit *Unit, uint64_t Offset);
+  ORVY_API LineNumberProgram *getLineNumberProgram(CompilationUnit *Unit, uint64_t Offset);
   /// The expression of the list at an offset that covers an address; empty if there is none.
-  std::vector<uint8_t> getLocationListProg(uint64_t Base, uint64_t Offset, uint64_t Pc) const;
+  ORVY_API std::vector<uint8_t> getLocationListProg(uint64_t Base, uint64_t Offset,
+                                                    uint64_t Pc) const;
   /// A source path with its leading directories remapped.
-  std::string remapPath(const char *Path) const;
+  ORVY_API std::string remapPath(const char *Path) const;
   /// The text at an offset of ".debug_str"; null out of bounds.
   const char *getString(uint64_t Offset) const;
   /// The unit that describes the type of a signature; null if there is none.
   Unit *getTypeUnit(uint64_t Signature);
 
-  void print() const;
-  void printInfo();
-  void printAbbrevs() const;
-  void printPubnames();
-  void printPubtypes();
-  void printAddressRanges();
+  ORVY_API void print() const;
+  ORVY_API void printInfo();
+  ORVY_API void printAbbrevs() const;
+  ORVY_API void printPubnames();
+  ORVY_API void printPubtypes();
+  ORVY_API void printAddressRanges();
 
   AbbrevMap Abbrevs;
   Section AbbrevSec, ArangesSec, InfoSec, LineSec, PubnamesSec, PubtypesSec, TypesSec, StrSec,

@@ -26,7 +26,7 @@ namespace orvy::dwarf {
 
 /// A number with a type. Its 64 bits are the value widened by the type's own sign; of the real
 /// types the bits of a double.
-class ORVY_API Scalar {
+class Scalar {
 public:
   enum Type : uint32_t {
     U8 = 0,
@@ -66,11 +66,11 @@ public:
   Scalar &operator&=(const Scalar &Other) { return Bits &= Other.Bits, *this; }
   Scalar &operator<<=(const Scalar &Count) { return Bits <<= Count.Bits % 64, *this; }
   /// Arithmetic for signed types, logical for unsigned ones; nothing for real ones.
-  Scalar &operator>>=(const Scalar &Count);
+  ORVY_API Scalar &operator>>=(const Scalar &Count);
   Scalar &srl(const Scalar &Count) { return Bits >>= Count.Bits % 64, *this; }
-  Scalar &sra(const Scalar &Count);
+  ORVY_API Scalar &sra(const Scalar &Count);
   /// Of the signed 64-bit value; the lowest one stays.
-  Scalar &abs();
+  ORVY_API Scalar &abs();
 
 private:
   template <typename T> static constexpr Type tagOf() {
@@ -117,7 +117,7 @@ ORVY_API Scalar operator~(const Scalar &Number);
 class Context;
 
 /// A slot of the stack: a number, or a reference to a register or to memory.
-class ORVY_API Value {
+class Value {
 public:
   enum Type : uint32_t {
     Undefined = 0,
@@ -137,10 +137,10 @@ public:
   /// What is held, whatever it stands for: number, register or address.
   const Scalar &getHeld() const { return Held; }
   /// The number of a number. Throws the integer 42 for any other kind.
-  Scalar scalar() const;
+  ORVY_API Scalar scalar() const;
   /// What a reference refers to, read through its context; undefined without one. A number is
   /// itself.
-  Value getReferredValue() const;
+  ORVY_API Value getReferredValue() const;
 
 private:
   Type Kind;
@@ -163,7 +163,7 @@ public:
 };
 
 /// The stack machine. Expressions of one machine share its stack until it is reset.
-class ORVY_API ExpressionVM {
+class ExpressionVM {
 public:
   /// Operations that one run may take: a loop of branches back ends there.
   static constexpr size_t MaxOperations = 1'000'000;
@@ -182,10 +182,11 @@ public:
    * @param Cfa        canonical frame address; null if not known
    * @param FrameBase  frame base of the function; null if not known
    */
-  void runExpr(Context *Ctxt, const std::vector<uint8_t> &Expr, size_t Offset, size_t Length,
-               const uint64_t *ObjectAddr, const uint64_t *Cfa, const uint64_t *FrameBase);
+  ORVY_API void runExpr(Context *Ctxt, const std::vector<uint8_t> &Expr, size_t Offset,
+                        size_t Length, const uint64_t *ObjectAddr, const uint64_t *Cfa,
+                        const uint64_t *FrameBase);
   /// The top of the stack; an undefined value if it is empty, as it can be after a failure.
-  Value result() const;
+  ORVY_API Value result() const;
   /// Empties the stack; the pieces stay.
   void reset() { Stack.clear(); }
   /// The bytes of all pieces so far, in order.

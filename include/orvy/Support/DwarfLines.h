@@ -18,7 +18,7 @@
 
 namespace orvy::dwarf {
 
-class ORVY_API LineNumberProgram {
+class LineNumberProgram {
 public:
   /// A row of the matrix, and the registers that make rows (DWARF 4, 6.2.2).
   struct LineMatrixEntry {
@@ -57,19 +57,20 @@ public:
    * @param Unit    the unit that asks; its DW_AT_comp_dir is directory 0
    * @param Verbose tells of every field and operation on the standard output
    */
-  LineNumberProgram(DebugInfo *Info, CompilationUnit *Unit, unsigned long Offset, bool Verbose);
+  ORVY_API LineNumberProgram(DebugInfo *Info, CompilationUnit *Unit, unsigned long Offset,
+                             bool Verbose);
   LineNumberProgram(const LineNumberProgram &) = delete;
   LineNumberProgram &operator=(const LineNumberProgram &) = delete;
 
   /// The program at an offset; null if it cannot be read.
-  static std::unique_ptr<LineNumberProgram> load(DebugInfo *Info, CompilationUnit *Unit,
-                                                 uint64_t Offset);
+  ORVY_API static std::unique_ptr<LineNumberProgram> load(DebugInfo *Info, CompilationUnit *Unit,
+                                                          uint64_t Offset);
 
   /// Fills the matrix anew, up to the end of the first sequence. A program that ends without one
   /// gets it, with a text on the error stream. Throws as construction does.
-  void run(bool Verbose);
+  ORVY_API void run(bool Verbose);
   /// Appends a copy of the registers to the matrix.
-  void appendMatrixRow();
+  ORVY_API void appendMatrixRow();
 
   bool isStandardOp(unsigned char Opcode) const { return Opcode > 0 && Opcode < Head.OpcodeBase; }
   bool isExtendedOp(unsigned char Opcode) const { return Opcode == 0; }
@@ -77,18 +78,18 @@ public:
 
   /// The place in the source that an address belongs to: of several rows at one address the last.
   /// @return whether a row covers it; otherwise the results are untouched
-  bool getLocationForAddress(uint64_t Address, unsigned long &File, unsigned long &Line,
-                             unsigned long &Column) const;
+  ORVY_API bool getLocationForAddress(uint64_t Address, unsigned long &File, unsigned long &Line,
+                                      unsigned long &Column) const;
   /// The instruction set at an address, in the same way.
-  bool getISAForAddress(uint64_t Address, unsigned long &Isa) const;
+  ORVY_API bool getISAForAddress(uint64_t Address, unsigned long &Isa) const;
 
   /// Name of a file as the table has it; null for a number that has no entry.
-  const char *getFileName(long File) const;
+  ORVY_API const char *getFileName(long File) const;
   /// Directory of a file; null for a number that has no entry, and if it is not known.
-  const char *getFileDir(long File) const;
+  ORVY_API const char *getFileDir(long File) const;
   /// Normalised path of a file: its directory and name, the name alone where that is absolute or
   /// the directory is not known. Empty for a number that has no entry.
-  std::string getFilePath(long File) const;
+  ORVY_API std::string getFilePath(long File) const;
 
   /**
    * Where a break point for a line belongs: at the first statement of the line, else of the next
@@ -97,10 +98,11 @@ public:
    * @param Column does not count
    * @return whether there is such a file and line; otherwise Address is untouched
    */
-  bool getBreakLocation(const char *File, long Line, long Column, unsigned long &Address) const;
+  ORVY_API bool getBreakLocation(const char *File, long Line, long Column,
+                                 unsigned long &Address) const;
 
   /// Writes files and rows to the error stream.
-  void print() const;
+  ORVY_API void print() const;
 
   DebugInfo *getDebugInfo() const { return Info; }
   CompilationUnit *getUnit() const { return Unit; }

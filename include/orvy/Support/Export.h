@@ -6,8 +6,12 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/** Marks what leaves the shared library or a plug-in; everything else is hidden. */
+/** Marks what leaves the shared library or a plug-in; everything else is hidden. In a class it marks
+ * the members that others call. A class with virtual functions that others derive from, build inline
+ * or cast to is marked as a whole: its table and its type information cannot leave in another way. */
 #define ORVY_API __attribute__((visibility("default")))
+/** Keeps a member inside the library although its class leaves as a whole. */
+#define ORVY_LOCAL __attribute__((visibility("hidden")))
 
 #ifdef __cplusplus
 #define ORVY_BEGIN_C extern "C" {

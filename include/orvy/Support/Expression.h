@@ -29,7 +29,7 @@ enum ExprValueKind : uint32_t {
 };
 
 /// A value of an expression.
-struct ORVY_API ExprValue {
+struct ExprValue {
   ExprValueKind Kind = EV_Void;
   union Bits {
     uint64_t UInt = 0;
@@ -39,11 +39,11 @@ struct ORVY_API ExprValue {
   } Value;
   std::string Text; ///< of EV_String
 
-  static ExprValue ofUInt(uint64_t Number);
-  static ExprValue ofInt(int64_t Number);
-  static ExprValue ofReal(double Number);
-  static ExprValue ofBool(bool Truth);
-  static ExprValue ofText(std::string Text);
+  ORVY_API static ExprValue ofUInt(uint64_t Number);
+  ORVY_API static ExprValue ofInt(int64_t Number);
+  ORVY_API static ExprValue ofReal(double Number);
+  ORVY_API static ExprValue ofBool(bool Truth);
+  ORVY_API static ExprValue ofText(std::string Text);
 };
 
 // With two integers, '+', '-', '*', '/', '%' and the bitwise operators are unsigned unless both are
@@ -109,8 +109,8 @@ public:
   void visitFuncCall(FuncCallNode *Node) override;
 
 private:
-  bool evaluate(ExprNode &Node, ExprValue &Value);
-  ExprValue operandOf(ExprNode &Node);
+  ORVY_LOCAL bool evaluate(ExprNode &Node, ExprValue &Value);
+  ORVY_LOCAL ExprValue operandOf(ExprNode &Node);
 
   std::vector<ExprValue> Stack;
   Tracing Says;

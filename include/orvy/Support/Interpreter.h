@@ -45,48 +45,48 @@ struct NewVariable {
 };
 
 /// Runs commands from a line reader.
-class ORVY_API Interpreter {
+class Interpreter {
 public:
   /// Reads from the terminal, expressions if the environment has ORVY_NEW_CLI_PARSER. The only kind
   /// that goes on after a failing command.
-  Interpreter();
+  ORVY_API Interpreter();
   /// Reads a script file.
-  explicit Interpreter(const char *Path);
+  ORVY_API explicit Interpreter(const char *Path);
   /// Reads a text in place; it must outlive the interpreter.
-  Interpreter(size_t Length, const char *Text);
+  ORVY_API Interpreter(size_t Length, const char *Text);
   /// Reads a script from any reader; the file name is for messages.
-  Interpreter(std::unique_ptr<LineReader> Script, std::string FileName);
+  ORVY_API Interpreter(std::unique_ptr<LineReader> Script, std::string FileName);
   Interpreter(const Interpreter &) = delete;
   Interpreter &operator=(const Interpreter &) = delete;
-  ~Interpreter();
+  ORVY_API ~Interpreter();
 
   bool good() const { return Reader->good(); }
   bool bad() const { return Reader->bad(); }
   /// Runs commands until the reader has no more, a script fails, or setDone. 0, or -1 after a
   /// failure, unless interactive.
-  int readEvalLoop();
+  ORVY_API int readEvalLoop();
   /// Ends the loop after the command that is running.
   void setDone() { Done = true; }
 
   /// The directories in which scripts are looked for, shared by all interpreters.
   static const std::vector<std::string> &getPaths() { return s_SearchPaths; }
   /// Adds a directory at the end, unless it is in the list.
-  static void appendPath(const char *Path);
+  ORVY_API static void appendPath(const char *Path);
   /// Adds a directory at the front, unless it is in the list.
-  static void prependPath(const char *Path);
+  ORVY_API static void prependPath(const char *Path);
   /// The path of a script: the name itself if that is a file, else the first hit in the search
   /// paths; null if there is none. Valid until the thread's next call.
-  static const char *getPath(const char *Name);
+  ORVY_API static const char *getPath(const char *Name);
 
   /// Opens and closes the innermost scope. The global one cannot be closed.
-  void pushScope();
-  void popScope();
+  ORVY_API void pushScope();
+  ORVY_API void popScope();
   /// Adds a variable to the innermost or the global scope; one that is there stays as it is.
-  void addScopedVar(const char *Name, const char *Value);
-  void addGlobalVar(const char *Name, const char *Value);
+  ORVY_API void addScopedVar(const char *Name, const char *Value);
+  ORVY_API void addGlobalVar(const char *Name, const char *Value);
   /// Looks from the innermost scope outwards; null if there is none.
-  NewVariable *getVar(const char *Name);
-  NewVariable *getGlobal(const char *Name);
+  ORVY_API NewVariable *getVar(const char *Name);
+  ORVY_API NewVariable *getGlobal(const char *Name);
 
 private:
   using Words = std::vector<std::string>;
@@ -102,7 +102,7 @@ private:
   int assignToProperty(std::string_view Target, const std::string &Value);
   bool fail(const char *Fmt, const char *Text = "");
 
-  static std::vector<std::string> s_SearchPaths;
+  ORVY_API static std::vector<std::string> s_SearchPaths;
 
   std::vector<VariableScope> Scopes;
   std::unique_ptr<LineReader> Reader;

@@ -74,24 +74,24 @@ enum class TokenKind : uint32_t {
 };
 
 /// A piece of a text.
-struct ORVY_API Token {
+struct Token {
   TokenKind Kind = TokenKind::Eof;
   const char *Start = nullptr; ///< null for a token without text: a line end, the end of the text
   const char *End = nullptr;   ///< the last character
   SourceLoc Loc;
 
   /// The characters of the token.
-  std::string_view getText() const;
+  ORVY_API std::string_view getText() const;
   /// The value of an Integer: decimal unless it begins with 0b, 0o or 0x, without its underscores.
   /// One that 64 bits cannot hold is the greatest that they can.
-  uint64_t getIntegerValue() const;
+  ORVY_API uint64_t getIntegerValue() const;
   /// The value of a Real, as strtod reads it.
-  double getRealValue() const;
+  ORVY_API double getRealValue() const;
   /// The text of a String, with its quotes.
-  std::string getStringValue() const;
+  ORVY_API std::string getStringValue() const;
 
   /// How tightly a binary operator binds, 1 to 15, less is tighter; 0 for any other token.
-  int getPrecedence() const;
+  ORVY_API int getPrecedence() const;
   bool isBinOp() const { return getPrecedence() != 0; }
 };
 
@@ -99,12 +99,12 @@ struct ORVY_API Token {
 enum class Tracing { On, Off };
 
 /// Gives the tokens of a text one by one, and holds one ahead.
-class ORVY_API Lexer {
+class Lexer {
 public:
-  explicit Lexer(std::string_view Text, Tracing Says = Tracing::On);
+  ORVY_API explicit Lexer(std::string_view Text, Tracing Says = Tracing::On);
 
   /// Starts again at the beginning of a text.
-  void restart(std::string_view Text);
+  ORVY_API void restart(std::string_view Text);
 
   /// Whether the cursor is past the last character.
   bool eof() const { return Cursor == End; }
@@ -114,7 +114,7 @@ public:
   int getChar() const { return charAt(0); }
   int peekChar() const { return charAt(1); }
   /// Moves the cursor by a character, unless it is at the end.
-  void consumeChar();
+  ORVY_API void consumeChar();
 
   /// Makes the next token the current one. The first call gives the first token.
   void consumeToken() { Current = lex(); }
@@ -127,7 +127,7 @@ public:
   bool isCut() const { return NeedsMore; }
 
 private:
-  Token lex();
+  ORVY_API Token lex();
   bool skipBlanks();
   bool skipContinuation();
   TokenKind lexText();
@@ -136,7 +136,7 @@ private:
   void lexFraction();
   TokenKind lexQuoted();
   TokenKind lexOperator();
-  int charAt(ptrdiff_t Distance) const;
+  ORVY_API int charAt(ptrdiff_t Distance) const;
   template <typename Predicate> void consumeWhile(Predicate Fits);
 
   const char *Start;

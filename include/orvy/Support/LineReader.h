@@ -61,8 +61,8 @@ protected:
   Ending LastEnding = Ending::Command;
 
 private:
-  std::string_view cutText();
-  void takeBackslash();
+  ORVY_LOCAL std::string_view cutText();
+  ORVY_LOCAL void takeBackslash();
 
   Tokeniser Words;
   std::string Rewritten; // the text of a command that has backslashes
@@ -82,7 +82,7 @@ public:
   std::vector<std::string> readLine() override;
 
 private:
-  explicit BufferLineReader(std::unique_ptr<MemoryBuffer> Script);
+  ORVY_LOCAL explicit BufferLineReader(std::unique_ptr<MemoryBuffer> Script);
 
   std::unique_ptr<MemoryBuffer> Buffer;
 };
@@ -101,7 +101,7 @@ public:
   std::vector<std::string> readLine() override;
 
 private:
-  bool fetchLine();
+  ORVY_LOCAL bool fetchLine();
 
   FILE *Stream;
   bool IsFile;

@@ -40,11 +40,11 @@ protected:
 };
 
 /// A read-only private mapping of a whole file.
-class ORVY_API MappedMemoryBuffer final : public MemoryBuffer {
+class MappedMemoryBuffer final : public MemoryBuffer {
 public:
   /// Throws std::length_error for an empty or missing file, std::system_error on other failures.
-  explicit MappedMemoryBuffer(const char *Path);
-  ~MappedMemoryBuffer() override;
+  ORVY_API explicit MappedMemoryBuffer(const char *Path);
+  ORVY_API ~MappedMemoryBuffer() override;
 
 private:
   int32_t Descriptor = -1;

@@ -29,12 +29,12 @@ struct AddrInfo {
 };
 
 /// What a host and a port resolve to, in the resolver's order.
-class ORVY_API Address {
+class Address {
 public:
   /// @throws std::runtime_error if the look-up fails
-  Address(const std::string &Host, uint16_t Port, bool Datagram);
+  ORVY_API Address(const std::string &Host, uint16_t Port, bool Datagram);
   /// The addresses of this host to listen on.
-  Address(uint16_t Port, bool Datagram);
+  ORVY_API Address(uint16_t Port, bool Datagram);
 
   const std::vector<AddrInfo> &all() const { return Infos; }
 

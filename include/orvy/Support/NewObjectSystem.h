@@ -79,24 +79,24 @@ private:
 };
 
 /// The registry of types by name.
-class ORVY_API TypeSystem {
+class TypeSystem {
 public:
   /// Knows the built-in types and those of the object system's values.
-  TypeSystem();
+  ORVY_API TypeSystem();
   TypeSystem(const TypeSystem &) = delete;
   TypeSystem &operator=(const TypeSystem &) = delete;
-  ~TypeSystem();
+  ORVY_API ~TypeSystem();
 
   /// Null for an unknown name.
-  StructType *getStructTypeForName(const char *Name) const;
-  NativeClass *getClassTypeForName(const char *Name) const;
-  const Type *getType(const char *Name) const;
+  ORVY_API StructType *getStructTypeForName(const char *Name) const;
+  ORVY_API NativeClass *getClassTypeForName(const char *Name) const;
+  ORVY_API const Type *getType(const char *Name) const;
   /// Enters a structure, which must live on, in place of another one of its name; nothing happens
   /// if it is there already.
-  void addStructType(StructType *Ty);
+  ORVY_API void addStructType(StructType *Ty);
   /// Null if the name is taken.
-  NativeClass *registerClass(const char *Name, orvy_ObjectCreateFunc Create,
-                             orvy_ObjectDisposeFunc Dispose);
+  ORVY_API NativeClass *registerClass(const char *Name, orvy_ObjectCreateFunc Create,
+                                      orvy_ObjectDisposeFunc Dispose);
 
 private:
   struct ObjectTypes; // orvy_Type, orvy_Propval, orvy_CreateArg and the functions of a class
@@ -110,7 +110,7 @@ private:
 };
 
 /// What registerObject notes of an object.
-class ORVY_API Object {
+class Object {
 public:
   Object(std::string Name, void *Ptr) : Name(std::move(Name)), Ptr(Ptr) {}
 
@@ -122,28 +122,28 @@ public:
 };
 
 /// The objects of the second system.
-class ORVY_API ObjectSystem {
+class ObjectSystem {
 public:
-  ObjectSystem();
+  ORVY_API ObjectSystem();
   ObjectSystem(const ObjectSystem &) = delete;
   ObjectSystem &operator=(const ObjectSystem &) = delete;
-  ~ObjectSystem();
+  ORVY_API ~ObjectSystem();
 
   /// An object of a class, under a name that it takes over from any other. Null if there is no such
   /// class.
-  void *createObject(const char *ClsName, const char *ObjName,
-                     const std::vector<orvy_CreateArg> &Args);
+  ORVY_API void *createObject(const char *ClsName, const char *ObjName,
+                              const std::vector<orvy_CreateArg> &Args);
   /// The zeroed memory of a structure. Null if there is no such structure.
-  void *createObject(const char *StructName, const char *ObjName);
+  ORVY_API void *createObject(const char *StructName, const char *ObjName);
   /// Gives an object back to its class, or releases the memory of a structure, and forgets it.
-  void disposeObject(void *Obj);
+  ORVY_API void disposeObject(void *Obj);
   /// Makes a record of an object, in place of an earlier one.
-  Object *registerObject(const char *Name, void *Obj);
+  ORVY_API Object *registerObject(const char *Name, void *Obj);
 
   /// Null if it is unknown.
-  const char *getNameForObject(void *Obj) const;
-  void *getObjectForName(const char *Name) const;
-  const Type *getTypeForObject(void *Obj) const;
+  ORVY_API const char *getNameForObject(void *Obj) const;
+  ORVY_API void *getObjectForName(const char *Name) const;
+  ORVY_API const Type *getTypeForObject(void *Obj) const;
 
   const FunctionType &getCreateFuncTy() const { return CreateFuncTy; }
   const FunctionType &getDisposeFuncTy() const { return DisposeFuncTy; }
@@ -159,10 +159,10 @@ private:
 };
 
 /// Interface types by name. Any thread.
-class ORVY_API InterfaceTypes {
+class InterfaceTypes {
 public:
-  StructType *add(const char *Name);
-  StructType *find(const char *Name);
+  ORVY_API StructType *add(const char *Name);
+  ORVY_API StructType *find(const char *Name);
 
 private:
   std::mutex Lock;

@@ -142,12 +142,12 @@ protected:
   ~OutStream() = default;
 
 private:
-  void pad(size_t Used);
-  void writeText(std::string_view Text);
-  void writeInt(long Value, bool Negative);
-  void writeDigits(std::string_view Digits, uint32_t DecimalWeight);
-  void writeDouble(double Value);
-  void writePrefix(Prefix Name);
+  ORVY_LOCAL void pad(size_t Used);
+  ORVY_LOCAL void writeText(std::string_view Text);
+  ORVY_LOCAL void writeInt(long Value, bool Negative);
+  ORVY_LOCAL void writeDigits(std::string_view Digits, uint32_t DecimalWeight);
+  ORVY_LOCAL void writeDouble(double Value);
+  ORVY_LOCAL void writePrefix(Prefix Name);
 
   int32_t Width = 0;
   char Fill = ' ';

@@ -28,25 +28,25 @@ namespace orvy::cl {
 
 /// Built for one text. Each operation gives null after an error, which has been reported with the
 /// lexer's line.
-class ORVY_API Parser : public Lexer {
+class Parser : public Lexer {
 public:
   /// Reports on the error stream, unless tracing is off: then it says nothing at all.
-  explicit Parser(std::string_view Text, Tracing Says = Tracing::On);
+  ORVY_API explicit Parser(std::string_view Text, Tracing Says = Tracing::On);
 
   /// Starts again at the beginning of a text.
-  void restart(std::string_view Text);
+  ORVY_API void restart(std::string_view Text);
 
-  OwnedNode parseCommand();
-  OwnedNode parseCommandSeq();
-  OwnedNode parseIfStatement();
-  OwnedExpr parseExpr();
-  OwnedExpr parsePrimary();
+  ORVY_API OwnedNode parseCommand();
+  ORVY_API OwnedNode parseCommandSeq();
+  ORVY_API OwnedNode parseIfStatement();
+  ORVY_API OwnedExpr parseExpr();
+  ORVY_API OwnedExpr parsePrimary();
 
   /// Whether a closing brace was missing.
   bool isUnclosed() const { return NeedsMore; }
   /// Whether more lines may complete what has been parsed: the text ends inside a quote or a block,
   /// or after a backslash.
-  bool wantsMore() const;
+  ORVY_API bool wantsMore() const;
 
 private:
   OwnedNode parseExprList();

@@ -55,27 +55,27 @@ private:
 };
 
 /// Variables by name, inside those of a parent scope, which must outlive it.
-class ORVY_API Scope {
+class Scope {
 public:
   explicit Scope(Scope *Parent = nullptr) : Parent(Parent) {}
   Scope(const Scope &) = delete;
   Scope &operator=(const Scope &) = delete;
 
   /// The variable of a name, here or, if Recursive, in the nearest parent; null if there is none.
-  Variable *findVar(std::string_view Name, bool Recursive) const;
+  ORVY_API Variable *findVar(std::string_view Name, bool Recursive) const;
   /// The variable of a name in the root scope; null if there is none.
-  Variable *findGlobalVar(std::string_view Name) const;
+  ORVY_API Variable *findGlobalVar(std::string_view Name) const;
 
   /// Adds a variable here. Returns false, and keeps what is there, if the name is taken.
-  bool addVar(std::string_view Name, std::unique_ptr<Variable> Var);
+  ORVY_API bool addVar(std::string_view Name, std::unique_ptr<Variable> Var);
   /// Adds a variable to the root scope in the same way.
-  bool addGlobalVar(std::string_view Name, std::unique_ptr<Variable> Var);
+  ORVY_API bool addGlobalVar(std::string_view Name, std::unique_ptr<Variable> Var);
 
   /// Removes the variable of a name, here or, if Recursive, in the nearest parent. Returns whether
   /// there was one.
-  bool removeVar(std::string_view Name, bool Recursive);
+  ORVY_API bool removeVar(std::string_view Name, bool Recursive);
   /// Removes the variable of a name from the root scope. Returns whether there was one.
-  bool removeGlobalVar(std::string_view Name);
+  ORVY_API bool removeGlobalVar(std::string_view Name);
 
 private:
   const Scope &root() const;

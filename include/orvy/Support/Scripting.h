@@ -51,21 +51,21 @@ ORVY_API void clean();
 
 /// A command that calls a Python object, to which it holds a reference. It lives until it is
 /// removed or the process ends.
-class ORVY_API PythonCommand final : public cl::Command {
+class PythonCommand final : public cl::Command {
 public:
-  PythonCommand(const char *Name, void *Callable);
-  ~PythonCommand() override;
+  ORVY_API PythonCommand(const char *Name, void *Callable);
+  ORVY_API ~PythonCommand() override;
 
   /// Calls the object with the words and the options that were given. The integer that it returns,
   /// else 0; -1, with an error in the log, after an exception.
-  int run(cl::Interpreter *Interp) override;
+  ORVY_API int run(cl::Interpreter *Interp) override;
 
   /// Deletes the command of a Python object; one that runs at present can no longer be found, but
   /// stays. Nothing happens if there is none.
-  static void remove(void *Callable);
+  ORVY_API static void remove(void *Callable);
 
   /// The command of each Python object, the last one made; null before the first.
-  static std::map<void *, PythonCommand *> *CmdMap;
+  ORVY_API static std::map<void *, PythonCommand *> *CmdMap;
 
 private:
   int call();

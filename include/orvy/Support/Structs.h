@@ -61,23 +61,23 @@ struct StructField {
 };
 
 /// The description of a record. Look-ups give null for what is not there.
-class ORVY_API Struct {
+class Struct {
 public:
   /// Enters itself into the tables, which own it.
-  static Struct *add(const char *Name, size_t Size);
+  ORVY_API static Struct *add(const char *Name, size_t Size);
 
-  static Struct *getStructByID(long Id);
-  static Struct *getStructByName(const char *Name);
-  static int64_t getStructID(const char *Name);
+  ORVY_API static Struct *getStructByID(long Id);
+  ORVY_API static Struct *getStructByName(const char *Name);
+  ORVY_API static int64_t getStructID(const char *Name);
 
-  void addField(const char *FieldName, orvy_Type Typ, size_t Offset, unsigned Count);
-  void addField(const char *FieldName, Struct *Sub, size_t Offset, unsigned Count);
+  ORVY_API void addField(const char *FieldName, orvy_Type Typ, size_t Offset, unsigned Count);
+  ORVY_API void addField(const char *FieldName, Struct *Sub, size_t Offset, unsigned Count);
 
   const std::vector<StructField> &getFields() const { return Fields; }
-  const StructField *getFieldByName(const char *FieldName) const;
+  ORVY_API const StructField *getFieldByName(const char *FieldName) const;
   /// The first field added at exactly an offset.
-  const StructField *getFieldByOffset(unsigned long Offset) const;
-  const StructField *getFieldByIndex(unsigned Index) const;
+  ORVY_API const StructField *getFieldByOffset(unsigned long Offset) const;
+  ORVY_API const StructField *getFieldByIndex(unsigned Index) const;
 
   std::string Name;
   size_t Size;

@@ -84,7 +84,7 @@ namespace orvy {
 /// symbol goes by its source file and its name. Within a class the last symbol of a name counts,
 /// and of several at one address the last one; an address belongs to the nearest start below it or
 /// to none.
-class ORVY_API Symtab {
+class Symtab {
 public:
   using FileAndName = std::pair<const char *, const char *>;
   using Range = std::pair<uint64_t, uint64_t>; ///< address, bytes
@@ -93,34 +93,36 @@ public:
   Symtab(const Symtab &) = delete;
   Symtab &operator=(const Symtab &) = delete;
 
-  void addGlobalFunc(std::string_view Name, uint64_t Addr, uint64_t Size);
-  void addWeakFunc(std::string_view Name, uint64_t Addr, uint64_t Size);
-  void addLocalFunc(std::string_view File, std::string_view Name, uint64_t Addr, uint64_t Size);
-  void addGlobalData(std::string_view Name, uint64_t Addr, uint64_t Size);
-  void addWeakData(std::string_view Name, uint64_t Addr, uint64_t Size);
-  void addLocalData(std::string_view File, std::string_view Name, uint64_t Addr, uint64_t Size);
+  ORVY_API void addGlobalFunc(std::string_view Name, uint64_t Addr, uint64_t Size);
+  ORVY_API void addWeakFunc(std::string_view Name, uint64_t Addr, uint64_t Size);
+  ORVY_API void addLocalFunc(std::string_view File, std::string_view Name, uint64_t Addr,
+                             uint64_t Size);
+  ORVY_API void addGlobalData(std::string_view Name, uint64_t Addr, uint64_t Size);
+  ORVY_API void addWeakData(std::string_view Name, uint64_t Addr, uint64_t Size);
+  ORVY_API void addLocalData(std::string_view File, std::string_view Name, uint64_t Addr,
+                             uint64_t Size);
 
   /// Makes look-ups by address fast, until the next symbol is added.
-  void index();
+  ORVY_API void index();
 
   /// Name of the symbol of a class that covers an address; null if there is none.
-  const char *globalFunctionNameForAddress(uint64_t Addr) const;
-  const char *weakFunctionNameForAddress(uint64_t Addr) const;
-  const char *globalDataNameForAddress(uint64_t Addr) const;
-  const char *weakDataNameForAddress(uint64_t Addr) const;
-  FileAndName localFunctionNameForAddress(uint64_t Addr) const;
-  FileAndName localDataNameForAddress(uint64_t Addr) const;
+  ORVY_API const char *globalFunctionNameForAddress(uint64_t Addr) const;
+  ORVY_API const char *weakFunctionNameForAddress(uint64_t Addr) const;
+  ORVY_API const char *globalDataNameForAddress(uint64_t Addr) const;
+  ORVY_API const char *weakDataNameForAddress(uint64_t Addr) const;
+  ORVY_API FileAndName localFunctionNameForAddress(uint64_t Addr) const;
+  ORVY_API FileAndName localDataNameForAddress(uint64_t Addr) const;
 
   /// Source file and name of the local symbol that covers an address, else null and the name of the
   /// global one, else of the weak one; both null if there is none.
-  FileAndName getFunction(uint64_t Addr) const;
-  FileAndName getData(uint64_t Addr) const;
+  ORVY_API FileAndName getFunction(uint64_t Addr) const;
+  ORVY_API FileAndName getData(uint64_t Addr) const;
 
   /// Range of the global symbol of a name, else of the weak one; zeros if there is none.
-  Range getFunctionRange(std::string_view Name) const;
-  Range getObjectRange(std::string_view Name) const;
-  Range getLocalFunctionRange(std::string_view File, std::string_view Name) const;
-  Range getLocalObjectRange(std::string_view File, std::string_view Name) const;
+  ORVY_API Range getFunctionRange(std::string_view Name) const;
+  ORVY_API Range getObjectRange(std::string_view Name) const;
+  ORVY_API Range getLocalFunctionRange(std::string_view File, std::string_view Name) const;
+  ORVY_API Range getLocalObjectRange(std::string_view File, std::string_view Name) const;
 
   /// Calls a function with file, name and range of each symbol of a class, by file and name.
   using Visit = std::function<void(const std::string &File, const std::string &Name, Range)>;
@@ -138,7 +140,7 @@ private:
 
     void add(std::string_view File, std::string_view Name, Range R);
     void index();
-    void visit(const Visit &V) const;
+    ORVY_API void visit(const Visit &V) const;
     /// The symbol that covers an address; null if there is none.
     const Entry *find(uint64_t Addr) const;
     /// The range of a name; null if it is not there.

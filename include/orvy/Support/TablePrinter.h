@@ -20,30 +20,30 @@
 namespace orvy::utils {
 
 /// Collects cells row by row and renders them in columns as wide as their longest cell.
-class ORVY_API TablePrinter {
+class TablePrinter {
 public:
   enum Alignment : int32_t { Left = 1, Right = 2 };
   enum Base : int32_t { Binary = 1, Octal = 2, Decimal = 3, Hexadecimal = 4 };
 
   /// A table of Columns columns, at least one, all left-aligned and with decimal numbers.
-  TablePrinter(int32_t Columns, std::string HeaderSeparator, std::string RowSeparator);
+  ORVY_API TablePrinter(int32_t Columns, std::string HeaderSeparator, std::string RowSeparator);
 
   // The column of these must be one of the table.
-  void setHeaderAlignment(int32_t Column, Alignment Align);
-  void setBodyAlignment(int32_t Column, Alignment Align);
-  void setColumnBase(int32_t Column, Base NumberBase);
+  ORVY_API void setHeaderAlignment(int32_t Column, Alignment Align);
+  ORVY_API void setBodyAlignment(int32_t Column, Alignment Align);
+  ORVY_API void setColumnBase(int32_t Column, Base NumberBase);
 
   /// Base of the number in the next cell, instead of the column's.
   TablePrinter &setNextBase(Base NumberBase) { return NextBase = NumberBase, *this; }
   void setRuler(char Character) { Ruler = Character; }
 
   // Each of these adds a cell.
-  TablePrinter &operator<<(const char *Text);
-  TablePrinter &operator<<(const std::string &Text);
-  TablePrinter &operator<<(unsigned long Value);
-  TablePrinter &operator<<(long Value);
-  TablePrinter &operator<<(bool Value);
-  TablePrinter &operator<<(double Value);
+  ORVY_API TablePrinter &operator<<(const char *Text);
+  ORVY_API TablePrinter &operator<<(const std::string &Text);
+  ORVY_API TablePrinter &operator<<(unsigned long Value);
+  ORVY_API TablePrinter &operator<<(long Value);
+  ORVY_API TablePrinter &operator<<(bool Value);
+  ORVY_API TablePrinter &operator<<(double Value);
   template <std::integral T> TablePrinter &operator<<(T Value) {
     if constexpr (std::signed_integral<T>)
       return *this << static_cast<long>(Value);
@@ -52,7 +52,7 @@ public:
   }
 
   /// Renders the table into Text, whose former content goes. The table stays as it is.
-  TablePrinter &operator>>(std::string &Text);
+  ORVY_API TablePrinter &operator>>(std::string &Text);
 
 private:
   void addCell(std::string Text);

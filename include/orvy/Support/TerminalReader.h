@@ -38,11 +38,11 @@ private:
 };
 
 /// Gives the words of a command, over as many lines as quotes and backslashes ask for.
-class ORVY_API LibEditLineReader final : public TerminalReader {
+class LibEditLineReader final : public TerminalReader {
 public:
-  explicit LibEditLineReader(const char *ProgramName);
-  ~LibEditLineReader() override;
-  std::vector<std::string> readLine() override;
+  ORVY_API explicit LibEditLineReader(const char *ProgramName);
+  ORVY_API ~LibEditLineReader() override;
+  ORVY_API std::vector<std::string> readLine() override;
 
 private:
   Tokeniser Words;
@@ -50,11 +50,11 @@ private:
 
 /// Gives the text of an expression as one string, over as many lines as quotes, blocks and
 /// backslashes ask for.
-class ORVY_API LibEditWithParserLineReader final : public TerminalReader {
+class LibEditWithParserLineReader final : public TerminalReader {
 public:
-  explicit LibEditWithParserLineReader(const char *ProgramName);
-  ~LibEditWithParserLineReader() override;
-  std::vector<std::string> readLine() override;
+  ORVY_API explicit LibEditWithParserLineReader(const char *ProgramName);
+  ORVY_API ~LibEditWithParserLineReader() override;
+  ORVY_API std::vector<std::string> readLine() override;
 
 private:
   bool wantsMore();

@@ -20,7 +20,7 @@ namespace orvy::cl {
 ///     Words.getTokens(); // memory-load, my file, base=0x1000
 ///
 /// One thread at a time; a reset between commands keeps what is allocated.
-class ORVY_API Tokeniser {
+class Tokeniser {
 public:
   enum Result : int32_t {
     Complete = 0,         ///< the command ends here
@@ -29,19 +29,20 @@ public:
     NeedsNextLine = 3     ///< the text ends in a line feed after a backslash
   };
 
-  explicit Tokeniser(std::string Delimiters = "\t \n", std::string SpecialChars = "{}()[]<>");
+  ORVY_API explicit Tokeniser(std::string Delimiters = "\t \n",
+                              std::string SpecialChars = "{}()[]<>");
 
   /// Takes text up to End, up to the terminating zero without one, and in either case no further
   /// than a line feed or a zero that ends the command. Above Complete the command goes on in the
   /// next call.
-  int tokString(const char *Begin, const char *End = nullptr);
+  ORVY_API int tokString(const char *Begin, const char *End = nullptr);
   /// Drops all words and the one being built. An open quote stays open.
-  void reset();
+  ORVY_API void reset();
 
   /// The words finished so far, in order.
   const std::vector<std::string> &getTokens() const { return Tokens; }
   /// Hands the words over and keeps none.
-  std::vector<std::string> takeTokens();
+  ORVY_API std::vector<std::string> takeTokens();
   /// Characters that end a word in completion; they mean nothing here.
   const std::string &getSpecialChars() const { return SpecialChars; }
   /// Number of the line that is being read, from 1.

@@ -275,7 +275,7 @@ private:
 };
 
 /// A field of a structure or a union.
-struct ORVY_API Field {
+struct Field {
   std::string Name;
   const Type *Ty;
   uint64_t Offset; ///< in bytes
@@ -355,7 +355,7 @@ private:
   friend class FFIAdapter;
   struct Preparation;
 
-  void prepare();
+  ORVY_LOCAL void prepare();
 
   const Type *ReturnType;
   std::vector<const Type *> Args;
@@ -364,16 +364,16 @@ private:
 };
 
 /// An argument of a call: the place of a value, or a value of up to eight bytes itself.
-class ORVY_API Argument {
+class Argument {
 public:
   /// A value that lies elsewhere and must stay there during the call.
-  static Argument at(const Type *Ty, const void *Value);
+  ORVY_API static Argument at(const Type *Ty, const void *Value);
   /// A value inline. Its tag must be one of a value of at most eight bytes.
-  static Argument of(const Type *Ty, const orvy_Propval &Value);
+  ORVY_API static Argument of(const Type *Ty, const orvy_Propval &Value);
 
   const Type *getType() const { return Ty; }
   /// Where libffi finds the value.
-  void *getValuePtr() const;
+  ORVY_API void *getValuePtr() const;
 
 private:
   Argument(const Type *Ty, orvy_Type Tag) : Ty(Ty), Tag(Tag) {}
@@ -385,17 +385,18 @@ private:
 
 /// Calls functions of described types. Arguments must be those of the type, in number and order;
 /// after the fixed ones of a variadic function any may follow, promoted as C does. On any thread.
-class ORVY_API FFIAdapter {
+class FFIAdapter {
 public:
   /// What the function returns is dropped.
-  static void call(const Function &Callee, const std::vector<Argument> &Args);
+  ORVY_API static void call(const Function &Callee, const std::vector<Argument> &Args);
   /// Stores what the function returns, an integer widened to eight bytes; there must be room for
   /// that, or for a larger return type.
-  static void call(const Function &Callee, const std::vector<Argument> &Args, void *Result);
+  ORVY_API static void call(const Function &Callee, const std::vector<Argument> &Args,
+                            void *Result);
 };
 
 /// A function: its type and where its code is.
-class ORVY_API Function {
+class Function {
 public:
   Function(std::string Name, const FunctionType *Ty, void *Addr)
       : Name(std::move(Name)), Ty(Ty), Addr(Addr) {}
@@ -408,16 +409,16 @@ public:
 };
 
 /// A typed view of memory, which must outlive it.
-class ORVY_API Struct {
+class Struct {
 public:
   Struct(std::string Name, const StructType *Ty, void *Data)
       : Name(std::move(Name)), Ty(Ty), Data(Data) {}
 
   /// The value of a field, which must exist and be an integer.
-  uint64_t getUnsigned(const char *Name) const;
-  int64_t getSigned(const char *Name) const;
+  ORVY_API uint64_t getUnsigned(const char *Name) const;
+  ORVY_API int64_t getSigned(const char *Name) const;
   /// A view of a field, which must exist and be a structure.
-  Struct getStruct(const char *Name) const;
+  ORVY_API Struct getStruct(const char *Name) const;
 
   std::string Name;
   const StructType *Ty;

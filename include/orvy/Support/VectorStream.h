@@ -87,7 +87,7 @@ bool decodeSLEB128(Iterator &Cursor, Iterator End, int64_t &Value) {
 }
 
 /// A position in a byte vector, which must outlive the stream and keep its bytes where they are.
-class ORVY_API VectorStream {
+class VectorStream {
 public:
   /// What the next read into 64 bits takes. Every read, of whatever size, sets it back to Plain.
   enum Type : uint32_t {
@@ -129,7 +129,7 @@ public:
     return *this;
   }
   /// The same text in place.
-  const char *readText();
+  ORVY_API const char *readText();
 
   /// Goes to an offset.
   void seek(uint64_t Offset) {
@@ -157,7 +157,7 @@ public:
   bool atEnd() const { return Position == Source.size(); }
 
 private:
-  [[noreturn]] static void failRead();
+  [[noreturn]] ORVY_API static void failRead();
 
   template <typename T> T read() {
     if (sizeof(T) > getLeft())
