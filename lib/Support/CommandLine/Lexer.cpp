@@ -103,50 +103,6 @@ std::string Token::getStringValue() const {
   return std::string(getText());
 }
 
-int Token::getPrecedence() const {
-  switch (Kind) {
-  case TokenKind('.'):
-    return 1;
-  case TokenKind('*'):
-  case TokenKind('/'):
-  case TokenKind('%'):
-    return 3;
-  case TokenKind('+'):
-  case TokenKind('-'):
-    return 4;
-  case TokenKind::Shl:
-  case TokenKind::Shr:
-    return 5;
-  case TokenKind('<'):
-  case TokenKind('>'):
-  case TokenKind::LessEq:
-  case TokenKind::GreaterEq:
-  case TokenKind::Equal:
-    return 6;
-  case TokenKind('&'):
-    return 8;
-  case TokenKind('^'):
-    return 9;
-  case TokenKind('|'):
-    return 10;
-  case TokenKind::LogicalAnd:
-    return 11;
-  case TokenKind::LogicalXor:
-    return 12;
-  case TokenKind::LogicalOr:
-    return 13;
-  case TokenKind('='):
-    return 14;
-  case TokenKind('!'):
-  case TokenKind('$'):
-  case TokenKind(':'):
-  case TokenKind('?'):
-    return 15;
-  default:
-    return 0;
-  }
-}
-
 // The cursor.
 
 Lexer::Lexer(std::string_view Text, Tracing Says) : Says(Says) {

@@ -1,6 +1,6 @@
 #include "CommandLine/PropertyAssignment.h"
 
-#include "Objsys/ObjsysValue.h"
+#include "Objsys/NameGrammar.h"
 #include "orvy/Support/Interpreter.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/Properties.h"

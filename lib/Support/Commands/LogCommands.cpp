@@ -1,6 +1,7 @@
 // The commands on the log: levels, colours, messages from scripts, and the log file.
 
 #include "CommandLine/Handlers.h"
+#include "Logging/LogHeader.h"
 #include "Logging/LoggingEngine.h"
 
 #include "orvy/Support/Logging.h"

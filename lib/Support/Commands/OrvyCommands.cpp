@@ -1,4 +1,4 @@
-// The commands of the language itself: help, scripts, exit, and text output.
+// The commands of the language itself: help, scripts and where they lie, aliases, exit, text output.
 
 #include "CommandLine/Handlers.h"
 
@@ -58,6 +58,45 @@ int echo(Command &Cmd, Interpreter *) {
   return 0;
 }
 
+int appendPaths(Command &Cmd, Interpreter *) {
+  for (const std::string &Path : Cmd.getPositionals())
+    getGlobalInterpreter().appendPath(Path.c_str());
+  return 0;
+}
+
+int prependPaths(Command &Cmd, Interpreter *) {
+  for (const std::string &Path : Cmd.getPositionals())
+    getGlobalInterpreter().prependPath(Path.c_str());
+  return 0;
+}
+
+int listPaths(Command &, Interpreter *) {
+  for (const std::string &Path : getGlobalInterpreter().getPaths())
+    outs() << Path << "\n";
+  return 0;
+}
+
+// Returns whether the existing command was found. The registry reports a name that is taken.
+bool addAlias(const std::string &Name, const std::string &Existing) {
+  Command *Cmd = getGlobalCmdRegistry().findCommand(Existing);
+  if (Cmd)
+    getGlobalCmdRegistry().registerCommand(Name.c_str(), Cmd);
+  else
+    errs() << "unknown command '" << Existing << "'\n";
+  return Cmd != nullptr;
+}
+
+int setAlias(Command &Cmd, Interpreter *) {
+  const Option &Existing = Cmd.getOption("command");
+  const Option &Name = Cmd.getOption("name");
+  if (Existing.Valid && Name.Valid) {
+    addAlias(Name.Value, Existing.Value);
+    return 0;
+  }
+  const std::vector<std::string> &Words = Cmd.getPositionals();
+  return Words.size() == 2 && addAlias(Words[0], Words[1]) ? 0 : -1;
+}
+
 Command OrvyHelp("orvy-help", {{"command", OK_String, false}}, help, "show orvy help",
                  {"?", "h", "help"});
 
@@ -77,5 +116,15 @@ Command OrvyVersion("orvy-version",
                     "Show orvy version", {"version"});
 
 Command Echo("echo", echo, "Write string to stdout");
+
+Command ExecPathAppend("exec-path-append", appendPaths, "Append search path for the exec command");
+
+Command ExecPathPrepend("exec-path-prepend", prependPaths,
+                        "Prepend search paths for the exec command");
+
+Command ExecPathList("exec-path-list", listPaths, "List search paths used by the exec command");
+
+Command Alias("alias", {{"command", OK_String, false}, {"name", OK_String, false}}, setAlias,
+              "set a command alias");
 
 } // namespace

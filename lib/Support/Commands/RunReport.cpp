@@ -1,5 +1,7 @@
 #include "Commands/RunReport.h"
 
+#include "Base/TimeUnits.h"
+
 #include "orvy/Support/Propval.h"
 #include "orvy/Support/Time.h"
 

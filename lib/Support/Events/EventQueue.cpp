@@ -4,27 +4,22 @@
 #include "Base/Saturation.h"
 #include "Base/TimeUnits.h"
 #include "Checkpoint/RunQuery.h"
-#include "Events/CacheBlock.h"
 #include "Events/RecordPool.h"
 
+#include "orvy/Support/Notifications.h"
+#include "orvy/Support/OutStream.h"
 #include "orvy/Support/Time.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
 
-using orvy::event::EventHeap;
 using orvy::event::Running;
 
 namespace {
 
 orvy_EventQueue *AllQueues = nullptr;
+int64_t g_TimeSlipNotification = 0; // the id of "orvy.realtime-slip", once it is published
 size_t StackedCount = 0; // entries on all stacks: mostly none, and then there is nothing to search
-
-// Slots are 16 bytes. With the root at this offset in a cache line the four grandchildren of any
-// slot share a line, and so do its two children.
-constexpr size_t RootOffset = 16;
 
 void sleepFor(uint64_t Nanos) {
   constexpr uint64_t Second = orvy::NanosPerSecond;
@@ -38,7 +33,8 @@ void sleepFor(uint64_t Nanos) {
 [[gnu::noinline]] bool paceRealTime(const orvy_Event *Event) {
   uint64_t Now = orvy_timeGetMonotonicWct();
   if (Now >= Event->RTTime) {
-    orvy::event::notifyTimeSlip();
+    if (g_TimeSlipNotification)
+      orvy_notify(g_TimeSlipNotification, nullptr);
     return true;
   }
   sleepFor(Event->RTTime - Now);
@@ -47,23 +43,21 @@ void sleepFor(uint64_t Nanos) {
 
 } // namespace
 
-EventHeap::~EventHeap() {
-  if (Slots)
-    std::free(reinterpret_cast<char *>(Slots) - RootOffset);
+namespace orvy::event {
+
+Running *Running::Innermost = nullptr;
+
+void Running::forget(const orvy_Event *Event) {
+  for (Running *Frame = Innermost; Frame; Frame = Frame->Outer)
+    if (Frame->Event == Event)
+      Frame->Event = nullptr;
 }
 
-void EventHeap::grow() {
-  ORVY_REQUIRE(Reserved < INT32_MAX / 2);
-  size_t Bytes = RootOffset + (Reserved ? Reserved * 2 : 16) * sizeof(Slot);
-  auto *Block = static_cast<char *>(orvy::allocateCacheBlock(Bytes));
-  auto *Fresh = reinterpret_cast<Slot *>(Block + RootOffset);
-  if (Slots) {
-    std::memcpy(Fresh, Slots, Size * sizeof(Slot));
-    std::free(reinterpret_cast<char *>(Slots) - RootOffset);
-  }
-  Slots = Fresh;
-  Reserved = (Bytes - RootOffset) / sizeof(Slot);
+void publishTimeSlip() {
+  g_TimeSlipNotification = orvy_publishNotification("orvy.realtime-slip", nullptr);
 }
+
+} // namespace orvy::event
 
 /// Keeps a queue alive while one of its operations calls out.
 class orvy_EventQueue::Use {
@@ -250,4 +244,74 @@ void orvy_EventQueue::drainCallbacks() {
   Draining.clear();
   DrainPos = 0;
   IsDraining = false;
+}
+
+orvy_EventQueue *orvy_allocateEventQueue(void) {
+  return new orvy_EventQueue();
+}
+
+void orvy_disposeEventQueue(orvy_EventQueue *Queue) {
+  if (Queue)
+    Queue->dispose();
+}
+
+void orvy_eventInsertInternal(orvy_EventQueue *Queue, orvy_Event *Event) {
+  Queue->Heap.insert(Event);
+}
+
+void orvy_eventRemoveHeadInternal(orvy_EventQueue *Queue) {
+  ORVY_REQUIRE(!Queue->Heap.empty());
+  Queue->Heap.removeAt(0);
+}
+
+void orvy_eventRemoveIndexInternal(orvy_EventQueue *Queue, int32_t Index) {
+  ORVY_REQUIRE(Index >= 0 && static_cast<size_t>(Index) < Queue->Heap.size());
+  Queue->Heap.removeAt(static_cast<size_t>(Index));
+}
+
+void orvy_postCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
+  ORVY_REQUIRE_FUNCTION(Cb);
+  Queue->postCallback(Cb, Arg);
+}
+
+void orvy_removeCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
+  Queue->removeCallback(Cb, Arg);
+}
+
+int64_t orvy_eventTrigger(orvy_EventQueue *Queue, int64_t Time) {
+  return Queue->trigger(Time);
+}
+
+int64_t orvy_eventTriggerFirst(orvy_EventQueue *Queue) {
+  return Queue->triggerFirst();
+}
+
+void orvy_eventTriggerThreadSafeCallbacks(orvy_EventQueue *Queue) {
+  Queue->runCallbacks();
+}
+
+int64_t orvy_eventGetFirstTime(const orvy_EventQueue *Queue) {
+  return Queue->firstTime();
+}
+
+int orvy_verifyHeapOrder(const orvy_EventQueue *Queue) {
+  return Queue->Heap.isOrdered();
+}
+
+void orvy_printHeap(const orvy_EventQueue *Queue) {
+  orvy::OutStream &Out = orvy::outs();
+  auto Pointer = [&Out](const orvy_EventQueue *Value) {
+    Out.setBase(orvy::OutStream::Hexadecimal).setWidth(16).setFill('0');
+    Out << reinterpret_cast<unsigned long>(Value);
+  };
+  for (size_t Index = 0; Index < Queue->Heap.size(); ++Index) {
+    const orvy_Event *Event = Queue->Heap.at(Index);
+    Out << "[" << static_cast<unsigned long>(Index) << " (" << static_cast<long>(Event->QueueIdx)
+        << ") ]: " << static_cast<long>(Event->EventId) << " " << static_cast<long>(Event->Time)
+        << " (";
+    Pointer(Event->Queue);
+    Out << " == ";
+    Pointer(Queue);
+    Out << ")\n";
+  }
 }

@@ -112,8 +112,8 @@ orvy_Event *eventForId(int64_t EvId);
 /// Writes every published event with its owner and state to the standard output stream.
 void printEvents();
 
-/// Issues "orvy.realtime-slip", if it is published.
-void notifyTimeSlip();
+/// Publishes "orvy.realtime-slip", which tells of real-time events that are late.
+void publishTimeSlip();
 
 /// Allows the next warning for an owner about a post without a queue: a new object may have its
 /// address.

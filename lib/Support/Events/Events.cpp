@@ -9,7 +9,6 @@
 #include "Objsys/Observers.h"
 
 #include "orvy/Support/Logging.h"
-#include "orvy/Support/Notifications.h"
 #include "orvy/Support/Objsys.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/Time.h"
@@ -23,13 +22,7 @@
 
 namespace orvy::event {
 
-Running *Running::Innermost = nullptr;
-
-std::map<std::pair<orvy_OldStyleEventFunc, void *>, int64_t> OldStyleEventMap;
-
 namespace {
-
-int64_t g_TimeSlipNotification = 0;
 
 constinit EventTable Table;
 std::map<EventKey, int64_t> EventMap;
@@ -163,17 +156,11 @@ bool takeOff(orvy_Event *Event, const char *Text) {
 
 } // namespace
 
-void Running::forget(const orvy_Event *Event) {
-  for (Running *Frame = Innermost; Frame; Frame = Frame->Outer)
-    if (Frame->Event == Event)
-      Frame->Event = nullptr;
-}
-
 void init() {
   static bool Done = false;
   if (std::exchange(Done, true))
     return;
-  g_TimeSlipNotification = orvy_publishNotification("orvy.realtime-slip", nullptr);
+  publishTimeSlip();
   std::atexit(orvy_eventDepublishAll);
 }
 
@@ -219,11 +206,6 @@ void printEvents() {
       printState(*Event);
     outs() << "\n";
   }
-}
-
-void notifyTimeSlip() {
-  if (g_TimeSlipNotification)
-    orvy_notify(g_TimeSlipNotification, nullptr);
 }
 
 void forgetAll() {
@@ -322,15 +304,6 @@ void orvy_eventSetRTTime(int64_t EvId, uint64_t Nanos) {
     Event->RTTime = Nanos;
 }
 
-orvy_EventQueue *orvy_allocateEventQueue(void) {
-  return new orvy_EventQueue();
-}
-
-void orvy_disposeEventQueue(orvy_EventQueue *Queue) {
-  if (Queue)
-    Queue->dispose();
-}
-
 void orvy_eventPostAbsoluteInQueueInternal(orvy_EventQueue *Queue, int64_t EvId, int64_t Time) {
   orvy_Event *Event = eventForId(EvId);
   if (!Event)
@@ -370,45 +343,6 @@ void orvy_eventStackPostInternal(orvy_EventQueue *Queue, int64_t EvId) {
   Queue->push(Event);
 }
 
-void orvy_eventInsertInternal(orvy_EventQueue *Queue, orvy_Event *Event) {
-  Queue->Heap.insert(Event);
-}
-
-void orvy_eventRemoveHeadInternal(orvy_EventQueue *Queue) {
-  ORVY_REQUIRE(!Queue->Heap.empty());
-  Queue->Heap.removeAt(0);
-}
-
-void orvy_eventRemoveIndexInternal(orvy_EventQueue *Queue, int32_t Index) {
-  ORVY_REQUIRE(Index >= 0 && static_cast<size_t>(Index) < Queue->Heap.size());
-  Queue->Heap.removeAt(static_cast<size_t>(Index));
-}
-
-void orvy_postCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
-  ORVY_REQUIRE_FUNCTION(Cb);
-  Queue->postCallback(Cb, Arg);
-}
-
-void orvy_removeCallbackInQueue(orvy_EventQueue *Queue, orvy_ThreadSafeCb Cb, void *Arg) {
-  Queue->removeCallback(Cb, Arg);
-}
-
-int64_t orvy_eventTrigger(orvy_EventQueue *Queue, int64_t Time) {
-  return Queue->trigger(Time);
-}
-
-int64_t orvy_eventTriggerFirst(orvy_EventQueue *Queue) {
-  return Queue->triggerFirst();
-}
-
-void orvy_eventTriggerThreadSafeCallbacks(orvy_EventQueue *Queue) {
-  Queue->runCallbacks();
-}
-
-int64_t orvy_eventGetFirstTime(const orvy_EventQueue *Queue) {
-  return Queue->firstTime();
-}
-
 int orvy_eventIsScheduled(int64_t EvId) {
   const orvy_Event *Event = eventForValidId(EvId);
   return Event && Event->Queue;
@@ -424,26 +358,4 @@ int64_t orvy_eventGetRawTime(int64_t EvId) {
     return Event->Time;
   orvy_logError(nullptr, "get time on invalid event");
   return -1;
-}
-
-int orvy_verifyHeapOrder(const orvy_EventQueue *Queue) {
-  return Queue->Heap.isOrdered();
-}
-
-void orvy_printHeap(const orvy_EventQueue *Queue) {
-  orvy::OutStream &Out = orvy::outs();
-  auto Pointer = [&Out](const orvy_EventQueue *Value) {
-    Out.setBase(orvy::OutStream::Hexadecimal).setWidth(16).setFill('0');
-    Out << reinterpret_cast<unsigned long>(Value);
-  };
-  for (size_t Index = 0; Index < Queue->Heap.size(); ++Index) {
-    const orvy_Event *Event = Queue->Heap.at(Index);
-    Out << "[" << static_cast<unsigned long>(Index) << " (" << static_cast<long>(Event->QueueIdx)
-        << ") ]: " << static_cast<long>(Event->EventId) << " " << static_cast<long>(Event->Time)
-        << " (";
-    Pointer(Event->Queue);
-    Out << " == ";
-    Pointer(Queue);
-    Out << ")\n";
-  }
 }

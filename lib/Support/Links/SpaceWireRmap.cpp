@@ -5,50 +5,8 @@
 #include "orvy/Support/Containers.h"
 
 #include <algorithm>
-#include <array>
 
 namespace {
-
-// CRC
-
-constexpr unsigned Slices = 16;
-using CrcTable = std::array<uint8_t, 256>;
-
-/// The CRC of one byte: x^8 + x^2 + x + 1, bits reversed.
-constexpr uint8_t codeOf(uint8_t Byte) {
-  unsigned Code = Byte;
-  for (int Bit = 0; Bit < 8; ++Bit)
-    Code = Code & 1 ? Code >> 1 ^ 0xE0 : Code >> 1;
-  return static_cast<uint8_t>(Code);
-}
-
-/// Table n has the code of a byte followed by n zero bytes. The code of a block is the exclusive or
-/// of those of its bytes.
-constexpr std::array<CrcTable, Slices> makeTables() {
-  std::array<CrcTable, Slices> Tables{};
-  for (unsigned Byte = 0; Byte < 256; ++Byte)
-    Tables[0][Byte] = codeOf(static_cast<uint8_t>(Byte));
-  for (unsigned Slice = 1; Slice < Slices; ++Slice)
-    for (unsigned Byte = 0; Byte < 256; ++Byte)
-      Tables[Slice][Byte] = Tables[0][Tables[Slice - 1][Byte]];
-  return Tables;
-}
-
-constexpr std::array<CrcTable, Slices> Tables = makeTables();
-static_assert(Tables[0][1] == 0x91 && Tables[0][2] == 0xE3 && Tables[0][7] == 0x75);
-
-uint8_t crc(const uint8_t *Bytes, size_t Length) {
-  uint8_t Code = 0;
-  for (; Length >= Slices; Bytes += Slices, Length -= Slices) {
-    uint8_t Next = Tables[Slices - 1][Bytes[0] ^ Code];
-    for (unsigned Index = 1; Index < Slices; ++Index)
-      Next ^= Tables[Slices - 1 - Index][Bytes[Index]];
-    Code = Next;
-  }
-  for (; Length > 0; ++Bytes, --Length)
-    Code = Tables[0][Code ^ *Bytes];
-  return Code;
-}
 
 // Decoding
 
@@ -260,14 +218,6 @@ uint32_t orvy_spwRmapHeaderReplySize(const orvy_SpwRmapDecodedPacket *Command) {
   return 0;
 }
 
-uint8_t orvy_spwRmapCRC(const void *Bytes, uint32_t Length) {
-  return crc(static_cast<const uint8_t *>(Bytes), Length);
-}
-
-uint8_t orvy_spwRmapCRCNextCode(uint8_t CRC, uint8_t Byte) {
-  return Tables[0][CRC ^ Byte];
-}
-
 uint32_t orvy_spwRmapEncodeReadReplyHeader(const orvy_SpwRmapDecodedCommandHeader *Command,
                                            uint8_t *Dest, uint32_t DestSize, uint8_t Status,
                                            uint32_t DataLength) {
@@ -278,7 +228,7 @@ uint32_t orvy_spwRmapEncodeReadReplyHeader(const orvy_SpwRmapDecodedCommandHeade
   Rest[1] = static_cast<uint8_t>(DataLength >> 16);
   Rest[2] = static_cast<uint8_t>(DataLength >> 8);
   Rest[3] = static_cast<uint8_t>(DataLength);
-  Rest[4] = crc(Rest - 7, ReadReplyHeaderSize - 1);
+  Rest[4] = orvy_spwRmapCRC(Rest - 7, ReadReplyHeaderSize - 1);
   return Command->ReplyAddressLength + ReadReplyHeaderSize;
 }
 
@@ -287,7 +237,7 @@ uint32_t orvy_spwRmapEncodeWriteReplyHeader(const orvy_SpwRmapDecodedCommandHead
   uint8_t *Rest = encodeReplyStart(*Command, Dest, DestSize, WriteReplyHeaderSize, Status);
   if (!Rest)
     return 0;
-  *Rest = crc(Rest - 7, WriteReplyHeaderSize - 1);
+  *Rest = orvy_spwRmapCRC(Rest - 7, WriteReplyHeaderSize - 1);
   return Command->ReplyAddressLength + WriteReplyHeaderSize;
 }
 

@@ -25,6 +25,12 @@ void setLogSources(const LogSources &Answers);
 /// Sets the function that returns the time in seconds of an object from timeSourceOf.
 void setLogTime(double (*SecondsOf)(void *TimeSource));
 
+/// The answers that were set last.
+const LogSources &logSources();
+/// The time of a message about an object, NaN if it has none. A time source that logs while it is
+/// asked for its time gets messages without one.
+double logSecondsOf(const void *Obj);
+
 } // namespace orvy
 
 #endif

@@ -1,17 +1,14 @@
 #include "orvy/Support/Logging.h"
 
 #include "Base/ErrorRecord.h"
+#include "Logging/LogHeader.h"
+#include "Logging/LogLine.h"
 #include "Logging/LogSources.h"
 #include "Logging/LoggingEngine.h"
 #include "orvy/Support/CommandLineOptions.h"
 
 #include <algorithm>
-#include <bit>
-#include <charconv>
-#include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <string_view>
 
 using namespace orvy;
 
@@ -26,121 +23,19 @@ ManagedStatic<LoggingEngine> orvy::TheEngine;
 namespace {
 
 constexpr uint32_t CategoryCount = 16;
-constexpr uint32_t FirstClassCategory = 8;
-constexpr const char *LevelNames[] = {"fatal", "error", "warning", "info", "debug"};
-constexpr const char *LevelColors[] = {"\033[31m", "\033[31m", "\033[33m", "\033[32m", "\033[34m"};
-constexpr const char *ColorReset = "\033[0m";
-constexpr const char *FixedCategories[FirstClassCategory] = {"", "sim", "target", "config"};
 
-constinit LogSources Sources = {
-    [](const void *) -> const char * { return nullptr; },
-    [](const void *) -> orvy_Object * { return nullptr; },
-    [](const void *, uint32_t) -> const char * { return nullptr; },
-    [](const void *) -> void * { return nullptr; },
-};
-using AskTime = double (*)(void *TimeSource);
-constinit AskTime SecondsOf = [](void *) { return std::nan(""); };
-
-// The time of a line, NaN if it has none. A time source that logs while it is asked for its time
-// gets lines without one.
-double secondsOf(const void *Obj) {
-  static thread_local bool Asking = false;
-  void *Source = Asking ? nullptr : Sources.timeSourceOf(Obj);
-  if (!Source)
-    return std::nan("");
-  Asking = true;
-  const double Secs = SecondsOf(Source);
-  Asking = false;
-  return Secs;
-}
-
-// One line of the log under construction: at most 1022 characters, then the line end and a NUL.
-class Line {
-public:
-  void add(std::string_view Piece) {
-    const size_t Fitting = std::min(Piece.size(), Limit - Length);
-    std::memcpy(Text + Length, Piece.data(), Fitting);
-    Length += Fitting;
-  }
-  [[gnu::format(printf, 2, 0)]] void addFormatted(const char *Fmt, va_list Args) {
-    const int Wanted = std::vsnprintf(Text + Length, Limit + 1 - Length, Fmt, Args);
-    if (Wanted > 0)
-      Length += std::min(static_cast<size_t>(Wanted), Limit - Length);
-  }
-  const char *end() {
-    Text[Length] = '\n';
-    Text[Length + 1] = '\0';
-    return Text;
-  }
-
-private:
-  static constexpr size_t Limit = 1022;
-  char Text[Limit + 2];
-  size_t Length = 0;
-};
-
-// A non-negative number below 2^43 in millionths, rounded to the nearest, ties to even.
-uint64_t millionths(double Value) {
-  const uint64_t Bits = std::bit_cast<uint64_t>(Value);
-  const int Exponent = static_cast<int>(Bits >> 52);
-  const uint64_t Mantissa = (Bits & ((1ull << 52) - 1)) | (Exponent ? 1ull << 52 : 0);
-  const int Shift = 1075 - Exponent; // at least 10, as the value is below 2^43
-  if (Shift > 80)
-    return 0; // the product has at most 73 bits
-  const unsigned __int128 One = 1;
-  const unsigned __int128 Product = static_cast<unsigned __int128>(Mantissa) * 1000000;
-  const auto Whole = static_cast<uint64_t>(Product >> Shift);
-  const unsigned __int128 Rest = Product & ((One << Shift) - 1);
-  const unsigned __int128 Half = One << (Shift - 1);
-  return Whole + (Rest > Half || (Rest == Half && (Whole & 1)));
-}
-
-const char *categoryName(uint32_t Category, const void *Obj) {
-  if (Category < FirstClassCategory)
-    return FixedCategories[Category] ? FixedCategories[Category] : "";
-  const char *Name = Sources.categoryOf(Obj, Category);
-  return Name ? Name : "";
-}
-
-void addHeader(Line &Out, orvy_LogLevel Level, const void *Obj, uint32_t Category, bool Color) {
-  if (const double Secs = secondsOf(Obj); !std::isnan(Secs)) {
-    SecondsText Text;
-    Out.add(formatSeconds(Secs, Text));
-    Out.add(": ");
-  } else {
-    Out.add(":");
-  }
-  if (Color)
-    Out.add(LevelColors[Level]);
-  if (Category != 0) {
-    Out.add(categoryName(Category, Obj));
-    Out.add("/");
-  }
-  Out.add(LevelNames[Level]);
-  if (Color)
-    Out.add(ColorReset);
-  Out.add(":");
-  if (Obj) {
-    const char *Name = Sources.nameOf(Obj);
-    Out.add(" ");
-    Out.add(Name ? Name : "");
-    Out.add(" ");
-  }
-  Out.add(": ");
-}
-
-[[gnu::format(printf, 6, 0)]] const char *compose(Line &Out, orvy_LogLevel Level, const void *Obj,
-                                                  uint32_t Category, bool Color, const char *Fmt,
-                                                  va_list Args) {
-  addHeader(Out, Level, Obj, Category, Color);
+[[gnu::format(printf, 6, 0)]] const char *compose(LogLine &Out, orvy_LogLevel Level,
+                                                  const void *Obj, uint32_t Category, bool Color,
+                                                  const char *Fmt, va_list Args) {
+  addLogHeader(Out, Level, Obj, Category, Color);
   Out.addFormatted(Fmt, Args);
   return Out.end();
 }
 
 // Records the message without level and time, for functions that return the reason of a failure.
 [[gnu::format(printf, 2, 0)]] void record(const void *Obj, const char *Fmt, va_list Args) {
-  Line Out;
-  if (const char *Name = Sources.nameOf(Obj)) {
+  LogLine Out;
+  if (const char *Name = logSources().nameOf(Obj)) {
     Out.add(Name);
     Out.add(": ");
   }
@@ -157,33 +52,6 @@ constexpr LogThresholds withThreshold(LogThresholds Set, uint32_t Category, orvy
 }
 
 } // namespace
-
-void orvy::setLogSources(const LogSources &Answers) {
-  Sources = Answers;
-}
-
-void orvy::setLogTime(double (*Seconds)(void *TimeSource)) {
-  SecondsOf = Seconds;
-}
-
-const char *orvy::logLevelName(orvy_LogLevel Level) {
-  return Level <= ovLOG_Debug ? LevelNames[Level] : nullptr;
-}
-
-std::string_view orvy::formatSeconds(double Secs, SecondsText &Buffer) {
-  if (!(std::fabs(Secs) < 0x1p43))
-    return {Buffer, static_cast<size_t>(std::snprintf(Buffer, sizeof Buffer, "%.6f", Secs))};
-  char *Start = Buffer;
-  if (std::signbit(Secs))
-    *Start++ = '-';
-  const uint64_t Value = millionths(std::fabs(Secs));
-  char *Point = std::to_chars(Start, std::end(Buffer), Value / 1000000).ptr;
-  *Point = '.';
-  uint64_t Fraction = Value % 1000000;
-  for (int Digit = 6; Digit > 0; --Digit, Fraction /= 10)
-    Point[Digit] = static_cast<char>('0' + Fraction % 10);
-  return {Buffer, static_cast<size_t>(Point + 7 - Buffer)};
-}
 
 // Clients.
 
@@ -223,13 +91,13 @@ FileLoggingClient::~FileLoggingClient() {
 
 void FileLoggingClient::log(orvy_LogLevel Level, const void *Obj, uint32_t Category,
                             const char *Fmt, va_list Args) {
-  Line Out;
+  LogLine Out;
   std::fputs(compose(Out, Level, Obj, Category, Color, Fmt, Args), File);
 }
 
 void StrCallbackClient::log(orvy_LogLevel Level, const void *Obj, uint32_t Category,
                             const char *Fmt, va_list Args) {
-  Line Out;
+  LogLine Out;
   Func(compose(Out, Level, Obj, Category, false, Fmt, Args));
 }
 
@@ -246,7 +114,7 @@ void LoggingEngine::log(orvy_LogLevel Level, const void *Obj, uint32_t Category,
     Category = 0;
   if (!passes(Level, Category))
     return;
-  const orvy_Object *Header = Sources.headerOf(Obj);
+  const orvy_Object *Header = logSources().headerOf(Obj);
   if (Header && Level > thresholdOf(Header->LoggingFlags, Category))
     return;
   if (Level <= ovLOG_Error)
@@ -364,12 +232,12 @@ void orvy_logSetSeverity(void *Obj, uint32_t Category, orvy_LogLevel Level) {
 }
 
 void orvy_objectSetLogLevel(void *Obj, uint32_t Category, orvy_LogLevel Level) {
-  if (orvy_Object *Header = Sources.headerOf(Obj); Header && Category < CategoryCount)
+  if (orvy_Object *Header = logSources().headerOf(Obj); Header && Category < CategoryCount)
     Header->LoggingFlags = withThreshold(Header->LoggingFlags, Category, Level);
 }
 
 orvy_LogLevel orvy_objectGetLogLevel(const void *Obj, uint32_t Category) {
-  const orvy_Object *Header = Sources.headerOf(Obj);
+  const orvy_Object *Header = logSources().headerOf(Obj);
   if (!Header || Category >= CategoryCount)
     return ovLOG_Debug;
   return static_cast<orvy_LogLevel>(thresholdOf(Header->LoggingFlags, Category));

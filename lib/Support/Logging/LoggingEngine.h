@@ -1,4 +1,4 @@
-// LoggingEngine.h - the process-wide log: thresholds, clients, line format.
+// LoggingEngine.h - the process-wide log: thresholds and clients.
 
 #ifndef ORVY_LIB_LOGGINGENGINE_H
 #define ORVY_LIB_LOGGINGENGINE_H
@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
-#include <string_view>
 #include <vector>
 
 namespace orvy {
@@ -24,14 +23,6 @@ constexpr LogThresholds AllDebug = 0x4444444444444444;
 constexpr uint32_t thresholdOf(LogThresholds Set, uint32_t Category) {
   return Set >> (4 * Category) & 0xf;
 }
-
-/// The name of a level, such as "warning"; null above debug.
-const char *logLevelName(orvy_LogLevel Level);
-
-/// Room for any number as "%.6f" writes it.
-using SecondsText = char[400];
-/// What printf writes for "%.6f", in the buffer.
-std::string_view formatSeconds(double Secs, SecondsText &Buffer);
 
 /// Receives the messages that pass.
 class LoggingClient {

@@ -1,20 +1,14 @@
 #include "orvy/Support/Propval.h"
 
 #include "Base/InternalError.h"
-#include "Objsys/ObjectKinds.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/ObjsysValue.h"
-#include "orvy/Support/Logging.h"
 
-#include <cerrno>
-#include <climits>
-#include <cmath>
-#include <cstdlib>
+#include <cstdint>
+#include <initializer_list>
 #include <iterator>
 #include <sstream>
-#include <stdexcept>
 #include <type_traits>
-#include <utility>
 
 using namespace orvy::objsys;
 
@@ -163,39 +157,6 @@ std::string orvy::objsys::propAsString(const orvy_Propval &Pv) {
   return Os.str();
 }
 
-int orvy::objsys::getIndex(const char *Name, unsigned long Default) {
-  std::string_view Text(Name);
-  size_t Open = Text.find('[');
-  if (Open == Text.npos || Text.find(']') < Open)
-    return static_cast<int>(Default);
-
-  // The closing bracket ends the number like any other character.
-  const char *Digits = Name + Open + 1;
-  char *End = nullptr;
-  int SavedError = std::exchange(errno, 0);
-  long Index = std::strtol(Digits, &End, 10);
-  bool Overflow = std::exchange(errno, SavedError) == ERANGE;
-  if (End == Digits)
-    throw std::invalid_argument("no index in '" + std::string(Text) + "'");
-  if (Overflow || Index < INT_MIN || Index > INT_MAX)
-    throw std::out_of_range("index out of range in '" + std::string(Text) + "'");
-  return static_cast<int>(Index);
-}
-
-bool orvy::objsys::isValidName(const char *Name, char Joiner) {
-  auto IsStart = [](char C) {
-    return (C >= 'a' && C <= 'z') || (C >= 'A' && C <= 'Z') || C == '_';
-  };
-  if (!Name || !IsStart(*Name))
-    return false;
-  for (const char *At = Name + 1; *At; ++At) {
-    bool IsPart = IsStart(*At) || (*At >= '0' && *At <= '9');
-    if (!IsPart && !(*At == Joiner && IsStart(At[1])))
-      return false;
-  }
-  return true;
-}
-
 int orvy_isNumber(orvy_Propval Pv) {
   return Pv.Typ >= ovTY_Intptr && Pv.Typ <= ovTY_I64;
 }
@@ -253,81 +214,4 @@ double orvy_asDouble(orvy_Propval Pv) {
 const char *orvy_typeToName(orvy_Type Typ) {
   ORVY_REQUIRE(Typ < std::size(TypeNames));
   return TypeNames[Typ];
-}
-
-orvy_Propval orvy_getValue(void *Obj, const char *PropName, int Idx) {
-  return Obj && PropName ? Class::getPropertyVal(Obj, PropName, Idx) : orvy_Propval{};
-}
-
-orvy_Propval orvy_readValue(void *Obj, const char *PropName, int Idx) {
-  return Obj && PropName ? Class::readPropertyVal(Obj, PropName, Idx) : orvy_Propval{};
-}
-
-void orvy_setValue(void *Obj, const char *PropName, orvy_Propval Val, int Idx) {
-  if (Obj && PropName)
-    Class::setPropertyVal(Obj, PropName, Val, Idx);
-  else
-    orvy_logError(Obj, "orvy_setValue() with null-object or property name");
-}
-
-void orvy_writeValue(void *Obj, const char *PropName, orvy_Propval Val, int Idx) {
-  if (Obj && PropName)
-    Class::writePropertyVal(Obj, PropName, Val, Idx);
-  else
-    orvy_logError(Obj, "orvy_writeValue() with null-object or property name");
-}
-
-// The accessors of one integer type on all four routes.
-namespace {
-
-// Ends the process for a typed getter of a property that has another type, or is not there.
-orvy_Propval ofType(orvy_Type Typ, orvy_Propval Pv, const void *Obj, const char *PropName) {
-  if (Pv.Typ != Typ) {
-    const std::string Lacks =
-        "has no property '" + std::string(orEmpty(PropName)) + "' of type " + orvy_typeToName(Typ);
-    orvy::wrongObject(Obj, Lacks.c_str());
-  }
-  return Pv;
-}
-
-} // namespace
-
-#define ORVY_TYPED_ACCESSORS(Suffix, CType, Member)                                                \
-  CType orvy_getValue##Suffix(void *Obj, const char *PropName, int Idx) {                          \
-    return ofType(ovTY_##Suffix, orvy_getValue(Obj, PropName, Idx), Obj, PropName).Member;         \
-  }                                                                                                \
-  CType orvy_readValue##Suffix(void *Obj, const char *PropName, int Idx) {                         \
-    return ofType(ovTY_##Suffix, orvy_readValue(Obj, PropName, Idx), Obj, PropName).Member;        \
-  }                                                                                                \
-  void orvy_setValue##Suffix(void *Obj, const char *PropName, CType Val, int Idx) {                \
-    orvy_setValue(Obj, PropName, {.Typ = ovTY_##Suffix, .Member = Val}, Idx);                      \
-  }                                                                                                \
-  void orvy_writeValue##Suffix(void *Obj, const char *PropName, CType Val, int Idx) {              \
-    orvy_writeValue(Obj, PropName, {.Typ = ovTY_##Suffix, .Member = Val}, Idx);                    \
-  }
-
-ORVY_TYPED_ACCESSORS(U8, uint8_t, u8)
-ORVY_TYPED_ACCESSORS(U16, uint16_t, u16)
-ORVY_TYPED_ACCESSORS(U32, uint32_t, u32)
-ORVY_TYPED_ACCESSORS(U64, uint64_t, u64)
-ORVY_TYPED_ACCESSORS(I8, int8_t, i8)
-ORVY_TYPED_ACCESSORS(I16, int16_t, i16)
-ORVY_TYPED_ACCESSORS(I32, int32_t, i32)
-ORVY_TYPED_ACCESSORS(I64, int64_t, i64)
-
-orvy_Propval orvy_getNamedObjectProp(const char *ObjName, const char *PropName, int Idx) {
-  return Class::getPropertyVal(ObjName, PropName, Idx);
-}
-
-orvy_Propval orvy_readNamedObjectProp(const char *ObjName, const char *PropName, int Idx) {
-  return Class::readPropertyVal(ObjName, PropName, Idx);
-}
-
-void orvy_setNamedObjectProp(const char *ObjName, const char *PropName, orvy_Propval Val, int Idx) {
-  Class::setPropertyVal(ObjName, PropName, Val, Idx);
-}
-
-void orvy_writeNamedObjectProp(const char *ObjName, const char *PropName, orvy_Propval Val,
-                               int Idx) {
-  Class::writePropertyVal(ObjName, PropName, Val, Idx);
 }

@@ -1,7 +1,7 @@
 #include "Objsys/ObjsysClass.h"
 
 #include "Base/InternalError.h"
-#include "Objsys/ObjsysValue.h"
+#include "Objsys/NameGrammar.h"
 #include "orvy/Support/Logging.h"
 
 #include <algorithm>
@@ -202,22 +202,6 @@ orvy_Class *orvy_classForName(const char *ClsName) {
 const char *orvy_nameForClass(const orvy_Class *Cls) {
   ORVY_REQUIRE(Cls);
   return fromHandle(Cls)->Name.c_str();
-}
-
-int orvy_isValidObjectName(const char *Name) {
-  return isValidName(Name, '-');
-}
-
-int orvy_isValidClassName(const char *Name) {
-  return isValidName(Name, '-');
-}
-
-int orvy_isValidInterfaceName(const char *Name) {
-  return isValidName(Name, '-');
-}
-
-int orvy_isValidPropertyName(const char *Name) {
-  return isValidName(Name, '.');
 }
 
 int orvy_isExternal(const void *Obj) {

@@ -1,5 +1,6 @@
 #include "Base/InternalError.h"
 #include "Objsys/ComponentModel.h"
+#include "Objsys/NameGrammar.h"
 #include "Objsys/ObjectKinds.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/ObjsysValue.h"

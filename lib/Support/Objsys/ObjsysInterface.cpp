@@ -2,6 +2,7 @@
 
 #include "Base/InternalError.h"
 #include "Objsys/ComponentModel.h"
+#include "Objsys/NameGrammar.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/ObjsysValue.h"
 #include "orvy/Support/Logging.h"

@@ -1,6 +1,7 @@
 #include "Objsys/ObjsysClass.h"
 
 #include "Base/NotificationList.h"
+#include "Objsys/NameGrammar.h"
 #include "Objsys/ObjsysValue.h"
 #include "Objsys/Observers.h"
 #include "Objsys/PluginManager.h"

@@ -2,6 +2,7 @@
 
 #include "Base/InternalError.h"
 #include "Objsys/ComponentModel.h"
+#include "Objsys/NameGrammar.h"
 #include "Objsys/ObjsysClass.h"
 #include "Objsys/ObjsysValue.h"
 #include "orvy/Support/Containers.h"
@@ -262,72 +263,6 @@ std::string Property::faultOf(orvy_IfaceRef Ref) const {
          "'";
 }
 
-namespace {
-
-Property *findProperty(void *Obj, const char *PropName) {
-  const Class *Cls = Class::classForObject(Obj);
-  return Cls && PropName ? Cls->getProperty(PropName) : nullptr;
-}
-
-struct Element {
-  const Property *Prop = nullptr;
-  int Idx = 0;
-};
-
-// The property and element that a name and an index stand for. A bracket part counts only if the
-// index is negative.
-Element resolve(void *Obj, const char *PropName, int Idx) {
-  const Class *Cls = Class::classForObject(Obj);
-  if (!Cls || !PropName)
-    return {};
-  if (Idx >= 0)
-    return {Cls->getProperty(PropName), Idx};
-  Idx = getIndex(PropName, 0);
-  return {Cls->getProperty(baseName(PropName)), Idx};
-}
-
-void *objectNamed(const char *ObjName) {
-  return ObjName ? Class::objectForName(ObjName) : nullptr;
-}
-
-} // namespace
-
-orvy_Propval Class::getPropertyVal(void *Obj, const char *PropName, int Idx) {
-  Element El = resolve(Obj, PropName, Idx);
-  return El.Prop ? El.Prop->getValue(Obj, static_cast<unsigned>(El.Idx)) : orvy_Propval{};
-}
-
-orvy_Propval Class::getPropertyVal(const char *ObjName, const char *PropName, int Idx) {
-  return getPropertyVal(objectNamed(ObjName), PropName, Idx);
-}
-
-orvy_Propval Class::readPropertyVal(void *Obj, const char *PropName, int Idx) {
-  Element El = resolve(Obj, PropName, Idx);
-  return El.Prop ? El.Prop->readValue(Obj, El.Idx) : orvy_Propval{};
-}
-
-orvy_Propval Class::readPropertyVal(const char *ObjName, const char *PropName, int Idx) {
-  return readPropertyVal(objectNamed(ObjName), PropName, Idx);
-}
-
-void Class::setPropertyVal(void *Obj, const char *PropName, orvy_Propval Val, int Idx) {
-  if (Element El = resolve(Obj, PropName, Idx); El.Prop)
-    El.Prop->setValue(Obj, Val, El.Idx);
-}
-
-void Class::setPropertyVal(const char *ObjName, const char *PropName, orvy_Propval Val, int Idx) {
-  setPropertyVal(objectNamed(ObjName), PropName, Val, Idx);
-}
-
-void Class::writePropertyVal(void *Obj, const char *PropName, orvy_Propval Val, int Idx) {
-  if (Element El = resolve(Obj, PropName, Idx); El.Prop)
-    El.Prop->writeValue(Obj, Val, El.Idx);
-}
-
-void Class::writePropertyVal(const char *ObjName, const char *PropName, orvy_Propval Val, int Idx) {
-  writePropertyVal(objectNamed(ObjName), PropName, Val, Idx);
-}
-
 Property &Class::insertProperty(std::unique_ptr<Property> Added) {
   if (!isValidName(Added->Name.c_str(), '.'))
     orvy_logWarning(nullptr,
@@ -401,44 +336,6 @@ void orvy_requireInterface(orvy_Class *Cls, const char *PropName, const char *If
     Prop->requireInterface(IfaceType);
 }
 
-int orvy_getPropLength(void *Obj, const char *PropName) {
-  const Property *Prop = findProperty(Obj, PropName);
-  return Prop ? static_cast<int>(Prop->Count) : -1;
-}
-
-int orvy_getPropDynLength(void *Obj, const char *PropName) {
-  const Property *Prop = findProperty(Obj, PropName);
-  return Prop ? static_cast<int>(Prop->getLength(Obj)) : -1;
-}
-
-orvy_Type orvy_getPropType(void *Obj, const char *PropName) {
-  const Property *Prop = findProperty(Obj, PropName);
-  return Prop ? Prop->Typ : ovTY_Invalid;
-}
-
-int orvy_isPseudoProperty(void *Obj, const char *PropName) {
-  const Property *Prop = findProperty(Obj, PropName);
-  return Prop && !Prop->hasField();
-}
-
-int orvy_isNormalProperty(void *Obj, const char *PropName) {
-  const Property *Prop = findProperty(Obj, PropName);
-  return Prop && Prop->hasField();
-}
-
-int orvy_objectHasProp(void *Obj, const char *PropName) {
-  return orvy_getPropName(Obj, PropName).Obj != nullptr;
-}
-
-orvy_PropName orvy_getPropName(void *Obj, const char *PropName) {
-  orvy_PropName Delegate = orvy_componentGetDelegateProp(orvy::component::find(Obj), PropName);
-  if (Delegate.Obj)
-    return Delegate;
-  const Class *Cls = Class::classForObject(Obj);
-  const Property *Prop = Cls && PropName ? Cls->getProperty(baseName(PropName)) : nullptr;
-  return Prop ? orvy_PropName{Obj, Prop->Name.c_str()} : orvy_PropName{};
-}
-
 unsigned orvy_propInfoForClass(orvy_Class *Cls, unsigned Start, unsigned Max, orvy_PropInfo *Out) {
   if (!Cls)
     return 0;
@@ -448,18 +345,4 @@ unsigned orvy_propInfoForClass(orvy_Class *Cls, unsigned Start, unsigned Max, or
     const Property &Prop = *Entry->second;
     return orvy_PropInfo{Prop.Name.c_str(), Prop.Typ, Prop.Count, Prop.Offset};
   });
-}
-
-orvy_Propref orvy_getPropref(void *Obj, const char *PropName) {
-  if (!Obj || !PropName)
-    return {};
-  Element El = resolve(Obj, PropName, -1);
-  if (!El.Prop || !El.Prop->hasField())
-    return {};
-  // An array that grows is one element, whatever the count.
-  size_t Count = El.Prop->Typ == ovTY_IfaceRefArray ? 1 : El.Prop->Count;
-  if (static_cast<size_t>(El.Idx) >= Count)
-    return {};
-  void *Ptr = El.Prop->getPointer(Obj, static_cast<unsigned>(El.Idx));
-  return Ptr ? orvy_Propref{El.Prop->Typ, Ptr} : orvy_Propref{};
 }

@@ -1,4 +1,4 @@
-// ObjsysValue.h - widths and texts of values, and the grammar of names.
+// ObjsysValue.h - widths and texts of values.
 
 #ifndef ORVY_LIB_OBJSYSVALUE_H
 #define ORVY_LIB_OBJSYSVALUE_H
@@ -7,7 +7,6 @@
 
 #include <iosfwd>
 #include <string>
-#include <string_view>
 
 namespace orvy::objsys {
 
@@ -28,19 +27,6 @@ std::string propAsString(const orvy_Propval &Pv);
 inline const char *orEmpty(const char *Text) {
   return Text ? Text : "";
 }
-
-/// The name without its bracket part.
-inline std::string_view baseName(std::string_view Name) {
-  return Name.substr(0, Name.find('['));
-}
-
-/// The index in the first bracket part of a name, or Default if there is none. Throws
-/// std::invalid_argument for a bracket part without digits, std::out_of_range beyond 32 bits.
-int getIndex(const char *Name, unsigned long Default);
-
-/// Whether a name follows the grammar: letters, digits and "_", with single joiners between parts,
-/// each part beginning with a letter or "_". Null and "" do not.
-bool isValidName(const char *Name, char Joiner);
 
 } // namespace orvy::objsys
 

@@ -37,28 +37,6 @@ PluginManager &PluginManager::get() {
   return Manager;
 }
 
-// The search path.
-
-void PluginManager::appendPath(std::string_view List) {
-  while (!List.empty()) {
-    const size_t Colon = std::min(List.find(':'), List.size());
-    Paths.emplace_back(List.substr(0, Colon));
-    List.remove_prefix(std::min(Colon + 1, List.size()));
-    if (!fs::isDir(Paths.back()))
-      orvy_logWarning(nullptr, "Adding non-existant directory '%s' to plugin-path",
-                      Paths.back().c_str());
-  }
-}
-
-void PluginManager::removePath(std::string_view Dir) {
-  std::erase(Paths, Dir);
-}
-
-void PluginManager::printPath() const {
-  for (const std::string &Dir : Paths)
-    outs() << "  " << Dir << "\n";
-}
-
 // Loading one file.
 
 // How the steps of a load are reported: the only difference between the two routes.
@@ -158,34 +136,7 @@ int PluginManager::oldDoLoad(const std::string &File) {
   return load(File, Report);
 }
 
-// Finding the file.
-
-[[gnu::format(printf, 1, 0)]] static void debugAttempt(const char *Fmt, const std::string &Name) {
-  if (std::getenv("ORVY_DEBUG_PLUGIN_LOADER"))
-    orvy_logDebugFunc(nullptr, Fmt, Name.c_str());
-}
-
-static bool isCandidate(const char *Fmt, const std::string &File) {
-  debugAttempt(Fmt, File);
-  return fs::isFile(File);
-}
-
-// The first file of the search path that a short name can mean; empty if there is none.
-std::string PluginManager::findCandidate(const std::string &Name) const {
-  const bool IsFullName = Name.find('.') != Name.npos;
-  for (const std::string &Dir : Paths) {
-    if (std::string File = Dir + "/" + Name;
-        IsFullName && isCandidate("full name specified: '%s'", File))
-      return File;
-    if (std::string File = Dir + "/lib" + Name + ".so";
-        isCandidate("lib prefix attempt: '%s'", File))
-      return File;
-    if (std::string File = Dir + "/libORVY" + Name + ".so";
-        isCandidate("libORVY prefix attempt: '%s'", File))
-      return File;
-  }
-  return {};
-}
+// Loading by name.
 
 int PluginManager::loadPlugin(const char *Name) {
   if (!Name)
@@ -194,12 +145,12 @@ int PluginManager::loadPlugin(const char *Name) {
   if (std::getenv("ORVY_OLD_PLUGIN_LOADING_BEHAVIOUR"))
     return oldLoadPlugin(Asked);
   if (Asked.find('/') != Asked.npos) {
-    debugAttempt("full or relative load: '%s'", Asked);
+    debugPluginAttempt("full or relative load: '%s'", Asked);
     return doLoad(Asked);
   }
   if (const std::string File = findCandidate(Asked); !File.empty())
     return doLoad(File);
-  debugAttempt("attempt system path: '%s'", Asked);
+  debugPluginAttempt("attempt system path: '%s'", Asked);
   return doLoad(Asked.find('.') != Asked.npos ? Asked : "libORVY" + Asked + ".so");
 }
 

@@ -54,6 +54,9 @@ private:
   std::vector<std::string> Paths;
 };
 
+/// Logs a file that is tried, if ORVY_DEBUG_PLUGIN_LOADER is set.
+[[gnu::format(printf, 1, 0)]] void debugPluginAttempt(const char *Fmt, const std::string &Name);
+
 /// The files loaded so far, as they were named to the loader.
 const PluginNames &getLoadedPlugins();
 /// Forgets what is loaded.

@@ -1,5 +1,6 @@
 #include "orvy/Support/Logging.h"
 
+#include "Logging/LogHeader.h"
 #include "Logging/LoggingEngine.h"
 #include "Testing/LogCapture.h"
 #include "Testing/Seed.h"

@@ -1,4 +1,6 @@
 #include "Objsys/ObjsysValue.h"
+
+#include "Objsys/NameGrammar.h"
 #include "Testing/Model.h"
 
 #include <gmock/gmock.h>
