@@ -37,13 +37,18 @@ typedef ORVY_ENUM(orvy_OptionKind){
 
 /**
  * What the number of an ovOK_Int or ovOK_Double option counts, and so which units may follow it.
- * What else follows a number is ignored, of which the interpreter warns.
+ * What else follows a number is ignored, of which the interpreter warns. The first word of a command
+ * that is not key=value is the value of its required address, if that is not given otherwise. The
+ * memory or processor that the address belongs to may be left out for those selected.
  */
 typedef ORVY_ENUM(orvy_OptionUnit){
-    ovOU_None = 0,   /**< nothing that has units */
-    ovOU_Count = 1,  /**< an integer number of things: k, M, G, T, Ki, Mi, Gi, Ti */
-    ovOU_Bytes = 2,  /**< an integer number of bytes: as before, and B, kB, KiB, ... */
-    ovOU_Seconds = 3 /**< a real number of seconds: s, ms, us, ns, min, h, days, ... */
+    ovOU_None = 0,    /**< nothing that has units */
+    ovOU_Count = 1,   /**< an integer number of things: k, M, G, T, Ki, Mi, Gi, Ti */
+    ovOU_Bytes = 2,   /**< an integer number of bytes: as before, and B, kB, KiB, ... */
+    ovOU_Seconds = 3, /**< a real number of seconds: s, ms, us, ns, min, h, days, ... */
+    ovOU_Address = 4, /**< a virtual address: also an expression over the names of the program that
+                         the selected processor runs, as "main+8", "table[2]" or "$sp" */
+    ovOU_PhysicalAddress = 5 /**< as before, where the address is translated to a physical one */
 } orvy_OptionUnit;
 
 /** Handles a command made with orvy_createCmd; the context is valid during the call. 0 for success.
@@ -254,6 +259,11 @@ public:
   /// name an option. "name/letters" gives the text "/letters ...".
   Command &takeText() { return TakesText = true, *this; }
   bool takesText() const { return TakesText; }
+  /// Gives the suffixes that the beginning of a word may go on with; see Completion.h.
+  using Completer = std::vector<std::string> (*)(std::string_view Partial);
+  /// Has the words that are not key=value completed.
+  Command &completeWords(Completer With) { return WordCompleter = With, *this; }
+  Completer getWordCompleter() const { return WordCompleter; }
   const std::vector<OptionKind> &getPositionalKinds() const { return PositionalKinds; }
   const std::string &getHelp() const { return Help; }
   /// Adds an option after the others.
@@ -276,6 +286,8 @@ private:
   ORVY_LOCAL WordResult takeValue(std::string_view Key, std::string_view Text);
   ORVY_LOCAL int finishParsing(const char *Self);
   ORVY_LOCAL int applySelf(const char *Self);
+  ORVY_LOCAL Option *requiredAddress();
+  ORVY_LOCAL void completeAddress();
   ORVY_LOCAL int checkRequired();
 
   Handler Func;
@@ -285,6 +297,7 @@ private:
   std::string SelfName; // of the first option that takes the object, empty if none does
   unsigned Uses = 0;    // inside each other
   bool TakesText = false;
+  Completer WordCompleter = nullptr;
 };
 
 /// A command made through the flat interface.

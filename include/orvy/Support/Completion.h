@@ -19,6 +19,8 @@ using Suffixes = std::vector<std::string>;
 ORVY_API Suffixes completeCommand(std::string_view Partial);
 /// Keys of the options of a command, each with the "=".
 ORVY_API Suffixes completeKey(std::string_view CmdName, std::string_view Partial);
+/// A word of a command that is not key=value: for a command that completes such words.
+ORVY_API Suffixes completeWord(std::string_view CmdName, std::string_view Partial);
 /// The value of an option: variables after an open "$" or "${", else what the option's kind takes.
 ORVY_API Suffixes completeValue(std::string_view CmdName, std::string_view Key,
                                 std::string_view Value);

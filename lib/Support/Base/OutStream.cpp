@@ -1,6 +1,7 @@
 #include "orvy/Support/OutStream.h"
 
 #include "Base/ErrorRecord.h"
+#include "Base/ListingGuard.h"
 
 #include <algorithm>
 #include <charconv>
@@ -123,7 +124,24 @@ public:
   void flush() override { std::cerr.flush(); }
 };
 
-constinit OSStream StdOut(std::cout);
+/// The standard stream. After an interrupt it goes on to the end of the line.
+class StandardStream final : public OutStream {
+public:
+  void write(const char *Text, size_t Length) override {
+    if (orvy::ListingGuard::isInterrupted())
+      Length = InLine ? std::string_view(Text, Length).find('\n') + 1 : 0;
+    if (Length == 0)
+      return;
+    std::cout.write(Text, static_cast<std::streamsize>(Length));
+    InLine = Text[Length - 1] != '\n';
+  }
+  void flush() override { std::cout.flush(); }
+
+private:
+  bool InLine = false; ///< not at the start of one
+};
+
+constinit StandardStream StdOut;
 constinit ErrorStream StdErr;
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "CommandLine/Characters.h"
 #include "CommandLine/CommandUse.h"
 #include "CommandLine/NumberText.h"
+#include "CommandLine/ProgramNames.h"
 #include "orvy/Support/OutStream.h"
 
 #include <algorithm>
@@ -150,8 +151,10 @@ Command::WordResult Command::takePositional(std::string_view Word, bool HasComme
   if (Hash == 0)
     return WordResult::EndsWords;
   const bool HasComment = Hash != Word.npos && Word[Hash - 1] != '\\';
-  // A reference that cannot be expanded is left unchanged.
-  escapeAndExpand(Positionals.emplace_back(HasComment ? Word.substr(0, Hash) : Word));
+  std::string &Taken = Positionals.emplace_back(HasComment ? Word.substr(0, Hash) : Word);
+  if (requiredAddress())
+    keepRegisters(Taken);
+  escapeAndExpand(Taken); // a reference that cannot be expanded is left unchanged
   return HasComment ? WordResult::EndsWords : WordResult::Taken;
 }
 
@@ -178,9 +181,11 @@ Command::WordResult Command::takeTypedText(std::string_view Text) {
 
 Command::WordResult Command::takeValue(std::string_view Key, std::string_view Text) {
   std::string Value(Text);
+  Option *Opt = findOption(Key);
+  if (Opt && isAddress(Opt->Unit))
+    keepRegisters(Value);
   if (!escapeAndExpand(Value))
     return WordResult::Fails;
-  Option *Opt = findOption(Key);
   if (!Opt) {
     errs() << "cannot find option with key '" << Key << "'\n";
     return WordResult::Fails;
@@ -191,8 +196,40 @@ Command::WordResult Command::takeValue(std::string_view Key, std::string_view Te
 }
 
 int Command::finishParsing(const char *Self) {
-  const int Result = Self ? applySelf(Self) : 0;
-  return Result ? Result : checkRequired();
+  if (Self)
+    if (const int Result = applySelf(Self))
+      return Result;
+  completeAddress();
+  return checkRequired();
+}
+
+Option *Command::requiredAddress() {
+  const auto Found = std::find_if(Options.begin(), Options.end(), [](const Option &Opt) {
+    return Opt.Required && isAddress(Opt.Unit);
+  });
+  return Found == Options.end() ? nullptr : &*Found;
+}
+
+// Takes the first word for a required address that was not given by its key, and what was selected
+// for the memory or processor that it belongs to.
+void Command::completeAddress() {
+  Option *Address = requiredAddress();
+  if (!Address)
+    return;
+  if (!Address->Given && !Positionals.empty()) {
+    Address->setVal(Positionals.front());
+    Address->Given = true;
+    Positionals.erase(Positionals.begin());
+  }
+  for (Option &Opt : Options) {
+    if (!Address->Given || Opt.Kind != OK_Object || !Opt.Required || Opt.Given ||
+        Var::findVariable(Opt.Default))
+      continue;
+    const bool IsMemory = Address->Unit == ovOU_PhysicalAddress && Opt.Name != "cpu";
+    if (const std::string Name = IsMemory ? programNames().memory() : programNames().processor();
+        !Name.empty())
+      Opt.setVal(Name);
+  }
 }
 
 int Command::applySelf(const char *Self) {
@@ -214,26 +251,15 @@ static void takeDefault(Option &Opt, const Var &Default) {
   Opt.setVal(Default.getValue());
 }
 
-int Command::checkRequired() {
-  for (Option &Opt : Options) {
-    if (!Opt.Required || Opt.Valid)
-      continue;
-    if (const Var *Default = Var::findVariable(Opt.Default))
-      takeDefault(Opt, *Default);
-    if (Opt.Valid)
-      continue;
-    errs() << "required option '" << Opt.Name << "' is not valid (= '" << Opt.Value << "')\n";
-    return -1;
-  }
-  return 0;
-}
-
-static const char *whyInvalid(OptionKind Kind) {
-  switch (Kind) {
+static std::string whyInvalid(const Option &Opt) {
+  std::string Why;
+  switch (Opt.Kind) {
   case OK_Object:
     return "there is no such object";
   case OK_Int:
-    return "not an integer of 64 bits";
+    if (isAddress(Opt.Unit))
+      programNames().addressOf(Opt.Value, Opt.Unit == ovOU_PhysicalAddress, Why);
+    return Why.empty() ? "not an integer of 64 bits" : Why;
   case OK_Double:
     return "not a number";
   case OK_Prop:
@@ -250,6 +276,22 @@ static const char *whyInvalid(OptionKind Kind) {
     break;
   }
   return "an option of an unknown kind";
+}
+
+int Command::checkRequired() {
+  for (Option &Opt : Options) {
+    if (!Opt.Required || Opt.Valid)
+      continue;
+    if (const Var *Default = Var::findVariable(Opt.Default))
+      takeDefault(Opt, *Default);
+    if (Opt.Valid)
+      continue;
+    errs() << "required option '" << Opt.Name << "' is not valid (= '" << Opt.Value << "')\n";
+    if (Opt.Given && isAddress(Opt.Unit))
+      errs() << "'" << Opt.Value << "': " << whyInvalid(Opt) << "\n";
+    return -1;
+  }
+  return 0;
 }
 
 // Warns if a default replaces an invalid value. Rejects it for an object, because the command would
@@ -282,7 +324,7 @@ bool Command::checkGiven() const {
       return false;
     if (!Opt.Valid) {
       errs() << "option '" << Opt.Name << "' is not valid (= '" << Opt.Value
-             << "'): " << whyInvalid(Opt.Kind) << "\n";
+             << "'): " << whyInvalid(Opt) << "\n";
       return false;
     }
     if (isNegativeCount(Opt)) {

@@ -1,6 +1,7 @@
 #include "orvy/Support/Completion.h"
 
 #include "CommandLine/Characters.h"
+#include "CommandLine/ProgramNames.h"
 #include "Objsys/ObjsysClass.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/FileSystem.h"
@@ -45,6 +46,11 @@ Suffixes orvy::cl::completeKey(std::string_view CmdName, std::string_view Partia
     if (Each.Name.starts_with(Partial))
       Found.insert(Each.Name.substr(Partial.size()) + "=");
   return {Found.begin(), Found.end()};
+}
+
+Suffixes orvy::cl::completeWord(std::string_view CmdName, std::string_view Partial) {
+  const Command *Cmd = Command::findCommand(CmdName);
+  return Cmd && Cmd->getWordCompleter() ? Cmd->getWordCompleter()(Partial) : Suffixes();
 }
 
 Suffixes orvy::cl::completeObject(std::string_view Partial) {
@@ -146,7 +152,9 @@ Suffixes orvy::cl::completeValue(std::string_view CmdName, std::string_view Key,
   const std::vector<Option> &Options = Cmd->getOptions();
   const auto Found = std::find_if(Options.begin(), Options.end(),
                                   [&](const Option &Each) { return Each.Name == Key; });
-  return Found == Options.end() ? Suffixes() : completeKind(Found->Kind, Value);
+  if (Found == Options.end())
+    return {};
+  return isAddress(Found->Unit) ? programNames().complete(Value) : completeKind(Found->Kind, Value);
 }
 
 std::string orvy::cl::getCommonPrefix(const std::vector<std::string> &Texts) {

@@ -43,12 +43,18 @@ template <typename T> struct Target {
   bool exists() const { return orvy_classForObject(Obj); }
 };
 
-// Optional options for quantities.
+// Options for quantities and addresses.
 inline Option inSeconds(const char *Name, const char *Help = "") {
   return {Name, OK_Double, false, Help, "", false, ovOU_Seconds};
 }
 inline Option inBytes(const char *Name, const char *Help = "") {
   return {Name, OK_Int, false, Help, "", false, ovOU_Bytes};
+}
+inline Option atAddress(const char *Name, bool Required = false, const char *Help = "") {
+  return {Name, OK_Int, Required, Help, "", false, ovOU_Address};
+}
+inline Option atPhysicalAddress(const char *Name, bool Required = false, const char *Help = "") {
+  return {Name, OK_Int, Required, Help, "", false, ovOU_PhysicalAddress};
 }
 inline Option counted(const char *Name, const char *Help = "") {
   return {Name, OK_Int, false, Help, "", false, ovOU_Count};
@@ -91,6 +97,16 @@ template <typename T> std::optional<T> given(const Command &Cmd, std::string_vie
 inline bool isOn(const Command &Cmd, std::string_view OptName) {
   return given<long>(Cmd, OptName).value_or(0) != 0;
 }
+
+/// A command that completes its words.
+class WordCommand final : public Command {
+public:
+  WordCommand(const char *Name, std::initializer_list<Option> Options, Handler Func,
+              const char *Help, std::initializer_list<std::string> Aliases, Completer With)
+      : Command(Name, Options, std::move(Func), Help, Aliases) {
+    completeWords(With);
+  }
+};
 
 /// A handler that calls Func.
 template <auto Func> int call(Command &, Interpreter *) {

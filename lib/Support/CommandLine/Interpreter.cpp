@@ -1,5 +1,6 @@
 #include "orvy/Support/Interpreter.h"
 
+#include "Base/ListingGuard.h"
 #include "CommandLine/Characters.h"
 #include "CommandLine/CommandUse.h"
 #include "CommandLine/PropertyAssignment.h"
@@ -211,7 +212,15 @@ bool Interpreter::evaluate(const Words &Read) {
 bool Interpreter::execute(Command &Cmd, const Words &Read, const std::string *Self) {
   if (attempt([&] { return Cmd.parseOptions(Read, Self); }) != 0 || !Cmd.checkGiven())
     return fail("command argument error for '%s'", join(Read, 0).c_str());
-  if (attempt([&] { return Cmd.run(nullptr); }) != 0 || Nesting::unwinds())
+  bool Succeeds = false, WasCut = false;
+  {
+    const ListingGuard Listing;
+    Succeeds = attempt([&] { return Cmd.run(nullptr); }) == 0;
+    WasCut = ListingGuard::isInterrupted();
+  }
+  if (WasCut)
+    unwindScripts();
+  else if (!Succeeds || Nesting::unwinds())
     return fail("command '%s' failed", Read[0].c_str());
   if (!Nesting::isInterrupted())
     return true;

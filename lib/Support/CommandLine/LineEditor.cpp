@@ -2,6 +2,7 @@
 
 #include "Base/UniqueDescriptor.h"
 #include "CommandLine/Characters.h"
+#include "CommandLine/TextCommands.h"
 #include "orvy/Support/Completion.h"
 #include "orvy/Support/OutStream.h"
 #include "orvy/Support/TerminalReader.h"
@@ -170,8 +171,21 @@ static unsigned char completeFirstWord(EditLine *Editor, std::string_view Partia
   return Candidates.empty() ? CC_REDISPLAY : present(Editor, Partial, Candidates);
 }
 
-static unsigned char listKeys(std::string_view CmdName) {
-  if (const Suffixes Candidates = completeKey(CmdName, ""); !Candidates.empty())
+// The keys of a command, and the words that it completes.
+static Suffixes keysAndWords(std::string_view CmdName, std::string_view Partial) {
+  Suffixes Found = completeKey(CmdName, Partial);
+  const Suffixes Words = completeWord(CmdName, Partial);
+  Found.insert(Found.end(), Words.begin(), Words.end());
+  return Found;
+}
+
+// Lists what a command takes; only its keys if that is too much to read.
+static unsigned char listArguments(std::string_view CmdName) {
+  constexpr size_t MaxListed = 100;
+  Suffixes Candidates = keysAndWords(CmdName, "");
+  if (Candidates.size() > MaxListed)
+    Candidates = completeKey(CmdName, "");
+  if (!Candidates.empty())
     list("", Candidates);
   return CC_REDISPLAY;
 }
@@ -182,7 +196,7 @@ static unsigned char completeArgument(EditLine *Editor, const std::string &CmdNa
   const bool IsValue = Equals != Word.npos;
   const std::string_view Partial = IsValue ? Word.substr(Equals + 1) : Word;
   const Suffixes Candidates = IsValue ? completeValue(CmdName, Word.substr(0, Equals), Partial)
-                                      : completeKey(CmdName, Partial);
+                                      : keysAndWords(CmdName, Partial);
   return Candidates.empty() ? CC_ERROR : present(Editor, Partial, Candidates);
 }
 
@@ -195,11 +209,15 @@ unsigned char orvy::cl::complete(EditLine *Editor, int) {
   if (Text.find_first_not_of(" \t\n") >= First)
     return completeFirstWord(Editor, std::string_view(Text).substr(First));
 
+  const std::string_view Word = std::string_view(Text).substr(First);
+  if (const auto Typed = splitTextCommand(Text))
+    return Word.empty() ? listArguments(Typed->front())
+                        : completeArgument(Editor, Typed->front(), Word);
   Tokeniser Words;
   const int Result = Words.tokString(Text.data(), Text.data() + Text.size());
   if (Result < 0 || Words.getTokens().empty())
     return CC_ERROR;
   const std::vector<std::string> &Tokens = Words.getTokens();
-  return First == Text.size() ? listKeys(Tokens[0])
-                              : completeArgument(Editor, Tokens[0], Tokens.back());
+  return Word.empty() ? listArguments(Tokens[0])
+                      : completeArgument(Editor, Tokens[0], Tokens.back());
 }

@@ -1,5 +1,6 @@
 #include "CommandLine/NumberText.h"
 
+#include "CommandLine/ProgramNames.h"
 #include "orvy/Support/ValueParsers.h"
 
 #include <cerrno>
@@ -53,9 +54,7 @@ void takeUnit(NumberText<Number> &Read, const std::string &Text, orvy_OptionUnit
   Read.Length = scale(Read.Value, By) ? Text.size() : 0;
 }
 
-} // namespace
-
-NumberText<long> orvy::cl::readInteger(const std::string &Text, orvy_OptionUnit Unit) {
+NumberText<long> readNumber(const std::string &Text, orvy_OptionUnit Unit) {
   NumberText<long> Read;
   char *End = nullptr;
   errno = 0;
@@ -70,6 +69,17 @@ NumberText<long> orvy::cl::readInteger(const std::string &Text, orvy_OptionUnit 
   Read.Length = static_cast<size_t>(End - Text.c_str());
   takeUnit<long, unsigned long>(Read, Text, Unit);
   return Read;
+}
+
+} // namespace
+
+NumberText<long> orvy::cl::readInteger(const std::string &Text, orvy_OptionUnit Unit) {
+  const NumberText<long> Read = readNumber(Text, Unit);
+  if (!isAddress(Unit) || (Read.Length != 0 && Read.Length == Text.size()))
+    return Read;
+  std::string Why;
+  const auto Address = programNames().addressOf(Text, Unit == ovOU_PhysicalAddress, Why);
+  return Address ? NumberText<long>{static_cast<long>(*Address), Text.size(), false} : Read;
 }
 
 NumberText<double> orvy::cl::readReal(const std::string &Text, orvy_OptionUnit Unit) {

@@ -27,8 +27,8 @@ template <typename Number> void warnOfRest(const Option &Opt, const NumberText<N
            << Opt.Value << "' is ignored\n";
 }
 
-/// Reads an integer as strtol does with base 0. Numbers above INT64_MAX up to UINT64_MAX are
-/// clamped.
+/// Reads an integer as strtol does with base 0, or an address by name. Numbers above INT64_MAX up to
+/// UINT64_MAX are clamped.
 NumberText<long> readInteger(const std::string &Text, orvy_OptionUnit Unit);
 /// Reads a real number as strtod does.
 NumberText<double> readReal(const std::string &Text, orvy_OptionUnit Unit);

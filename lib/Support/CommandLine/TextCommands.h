@@ -18,9 +18,10 @@ namespace orvy::cl {
 class TextCommand final : public Command {
 public:
   TextCommand(const char *Name, std::initializer_list<Option> Options, Handler Func,
-              const char *Help, std::initializer_list<std::string> Aliases = {})
+              const char *Help, std::initializer_list<std::string> Aliases = {},
+              Completer With = nullptr)
       : Command(Name, Options, std::move(Func), Help, Aliases) {
-    takeText();
+    takeText().completeWords(With);
   }
 };
 

@@ -1,6 +1,8 @@
 // The commands that assemble and disassemble. Each continues where its last call ended.
 
 #include "Base/HexText.h"
+#include "Base/ListingGuard.h"
+#include "CommandLine/Handlers.h"
 #include "Objsys/ObjectKinds.h"
 #include "orvy/Support/Commands.h"
 #include "orvy/Support/Debugging.h"
@@ -111,9 +113,9 @@ DisassembleCommand::DisassembleCommand()
               {
                   {"cpu", OK_Object, true, ""},
                   {"func", OK_String, false, "Function to disassemble"},
-                  {"va", OK_Int, false, ""},
-                  {"pa", OK_Int, false, ""},
-                  {"addr", OK_Int, false, ""},
+                  atAddress("va"),
+                  atPhysicalAddress("pa"),
+                  atPhysicalAddress("addr"),
                   {"count", OK_Int, false, "number of instructions"},
               },
               Handler(), "disassemble memory range", {"dis", "disassemble"}) {}
@@ -151,7 +153,8 @@ int DisassembleCommand::run(Interpreter *) {
     Count = static_cast<long>(Range->second / InstrBytes);
   }
   std::string Lines;
-  for (long Index = 0; Index < Count && addLine(Cpu, Lines); ++Index) {
+  for (long Index = 0; Index < Count && !ListingGuard::isInterrupted() && addLine(Cpu, Lines);
+       ++Index) {
     Address += InstrBytes;
     if (Lines.size() > MaxBuffer) {
       outs() << Lines;
@@ -180,7 +183,7 @@ AssembleCommand::AssembleCommand()
     : Command("memory-assemble",
               {{"cpu", OK_Object, true},
                {"instr", OK_String, true},
-               {"addr", OK_Int, false},
+               atPhysicalAddress("addr"),
                {"count", OK_Int, false}},
               Handler(), "assemble instruction", {"as", "assemble"}) {}
 

@@ -117,7 +117,7 @@ Command CpuShowRegs("cpu-show-regs",
 
 Command CpuSetPc("cpu-set-pc",
                  {{"cpu", OK_Object, true, "Processor to set program counter in.", "DEFAULT_CPU"},
-                  {"pc", OK_Int, true, "The new PC value."}},
+                  atAddress("pc", true, "The new PC value.")},
                  onTarget<CpuIface>("cpu", setPc), "Set the program counter (and Next-PC)");
 
 Command CpuRaiseTrap("cpu-raise-trap",

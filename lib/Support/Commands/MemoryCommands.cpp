@@ -1,6 +1,7 @@
 // The commands on target memory: reading, writing, loading, translating, and fault attributes.
 
 #include "Base/HexText.h"
+#include "Base/ListingGuard.h"
 #include "CommandLine/Handlers.h"
 #include "Debugging/LoadContext.h"
 #include "Objsys/ObjectKinds.h"
@@ -75,7 +76,8 @@ static int readMemory(Command &Cmd, Interpreter *) {
       static_cast<int32_t>(orvy_memoryRead(Obj, Bytes.get(), Addr, static_cast<uint32_t>(Length),
                                            static_cast<uint32_t>(ElemSize))) <= 0)
     return complain("error reading memory");
-  for (unsigned long Offset = 0; Offset < Length; Offset += BytesPerLine)
+  for (unsigned long Offset = 0; Offset < Length && !ListingGuard::isInterrupted();
+       Offset += BytesPerLine)
     printLine(Addr + Offset, Bytes.get() + Offset, std::min(BytesPerLine, Length - Offset));
   return 0;
 }
@@ -98,14 +100,14 @@ static int writeMemory(Command &Cmd, Interpreter *) {
 
 static Command MemoryRead("memory-read",
                           {{"obj", OK_Object, true},
-                           {"addr", OK_Int, true, "physical address"},
+                           atPhysicalAddress("addr", true, "physical address"),
                            inBytes("length", "length in bytes"),
                            {"elemsize", OK_Int, false,
                             "data element size (default = 0 = u8, 1 = u16, 2 = u32, 3 = u64)"}},
                           readMemory, "Show the contents of the memory", {"read", "x"});
 static Command MemoryWrite("memory-write",
                            {{"obj", OK_Object, true},
-                            {"addr", OK_Int, true},
+                            atPhysicalAddress("addr", true),
                             inBytes("length"),
                             {"elemsize", OK_Int, false},
                             {"data", OK_Int, true}},
@@ -136,7 +138,7 @@ static Command MemoryLoad(
     "memory-load",
     {{"obj", OK_Object, true},
      {"file", OK_Path, true},
-     {"addr", OK_Int, false, "Address to load file to (if set, treating file as binary)"},
+     atPhysicalAddress("addr", false, "Address to load file to (if set, treating file as binary)"),
      {"dwarf", OK_Int, false, "enable experimental dwarf parsing"}},
     loadMemory,
     "Load file to memory. Set the address parameter to treat the file as binary,\n"
@@ -178,8 +180,8 @@ static int translateAddress(Command &Cmd, Interpreter *) {
 }
 
 static Command MemoryTranslate("memory-translate",
-                               {{"cpu", OK_Object, true}, {"addr", OK_Int, true}}, translateAddress,
-                               "Translate virtual to physical address", {"walk"});
+                               {{"cpu", OK_Object, true}, atAddress("addr", true)},
+                               translateAddress, "Translate virtual to physical address", {"walk"});
 
 // Attributes.
 
@@ -228,7 +230,7 @@ Option spaceOption() {
 }
 
 Option addressOption() {
-  return {"addr", OK_Int, true, "Physical address"};
+  return atPhysicalAddress("addr", true, "Physical address");
 }
 
 Option lengthOption(const char *Help) {

@@ -492,7 +492,7 @@ Command
                counted("cycles", "Time in cycles (only for CPUs)"),
                inSeconds("time", "Time in seconds."),
                {"perf", OK_Int, false, "Set to 1 to report emulator performance (MIPS-rating)."},
-               {"pc", OK_Int, false, "Program counter for start address of all CPUs."},
+               atAddress("pc", false, "Program counter for start address of all CPUs."),
                debugger::expectOption()},
               runObject,
               "Run the machine or cpu for the given time. If time is omitted,\n"
@@ -506,13 +506,13 @@ Command ObjectStep(
      {"cpuidx", OK_Int, false, "CPU to step in a machine. Defaults to current CPU."},
      counted("steps", "Number of steps, default is 1."),
      {"perf", OK_Int, false, "Set to 1 to report emulator performance of step operation."},
-     {"pc", OK_Int, false, "PC to start stepping from."},
+     atAddress("pc", false, "PC to start stepping from."),
      debugger::expectOption()},
     stepObject, "Step machine or processor", {"step"});
 
 Command CpuRun("cpu-run",
                {{"cpu", OK_Object, true},
-                {"pc", OK_Int, false},
+                atAddress("pc"),
                 counted("cycles"),
                 inSeconds("time"),
                 {"perf", OK_Int, false}},
@@ -521,11 +521,11 @@ Command CpuRun("cpu-run",
                "stopped by ^C. The length of the run can be set using the cycles or\n"
                "time parameters. Time is given in seconds.\n");
 
-Command CpuStep(
-    "cpu-step",
-    {{"cpu", OK_Object, true}, {"pc", OK_Int, false}, counted("steps"), {"perf", OK_Int, false}},
-    deprecated<CpuIface>("object-step", "cpu", stepProcessor),
-    "Step the emulator. By default a single step is executed.\n");
+Command
+    CpuStep("cpu-step",
+            {{"cpu", OK_Object, true}, atAddress("pc"), counted("steps"), {"perf", OK_Int, false}},
+            deprecated<CpuIface>("object-step", "cpu", stepProcessor),
+            "Step the emulator. By default a single step is executed.\n");
 
 Command MachineRun("machine-run",
                    {{"machine", OK_Object, true, "Machine object to run.", "DEFAULT_MACHINE"},

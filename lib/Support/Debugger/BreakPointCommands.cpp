@@ -2,6 +2,7 @@
 
 #include "Base/HexText.h"
 #include "CommandLine/TextCommands.h"
+#include "Debugger/AddressNames.h"
 #include "Debugger/BreakTable.h"
 #include "Debugger/Places.h"
 #include "Debugger/Selection.h"
@@ -45,9 +46,7 @@ Conditional splitCondition(const std::string &Text) {
 
 /// The memory space of a processor's addresses.
 std::string spaceOf(const CpuView &At) {
-  const orvy_Propref Ref = orvy_getPropref(At.cpu(), "memorySpace");
-  void *Space =
-      Ref.Typ == ovTY_IfaceRef ? static_cast<const orvy_IfaceRef *>(Ref.Ptr)->Obj : nullptr;
+  void *Space = At.memorySpace();
   const char *Name = Space ? orvy_nameForObject(Space) : nullptr;
   if (!Name)
     throw EvaluationError(std::string("'") + At.name() +
@@ -333,63 +332,67 @@ const Option OnlyCpu = {
     "The processor that counts, all if omitted; names are those of its program"};
 const Option Once = {"once", OK_Int, false, "Set to 1 to delete it when it has stopped a run"};
 const Option Ignore = {"ignore", OK_Int, false, "Hits that do not stop"};
-const Option Length = {"length", OK_Int, false, "Bytes from the address on, 4 if omitted"};
+const Option Length = inBytes("length", "Bytes from the address on, 4 if omitted");
 
 } // namespace
 
-static TextCommand
-    Break("break-set", {OnlyCpu, Once, Ignore},
-          [](Command &Cmd, Interpreter *) { return setBreak(Cmd, false); },
-          "Stop before the instruction at a place: a function, 'main.c:41', '41', '+3', "
-          "'*0x40001234'.\n"
-          "'break PLACE if CONDITION' stops only where an expression of C is true.\n"
-          "Without a place it is the present one.",
-          {"break", "b"});
-static TextCommand TemporaryBreak("break-once", {OnlyCpu, Ignore},
-                                  [](Command &Cmd, Interpreter *) { return setBreak(Cmd, true); },
-                                  "Stop once at a place, as 'break PLACE once=1'.", {"tbreak"});
+static TextCommand Break(
+    "break-set", {OnlyCpu, Once, Ignore},
+    [](Command &Cmd, Interpreter *) { return setBreak(Cmd, false); },
+    "Stop before the instruction at a place: a function, 'main.c:41', '41', '+3', "
+    "'*0x40001234'.\n"
+    "'break PLACE if CONDITION' stops only where an expression of C is true.\n"
+    "Without a place it is the present one.",
+    {"break", "b"}, completePlace);
+static TextCommand TemporaryBreak(
+    "break-once", {OnlyCpu, Ignore},
+    [](Command &Cmd, Interpreter *) { return setBreak(Cmd, true); },
+    "Stop once at a place, as 'break PLACE once=1'.", {"tbreak"}, completePlace);
 static TextCommand Watch(
     "watch-set", {OnlyCpu, Once, Ignore, Length},
     [](Command &Cmd, Interpreter *) { return setWatch(Cmd, BreakKind::Change, ovMA_WriteHook); },
     "Stop after an instruction or a device has changed a variable, an address with\n"
     "'length', a register as '$o0' or a property as '@uart0.status'.\n"
     "'watch WHAT if CONDITION' stops only where an expression of C is true.",
-    {"watch"});
+    {"watch"}, completeExpression);
 static TextCommand WriteWatch(
     "watch-write", {OnlyCpu, Once, Ignore, Length},
     [](Command &Cmd, Interpreter *) { return setWatch(Cmd, BreakKind::Write, ovMA_WriteHook); },
-    "Stop after a write to a variable or an address, also of the same value.", {"wwatch"});
-static TextCommand ReadWatch("watch-read", {OnlyCpu, Once, Ignore, Length},
-                             [](Command &Cmd, Interpreter *) {
-                               return setWatch(Cmd, BreakKind::Read, ovMA_ReadHook);
-                             },
-                             "Stop after a read of a variable or an address.", {"rwatch"});
-static TextCommand
-    AccessWatch("watch-access", {OnlyCpu, Once, Ignore, Length},
-                [](Command &Cmd, Interpreter *) {
-                  return setWatch(Cmd, BreakKind::Access, ovMA_ReadHook | ovMA_WriteHook);
-                },
-                "Stop after a read of or a write to a variable or an address.", {"awatch"});
+    "Stop after a write to a variable or an address, also of the same value.", {"wwatch"},
+    completeExpression);
+static TextCommand ReadWatch(
+    "watch-read", {OnlyCpu, Once, Ignore, Length},
+    [](Command &Cmd, Interpreter *) { return setWatch(Cmd, BreakKind::Read, ovMA_ReadHook); },
+    "Stop after a read of a variable or an address.", {"rwatch"}, completeExpression);
+static TextCommand AccessWatch(
+    "watch-access", {OnlyCpu, Once, Ignore, Length},
+    [](Command &Cmd, Interpreter *) {
+      return setWatch(Cmd, BreakKind::Access, ovMA_ReadHook | ovMA_WriteHook);
+    },
+    "Stop after a read of or a write to a variable or an address.", {"awatch"}, completeExpression);
 static TextCommand
     Condition("break-condition", {}, setCondition,
               "Change the condition of a break point: its number and an expression of C, or\n"
               "nothing to stop always.",
-              {"condition"});
+              {"condition"}, completeBreak);
 static TextCommand
     CommandsAtHit("break-commands", {}, setCommands,
                   "Have commands run when a break point has stopped a run: its number and the "
                   "commands, divided by ';'.",
-                  {"commands"});
+                  {"commands"}, completeBreak);
 static Command BreakList("break-list", listBreaks,
                          "List break and watch points with their places, hits and conditions.",
                          {"breaks"});
-static Command BreakDelete("break-delete",
-                           {{"all", OK_Int, false, "Set to 1 to delete all of them"}}, deleteBreaks,
-                           "Delete break points by their numbers.", {"delete"});
-static Command BreakEnable("break-enable", enableBreaks,
-                           "Enable break points by their numbers, or all of them.", {"enable"});
-static Command BreakDisable("break-disable", disableBreaks,
-                            "Disable break points by their numbers, or all of them.", {"disable"});
-static Command BreakIgnore("break-ignore", setIgnore,
-                           "Have a break point ignore so many hits: its number and the count.",
-                           {"ignore"});
+static WordCommand BreakDelete("break-delete",
+                               {{"all", OK_Int, false, "Set to 1 to delete all of them"}},
+                               deleteBreaks, "Delete break points by their numbers.", {"delete"},
+                               completeBreak);
+static WordCommand BreakEnable("break-enable", {}, enableBreaks,
+                               "Enable break points by their numbers, or all of them.", {"enable"},
+                               completeBreak);
+static WordCommand BreakDisable("break-disable", {}, disableBreaks,
+                                "Disable break points by their numbers, or all of them.",
+                                {"disable"}, completeBreak);
+static WordCommand BreakIgnore("break-ignore", {}, setIgnore,
+                               "Have a break point ignore so many hits: its number and the count.",
+                               {"ignore"}, completeBreak);

@@ -86,6 +86,11 @@ std::optional<uint64_t> CpuView::physical(uint64_t Address) const {
   return Flags & 1 ? std::nullopt : std::optional(Pa);
 }
 
+void *CpuView::memorySpace() const {
+  const orvy_Propref Space = orvy_getPropref(Cpu, "memorySpace");
+  return Space.Typ == ovTY_IfaceRef ? static_cast<const orvy_IfaceRef *>(Space.Ptr)->Obj : nullptr;
+}
+
 uint32_t CpuView::windowOf(unsigned Distance) const {
   return (orvy_sparcGetPsr(Cpu) % 32 + Distance) % orvy_sparcGetWindowCount(Cpu);
 }
@@ -206,9 +211,7 @@ Program *programIn(const std::string &Path, const debugging::Ctxt &Context) {
 /// first, until it returns true. The memory counts as the processor's if the object is, too, what
 /// its property "memorySpace" refers to.
 template <typename Taker> Program *findProgram(const CpuView &At, Taker Take) {
-  const orvy_Propref Space = orvy_getPropref(At.cpu(), "memorySpace");
-  const void *Memory =
-      Space.Typ == ovTY_IfaceRef ? static_cast<const orvy_IfaceRef *>(Space.Ptr)->Obj : nullptr;
+  const void *Memory = At.memorySpace();
   auto &All = debugging::Manager::getDebuggingManager();
   for (const bool IsCurrent : {true, false})
     for (const auto &[Path, Context] : All.getAll()) {

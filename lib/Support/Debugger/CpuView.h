@@ -32,6 +32,9 @@ public:
   /// The physical address; nothing if there is no translation.
   std::optional<uint64_t> physical(uint64_t Address) const;
 
+  /// The memory space of its physical addresses; null if it has none.
+  void *memorySpace() const;
+
   /// A register by its DWARF number as seen from a window, counted from the present one.
   std::optional<uint64_t> readRegister(unsigned Number, unsigned Window) const;
   bool writeRegister(unsigned Number, unsigned Window, uint64_t Value) const;

@@ -1,5 +1,7 @@
 // The commands that show the calls a processor is in, and choose one of them.
 
+#include "Base/ListingGuard.h"
+#include "Debugger/AddressNames.h"
 #include "Debugger/Selection.h"
 #include "Debugger/SourceExpression.h"
 #include "Debugger/ValueText.h"
@@ -68,7 +70,7 @@ int printBacktrace(Command &Cmd, Interpreter *) {
   const bool IsFull = isOn(Cmd, "full");
   Backtrace Trace{CpuView(Cpu)};
   unsigned Level = 0;
-  for (; Level < Count; ++Level) {
+  for (; Level < Count && !ListingGuard::isInterrupted(); ++Level) {
     if (!Trace.frame(Level))
       break;
     Stopped In(Cpu, Level);
@@ -179,8 +181,9 @@ int showArguments(Command &Cmd, Interpreter *) {
   return 0;
 }
 
-Command SelectCpu("select-cpu", {}, chooseCpu,
-                  "Show the processors, and choose the one that debug commands work on.", {"cpu"});
+WordCommand SelectCpu("select-cpu", {}, chooseCpu,
+                      "Show the processors, and choose the one that debug commands work on.",
+                      {"cpu"}, completeCpu);
 
 Command BacktraceCommand("backtrace",
                          {cpuOption(),

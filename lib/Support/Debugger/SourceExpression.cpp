@@ -56,6 +56,7 @@ struct SourceExpression::Node {
   std::vector<std::unique_ptr<Node>> Operands;
 
   Value evaluate(Stopped &In) const;
+  uint64_t address(Stopped &In) const;
 
 private:
   Value operand(size_t Index, Stopped &In) const { return Operands[Index]->evaluate(In); }
@@ -364,6 +365,21 @@ Value Node::evaluate(Stopped &In) const {
     return repeat(In);
   }
   fail("expression of an unknown kind");
+}
+
+/// Whether a value is a variable that stands for its own address where an address is asked for.
+static bool isOwnAddress(const Value &V) {
+  return V.place() == Value::Place::Memory && V.type().stripped().Kind != TypeKind::Pointer;
+}
+
+uint64_t Node::address(Stopped &In) const {
+  const bool IsSum = Kind == NodeKind::Binary && (Text == "+" || Text == "-");
+  if (IsSum && isOwnAddress(operand(0, In))) {
+    const uint64_t Distance = operand(1, In).bits(In);
+    return (Operands[0]->address(In) + (Text == "-" ? 0 - Distance : Distance)) & UINT32_MAX;
+  }
+  const Value V = evaluate(In);
+  return isOwnAddress(V) ? V.address() : debugger::addressOf(V, In);
 }
 
 Value Node::unary(Stopped &In) const {
@@ -1049,4 +1065,8 @@ SourceExpression &SourceExpression::operator=(SourceExpression &&) noexcept = de
 
 Value SourceExpression::evaluate(Stopped &In) const {
   return Root->evaluate(In);
+}
+
+uint64_t SourceExpression::address(Stopped &In) const {
+  return Root->address(In);
 }

@@ -54,6 +54,10 @@ public:
 
   /// Throws EvaluationError for what cannot be evaluated.
   Value evaluate(Stopped &In) const;
+  /// The address that it means where one is asked for, as for an assembler: a variable or function
+  /// means its own, with a distance in bytes, as "counter+4"; a pointer, a register and any number
+  /// that is computed otherwise means its value.
+  uint64_t address(Stopped &In) const;
   /// The type of its value, or the one that it names.
   const Type &type(Stopped &In) const;
   const std::string &text() const { return Text; }

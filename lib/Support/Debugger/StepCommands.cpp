@@ -2,6 +2,7 @@
 
 #include "Base/HexText.h"
 #include "CommandLine/TextCommands.h"
+#include "Debugger/AddressNames.h"
 #include "Debugger/Places.h"
 #include "Debugger/RunControl.h"
 #include "Debugger/Selection.h"
@@ -316,6 +317,8 @@ Command Finish("finish", {cpuOption(), expectOption()}, finishFunction,
 } // namespace
 
 static TextCommand Until("until", {cpuOption(), expectOption()}, runUntil,
-                         "Go on to a line further down, out of a loop; or to a place.", {"u"});
+                         "Go on to a line further down, out of a loop; or to a place.", {"u"},
+                         completePlace);
 static TextCommand Advance("advance", {cpuOption(), expectOption()}, advanceTo,
-                           "Run to a place: a function, 'main.c:41', '41', '+3', '*0x40001234'.");
+                           "Run to a place: a function, 'main.c:41', '41', '+3', '*0x40001234'.",
+                           {}, completePlace);

@@ -2,6 +2,7 @@
 
 #include "Base/HexText.h"
 #include "CommandLine/TextCommands.h"
+#include "Debugger/AddressNames.h"
 #include "Debugger/Selection.h"
 #include "Debugger/SourceExpression.h"
 #include "Debugger/ValueText.h"
@@ -85,7 +86,7 @@ int showSymbol(Command &Cmd, Interpreter *) {
   return evaluating([&] {
     Stopped In(Cpu, selectedLevel(Cpu));
     const SourceExpression Expression(Text, In);
-    outs() << addressText(In.target(), addressOf(Expression.evaluate(In), In)) << "\n";
+    outs() << addressText(In.target(), Expression.address(In)) << "\n";
     return 0;
   });
 }
@@ -152,13 +153,14 @@ static TextCommand PrintVar(
     "'/x' and its like say. An assignment changes variables, registers and memory.\n"
     "Registers are $pc, $sp, $o0, properties of objects @uart0.status, variables of another\n"
     "file motor.c::limit, arrays first@count.",
-    {"p"});
+    {"p"}, completeExpression);
 static TextCommand PrintType("print-type", {cpuOption()}, printType,
                              "Show a type, or that of an expression, with its members.",
-                             {"ptype", "whatis"});
+                             {"ptype", "whatis"}, completeExpression);
 static TextCommand
     InfoSymbol("info-symbol", {cpuOption()}, showSymbol,
-               "Show which symbol and which line of the source an address belongs to.", {"symbol"});
+               "Show which symbol and which line of the source an address belongs to.", {"symbol"},
+               completeExpression);
 static Command ListGlobals("list-globals", {cpuOption()}, listGlobals,
                            "List the variables outside of functions whose names contain a text.",
                            {"globals"});

@@ -1,7 +1,9 @@
 // The commands that show source, instructions, memory and registers.
 
 #include "Base/HexText.h"
+#include "Base/ListingGuard.h"
 #include "CommandLine/TextCommands.h"
+#include "Debugger/AddressNames.h"
 #include "Debugger/Places.h"
 #include "Debugger/RunControl.h"
 #include "Debugger/Selection.h"
@@ -139,7 +141,8 @@ int listCode(Command &Cmd, Interpreter *) {
     }
     const bool WithSource = isOn(Cmd, "source");
     uint32_t Line = 0;
-    for (uint64_t Index = 0; Index < std::min(Count, MaxInstructions); ++Index) {
+    Count = std::min(Count, MaxInstructions);
+    for (uint64_t Index = 0; Index < Count && !ListingGuard::isInterrupted(); ++Index) {
       const uint64_t Address = Start + 4 * Index;
       Program *Code = WithSource ? programAt(In.target(), Address) : nullptr;
       if (const source::SourcePlace Place = Code ? Code->placeOf(Address) : source::SourcePlace();
@@ -196,15 +199,12 @@ int dumpMemory(Command &Cmd, Interpreter *) {
       const SourceExpression Expression(Text, In);
       const Value Found = Expression.evaluate(In);
       // A variable is shown as it lies in memory, a number is an address.
-      const bool IsPlace =
-          Found.place() == Value::Place::Memory &&
-          (Found.type().isAggregate() || Found.type().stripped().Kind == TypeKind::Array);
-      Address = IsPlace ? Found.address() : addressOf(Found, In);
-      if (IsPlace && Length == 0)
+      Address = Expression.address(In);
+      if (Length == 0 && Found.place() == Value::Place::Memory && Address == Found.address())
         Length = Found.type().size();
     }
     Length = std::min(Length ? Length : DumpedBytes, MaxDumped);
-    for (uint64_t Done = 0; Done < Length; Done += 16)
+    for (uint64_t Done = 0; Done < Length && !ListingGuard::isInterrupted(); Done += 16)
       dumpLine(In.target(), Address + Done, std::min<uint64_t>(Length - Done, 16));
     NextDump = Address + Length;
     return 0;
@@ -255,18 +255,18 @@ Command ShowRegisters("show-registers", {cpuOption()}, showRegisters,
 static TextCommand
     ListSource("list-source", {cpuOption()}, listSource,
                "List the source around the selected frame, or around a place; again to go on.",
-               {"list", "l"});
+               {"list", "l"}, completePlace);
 static TextCommand
     ListCode("list-code",
              {cpuOption(),
               {"count", OK_Int, false, "Instructions, 10 if omitted; all of a function"},
               {"source", OK_Int, false, "Set to 1 to show the source between"}},
              listCode, "Disassemble with symbols, from the pc on or from a place; again to go on.",
-             {"code"});
+             {"code"}, completePlace);
 static TextCommand
     DumpMemory("memory-dump",
                {cpuOption(), inBytes("length", "Bytes, those of the variable or 64 if omitted")},
                dumpMemory,
                "Show memory in target order with its characters: that of a variable or from an "
                "address on, as 'dump $sp'; again to go on.",
-               {"dump"});
+               {"dump"}, completeExpression);

@@ -154,7 +154,7 @@ static Command SetBreakPoint("experimental-debug-break",
                              {contextOption(),
                               {"cpu", OK_Object, false, "CPU (for relative breakpoints)"},
                               {"loc", OK_String, false, "Breakpoint location"},
-                              {"addr", OK_Int, false, "Breakpoint address"}},
+                              atAddress("addr", false, "Breakpoint address")},
                              setBreakPoint, "");
 
 // Changing break points.
@@ -218,7 +218,7 @@ static int simulateBreak(Command &Cmd, Interpreter *) {
 static Command SimulateBreakPoint("experimental-debug-simulate-break",
                                   {contextOption(),
                                    {"cpu", OK_Object, true, "CPU triggering the break"},
-                                   {"addr", OK_Int, true, "Breakpoint address"}},
+                                   atAddress("addr", true, "Breakpoint address")},
                                   simulateBreak, "");
 
 static Command AutoResume(

@@ -104,7 +104,7 @@ static int listSource(Command &Cmd, Interpreter *) {
 
 static Command ListSource("experimental-debug-list-source",
                           {{"cpu", OK_Object, false, "CPU whose PC will be used to list source"},
-                           {"addr", OK_Int, false, "Address to list source around"},
+                           atAddress("addr", false, "Address to list source around"),
                            {"lines", OK_Int, false, "Lines around address (default 5)"}},
                           listSource, "");
 

@@ -143,39 +143,44 @@ void Program::indexCode() {
   std::ranges::stable_sort(Code, {}, [](const CodeRange &C) { return C.Range.Low; });
 }
 
+void Program::indexFunction(DebugInfoEntry &Entry) {
+  const std::vector<AddressRange> Ranges = rangesOf(Entry);
+  for (const AddressRange &Range : Ranges)
+    if (Range.Low != 0) // a linker that drops a function leaves it at address 0
+      Code.push_back({Range, &Entry});
+  const char *Name = Ranges.empty() || Ranges.front().Low == 0 ? nullptr : nameOf(Entry);
+  if (Name) {
+    Functions.emplace(Name, &Entry);
+    AllFunctions.push_back(&Entry);
+  }
+}
+
+void Program::indexVariable(DebugInfoEntry &Entry) {
+  DebugInfoEntry *Parent = Entry.getParent();
+  const uint64_t In = Parent ? Parent->getTag() : 0;
+  const bool IsOutside =
+      In == DW_TAG_compile_unit || In == DW_TAG_partial_unit || In == DW_TAG_namespace;
+  if (!IsOutside || (!Entry.find(DW_AT_location) && !Entry.find(DW_AT_const_value)))
+    return;
+  if (const char *Name = nameOf(Entry)) {
+    Globals.emplace(Name, &Entry);
+    AllGlobals.push_back(&Entry);
+  }
+}
+
 void Program::indexUnit(CompilationUnit &Unit) {
-  for (DebugInfoEntry *Entry : Unit.getDIEList()) {
-    const uint64_t Tag = Entry->getTag();
-    switch (Tag) {
-    case DW_TAG_subprogram: {
-      const std::vector<AddressRange> Ranges = rangesOf(*Entry);
-      for (const AddressRange &Range : Ranges)
-        if (Range.Low != 0) // a linker that drops a function leaves it at address 0
-          Code.push_back({Range, Entry});
-      const char *Name = Ranges.empty() || Ranges.front().Low == 0 ? nullptr : nameOf(*Entry);
-      if (Name) {
-        Functions.emplace(Name, Entry);
-        AllFunctions.push_back(Entry);
-      }
+  for (DebugInfoEntry *Entry : Unit.getDIEList())
+    switch (Entry->getTag()) {
+    case DW_TAG_subprogram:
+      indexFunction(*Entry);
       break;
-    }
     case DW_TAG_inlined_subroutine:
       if (const char *Name = nameOf(*Entry))
         Inlined.emplace(Name, Entry);
       break;
-    case DW_TAG_variable: {
-      DebugInfoEntry *Parent = Entry->getParent();
-      const uint64_t In = Parent ? Parent->getTag() : 0;
-      const bool IsOutside =
-          In == DW_TAG_compile_unit || In == DW_TAG_partial_unit || In == DW_TAG_namespace;
-      if (!IsOutside || (!Entry->find(DW_AT_location) && !Entry->find(DW_AT_const_value)))
-        break;
-      if (const char *Name = nameOf(*Entry)) {
-        Globals.emplace(Name, Entry);
-        AllGlobals.push_back(Entry);
-      }
+    case DW_TAG_variable:
+      indexVariable(*Entry);
       break;
-    }
     case DW_TAG_enumerator:
       if (const char *Name = nameOf(*Entry))
         Enumerators.emplace(Name, Entry);
@@ -192,7 +197,6 @@ void Program::indexUnit(CompilationUnit &Unit) {
     default:
       break;
     }
-  }
 }
 
 DebugInfoEntry *Program::functionAt(uint64_t Address) {
@@ -265,6 +269,26 @@ DebugInfoEntry *Program::enumeratorNamed(std::string_view Name) {
   indexCode();
   const auto Found = Enumerators.find(Name);
   return Found == Enumerators.end() ? nullptr : Found->second;
+}
+
+std::set<std::string> Program::namesFrom(std::string_view Beginning, bool IsOfCode) {
+  indexCode();
+  std::set<std::string> Found;
+  const auto Add = [&](const auto &Names, auto IsWanted) {
+    for (auto Next = Names.lower_bound(Beginning);
+         Next != Names.end() && Next->first.starts_with(Beginning); ++Next)
+      if (IsWanted(Next->second))
+        Found.emplace(Next->first);
+  };
+  const auto Always = [](auto) { return true; };
+  Add(ByName, [&](size_t Index) { return !IsOfCode || Symbols[Index].IsFunction; });
+  Add(Functions, Always);
+  Add(Inlined, Always);
+  if (!IsOfCode) {
+    Add(Globals, Always);
+    Add(Enumerators, Always);
+  }
+  return Found;
 }
 
 const std::vector<DebugInfoEntry *> &Program::allGlobals() {
@@ -364,33 +388,37 @@ AddressRange Program::lineRange(uint64_t Address) {
   return {Low->Address, High->Address};
 }
 
-std::vector<std::string> Program::filesNamed(const std::string &Name) {
+std::set<std::string> Program::allFiles() {
   indexLines();
-  std::vector<std::string> Found;
+  std::set<std::string> Files;
   for (const auto &[Offset, Table] : Tables)
     if (Table)
-      for (const std::string &File : Table->getFiles())
-        if (endsInParts(File, Name))
-          Found.push_back(File);
-  std::ranges::sort(Found);
-  Found.erase(std::unique(Found.begin(), Found.end()), Found.end());
+      Files.insert(Table->getFiles().begin(), Table->getFiles().end());
+  return Files;
+}
+
+std::vector<std::string> Program::filesNamed(const std::string &Name) {
+  std::vector<std::string> Found;
+  for (const std::string &File : allFiles())
+    if (endsInParts(File, Name))
+      Found.push_back(File);
   return Found;
 }
 
-/// Adds the first address of the line in each function, and each place where one is inlined, of a
-/// sequence.
-void Program::addPlaces(const LineRange &In, const std::string &File, uint32_t Line,
-                        std::map<DebugInfoEntry *, LinePlace> &Places) {
-  const std::vector<LineRow> &Rows = In.Table->getRows();
-  for (uint32_t Index = In.Sequence->First; Index + 1 < In.Sequence->End; ++Index) {
-    const LineRow &Row = Rows[Index];
-    if (Row.Line != Line || !Row.IsStatement || Row.File >= In.Table->getFiles().size() ||
-        In.Table->getFiles()[Row.File] != File || Rows[Index + 1].Address == Row.Address)
-      continue;
-    const auto [Place, IsNew] = Places.try_emplace(
-        instanceAt(Row.Address), LinePlace{Row.Address, &In.Table->getFiles()[Row.File], Line});
-    if (!IsNew && Row.Address < Place->second.Address)
-      Place->second.Address = Row.Address;
+/// Calls Take with each row that is a statement of a file, and the one after it.
+template <typename Taker> void Program::forEachRow(const std::string &File, Taker Take) const {
+  std::map<const LineTable *, std::vector<bool>> Wanted; // the numbers of the file in each table
+  for (const auto &[Offset, Table] : Tables)
+    if (Table)
+      for (const std::string &Each : Table->getFiles())
+        Wanted[Table.get()].push_back(Each == File);
+  for (const LineRange &In : Lines) {
+    const std::vector<bool> &IsWanted = Wanted[In.Table];
+    const std::vector<LineRow> &Rows = In.Table->getRows();
+    for (uint32_t Index = In.Sequence->First; Index + 1 < In.Sequence->End; ++Index)
+      if (const LineRow &Row = Rows[Index];
+          Row.IsStatement && Row.File < IsWanted.size() && IsWanted[Row.File])
+        Take(In, Row, Rows[Index + 1]);
   }
 }
 
@@ -398,19 +426,20 @@ std::vector<LinePlace> Program::placesOfLine(const std::string &File, uint32_t L
   indexLines();
   // The line itself, else the next one that has code.
   uint32_t Best = UINT32_MAX;
-  for (const LineRange &In : Lines) {
-    const std::vector<LineRow> &Rows = In.Table->getRows();
-    for (uint32_t Index = In.Sequence->First; Index + 1 < In.Sequence->End; ++Index) {
-      const LineRow &Row = Rows[Index];
-      if (Row.Line >= Line && Row.Line < Best && Row.IsStatement &&
-          Row.File < In.Table->getFiles().size() && In.Table->getFiles()[Row.File] == File)
-        Best = Row.Line;
-    }
-  }
+  forEachRow(File, [&](const LineRange &, const LineRow &Row, const LineRow &) {
+    if (Row.Line >= Line)
+      Best = std::min<uint32_t>(Best, Row.Line);
+  });
+  // Its first address in each function, and in each place where one is inlined.
   std::map<DebugInfoEntry *, LinePlace> ByInstance;
-  if (Best != UINT32_MAX)
-    for (const LineRange &In : Lines)
-      addPlaces(In, File, Best, ByInstance);
+  forEachRow(File, [&](const LineRange &In, const LineRow &Row, const LineRow &Next) {
+    if (Row.Line != Best || Next.Address == Row.Address)
+      return;
+    const auto [Place, IsNew] = ByInstance.try_emplace(
+        instanceAt(Row.Address), LinePlace{Row.Address, &In.Table->getFiles()[Row.File], Best});
+    if (!IsNew && Row.Address < Place->second.Address)
+      Place->second.Address = Row.Address;
+  });
   std::vector<LinePlace> Places;
   for (const auto &[Instance, Place] : ByInstance) {
     Places.push_back(Place);

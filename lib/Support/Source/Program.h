@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -93,6 +94,8 @@ public:
   AddressRange lineRange(uint64_t Address);
   /// The paths that a file name means: those that end in it, by whole parts.
   std::vector<std::string> filesNamed(const std::string &Name);
+  /// All paths.
+  std::set<std::string> allFiles();
   /// Where the code of a line begins, in every function and every place where it is inlined; that
   /// of the next line with code if it has none, which the places tell.
   std::vector<LinePlace> placesOfLine(const std::string &File, uint32_t Line);
@@ -105,6 +108,8 @@ public:
   DebugInfoEntry *typeNamed(std::string_view Name, uint64_t Tag);
   /// The enumerator of a name, of any enumeration outside of functions; null if there is none.
   DebugInfoEntry *enumeratorNamed(std::string_view Name);
+  /// The names of functions, or of anything, that begin like this.
+  std::set<std::string> namesFrom(std::string_view Beginning, bool IsOfCode);
   /// All variables outside of functions, and all functions, in the order of the units.
   const std::vector<DebugInfoEntry *> &allGlobals();
   const std::vector<DebugInfoEntry *> &allFunctions();
@@ -128,11 +133,12 @@ private:
   void readFrames();
   void indexCode();
   void indexUnit(dwarf::CompilationUnit &Unit);
+  void indexFunction(DebugInfoEntry &Entry);
+  void indexVariable(DebugInfoEntry &Entry);
   void indexLines();
   const LineRow *rowAt(uint64_t Address, const LineRange **In = nullptr);
   DebugInfoEntry *instanceAt(uint64_t Address);
-  void addPlaces(const LineRange &In, const std::string &File, uint32_t Line,
-                 std::map<DebugInfoEntry *, LinePlace> &Places);
+  template <typename Taker> void forEachRow(const std::string &File, Taker Take) const;
 
   std::string Path;
   std::unique_ptr<dwarf::DebugInfo> Info;
