@@ -40,16 +40,15 @@ size_t startOfChain(std::string_view Text) {
   unsigned Open = 0; // brackets
   while (Start > 0) {
     const char C = Text[Start - 1];
+    const bool IsArrow = C == '>' && Start > 1 && Text[Start - 2] == '-';
+    const bool IsOfName = cl::isLetterOrDigit(C) || std::string_view("_$@.:").find(C) != Text.npos;
+    if (Open == 0 && C != ']' && !IsArrow && !IsOfName)
+      break;
     if (C == ']')
       ++Open;
-    else if (C == '[' && Open-- == 0)
-      break;
-    else if (C == '>' && Start > 1 && Text[Start - 2] == '-')
-      --Start;
-    else if (Open == 0 && !cl::isLetterOrDigit(C) &&
-             std::string_view("_$@.:[").find(C) == std::string_view::npos)
-      break;
-    --Start;
+    else if (C == '[')
+      --Open;
+    Start -= IsArrow ? 2 : 1;
   }
   return Start;
 }
