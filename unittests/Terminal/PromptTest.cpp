@@ -227,11 +227,12 @@ TEST_F(PromptTest, ControlCDropsTheLine) {
 
 #ifdef ORVY_HAS_PYTHON
 TEST_F(PromptTest, ControlCInterruptsPython) {
-  Terminal User(Home.path());
-  User.expect(Prompt);
-  // The output tells that the text runs: an earlier ^C would drop the line.
+  // The output tells that the text runs: an earlier ^C would drop the line, and one too many that of
+  // the next text.
   for (const char *Text : {R"(! print("be" "gun", flush=True); all(True for _ in iter(int, 1)))",
                            R"(! import orvy; print("be" "gun", flush=True); orvy.run(1e7))"}) {
+    Terminal User(Home.path());
+    User.expect(Prompt);
     User.enter(Text);
     User.expect("begun");
     User.pressUntil(Terminal::CtrlC, "KeyboardInterrupt");

@@ -11,6 +11,7 @@
 #define ORVY_SUPPORT_ORVY_H
 
 #include "orvy/Support/AsyncEvents.h"
+#include "orvy/Support/Breaks.h"
 #include "orvy/Support/Checkpoint.h"
 #include "orvy/Support/Clock.h"
 #include "orvy/Support/CommandLineOptions.h"

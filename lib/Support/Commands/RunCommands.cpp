@@ -5,6 +5,7 @@
 #include "CommandLine/Handlers.h"
 #include "Commands/RunReport.h"
 #include "Debugger/InterruptGuard.h"
+#include "Debugger/Polling.h"
 #include "Debugger/RunControl.h"
 #include "Debugger/Selection.h"
 #include "Debugger/StopReport.h"
@@ -22,7 +23,7 @@
 
 using namespace orvy;
 using namespace orvy::cl;
-using orvy::debugger::BreakTable;
+using orvy::debugger::Polling;
 using orvy::debugger::RunWatch;
 using orvy::debugger::StopKind;
 
@@ -84,30 +85,6 @@ int advance(Span Run, uint64_t Slice, Position At, Time Cycles, Advance Go) {
   }
   return 0;
 }
-
-/// What a part of a run is followed by where registers or properties are watched: they are compared
-/// between instructions.
-class Polling {
-public:
-  Polling() : IsOn(BreakTable::get().needsPolling()) {
-    if (IsOn)
-      BreakTable::get().startPolling();
-  }
-  explicit operator bool() const { return IsOn; }
-  /// The length of a part.
-  uint64_t slice(uint64_t Wanted) const { return IsOn ? 1 : Wanted; }
-  /// Calls Go for the part of a processor, and returns its exit reason or that of a watch point.
-  template <typename Advance> int check(void *Cpu, Advance Go) const {
-    if (!IsOn)
-      return Go();
-    const uint64_t Pc = Cpu ? debugger::CpuView(Cpu).pc() : 0;
-    const int Reason = Go();
-    return BreakTable::get().poll(Cpu, Pc) && Reason == 0 ? int{ovCER_Break} : Reason;
-  }
-
-private:
-  bool IsOn;
-};
 
 /// Warns once if a run or step executes no instruction: immediately if a processor is halted, and
 /// after a second of simulated time if the processors may just be waiting.

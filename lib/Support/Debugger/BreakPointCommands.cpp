@@ -3,8 +3,7 @@
 #include "Base/HexText.h"
 #include "CommandLine/TextCommands.h"
 #include "Debugger/AddressNames.h"
-#include "Debugger/BreakTable.h"
-#include "Debugger/Places.h"
+#include "Debugger/BreakMaking.h"
 #include "Debugger/Selection.h"
 #include "Objsys/ObjectKinds.h"
 
@@ -18,8 +17,6 @@ using namespace orvy::cl;
 using namespace orvy::debugger;
 
 namespace {
-
-constexpr uint64_t MaxWatched = 1 << 20; // bytes
 
 std::string trimmed(std::string_view Text) {
   const size_t First = Text.find_first_not_of(" \t");
@@ -42,37 +39,6 @@ Conditional splitCondition(const std::string &Text) {
       return {trimmed(Text.substr(0, At)), trimmed(Text.substr(At + 2))};
   }
   return {trimmed(Text), {}};
-}
-
-/// The memory space of a processor's addresses.
-std::string spaceOf(const CpuView &At) {
-  void *Space = At.memorySpace();
-  const char *Name = Space ? orvy_nameForObject(Space) : nullptr;
-  if (!Name)
-    throw EvaluationError(std::string("'") + At.name() +
-                          "' has no memory space that could be watched");
-  return Name;
-}
-
-BreakPlace hooked(const CpuView &At, uint64_t Address, uint64_t Length, uint32_t Attrs,
-                  std::string Text) {
-  const auto Pa = At.physical(Address);
-  if (!Pa)
-    throw EvaluationError("address 0x" + hexText(Address, 8) + " has no translation");
-  return {Address, Length, std::move(Text), {spaceOf(At), *Pa, Length, Attrs}};
-}
-
-/// Takes the options that all kinds of break points have.
-void takeOptions(UserBreak &Made, const Command &Cmd, const std::string &Condition, Stopped &In) {
-  Made.IsOnce = Made.IsOnce || isOn(Cmd, "once");
-  Made.Ignore = given<unsigned long>(Cmd, "ignore").value_or(0);
-  if (const auto Cpu = given<void *>(Cmd, "cpu"))
-    Made.Cpu = orvy_nameForObject(*Cpu);
-  Made.Subject = In.target().name();
-  if (!Condition.empty()) {
-    Made.ConditionText = Condition;
-    Made.Condition = std::make_unique<SourceExpression>(Condition, In);
-  }
 }
 
 const char *nameOf(BreakKind Kind) {
@@ -110,77 +76,22 @@ void describe(const UserBreak &Of) {
   }
 }
 
-int setBreak(Command &Cmd, bool IsOnce) {
+/// Adds what Make makes of the text and the options of a command.
+template <typename Maker> int setBreak(Command &Cmd, Maker Make) {
   void *Cpu = requireCpu(Cmd);
   if (!Cpu)
     return 1;
-  const std::string Text = givenText(Cmd);
-  const Conditional Given = splitCondition(Text);
+  const auto [What, Condition] = splitCondition(givenText(Cmd));
+  const auto OnlyCpu = given<void *>(Cmd, "cpu");
+  const BreakRequest Asked{What,
+                           Condition,
+                           OnlyCpu ? orvy_nameForObject(*OnlyCpu) : "",
+                           isOn(Cmd, "once"),
+                           given<unsigned long>(Cmd, "ignore").value_or(0),
+                           given<unsigned long>(Cmd, "length")};
   return evaluating([&] {
     Stopped In(Cpu, selectedLevel(Cpu));
-    auto Made = std::make_unique<UserBreak>();
-    Made->IsOnce = IsOnce;
-    for (const CodePlace &Each : placesOf(Given.What, In))
-      Made->Places.push_back(hooked(In.target(), Each.Address, 1, ovMA_FetchHook, Each.Text));
-    Made->Asked = Given.What.empty() ? Made->Places.front().Text : Given.What;
-    // The names of the condition mean what they mean where it is evaluated.
-    takeOptions(*Made, Cmd, Given.Condition, In);
-    describe(BreakTable::get().add(std::move(Made)));
-    return 0;
-  });
-}
-
-/// What a text of a watch point means: an address and length, or something to be polled.
-void findWatched(UserBreak &Made, const std::string &Text, const Command &Cmd, Stopped &In,
-                 uint32_t Attrs) {
-  Made.Asked = Text;
-  SourceExpression Expression(Text, In);
-  Value Watched = Expression.evaluate(In);
-  const bool HasLength = Cmd.getOptions().size() > 0 && given<unsigned long>(Cmd, "length");
-  if (Watched.place() != Value::Place::Memory && !HasLength) {
-    if (Text.find('$') == Text.npos && Text.find('@') == Text.npos)
-      throw EvaluationError("'" + Text +
-                            "' is not in memory; give an address with 'length', a variable, a "
-                            "register as '$o0' or a property as '@uart0.status'");
-    if (Made.Kind == BreakKind::Read || Made.Kind == BreakKind::Access)
-      throw EvaluationError("reads of a register or a property cannot be watched");
-    Made.Kind = BreakKind::Polled;
-    Made.Watched = std::make_unique<SourceExpression>(std::move(Expression));
-    return;
-  }
-  const bool IsPlace = Watched.place() == Value::Place::Memory && !HasLength;
-  const uint64_t Address = IsPlace ? Watched.address() : addressOf(Watched, In);
-  const uint64_t Length =
-      IsPlace ? Watched.type().size() : given<unsigned long>(Cmd, "length").value_or(4);
-  if (Length == 0 || Length > MaxWatched)
-    throw EvaluationError("watch points are for 1 to " + std::to_string(MaxWatched) +
-                          " bytes, not " + std::to_string(Length));
-  if (IsPlace) {
-    Made.Shown = &Watched.type();
-    Made.ShownProgram = In.program() ? In.program()->getPath() : "";
-  }
-  Made.Places.push_back(
-      hooked(In.target(), Address, Length, Attrs,
-             Text + (Length > 4 ? " (" + std::to_string(Length) + " bytes)" : "")));
-}
-
-int setWatch(Command &Cmd, BreakKind Kind, uint32_t Attrs) {
-  void *Cpu = requireCpu(Cmd);
-  if (!Cpu)
-    return 1;
-  const Conditional Given = splitCondition(givenText(Cmd));
-  if (Given.What.empty()) {
-    errs() << "nothing to watch; give a variable, an address with 'length', a register as '$o0' or "
-              "a property as '@uart0.status'\n";
-    return 1;
-  }
-  return evaluating([&] {
-    Stopped In(Cpu, selectedLevel(Cpu));
-    auto Made = std::make_unique<UserBreak>();
-    Made->Kind = Kind;
-    findWatched(*Made, Given.What, Cmd, In, Attrs);
-    takeOptions(*Made, Cmd, Given.Condition, In);
-    UserBreak &Added = BreakTable::get().add(std::move(Made));
+    const UserBreak &Added = BreakTable::get().add(Make(Asked, In));
     describe(Added);
     if (Added.Kind == BreakKind::Polled)
       outs() << "note: it is compared between instructions, which makes runs slow\n";
@@ -188,15 +99,31 @@ int setWatch(Command &Cmd, BreakKind Kind, uint32_t Attrs) {
   });
 }
 
+int setCodeBreak(Command &Cmd, Interpreter *) {
+  return setBreak(Cmd, makeBreak);
+}
+
+int setBreakOnce(Command &Cmd, Interpreter *) {
+  return setBreak(Cmd, [](const BreakRequest &Asked, Stopped &In) {
+    auto Made = makeBreak(Asked, In);
+    Made->IsOnce = true;
+    return Made;
+  });
+}
+
+template <BreakKind Kind> int setWatch(Command &Cmd, Interpreter *) {
+  return setBreak(
+      Cmd, [](const BreakRequest &Asked, Stopped &In) { return makeWatch(Asked, Kind, In); });
+}
+
 // Listing and changing.
 
 int listBreaks(Command &, Interpreter *) {
-  const auto &All = BreakTable::get().all();
-  if (All.empty())
-    outs() << "there are no break points\n";
-  for (const auto &[Id, Each] : All) {
+  bool IsEmpty = true;
+  for (const auto &[Id, Each] : BreakTable::get().all()) {
     if (Each->IsHidden)
       continue;
+    IsEmpty = false;
     outs() << Id << "  " << (Each->IsEnabled ? "enabled " : "disabled") << "  "
            << nameOf(Each->Kind) << "  " << Each->Hits << (Each->Hits == 1 ? " hit" : " hits");
     if (Each->IsOnce)
@@ -216,10 +143,14 @@ int listBreaks(Command &, Interpreter *) {
       outs() << "     > " << Text << "\n";
   }
   for (const auto &[Path, Context] : debugging::Manager::getDebuggingManager().getAll())
-    for (const auto &[Addr, Handler] : Context->Breaks.handlers(debugging::BreakPoint::Fetch))
+    for (const auto &[Addr, Handler] : Context->Breaks.handlers(debugging::BreakPoint::Fetch)) {
+      IsEmpty = false;
       outs() << Path << ":" << Handler->Id << "  "
              << (Handler->Action == ovBA_Stop ? "stops " : "resumes") << "  break point @ 0x"
              << hexText(Addr, 8) << " of the context\n";
+    }
+  if (IsEmpty)
+    outs() << "there are no break points\n";
   return 0;
 }
 
@@ -274,21 +205,13 @@ UserBreak *takeBreak(std::string &Text) {
   return Found;
 }
 
-int setCondition(Command &Cmd, Interpreter *) {
+int changeCondition(Command &Cmd, Interpreter *) {
   std::string Text = givenText(Cmd);
   UserBreak *Of = takeBreak(Text);
   if (!Of)
     return 1;
-  if (Text.empty()) {
-    Of->Condition = nullptr;
-    Of->ConditionText.clear();
-    return 0;
-  }
   return evaluating([&] {
-    void *Cpu = orvy_objectForName(Of->Subject.c_str());
-    Stopped In(Cpu ? Cpu : selectedCpu());
-    Of->Condition = std::make_unique<SourceExpression>(Text, In);
-    Of->ConditionText = Text;
+    setCondition(*Of, Text);
     return 0;
   });
 }
@@ -336,42 +259,36 @@ const Option Length = inBytes("length", "Bytes from the address on, 4 if omitted
 
 } // namespace
 
-static TextCommand Break(
-    "break-set", {OnlyCpu, Once, Ignore},
-    [](Command &Cmd, Interpreter *) { return setBreak(Cmd, false); },
-    "Stop before the instruction at a place: a function, 'main.c:41', '41', '+3', "
-    "'*0x40001234'.\n"
-    "'break PLACE if CONDITION' stops only where an expression of C is true.\n"
-    "Without a place it is the present one.",
-    {"break", "b"}, completePlace);
-static TextCommand TemporaryBreak(
-    "break-once", {OnlyCpu, Ignore},
-    [](Command &Cmd, Interpreter *) { return setBreak(Cmd, true); },
-    "Stop once at a place, as 'break PLACE once=1'.", {"tbreak"}, completePlace);
-static TextCommand Watch(
-    "watch-set", {OnlyCpu, Once, Ignore, Length},
-    [](Command &Cmd, Interpreter *) { return setWatch(Cmd, BreakKind::Change, ovMA_WriteHook); },
-    "Stop after an instruction or a device has changed a variable, an address with\n"
-    "'length', a register as '$o0' or a property as '@uart0.status'.\n"
-    "'watch WHAT if CONDITION' stops only where an expression of C is true.",
-    {"watch"}, completeExpression);
-static TextCommand WriteWatch(
-    "watch-write", {OnlyCpu, Once, Ignore, Length},
-    [](Command &Cmd, Interpreter *) { return setWatch(Cmd, BreakKind::Write, ovMA_WriteHook); },
-    "Stop after a write to a variable or an address, also of the same value.", {"wwatch"},
-    completeExpression);
-static TextCommand ReadWatch(
-    "watch-read", {OnlyCpu, Once, Ignore, Length},
-    [](Command &Cmd, Interpreter *) { return setWatch(Cmd, BreakKind::Read, ovMA_ReadHook); },
-    "Stop after a read of a variable or an address.", {"rwatch"}, completeExpression);
-static TextCommand AccessWatch(
-    "watch-access", {OnlyCpu, Once, Ignore, Length},
-    [](Command &Cmd, Interpreter *) {
-      return setWatch(Cmd, BreakKind::Access, ovMA_ReadHook | ovMA_WriteHook);
-    },
-    "Stop after a read of or a write to a variable or an address.", {"awatch"}, completeExpression);
 static TextCommand
-    Condition("break-condition", {}, setCondition,
+    Break("break-set", {OnlyCpu, Once, Ignore}, setCodeBreak,
+          "Stop before the instruction at a place: a function, 'main.c:41', '41', '+3', "
+          "'*0x40001234'.\n"
+          "'break PLACE if CONDITION' stops only where an expression of C is true.\n"
+          "Without a place it is the present one.",
+          {"break", "b"}, completePlace);
+static TextCommand TemporaryBreak("break-once", {OnlyCpu, Ignore}, setBreakOnce,
+                                  "Stop once at a place, as 'break PLACE once=1'.", {"tbreak"},
+                                  completePlace);
+static TextCommand
+    Watch("watch-set", {OnlyCpu, Once, Ignore, Length}, setWatch<BreakKind::Change>,
+          "Stop after an instruction or a device has changed a variable, an address with\n"
+          "'length', a register as '$o0' or a property as '@uart0.status'.\n"
+          "'watch WHAT if CONDITION' stops only where an expression of C is true.",
+          {"watch"}, completeExpression);
+static TextCommand
+    WriteWatch("watch-write", {OnlyCpu, Once, Ignore, Length}, setWatch<BreakKind::Write>,
+               "Stop after a write to a variable or an address, also of the same value.",
+               {"wwatch"}, completeExpression);
+static TextCommand ReadWatch("watch-read", {OnlyCpu, Once, Ignore, Length},
+                             setWatch<BreakKind::Read>,
+                             "Stop after a read of a variable or an address.", {"rwatch"},
+                             completeExpression);
+static TextCommand AccessWatch("watch-access", {OnlyCpu, Once, Ignore, Length},
+                               setWatch<BreakKind::Access>,
+                               "Stop after a read of or a write to a variable or an address.",
+                               {"awatch"}, completeExpression);
+static TextCommand
+    Condition("break-condition", {}, changeCondition,
               "Change the condition of a break point: its number and an expression of C, or\n"
               "nothing to stop always.",
               {"condition"}, completeBreak);

@@ -45,15 +45,12 @@ std::string contentsText(const UserBreak &Of, const std::vector<uint8_t> &Bytes,
   void *Viewer = Cpu ? Cpu : orvy_objectForName(Of.Subject.c_str());
   if (Of.Shown && Viewer && Of.Shown->size() == Bytes.size()) {
     Stopped In(Viewer);
-    // The type belongs to the program, which may have been loaded anew.
-    if (source::Program *Code = In.program(); Code && Code->getPath() == Of.ShownProgram) {
-      ValueFormat Format;
-      Format.NamesType = false;
-      Format.MaxElements = 32;
-      try {
-        return valueText(Value::ofBytes(*Of.Shown, Bytes), In, Format);
-      } catch (const EvaluationError &) {
-      }
+    ValueFormat Format;
+    Format.NamesType = false;
+    Format.MaxElements = 32;
+    try {
+      return valueText(Value::ofBytes(*Of.Shown, Bytes), In, Format);
+    } catch (const EvaluationError &) {
     }
   }
   std::string Text = "0x";
@@ -83,6 +80,21 @@ std::vector<uint8_t> contentsAfter(std::vector<uint8_t> Bytes, uint64_t Address,
 
 } // namespace
 
+/// Keeps what the table has handed out as long as an access is met.
+class BreakTable::Meeting {
+public:
+  explicit Meeting(BreakTable &In) : In(In) { ++In.Meetings; }
+  ~Meeting() {
+    if (--In.Meetings == 0 && !In.IsIndexed)
+      In.index();
+  }
+  Meeting(const Meeting &) = delete;
+  Meeting &operator=(const Meeting &) = delete;
+
+private:
+  BreakTable &In;
+};
+
 BreakTable::BreakTable() {
   debugging::Manager::getDebuggingManager(); // sets the hooks again after a restore
   debugging::setAccessHandler(handle);
@@ -109,11 +121,12 @@ UserBreak *BreakTable::find(uint64_t Id) {
 }
 
 bool BreakTable::remove(uint64_t Id) {
-  UserBreak *Removed = find(Id);
-  if (!Removed)
+  const auto Found = Breaks.find(Id);
+  if (Found == Breaks.end())
     return false;
-  enable(*Removed, false);
-  Breaks.erase(Id);
+  enable(*Found->second, false);
+  Removed.push_back(std::move(Found->second));
+  Breaks.erase(Found);
   index();
   return true;
 }
@@ -135,14 +148,22 @@ void BreakTable::setHooks(const UserBreak &Of, bool IsSet) {
 }
 
 void BreakTable::index() {
+  IsIndexed = Meetings == 0;
+  if (!IsIndexed)
+    return;
   Code.clear();
   Data.clear();
-  for (const auto &[Id, Each] : Breaks)
+  Polled.clear();
+  Removed.clear();
+  for (const auto &[Id, Each] : Breaks) {
+    if (Each->Kind == BreakKind::Polled)
+      Polled.push_back(Each.get());
     for (const BreakPlace &Place : Each->Places)
       if (Each->isWatch())
         Data.emplace_back(Each.get(), &Place);
       else
         Code.emplace(Place.Hook.Address, std::pair(Each.get(), &Place));
+  }
 }
 
 // Hits.
@@ -152,6 +173,7 @@ int BreakTable::handle(void *Space, uint32_t Kind, const orvy_MemTransaction &Mt
 }
 
 int BreakTable::meet(void *Space, uint32_t Kind, const orvy_MemTransaction &Mt) {
+  const Meeting InProgress(*this);
   int Action = ovBA_None;
   if (Kind == ovBK_Fetch) {
     for (auto [At, End] = Code.equal_range(Mt.Pa); At != End; ++At) {
@@ -175,14 +197,16 @@ bool BreakTable::counts(UserBreak &Of, void *Cpu, BreakHit &Found) {
   if (!Of.Cpu.empty() && Of.Cpu != nameOfObject(Cpu))
     return false;
   void *Viewer = Cpu ? Cpu : orvy_objectForName(Of.Subject.c_str());
-  if (Of.Condition && Viewer) {
+  if (const auto Condition = Of.Condition; Condition && Viewer) {
     try {
       Stopped In(Viewer);
-      if (!Of.Condition->evaluate(In).isTrue(In))
+      if (!Condition->evaluate(In).isTrue(In))
         return false;
     } catch (const EvaluationError &Why) {
       Found.Problem = Why.what();
     }
+    if (!Of.IsEnabled) // a property that was read has disabled or removed it
+      return false;
   }
   ++Of.Hits;
   if (Of.Ignore > 0 && Found.Problem.empty()) {
@@ -251,9 +275,7 @@ void BreakTable::begin() {
 // Polling.
 
 bool BreakTable::needsPolling() const {
-  return std::ranges::any_of(Breaks, [](const auto &Each) {
-    return Each.second->Kind == BreakKind::Polled && Each.second->IsEnabled;
-  });
+  return std::ranges::any_of(Polled, &UserBreak::IsEnabled);
 }
 
 static std::string polledText(const UserBreak &Of) {
@@ -262,32 +284,36 @@ static std::string polledText(const UserBreak &Of) {
     return "<its processor has gone>";
   try {
     Stopped In(Cpu);
-    return valueText(Of.Watched->evaluate(In), In);
+    const auto Watched = Of.Watched;
+    return valueText(Watched->evaluate(In), In);
   } catch (const EvaluationError &Why) {
     return std::string("<") + Why.what() + ">";
   }
 }
 
 void BreakTable::startPolling() {
-  for (const auto &[Id, Each] : Breaks)
-    if (Each->Kind == BreakKind::Polled && Each->IsEnabled)
+  const Meeting InProgress(*this);
+  for (UserBreak *Each : Polled)
+    if (Each->IsEnabled)
       Each->LastValue = polledText(*Each);
 }
 
 bool BreakTable::poll(void *Cpu, uint64_t PcBefore) {
+  const Meeting InProgress(*this);
   bool Stops = false;
-  for (const auto &[Id, Each] : Breaks) {
-    if (Each->Kind != BreakKind::Polled || !Each->IsEnabled)
+  for (UserBreak *Each : Polled) {
+    if (!Each->IsEnabled)
       continue;
     std::string Now = polledText(*Each);
     if (Now == Each->LastValue)
       continue;
     const std::string Old = std::exchange(Each->LastValue, Now);
-    BreakHit Found{Id, Each->Kind, nameOfObject(Cpu), Each->Asked, {}, {}};
-    if (!counts(*Each, Cpu, Found))
+    BreakHit Found{Each->Id, Each->Kind, nameOfObject(Cpu), Each->Asked, {}, {}};
+    if (!Each->IsEnabled || !counts(*Each, Cpu, Found))
       continue;
-    Found.Detail = "old " + Old + ", new " + Now + ", after " + nameOfObject(Cpu) + " at " +
-                   addressText(CpuView(Cpu), PcBefore);
+    Found.Detail = "old " + Old + ", new " + Now;
+    if (Cpu)
+      Found.Detail += ", after " + Found.Cpu + " at " + addressText(CpuView(Cpu), PcBefore);
     Hit = std::move(Found);
     Stops = true;
   }

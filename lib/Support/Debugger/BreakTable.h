@@ -43,16 +43,16 @@ struct UserBreak {
   bool IsHidden = false; ///< of a step: not listed
   uint64_t Hits = 0, Ignore = 0;
   std::string ConditionText;
-  std::unique_ptr<SourceExpression> Condition;
-  std::vector<std::string> Commands; ///< run after a stop
+  std::shared_ptr<const SourceExpression> Condition; ///< null without
+  std::vector<std::string> Commands;                 ///< run after a stop
 
   // Of polled ones.
-  std::unique_ptr<SourceExpression> Watched;
+  std::shared_ptr<const SourceExpression> Watched;
   std::string Subject;   ///< processor that evaluates it
   std::string LastValue; ///< as text
 
-  const Type *Shown = nullptr; ///< type of a watched variable; null for plain bytes
-  std::string ShownProgram;    ///< whose type that is
+  const Type *Shown = nullptr;                 ///< type of a watched variable; null for plain bytes
+  std::shared_ptr<source::Program> ShownOwner; ///< of that type
 
   bool isWatch() const { return Kind != BreakKind::Code; }
 };
@@ -67,7 +67,8 @@ struct BreakHit {
   std::string Problem; ///< why the condition could not be evaluated
 };
 
-/// The one table of the process.
+/// The one table of the process. What is asked for while an access is met, by the properties that a
+/// condition reads, may change it at will: what it removes stays until the access is over.
 class BreakTable {
 public:
   static BreakTable &get();
@@ -96,6 +97,8 @@ public:
   bool poll(void *Cpu, uint64_t PcBefore);
 
 private:
+  class Meeting;
+
   BreakTable();
   static int handle(void *Space, uint32_t Kind, const orvy_MemTransaction &Mt);
   int meet(void *Space, uint32_t Kind, const orvy_MemTransaction &Mt);
@@ -110,6 +113,10 @@ private:
   /// Places of code by address, and those of data.
   std::multimap<uint64_t, std::pair<UserBreak *, const BreakPlace *>> Code;
   std::vector<std::pair<UserBreak *, const BreakPlace *>> Data;
+  std::vector<UserBreak *> Polled;
+  std::vector<std::unique_ptr<UserBreak>> Removed; ///< that an access in progress may still use
+  unsigned Meetings = 0;                           ///< accesses in progress
+  bool IsIndexed = true;
   std::optional<BreakHit> Hit;
   uint64_t LastId = 0, LastHidden = UINT64_MAX;
 };

@@ -105,20 +105,24 @@ bool CpuView::holdsWindow(unsigned Window) const {
   return true;
 }
 
-std::optional<uint64_t> CpuView::readRegister(unsigned Number, unsigned Window) const {
+bool CpuView::hasRegister(unsigned Number) const {
   if (!Iface)
+    return false;
+  return Number < GprCount ? Iface->getGpr != nullptr
+         : Number < FprEnd ? Iface->getFpr32 != nullptr
+                           : Number == YRegister && Sparc;
+}
+
+std::optional<uint64_t> CpuView::readRegister(unsigned Number, unsigned Window) const {
+  if (!hasRegister(Number))
     return std::nullopt;
-  if (Number < GprCount) {
-    if (Sparc && Window != 0 && Number >= 8)
-      return orvy_sparcGetWindowedReg(Cpu, windowOf(Window), Number);
-    return Iface->getGpr ? std::optional(Iface->getGpr(Cpu, Number) & UINT32_MAX) : std::nullopt;
-  }
-  if (Number < FprEnd)
-    return Iface->getFpr32 ? std::optional<uint64_t>(Iface->getFpr32(Cpu, Number - GprCount))
-                           : std::nullopt;
-  if (Number == YRegister && Sparc)
+  if (Number == YRegister)
     return orvy_sparcGetY(Cpu);
-  return std::nullopt;
+  if (Number >= GprCount)
+    return Iface->getFpr32(Cpu, Number - GprCount);
+  if (Sparc && Window != 0 && Number >= 8)
+    return orvy_sparcGetWindowedReg(Cpu, windowOf(Window), Number);
+  return Iface->getGpr(Cpu, Number) & UINT32_MAX;
 }
 
 bool CpuView::writeRegister(unsigned Number, unsigned Window, uint64_t Value) const {
@@ -188,19 +192,26 @@ namespace {
 /// What was read of a file, and the context that it was read for.
 struct Loaded {
   uint64_t Context; ///< orvy::debugging::Ctxt::getSerial
-  std::unique_ptr<Program> Code;
+  std::shared_ptr<Program> Code;
 };
 
 std::map<std::string, Loaded> Programs;
+
+/// Forgets the programs whose contexts have gone.
+void forgetOthers() {
+  const auto &All = debugging::Manager::getDebuggingManager();
+  std::erase_if(Programs, [&](const auto &Each) { return !All.find(Each.first); });
+}
 
 Program *programIn(const std::string &Path, const debugging::Ctxt &Context) {
   Loaded &Known = Programs[Path];
   if (Known.Context == Context.getSerial())
     return Known.Code.get();
+  forgetOthers();
   Known.Context = Context.getSerial();
   Known.Code = nullptr;
   try {
-    Known.Code = std::make_unique<Program>(Path);
+    Known.Code = std::make_shared<Program>(Path);
   } catch (const std::exception &Why) {
     orvy_logWarning(nullptr, "'%s' cannot be read any more: %s", Path.c_str(), Why.what());
   }
@@ -235,11 +246,6 @@ source::Program *orvy::debugger::programOf(const CpuView &At) {
   if (Program *Found = programAt(At, At.pc()))
     return Found;
   return findProgram(At, [](Program &) { return true; });
-}
-
-void orvy::debugger::forgetPrograms() {
-  auto &All = debugging::Manager::getDebuggingManager();
-  std::erase_if(Programs, [&](const auto &Each) { return !All.find(Each.first); });
 }
 
 std::string orvy::debugger::addressText(const CpuView &At, uint64_t Address) {

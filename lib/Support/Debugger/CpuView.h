@@ -35,6 +35,8 @@ public:
   /// The memory space of its physical addresses; null if it has none.
   void *memorySpace() const;
 
+  /// Whether it has a register of a DWARF number.
+  bool hasRegister(unsigned Number) const;
   /// A register by its DWARF number as seen from a window, counted from the present one.
   std::optional<uint64_t> readRegister(unsigned Number, unsigned Window) const;
   bool writeRegister(unsigned Number, unsigned Window, uint64_t Value) const;
@@ -62,8 +64,6 @@ private:
 source::Program *programAt(const CpuView &At, uint64_t Address);
 /// The program that names are looked up in: that of the pc, else the current context's.
 source::Program *programOf(const CpuView &At);
-/// Forgets the programs whose contexts have gone.
-void forgetPrograms();
 
 /// An address as "main+8", with its place in the source if there is one; the number alone if
 /// nothing is known of it.

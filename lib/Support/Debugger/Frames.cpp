@@ -71,7 +71,7 @@ Backtrace::Backtrace(const CpuView &Stopped) : At(Stopped) {
   Frame First;
   First.Pc = At.pc();
   for (unsigned Number = 0; Number < Frame::Registers; ++Number)
-    if (At.readRegister(Number, 0))
+    if (At.hasRegister(Number))
       First.Places[Number] = {RegisterPlace::InCpu, static_cast<uint8_t>(Number), 0, 0};
   addFrames(std::move(First));
 }
@@ -111,11 +111,11 @@ void Backtrace::addFrames(Frame Base) {
     Frames.push_back(Base);
     if (!Base.IsInlined)
       return;
-    Base.CallFile = Base.In->fileOf(
+    Base.HasInlined = true;
+    Base.Place.File = Base.In->fileOf(
         Entry, static_cast<uint64_t>(constantOf(Entry, DW_AT_call_file).value_or(0)));
     Base.Place.Line = static_cast<uint32_t>(constantOf(Entry, DW_AT_call_line).value_or(0));
     Base.Place.IsStart = false;
-    Base.Place.File = nullptr; // see CallFile
   }
   Base.Level = static_cast<unsigned>(Frames.size());
   Frames.push_back(Base);

@@ -39,9 +39,8 @@ struct Frame {
 
   source::DebugInfoEntry *Function = nullptr; ///< subprogram, or inlined subroutine; may be null
   source::DebugInfoEntry *Subprogram = nullptr;
-  bool IsInlined = false;
+  bool IsInlined = false, HasInlined = false; ///< it is, or the next inner frame is
   source::SourcePlace Place; ///< of an inlined call's caller: where the call stands
-  std::string CallFile;      ///< what Place.File points to then
 
   /// The address by which its code is looked up.
   uint64_t lookup() const { return IsExact ? Pc : Pc - 1; }

@@ -18,12 +18,35 @@ bool isVariable(DebugInfoEntry &Entry) {
   return Entry.getTag() == DW_TAG_variable || Entry.getTag() == DW_TAG_formal_parameter;
 }
 
+/// What names are looked up in: the function of the selected frame and all around its address.
+struct Scope {
+  DebugInfoEntry *Function = nullptr, *Subprogram = nullptr;
+  const std::vector<DebugInfoEntry *> *All = nullptr;
+};
+
+/// For the innermost frame no frame needs to be made: conditions of break points are evaluated often.
+Scope scopeOf(Stopped &In) {
+  if (!In.isInnermost()) {
+    const Frame &Selected = In.frame();
+    if (!Selected.In || !Selected.Function)
+      return {};
+    return {Selected.Function, Selected.Subprogram, &Selected.In->scopesAt(Selected.lookup())};
+  }
+  const uint64_t Pc = In.target().pc();
+  Program *Code = programAt(In.target(), Pc);
+  if (!Code)
+    return {};
+  const auto &All = Code->scopesAt(Pc);
+  const auto Call = std::find_if(All.rbegin(), All.rend(), [](auto *E) { return isCall(*E); });
+  return {Call == All.rend() ? nullptr : *Call, All.empty() ? nullptr : All.front(), &All};
+}
+
 /// The blocks of the selected function at its pc, the innermost first, and the function.
 std::vector<DebugInfoEntry *> blocksOf(Stopped &In) {
-  const Frame &Selected = In.frame();
-  if (!Selected.In || !Selected.Function)
+  const Scope Selected = scopeOf(In);
+  if (!Selected.Function)
     return {};
-  std::vector<DebugInfoEntry *> Scopes = Selected.In->scopesAt(Selected.lookup());
+  const std::vector<DebugInfoEntry *> &Scopes = *Selected.All;
   // Of what is inlined further in, nothing is seen from here.
   const auto Own = std::ranges::find(Scopes, Selected.Function);
   if (Own == Scopes.end())
@@ -183,8 +206,8 @@ Value orvy::debugger::valueNamed(const std::string &Name, Stopped &In) {
   Program *Code = In.program();
   if (!Code)
     throw EvaluationError("no symbol '" + Name + "': no program is loaded");
-  const Frame &Selected = In.frame();
-  const std::string Unit = Selected.Subprogram ? Code->unitPath(*Selected.Subprogram) : "";
+  DebugInfoEntry *Subprogram = scopeOf(In).Subprogram;
+  const std::string Unit = Subprogram ? Code->unitPath(*Subprogram) : "";
   if (const auto Globals = Code->globalsNamed(Name, Unit); !Globals.empty())
     return valueOf(*Globals.front(), In);
   if (DebugInfoEntry *Function = functionNamed(Name, Unit, *Code))

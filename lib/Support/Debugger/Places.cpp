@@ -39,10 +39,9 @@ Program &requireProgram(Stopped &In) {
 /// The present file and line: of the selected frame.
 std::pair<std::string, uint32_t> present(Stopped &In) {
   const Frame &Selected = In.frame();
-  const std::string File = Selected.Place.File ? *Selected.Place.File : Selected.CallFile;
-  if (File.empty())
+  if (!Selected.Place.File)
     fail("the present place in the source is not known");
-  return {File, Selected.Place.Line};
+  return {*Selected.Place.File, Selected.Place.Line};
 }
 
 std::vector<CodePlace> placesOfLine(const std::string &File, uint32_t Line, Stopped &In) {

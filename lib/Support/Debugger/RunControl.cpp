@@ -65,18 +65,24 @@ void *orvy::debugger::runnableOf(void *Cpu) {
 Stepper::Stepper(void *Cpu)
     : Cpu(Cpu), At(Cpu), Name(orvy_nameForObject(Cpu)), Watch(Cpu, StopKind::Steps) {}
 
+/// Executes one instruction of the processor, the others in time with it.
+int Stepper::stepSystem() {
+  return Polled.check(Cpu, [this] {
+    if (orvy_getProcessorCount() > 1) {
+      const cl::Target<MachineIface> Sim(orvy_objectForName("sim"));
+      const InterruptGuard Guard(Sim);
+      return static_cast<int>(Sim->step(Sim.Obj, static_cast<int>(indexOf(Cpu)), 1));
+    }
+    const InterruptGuard Guard;
+    const cl::Target<CpuIface> Iface(Cpu);
+    return static_cast<int>(Iface->step(Cpu, 1));
+  });
+}
+
 bool Stepper::stepOne() {
   if (Found)
     return false;
-  if (orvy_getProcessorCount() > 1) {
-    const cl::Target<MachineIface> Sim(orvy_objectForName("sim"));
-    const InterruptGuard Guard(Sim);
-    Reason = static_cast<int>(Sim->step(Sim.Obj, static_cast<int>(indexOf(Cpu)), 1));
-  } else {
-    const InterruptGuard Guard;
-    const cl::Target<CpuIface> Iface(Cpu);
-    Reason = static_cast<int>(Iface->step(Cpu, 1));
-  }
+  Reason = stepSystem();
   IsInterrupted = InterruptGuard::isStopped();
   if (orvy_objectForName(Name.c_str()) != Cpu) // it was disposed of
     Reason = ovCER_Halt;
@@ -91,7 +97,7 @@ int Stepper::go() {
   const std::string Runnable = Obj ? orvy_nameForObject(Obj) : "";
   int Last = 0;
   do {
-    Last = Obj ? runPart(Obj) : int{ovCER_Halt};
+    Last = !Obj ? int{ovCER_Halt} : Polled ? stepSystem() : runPart(Obj);
     IsInterrupted = InterruptGuard::isStopped();
     Obj = orvy_objectForName(Runnable.c_str());
   } while (Last == 0 && !IsInterrupted && Obj);

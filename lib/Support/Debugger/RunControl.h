@@ -3,6 +3,7 @@
 #ifndef ORVY_LIB_RUNCONTROL_H
 #define ORVY_LIB_RUNCONTROL_H
 
+#include "Debugger/Polling.h"
 #include "Debugger/StopReport.h"
 
 #include <cstdint>
@@ -41,11 +42,13 @@ public:
 
 private:
   int go();
+  int stepSystem();
 
   void *Cpu;
   CpuView At;
   std::string Name;
   RunWatch Watch;
+  Polling Polled;
   int Reason = 0;
   bool IsInterrupted = false;
   std::optional<Stop> Found;

@@ -92,19 +92,12 @@ std::string orvy::debugger::fileName(const source::SourcePlace &Place) {
   return Place.File ? fs::fileNameComponent(Place.File->c_str()) : std::string();
 }
 
-std::string orvy::debugger::fileName(const Frame &Of) {
-  return Of.Place.File         ? fileName(Of.Place)
-         : Of.CallFile.empty() ? std::string()
-                               : fs::fileNameComponent(Of.CallFile.c_str());
-}
-
 std::string orvy::debugger::frameText(Stopped &In, Backtrace &Trace, const Frame &Of,
                                       bool WithArguments) {
   std::string Text = "#" + std::to_string(Of.Level);
   Text.resize(std::max<size_t>(Text.size() + 1, 4), ' ');
   // The address says nothing where the place in the source does, at the start of a line.
-  const bool IsCallOfInlined = !Of.CallFile.empty();
-  if (!Of.Place.IsStart && !(Of.IsInlined || IsCallOfInlined))
+  if (!Of.Place.IsStart && !Of.IsInlined && !Of.HasInlined)
     Text += "0x" + hexText(Of.Pc, 8) + " in ";
   Text += Trace.functionName(Of) + " (";
   ValueFormat Short;
@@ -123,7 +116,7 @@ std::string orvy::debugger::frameText(Stopped &In, Backtrace &Trace, const Frame
     }
   }
   Text += ")";
-  if (const std::string File = fileName(Of); !File.empty() && Of.Place.Line)
+  if (const std::string File = fileName(Of.Place); !File.empty() && Of.Place.Line)
     Text += " at " + File + ":" + std::to_string(Of.Place.Line);
   return Of.IsTrap ? Text + " <trap handler>" : Text;
 }

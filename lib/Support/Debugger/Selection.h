@@ -61,7 +61,6 @@ std::string frameText(Stopped &In, Backtrace &Trace, const Frame &Of, bool WithA
 
 /// The file name of a place without its directories; empty for no place.
 std::string fileName(const source::SourcePlace &Place);
-std::string fileName(const Frame &Of);
 
 } // namespace orvy::debugger
 

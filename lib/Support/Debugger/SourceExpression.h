@@ -65,8 +65,13 @@ public:
   struct Node;
 
 private:
+  void parse(Stopped &In) const;
+  const Node &root(Stopped &In) const;
+
   std::string Text;
-  std::unique_ptr<Node> Root;
+  Accepts What;
+  mutable std::unique_ptr<Node> Root;
+  mutable std::shared_ptr<source::Program> Owner; ///< of its types; null without debug information
 };
 
 } // namespace orvy::debugger

@@ -75,7 +75,10 @@ bool orvy::debugger::isHalted(void *Cpu) {
   return Halted.Typ == ovTY_U8 && *static_cast<const uint8_t *>(Halted.Ptr) != 0;
 }
 
-RunWatch::RunWatch(void *Obj, StopKind AtEnd) : Name(nameOfObject(Obj)), AtEnd(AtEnd) {
+RunWatch::RunWatch(void *Obj) : Name(nameOfObject(Obj)) {}
+
+RunWatch::RunWatch(void *Obj, StopKind AtEnd) : RunWatch(Obj) {
+  this->AtEnd = AtEnd;
   BreakTable::get().begin();
   for (size_t Index = 0; Index < orvy_getProcessorCount(); ++Index)
     if (void *Cpu = orvy_getProcessors()[Index]; isHalted(Cpu))
@@ -219,6 +222,13 @@ int RunWatch::tell(const Stop &Found, const Command &Cmd) {
     return 0;
   errs() << "expected to stop by '" << *Expected << "', not by '" << Found.word() << "'\n";
   return 1;
+}
+
+const Stop &RunWatch::concludeRun(void *Obj, int Reason) {
+  if (Reason == ovCER_Normal)
+    BreakTable::get().begin(); // a hit would be that of an earlier run
+  Last = RunWatch(Obj).conclude(Reason, false);
+  return Last;
 }
 
 int RunWatch::finish(int Reason, bool IsInterrupted, const Command &Cmd) {

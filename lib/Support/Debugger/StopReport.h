@@ -61,8 +61,11 @@ public:
   /// The same without telling; for the parts of a longer step.
   Stop conclude(int Reason, bool IsInterrupted);
   static int tell(const Stop &Found, const cl::Command &Cmd);
+  /// Concludes a run that was made without this class, and keeps it as the latest stop.
+  static const Stop &concludeRun(void *Obj, int Reason);
 
 private:
+  explicit RunWatch(void *Obj);
   Stop breakStop(const BreakHit &Hit) const;
   void *haltedCpu() const;
   void *currentCpu() const;
@@ -70,7 +73,7 @@ private:
   void place(Stop &Found, void *Cpu) const;
 
   std::string Name; ///< of what is run, which may go
-  StopKind AtEnd;
+  StopKind AtEnd = StopKind::Time;
   std::vector<std::string> HaltedBefore;
 };
 

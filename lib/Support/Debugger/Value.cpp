@@ -72,12 +72,17 @@ source::Program *Stopped::program() {
   if (Level != 0 || Trace || Shared)
     if (Program *In = frame().In)
       return In;
-  return programOf(At);
+  if (!Innermost)
+    Innermost = programOf(At);
+  return *Innermost;
 }
 
 TypeTable &Stopped::types() {
-  Program *In = program();
-  return In ? In->types() : Plain;
+  if (Program *In = program())
+    return In->types();
+  // Expressions without a program keep its types.
+  static TypeTable &Plain = *new TypeTable;
+  return Plain;
 }
 
 // Making values.

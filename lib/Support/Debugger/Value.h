@@ -35,6 +35,8 @@ public:
   void share(Backtrace &Found) { Shared = &Found; }
   /// The selected frame; the innermost if the selected one does not exist.
   Frame &frame();
+  /// Whether the selected frame is the innermost, whose registers are those of the processor.
+  bool isInnermost() const { return Level == 0; }
   source::Program *program();
   source::TypeTable &types();
 
@@ -43,7 +45,7 @@ private:
   unsigned Level;
   std::unique_ptr<Backtrace> Trace;
   Backtrace *Shared = nullptr;
-  source::TypeTable Plain; ///< for programs without debug information
+  std::optional<source::Program *> Innermost; ///< program of the innermost frame, once it is known
 };
 
 class Value {

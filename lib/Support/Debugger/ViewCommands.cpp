@@ -66,7 +66,7 @@ int listSource(Command &Cmd, Interpreter *) {
     uint32_t Line = 0, Marked = 0;
     if (Text.empty()) {
       const Frame &Here = In.frame();
-      File = Here.Place.File ? *Here.Place.File : Here.CallFile;
+      File = Here.Place.File ? *Here.Place.File : "";
       Line = Marked = Here.Place.Line;
     } else {
       const CodePlace Place = placesOf(Text, In).front();

@@ -208,7 +208,14 @@ DebugInfoEntry *Program::functionAt(uint64_t Address) {
   return std::prev(Next)->Entry;
 }
 
-std::vector<DebugInfoEntry *> Program::scopesAt(uint64_t Address) {
+const std::vector<DebugInfoEntry *> &Program::scopesAt(uint64_t Address) {
+  KnownScopes &Known = LastScopes[Address / 4 % LastScopes.size()];
+  if (Known.Address != Address)
+    Known = {Address, findScopes(Address)};
+  return Known.Scopes;
+}
+
+std::vector<DebugInfoEntry *> Program::findScopes(uint64_t Address) {
   std::vector<DebugInfoEntry *> Scopes;
   for (DebugInfoEntry *Inner = functionAt(Address); Inner;) {
     Scopes.push_back(Inner);
@@ -301,16 +308,17 @@ const std::vector<DebugInfoEntry *> &Program::allFunctions() {
   return AllFunctions;
 }
 
-std::string Program::unitPath(DebugInfoEntry &Entry) const {
+const std::string &Program::unitPath(DebugInfoEntry &Entry) {
   DebugInfoEntry *Unit = unitEntryOf(Entry);
-  const char *Name = Unit ? Unit->getName() : nullptr;
+  const auto [Known, IsNew] = UnitPaths.try_emplace(Unit);
+  const char *Name = IsNew && Unit ? Unit->getName() : nullptr;
   if (!Name)
-    return {};
+    return Known->second;
   const auto Dir = Unit->find(DW_AT_comp_dir);
   const char *DirText = Dir ? Dir->getCStr() : nullptr;
   const std::string Whole =
       *Name == '/' || !DirText ? std::string(Name) : std::string(DirText) + "/" + Name;
-  return fs::normalisePath(Whole.c_str());
+  return Known->second = fs::normalisePath(Whole.c_str());
 }
 
 // Lines.
@@ -478,13 +486,13 @@ uint64_t Program::afterPrologue(DebugInfoEntry &Function) {
   return *Entry;
 }
 
-std::string Program::fileOf(DebugInfoEntry &Entry, uint64_t Number) {
+const std::string *Program::fileOf(DebugInfoEntry &Entry, uint64_t Number) {
   indexLines();
   auto *Unit = dynamic_cast<CompilationUnit *>(Entry.getUnit());
   const auto Table =
       Unit ? Tables.find(static_cast<uint64_t>(Unit->getLineNumberOffset())) : Tables.end();
   if (Table == Tables.end() || !Table->second)
-    return {};
+    return nullptr;
   const size_t Index = Table->second->fileOf(Number);
-  return Index == SIZE_MAX ? std::string() : Table->second->getFiles()[Index];
+  return Index == SIZE_MAX ? nullptr : &Table->second->getFiles()[Index];
 }

@@ -10,6 +10,7 @@
 #include "Source/LineTable.h"
 #include "Source/Types.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -52,7 +53,7 @@ struct LinePlace {
   uint32_t Line;
 };
 
-class Program {
+class Program : public std::enable_shared_from_this<Program> {
 public:
   /// Reads an ELF file. Throws std::runtime_error if it cannot be read.
   explicit Program(const std::string &Path);
@@ -82,7 +83,7 @@ public:
   DebugInfoEntry *functionAt(uint64_t Address);
   /// The function and the inlined functions and blocks in it that cover an address, the innermost
   /// last; empty if none does.
-  std::vector<DebugInfoEntry *> scopesAt(uint64_t Address);
+  const std::vector<DebugInfoEntry *> &scopesAt(uint64_t Address);
   /// The functions of a name that have code: those called, then the places where it is inlined.
   std::vector<DebugInfoEntry *> functionsNamed(std::string_view Name);
   /// The address after a function's prologue, where its parameters can be seen.
@@ -114,9 +115,9 @@ public:
   const std::vector<DebugInfoEntry *> &allGlobals();
   const std::vector<DebugInfoEntry *> &allFunctions();
   /// Path of the unit of an entry; empty if it has none.
-  std::string unitPath(DebugInfoEntry &Entry) const;
-  /// The file that an entry refers to by a number; empty if there is none.
-  std::string fileOf(DebugInfoEntry &Entry, uint64_t Number);
+  const std::string &unitPath(DebugInfoEntry &Entry);
+  /// The file that an entry refers to by a number; null if there is none. Lives as long as this.
+  const std::string *fileOf(DebugInfoEntry &Entry, uint64_t Number);
 
 private:
   struct CodeRange {
@@ -128,6 +129,10 @@ private:
     const LineTable *Table;
     const LineSequence *Sequence;
   };
+  struct KnownScopes {
+    uint64_t Address = UINT64_MAX;
+    std::vector<DebugInfoEntry *> Scopes;
+  };
 
   void readSymbols();
   void readFrames();
@@ -137,6 +142,7 @@ private:
   void indexVariable(DebugInfoEntry &Entry);
   void indexLines();
   const LineRow *rowAt(uint64_t Address, const LineRange **In = nullptr);
+  std::vector<DebugInfoEntry *> findScopes(uint64_t Address);
   DebugInfoEntry *instanceAt(uint64_t Address);
   template <typename Taker> void forEachRow(const std::string &File, Taker Take) const;
 
@@ -153,6 +159,9 @@ private:
   std::multimap<std::string_view, DebugInfoEntry *> Functions, Inlined, Globals, NamedTypes,
       Enumerators;
   std::vector<DebugInfoEntry *> AllGlobals, AllFunctions;
+  std::map<DebugInfoEntry *, std::string> UnitPaths; ///< filled as they are asked for
+  /// By address: conditions of break points ask for the same ones again and again.
+  std::array<KnownScopes, 16> LastScopes;
 
   bool HasLines = false;
   std::map<uint64_t, std::unique_ptr<LineTable>> Tables; ///< by offset of the program

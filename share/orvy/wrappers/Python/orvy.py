@@ -23,6 +23,7 @@ import re
 import struct
 import sys
 import traceback
+import typing
 
 _LIBRARY = "libORVYSupport.so"
 
@@ -67,6 +68,35 @@ class _IfaceRef(ctypes.Structure):
     _fields_ = [("Obj", ctypes.c_void_p), ("Iface", ctypes.c_void_p)]
 
 
+class _BreakInfo(ctypes.Structure):
+    _fields_ = [
+        ("Id", ctypes.c_uint64),
+        ("Hits", ctypes.c_uint64),
+        ("Ignore", ctypes.c_uint64),
+        ("Length", ctypes.c_uint64),
+        ("Asked", ctypes.c_char_p),
+        ("Condition", ctypes.c_char_p),
+        ("Cpu", ctypes.c_char_p),
+        ("Kind", ctypes.c_uint32),
+        ("Places", ctypes.c_uint32),
+        ("IsEnabled", ctypes.c_uint8),
+        ("IsOnce", ctypes.c_uint8),
+    ]
+
+
+class _StopInfo(ctypes.Structure):
+    _fields_ = [
+        ("Kind", ctypes.c_uint32),
+        ("BreakId", ctypes.c_uint64),
+        ("Pc", ctypes.c_uint64),
+        ("Seconds", ctypes.c_double),
+        ("Cpu", ctypes.c_char_p),
+        ("Word", ctypes.c_char_p),
+        ("Text", ctypes.c_char_p),
+    ]
+
+
+assert ctypes.sizeof(_BreakInfo) == 72 and ctypes.sizeof(_StopInfo) == 56
 assert ctypes.sizeof(_Propval) == 32 and ctypes.sizeof(_CreateArg) == 40
 
 
@@ -161,6 +191,19 @@ _FUNCTIONS = {
     "orvy_simRunUntil": (ctypes.c_uint32, [_U64_TYPE]),
     "orvy_simIsRunning": (ctypes.c_uint8, []),
     "orvy_simGetTime": (_U64_TYPE, []),
+    "orvy_breakSet": (_U64_TYPE, [_OBJECT, _TEXT, _TEXT]),
+    "orvy_watchSet": (_U64_TYPE, [_OBJECT, _TEXT, ctypes.c_uint32, _U64_TYPE, _TEXT]),
+    "orvy_breakDelete": (ctypes.c_int, [_U64_TYPE]),
+    "orvy_breakEnable": (ctypes.c_int, [_U64_TYPE, ctypes.c_int]),
+    "orvy_breakSetOnce": (ctypes.c_int, [_U64_TYPE, ctypes.c_int]),
+    "orvy_breakSetIgnore": (ctypes.c_int, [_U64_TYPE, _U64_TYPE]),
+    "orvy_breakSetCondition": (ctypes.c_int, [_U64_TYPE, _TEXT]),
+    "orvy_breakSetCpu": (ctypes.c_int, [_U64_TYPE, _OBJECT]),
+    "orvy_breakGet": (ctypes.c_int, [_U64_TYPE, ctypes.POINTER(_BreakInfo)]),
+    "orvy_breakGetPlace": (_TEXT, [_U64_TYPE, ctypes.c_uint32, ctypes.POINTER(_U64_TYPE)]),
+    "orvy_breakNext": (_U64_TYPE, [_U64_TYPE]),
+    "orvy_stopConclude": (None, [_OBJECT, ctypes.c_uint32, ctypes.POINTER(_StopInfo)]),
+    "orvy_stopGetLast": (ctypes.c_int, [ctypes.POINTER(_StopInfo)]),
     "orvy_errorMark": (_U64_TYPE, []),
     "orvy_errorsSince": (ctypes.c_size_t, [_U64_TYPE, ctypes.c_char_p, ctypes.c_size_t]),
     "orvy_execCommand": (ctypes.c_int, [_TEXT]),
@@ -484,7 +527,7 @@ class _Reached:
 
 
 def run(seconds):
-    """Runs the machine for a time of its own. Returns the ExitReason. The machine runs in whole quanta:
+    """Runs the machine for a time of its own. Returns the ExitReason; last_stop() tells more. The machine runs in whole quanta:
     the processors stand at the end of the one in which the time lies, and the rest counts for the next
     run, so that runs add up."""
     if not (math.isfinite(seconds) and seconds >= 0):
@@ -495,6 +538,7 @@ def run(seconds):
     if end * _NANOS > _END_OF_TIME:
         raise Error(f"cannot run for {seconds} s: simulated time ends after {_END_OF_TIME / _NANOS:g} s")
     reason = ExitReason(_lib.orvy_simRunUntil(round(end * _NANOS)))
+    _lib.orvy_stopConclude(_lib.orvy_objectForName(b"sim"), reason, None)
     if reason == ExitReason.NORMAL:
         _Reached.secs = end  # a run that was stopped is not there, which the next one finds out
     return reason
@@ -503,6 +547,181 @@ def run(seconds):
 def time():
     """The simulated time in seconds: where the last run was to end, or where it stopped."""
     return float(_Reached.get())
+
+
+# Break and watch points
+
+
+class Stop(typing.NamedTuple):
+    """Why, where and when a run ended."""
+
+    reason: str  # "break", "watch", "halt", "time", "steps", "interrupt" or "stop"
+    cpu: typing.Optional[str]  # name of the processor concerned
+    pc: int
+    seconds: float  # simulated time
+    break_id: int  # 0 if it was not a break point
+    text: str  # as the prompt shows it
+
+
+def last_stop():
+    """How the latest run ended; None if there was none."""
+    info = _StopInfo()
+    if _lib.orvy_stopGetLast(info) != 0:
+        return None
+    return Stop(_text(info.Word), _text(info.Cpu), info.Pc, info.Seconds, info.BreakId, _text(info.Text))
+
+
+def _text(data):
+    return None if data is None else os.fsdecode(data)
+
+
+def _data(text):
+    return None if text is None else os.fsencode(text)
+
+
+class Break:
+    """A break or watch point, by its number. Its use raises Error when it has gone."""
+
+    KINDS = ("code", "write", "change", "read", "access", "polled")
+
+    def __init__(self, number):
+        self.id = number
+
+    def _info(self):
+        info = _BreakInfo()
+        self._done(_lib.orvy_breakGet(self.id, info))
+        return info
+
+    def _done(self, result):
+        if result != 0:
+            raise Error(f"there is no break point {self.id}")
+
+    @property
+    def exists(self):
+        return _lib.orvy_breakGet(self.id, _BreakInfo()) == 0
+
+    @property
+    def kind(self):
+        """'code', or what is watched for: 'write', 'change', 'read', 'access', 'polled'."""
+        return self.KINDS[self._info().Kind]
+
+    @property
+    def what(self):
+        """The place or expression as it was given."""
+        return _text(self._info().Asked)
+
+    @property
+    def places(self):
+        """Pairs of address and text of where it waits."""
+        found = []
+        for index in range(self._info().Places):
+            address = _U64_TYPE()
+            text = _lib.orvy_breakGetPlace(self.id, index, address)
+            found.append((address.value, _text(text)))
+        return found
+
+    @property
+    def hits(self):
+        return self._info().Hits
+
+    @property
+    def enabled(self):
+        return bool(self._info().IsEnabled)
+
+    @enabled.setter
+    def enabled(self, value):
+        self._done(_lib.orvy_breakEnable(self.id, bool(value)))
+
+    @property
+    def once(self):
+        """Whether it goes when it has stopped a run."""
+        return bool(self._info().IsOnce)
+
+    @once.setter
+    def once(self, value):
+        self._done(_lib.orvy_breakSetOnce(self.id, bool(value)))
+
+    @property
+    def ignore(self):
+        """How many further hits do not stop."""
+        return self._info().Ignore
+
+    @ignore.setter
+    def ignore(self, count):
+        if not 0 <= count < 1 << 64:
+            raise Error(f"{count} is not a number of hits")
+        self._done(_lib.orvy_breakSetIgnore(self.id, count))
+
+    @property
+    def condition(self):
+        return _text(self._info().Condition)
+
+    @condition.setter
+    def condition(self, text):
+        mark = _lib.orvy_errorMark()
+        if _lib.orvy_breakSetCondition(self.id, _data(text)) != 0:
+            raise _failure(f"cannot change the condition of break point {self.id}", mark)
+
+    @property
+    def cpu(self):
+        """Name of the only processor that counts; None for all. Takes the processor itself too."""
+        return _text(self._info().Cpu)
+
+    @cpu.setter
+    def cpu(self, cpu):
+        mark = _lib.orvy_errorMark()
+        if _lib.orvy_breakSetCpu(self.id, _handle(cpu)) != 0:
+            raise _failure(f"cannot change the processor of break point {self.id}", mark)
+
+    def delete(self):
+        self._done(_lib.orvy_breakDelete(self.id))
+
+    def __eq__(self, other):
+        return isinstance(other, Break) and self.id == other.id
+
+    def __hash__(self):
+        return hash(self.id)
+
+    def __repr__(self):
+        return f"<break point {self.id} at {self.what}>" if self.exists else f"<no break point {self.id}>"
+
+
+def _new_break(number, what, mark, options):
+    if number == 0:
+        raise _failure(f"cannot stop at '{what}'", mark)
+    made = Break(number)
+    for name, value in options.items():
+        setattr(made, name, value)
+    return made
+
+
+def set_break(place=None, condition=None, *, cpu=None, **options):
+    """Sets a break point at a function, "main.c:41", "*0x40001234"; at the present place without. Names
+    are those of the program of cpu, the selected processor if omitted. Options are properties of
+    Break: once, ignore, enabled, cpu."""
+    mark = _lib.orvy_errorMark()
+    number = _lib.orvy_breakSet(_handle(cpu), _data(place), _data(condition))
+    return _new_break(number, place, mark, options)
+
+
+def set_watch(what, kind="change", *, length=0, condition=None, cpu=None, **options):
+    """Sets a watch point for a kind of access, "write", "change", "read" or "access", to a variable, or
+    to length bytes at an address. Otherwise as set_break. Registers and properties can be watched for
+    changes, by the commands that run and step alone."""
+    if kind not in Break.KINDS[1:5]:
+        raise Error(f"'{kind}' is not a kind of watch point")
+    mark = _lib.orvy_errorMark()
+    number = _lib.orvy_watchSet(_handle(cpu), _data(str(what)), Break.KINDS.index(kind), length, _data(condition))
+    return _new_break(number, what, mark, options)
+
+
+def breaks():
+    """All break and watch points."""
+    found, number = [], _lib.orvy_breakNext(0)
+    while number:
+        found.append(Break(number))
+        number = _lib.orvy_breakNext(number)
+    return found
 
 
 # Commands
