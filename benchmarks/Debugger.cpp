@@ -122,7 +122,7 @@ const int Rows[] = {
                    falseCondition("ackermann", "$o0 == 99999"),
                    falseCondition("ackermann", nullptr)),
     bench::compare("call with a false condition on a parameter", {1, 2000},
-                   falseCondition("ackermann", "M == 99999"), falseCondition("ackermann", nullptr)),
+                   falseCondition("mix", "Value == 123454321"), falseCondition("mix", nullptr)),
     bench::compare("call with a false condition on a variable", {1, 2000},
                    falseCondition("ackermann", "Failures == 99999"),
                    falseCondition("ackermann", nullptr)),

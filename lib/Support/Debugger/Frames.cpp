@@ -73,7 +73,7 @@ Backtrace::Backtrace(const CpuView &Stopped) : At(Stopped) {
   for (unsigned Number = 0; Number < Frame::Registers; ++Number)
     if (At.hasRegister(Number))
       First.Places[Number] = {RegisterPlace::InCpu, static_cast<uint8_t>(Number), 0, 0};
-  addFrames(std::move(First));
+  addFrames(First);
 }
 
 Frame *Backtrace::frame(unsigned Level) {
@@ -92,7 +92,7 @@ void Backtrace::addFrames(Frame Base) {
     if (hasLeftWindow(Base)) {
       HasLeftWindow = true;
       Base.Cfa = readRegister(Base, Sp);
-    } else if (const auto Row = Base.In->frames().rowAt(Base.lookup())) {
+    } else if (const auto &Row = Base.In->frames().rowAt(Base.lookup())) {
       FrameContext Context(*this, Base);
       if (!Row->CfaExpression.empty())
         Base.Cfa = evaluateNumber(Row->CfaExpression, nullptr, Context);
@@ -145,7 +145,7 @@ bool Backtrace::findNext() {
   if (functionName(Inner) == "main" || !unwind(Inner, Outer) || isEnd(Inner, Outer))
     return false;
   IsComplete = false;
-  addFrames(std::move(Outer));
+  addFrames(Outer);
   return true;
 }
 
@@ -191,7 +191,7 @@ bool Backtrace::unwind(const Frame &Inner, Frame &Outer) {
     Outer.Places = Inner.Places;
     return enterCaller(Inner, readRegister(Inner, O7).value_or(0), Outer);
   }
-  if (const auto Row = Inner.In->frames().rowAt(Inner.lookup()))
+  if (const auto &Row = Inner.In->frames().rowAt(Inner.lookup()))
     return unwindByRules(Inner, *Row, Outer);
   if (At.isSparc())
     return unwindByWindows(Inner, Outer);

@@ -14,10 +14,6 @@ using namespace orvy::dwarf;
 
 namespace {
 
-bool isVariable(DebugInfoEntry &Entry) {
-  return Entry.getTag() == DW_TAG_variable || Entry.getTag() == DW_TAG_formal_parameter;
-}
-
 /// What names are looked up in: the function of the selected frame and all around its address.
 struct Scope {
   DebugInfoEntry *Function = nullptr, *Subprogram = nullptr;
@@ -64,17 +60,15 @@ template <typename Taker> void forEachVariable(DebugInfoEntry &Block, Taker Take
         Take(Name, *Child);
 }
 
-DebugInfoEntry *localNamed(std::string_view Name, Stopped &In) {
-  for (DebugInfoEntry *Block : blocksOf(In)) {
-    DebugInfoEntry *Found = nullptr;
-    forEachVariable(*Block, [&](std::string_view Each, DebugInfoEntry &Entry) {
-      // A declaration refers to a variable outside of functions.
-      if (Each == Name && !Found && !flagOf(Entry, DW_AT_declaration))
-        Found = &Entry;
-    });
-    if (Found)
-      return Found;
+DebugInfoEntry *localNamed(const std::string &Name, Stopped &In) {
+  if (In.isInnermost()) {
+    const uint64_t Pc = In.target().pc();
+    Program *Code = programAt(In.target(), Pc);
+    return Code ? Code->localAt(Pc, Name) : nullptr;
   }
+  for (DebugInfoEntry *Block : blocksOf(In))
+    if (DebugInfoEntry *Found = variableIn(*Block, Name))
+      return Found;
   return nullptr;
 }
 

@@ -433,7 +433,14 @@ bool CallFrames::Machine::step() {
   }
 }
 
-std::optional<FrameRow> CallFrames::rowAt(uint64_t Address) const try {
+const std::optional<FrameRow> &CallFrames::rowAt(uint64_t Address) {
+  KnownRow &Known = LastRows[Address / 4 % LastRows.size()];
+  if (Known.Address != Address)
+    Known = {Address, findRow(Address)};
+  return Known.Row;
+}
+
+std::optional<FrameRow> CallFrames::findRow(uint64_t Address) const try {
   auto Above = std::ranges::upper_bound(Functions, Address, {},
                                         [](const Function &F) { return F.Range.Low; });
   if (Above == Functions.begin())

@@ -54,7 +54,7 @@ public:
   CallFrames(std::vector<uint8_t> DebugFrame, std::vector<uint8_t> EhFrame, uint64_t EhAddress);
 
   /// The rules at an address; nothing if there are none, or they cannot be read.
-  std::optional<FrameRow> rowAt(uint64_t Address) const;
+  const std::optional<FrameRow> &rowAt(uint64_t Address);
   bool empty() const { return Functions.empty(); }
 
 private:
@@ -80,11 +80,20 @@ private:
     Bytes Instructions;
   };
 
+  /// Of one of the addresses that were asked for last: conditions of break points and recursive calls
+  /// ask for the same ones again and again.
+  struct KnownRow {
+    uint64_t Address = UINT64_MAX;
+    std::optional<FrameRow> Row;
+  };
+
+  std::optional<FrameRow> findRow(uint64_t Address) const;
   void read(const std::vector<uint8_t> &Section, bool IsEh, uint64_t Address);
 
   std::vector<uint8_t> DebugFrame, EhFrame;
   std::vector<Common> Commons;
   std::vector<Function> Functions; ///< by low address
+  std::array<KnownRow, 16> LastRows;
 };
 
 } // namespace orvy::source

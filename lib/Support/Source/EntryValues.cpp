@@ -343,6 +343,20 @@ bool orvy::source::isCall(DebugInfoEntry &Scope) {
          (Scope.getTag() == DW_TAG_inlined_subroutine && Scope.find(DW_AT_call_line));
 }
 
+bool orvy::source::isVariable(DebugInfoEntry &Entry) {
+  return Entry.getTag() == DW_TAG_variable || Entry.getTag() == DW_TAG_formal_parameter;
+}
+
+DebugInfoEntry *orvy::source::variableIn(DebugInfoEntry &Block, std::string_view Name) {
+  for (auto *Child = Block.getFirstChild(); Child && !Child->isNull(); Child = Child->getNext()) {
+    const char *Each = isVariable(*Child) ? nameOf(*Child) : nullptr;
+    // A declaration refers to a variable outside of functions.
+    if (Each && Name == Each && !flagOf(*Child, DW_AT_declaration))
+      return Child;
+  }
+  return nullptr;
+}
+
 DebugInfoEntry *orvy::source::unitEntryOf(DebugInfoEntry &Entry) {
   return firstEntry(*Entry.getUnit());
 }

@@ -57,6 +57,10 @@ Bytes blockOf(const dwarf::Attribute &Value);
 
 /// Whether a scope is a call of its own: a function, or one inlined of which it is known from where.
 bool isCall(DebugInfoEntry &Scope);
+/// Whether an entry is that of a variable or a parameter.
+bool isVariable(DebugInfoEntry &Entry);
+/// The variable or parameter of a name that is defined directly in a block; null if there is none.
+DebugInfoEntry *variableIn(DebugInfoEntry &Block, std::string_view Name);
 
 /// The unit's first entry.
 DebugInfoEntry *unitEntryOf(DebugInfoEntry &Entry);

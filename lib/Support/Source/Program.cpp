@@ -208,11 +208,22 @@ DebugInfoEntry *Program::functionAt(uint64_t Address) {
   return std::prev(Next)->Entry;
 }
 
-const std::vector<DebugInfoEntry *> &Program::scopesAt(uint64_t Address) {
+Program::KnownScopes &Program::knownAt(uint64_t Address) {
   KnownScopes &Known = LastScopes[Address / 4 % LastScopes.size()];
   if (Known.Address != Address)
-    Known = {Address, findScopes(Address)};
-  return Known.Scopes;
+    Known = {Address, findScopes(Address), {}};
+  return Known;
+}
+
+DebugInfoEntry *Program::localAt(uint64_t Address, const std::string &Name) {
+  KnownScopes &Known = knownAt(Address);
+  const auto [At, IsNew] = Known.Locals.try_emplace(Name, nullptr);
+  for (auto Scope = Known.Scopes.rbegin(); IsNew && Scope != Known.Scopes.rend(); ++Scope) {
+    At->second = variableIn(**Scope, Name);
+    if (At->second || isCall(**Scope))
+      break;
+  }
+  return At->second;
 }
 
 std::vector<DebugInfoEntry *> Program::findScopes(uint64_t Address) {

@@ -65,7 +65,7 @@ public:
   /// Whether the file has debug information that can be read.
   bool hasDebugInfo() const { return Info != nullptr; }
   TypeTable &types() { return Types; }
-  const CallFrames &frames() const { return *Frames; }
+  CallFrames &frames() { return *Frames; }
 
   // Symbols.
 
@@ -83,7 +83,10 @@ public:
   DebugInfoEntry *functionAt(uint64_t Address);
   /// The function and the inlined functions and blocks in it that cover an address, the innermost
   /// last; empty if none does.
-  const std::vector<DebugInfoEntry *> &scopesAt(uint64_t Address);
+  const std::vector<DebugInfoEntry *> &scopesAt(uint64_t Address) { return knownAt(Address).Scopes; }
+  /// The variable or parameter of a name that the innermost function at an address sees; null if
+  /// there is none.
+  DebugInfoEntry *localAt(uint64_t Address, const std::string &Name);
   /// The functions of a name that have code: those called, then the places where it is inlined.
   std::vector<DebugInfoEntry *> functionsNamed(std::string_view Name);
   /// The address after a function's prologue, where its parameters can be seen.
@@ -132,6 +135,7 @@ private:
   struct KnownScopes {
     uint64_t Address = UINT64_MAX;
     std::vector<DebugInfoEntry *> Scopes;
+    std::map<std::string, DebugInfoEntry *> Locals; ///< that were asked for; null for none
   };
 
   void readSymbols();
@@ -142,6 +146,7 @@ private:
   void indexVariable(DebugInfoEntry &Entry);
   void indexLines();
   const LineRow *rowAt(uint64_t Address, const LineRange **In = nullptr);
+  KnownScopes &knownAt(uint64_t Address);
   std::vector<DebugInfoEntry *> findScopes(uint64_t Address);
   DebugInfoEntry *instanceAt(uint64_t Address);
   template <typename Taker> void forEachRow(const std::string &File, Taker Take) const;
