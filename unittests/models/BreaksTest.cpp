@@ -144,10 +144,10 @@ public:
 
   Meddler() {
     orvy_Class *Cls = orvy_registerClass(
-        "Meddler", [](const char *, int, const orvy_CreateArg *) -> void * { return new orvy_Object{}; },
+        "Meddler",
+        [](const char *, int, const orvy_CreateArg *) -> void * { return new orvy_Object{}; },
         [](void *Obj) { delete static_cast<orvy_Object *>(Obj); });
-    orvy_addPseudoProperty(
-        Cls, "value", ovTY_U32, 1, nullptr, read, nullptr, read, "");
+    orvy_addPseudoProperty(Cls, "value", ovTY_U32, 1, nullptr, read, nullptr, read, "");
     orvy_createObject("Meddler", "meddler", nullptr);
   }
 

@@ -353,6 +353,10 @@ std::optional<uint64_t> FrameContext::frameBase() {
 
 /// Looks for what the caller passed, at its call site.
 std::optional<uint64_t> FrameContext::entryValue(Bytes Expression) {
+  constexpr unsigned MaxCalls =
+      64; // whose values at entry are those that their callers had at entry
+  if (Calls >= MaxCalls)
+    return std::nullopt;
   Frame *Caller = &In;
   do
     Caller = Of.frame(Caller->Level + 1);
@@ -378,7 +382,7 @@ std::optional<uint64_t> FrameContext::entryValue(Bytes Expression) {
       LocationText Passed = locationOf(*Child, DW_AT_call_value, 0);
       if (!Passed.IsThere)
         Passed = locationOf(*Child, DW_AT_GNU_call_site_value, 0);
-      FrameContext InCaller(Of, *Caller);
+      FrameContext InCaller(Of, *Caller, Calls + 1);
       return Passed.IsThere ? evaluateNumber(Passed.Expression, Child, InCaller) : std::nullopt;
     }
   }

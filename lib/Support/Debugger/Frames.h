@@ -87,7 +87,8 @@ private:
 /// What expressions read in a frame.
 class FrameContext : public source::ExpressionContext {
 public:
-  FrameContext(Backtrace &Of, Frame &In) : Of(Of), In(In) {}
+  /// @param Calls how many calls further in what is asked for was asked for
+  FrameContext(Backtrace &Of, Frame &In, unsigned Calls = 0) : Of(Of), In(In), Calls(Calls) {}
   std::optional<uint64_t> readRegister(uint64_t Number) override;
   bool readMemory(uint64_t Address, uint8_t *Into, size_t Length) override;
   std::optional<uint64_t> callFrameAddress() override { return In.Cfa; }
@@ -97,6 +98,7 @@ public:
 private:
   Backtrace &Of;
   Frame &In;
+  const unsigned Calls;
   unsigned Depth = 0;
 };
 

@@ -125,6 +125,49 @@ Value Value::optimisedOut(const Type &T) {
   return V;
 }
 
+/// The bytes that a piece gives for so many of a value; fewer, or more, if that is what it holds.
+static std::vector<uint8_t> contentsOf(const Piece &P, uint64_t Count, Stopped &In) {
+  std::vector<uint8_t> Found;
+  switch (P.Is) {
+  case Piece::Memory:
+    Found.resize(Count);
+    if (!In.target().read(P.Where, Found.data(), Count))
+      Found.clear();
+    break;
+  case Piece::Contents:
+    return P.Contained;
+  case Piece::Register:
+    // A value wider than a register goes on in the next one.
+    for (uint64_t Number = P.Where; Found.size() < std::max(Count, RegisterBytes); ++Number) {
+      const auto Held = In.backtrace().readRegister(In.frame(), static_cast<unsigned>(Number));
+      if (!Held)
+        break;
+      Found.resize(Found.size() + RegisterBytes);
+      storeBigEndian(Found.data() + Found.size() - RegisterBytes, RegisterBytes, *Held);
+    }
+    break;
+  case Piece::ImplicitPointer:
+    Found.assign(Count, 0);
+    break;
+  default:
+    break;
+  }
+  return Found;
+}
+
+/// Puts what a piece gave at its place: the least significant bytes where there are more than needed.
+/// Fewer are a number that was computed in less.
+void Value::takePiece(const std::vector<uint8_t> &From, uint64_t At, uint64_t Count) {
+  if (From.empty())
+    return;
+  const uint64_t Skip = From.size() > Count ? From.size() - Count : 0;
+  const uint64_t Missing = Count > From.size() ? Count - From.size() : 0;
+  for (uint64_t Index = Missing; Index < Count; ++Index)
+    Contents[At + Index] = From[Index - Missing + Skip];
+  for (uint64_t Index = 0; Index < Count; ++Index)
+    LostBytes[At + Index] = false;
+}
+
 Value Value::fromLocation(const Type &T, const Location &Where, Stopped &In) {
   if (!Where.Problem.empty()) {
     Value V = optimisedOut(T);
@@ -137,57 +180,26 @@ Value Value::fromLocation(const Type &T, const Location &Where, Stopped &In) {
   if (Pieces.size() == 1 && Pieces[0].Is == Piece::OptimisedOut)
     return optimisedOut(T);
   requireSize(T);
+  const uint64_t Size = T.size();
   Value V;
   V.T = &T;
   V.Is = Place::Pieces;
   V.Pieces = Pieces;
-  V.Contents.assign(T.size(), 0);
-  V.LostBytes.assign(T.size(), true);
+  V.Contents.assign(Size, 0);
+  V.LostBytes.assign(Size, true);
   V.IsRead = true;
   uint64_t At = 0;
-  const uint64_t Size = T.size();
   for (const Piece &P : Pieces) {
     if (P.Bits % 8 != 0 || P.BitOffset % 8 != 0) {
       V.Problem = "pieces of single bits are not supported";
       break;
     }
-    const uint64_t Bytes = P.Bits ? P.Bits / 8 : Size;
-    const uint64_t Count = std::min(Bytes, Size - std::min(At, Size));
-    std::vector<uint8_t> From;
-    if (P.Is == Piece::Memory) {
-      From.resize(Count);
-      if (!In.target().read(P.Where, From.data(), Count))
-        From.clear();
-    } else if (P.Is == Piece::Contents) {
-      From = P.Contained;
-    } else if (P.Is == Piece::Register) {
-      // A value wider than a register goes on in the next one.
-      for (uint64_t Number = P.Where; From.size() < std::max(Count, RegisterBytes); ++Number) {
-        const auto Held = In.backtrace().readRegister(In.frame(), static_cast<unsigned>(Number));
-        if (!Held)
-          break;
-        From.resize(From.size() + RegisterBytes);
-        storeBigEndian(From.data() + From.size() - RegisterBytes, RegisterBytes, *Held);
-      }
-    } else if (P.Is == Piece::ImplicitPointer) {
-      V.IsSynthetic = true;
-      From.assign(Count, 0);
-    }
-    // The least significant bytes count where there are more than needed.
-    const uint64_t Skip = From.size() > Count ? From.size() - Count : 0;
-    for (uint64_t Index = 0; Index < Count && Index + Skip < From.size(); ++Index) {
-      // Fewer bytes than needed are a number that was computed in less.
-      const uint64_t Missing = Count > From.size() ? Count - From.size() : 0;
-      V.Contents[At + Missing + Index] = From[Index + Skip];
-      V.LostBytes[At + Missing + Index] = false;
-    }
-    if (!From.empty() && From.size() < Count)
-      for (uint64_t Index = 0; Index < Count - From.size(); ++Index)
-        V.LostBytes[At + Index] = false;
+    const uint64_t Count = std::min(P.Bits ? P.Bits / 8 : Size, Size - At);
+    V.takePiece(contentsOf(P, Count, In), At, Count);
+    V.IsSynthetic = V.IsSynthetic || P.Is == Piece::ImplicitPointer;
     At += Count;
   }
-  if (std::ranges::count(V.LostBytes, true) == static_cast<std::ptrdiff_t>(Size) && Size != 0)
-    V.IsLost = true;
+  V.IsLost = Size != 0 && std::ranges::find(V.LostBytes, false) == V.LostBytes.end();
   return V;
 }
 
@@ -339,60 +351,65 @@ Value Value::cast(const Type &To, Stopped &In) const {
 
 // Storing.
 
+/// The bytes of a value as this one would hold it.
+std::vector<uint8_t> Value::converted(const Value &From, Stopped &In) const {
+  const auto isWhole = [](const Type &Of) {
+    return Of.stripped().isAggregate() || Of.stripped().Kind == TypeKind::Array;
+  };
+  if (!isWhole(*T))
+    return From.cast(*T, In).bytes(In);
+  if (From.type().size() != T->size() || !isWhole(From.type()))
+    fail("cannot assign " + From.type().text() + " to " + T->text());
+  return From.bytes(In);
+}
+
+/// Its bytes with a bit field in them set to a number.
+std::vector<uint8_t> Value::withBits(uint64_t Bits, Stopped &In) const {
+  std::vector<uint8_t> New = bytes(In);
+  for (uint64_t Index = 0; Index < BitSize; ++Index) {
+    const uint64_t Bit = BitOffset + Index;
+    const auto Mask = static_cast<uint8_t>(1u << (7 - Bit % 8));
+    const bool IsSet = Bits >> (BitSize - 1 - Index) & 1;
+    New[Bit / 8] = static_cast<uint8_t>(IsSet ? New[Bit / 8] | Mask : New[Bit / 8] & ~Mask);
+  }
+  return New;
+}
+
+/// Stores a byte of a piece.
+void Value::storeByte(const Piece &P, uint64_t Offset, uint8_t Byte, Stopped &In) const {
+  if (P.Is == Piece::Memory) {
+    if (!In.target().write(P.Where + Offset, &Byte, 1))
+      fail("cannot write memory at address 0x" + hexText(P.Where, 1));
+    return;
+  }
+  if (P.Is != Piece::Register)
+    fail("the value has no place that could be written");
+  // A value narrower than the register is in its least significant bytes.
+  const uint64_t Size = P.Bits ? P.Bits / 8 : Contents.size() + PieceOffset;
+  const uint64_t Place = Offset + (Size < RegisterBytes ? RegisterBytes - Size : 0);
+  const auto Number = static_cast<unsigned>(P.Where + Place / RegisterBytes);
+  const auto Old = In.backtrace().readRegister(In.frame(), Number);
+  const uint64_t Shift = 8 * (RegisterBytes - 1 - Place % RegisterBytes);
+  const uint64_t Word = (Old.value_or(0) & ~(uint64_t{0xff} << Shift)) | uint64_t{Byte} << Shift;
+  if (!Old || !In.backtrace().writeRegister(In.frame(), Number, Word))
+    fail("the register of the value cannot be written in this frame");
+}
+
 void Value::assign(const Value &From, Stopped &In) {
-  const Type &Under = T->stripped();
-  std::vector<uint8_t> New;
-  if (Under.isAggregate() || Under.Kind == TypeKind::Array) {
-    if (From.type().size() != T->size() ||
-        (!From.type().stripped().isAggregate() && From.type().stripped().Kind != TypeKind::Array))
-      fail("cannot assign " + From.type().text() + " to " + T->text());
-    New = From.bytes(In);
-  } else {
-    New = From.cast(*T, In).bytes(In);
-  }
-  if (BitSize != 0) {
-    const uint64_t Bits = bigEndian(New.data(), New.size());
-    New = bytes(In);
-    for (uint64_t Index = 0; Index < BitSize; ++Index) {
-      const uint64_t Bit = BitOffset + Index;
-      const uint8_t Mask = static_cast<uint8_t>(1u << (7 - Bit % 8));
-      const bool IsSet = Bits >> (BitSize - 1 - Index) & 1;
-      New[Bit / 8] = static_cast<uint8_t>(IsSet ? New[Bit / 8] | Mask : New[Bit / 8] & ~Mask);
-    }
-  }
-  if (Is == Place::Memory) {
-    if (!In.target().write(Address, New.data(), New.size()))
-      fail("cannot write memory at address 0x" + hexText(Address, 1));
-  } else if (Is == Place::Pieces) {
-    uint64_t At = 0; // of the whole value
-    for (const Piece &P : Pieces) {
-      const uint64_t Length = P.Bits ? P.Bits / 8 : PieceOffset + New.size();
-      for (uint64_t Index = 0; Index < New.size(); ++Index) {
-        const uint64_t Byte = PieceOffset + Index;
-        if (Byte < At || Byte >= At + Length)
-          continue;
-        if (P.Is == Piece::Memory) {
-          if (!In.target().write(P.Where + (Byte - At), &New[Index], 1))
-            fail("cannot write memory at address 0x" + hexText(P.Where, 1));
-        } else if (P.Is == Piece::Register) {
-          // A value narrower than the register is in its least significant bytes.
-          const uint64_t Size = P.Bits ? P.Bits / 8 : Contents.size() + PieceOffset;
-          const uint64_t Place = (Byte - At) + (Size < RegisterBytes ? RegisterBytes - Size : 0);
-          const auto Number = static_cast<unsigned>(P.Where + Place / RegisterBytes);
-          const auto Old = In.backtrace().readRegister(In.frame(), Number);
-          const uint64_t Shift = 8 * (RegisterBytes - 1 - Place % RegisterBytes);
-          const uint64_t Word =
-              (Old.value_or(0) & ~(uint64_t{0xff} << Shift)) | uint64_t{New[Index]} << Shift;
-          if (!Old || !In.backtrace().writeRegister(In.frame(), Number, Word))
-            fail("the register of the value cannot be written in this frame");
-        } else {
-          fail("the value has no place that could be written");
-        }
-      }
-      At += Length;
-    }
-  } else {
+  std::vector<uint8_t> New = converted(From, In);
+  if (BitSize != 0)
+    New = withBits(bigEndian(New.data(), New.size()), In);
+  if (Is == Place::Nowhere)
     fail("left side of the assignment is not a place in memory or a register");
+  if (Is == Place::Memory && !In.target().write(Address, New.data(), New.size()))
+    fail("cannot write memory at address 0x" + hexText(Address, 1));
+  uint64_t Start = 0; // of a piece in the whole value
+  for (const Piece &P : Pieces) {
+    const uint64_t Length = P.Bits ? P.Bits / 8 : PieceOffset + New.size();
+    for (uint64_t Byte = std::max(Start, PieceOffset);
+         Byte < std::min(Start + Length, PieceOffset + New.size()); ++Byte)
+      storeByte(P, Byte - Start, New[Byte - PieceOffset], In);
+    Start += Length;
   }
   Contents = New;
   IsRead = true;

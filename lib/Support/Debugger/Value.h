@@ -99,6 +99,11 @@ public:
   void assign(const Value &From, Stopped &In);
 
 private:
+  void takePiece(const std::vector<uint8_t> &From, uint64_t At, uint64_t Count);
+  std::vector<uint8_t> converted(const Value &From, Stopped &In) const;
+  std::vector<uint8_t> withBits(uint64_t Bits, Stopped &In) const;
+  void storeByte(const source::Piece &P, uint64_t Offset, uint8_t Byte, Stopped &In) const;
+
   const Type *T = nullptr;
   Place Is = Place::Nowhere;
   uint64_t Address = 0;

@@ -260,6 +260,8 @@ public:
 private:
   void execute(Bytes Instructions);
   bool step();
+  bool setFrameAddress(uint8_t Opcode);
+  void setRule(uint8_t Opcode);
 
   uint64_t unsignedOperand() { return readULEB128(*VS); }
   int64_t signedOperand() { return readSLEB128(*VS); }
@@ -323,6 +325,7 @@ void CallFrames::Machine::saveWindow() {
     Row.Rules[Register] = {RegisterRule::InWindow, int64_t{Register - 16} * 4, {}};
 }
 
+/// Executes an instruction. Returns whether the ones after it still hold at the address.
 bool CallFrames::Machine::step() {
   const auto Opcode = static_cast<uint8_t>(fixedOperand<uint8_t>());
   const uint64_t Low = Opcode & 0x3f;
@@ -338,7 +341,6 @@ bool CallFrames::Machine::step() {
   default:
     break;
   }
-  uint64_t Reg = 0;
   switch (Opcode) {
   case Nop:
     return true;
@@ -351,32 +353,6 @@ bool CallFrames::Machine::step() {
     return advance(fixedOperand<uint16_t>());
   case AdvanceLocation4:
     return advance(fixedOperand<uint32_t>());
-  case OffsetExtended:
-    Reg = unsignedOperand();
-    rule(Reg) = {RegisterRule::AtOffset, factored(static_cast<int64_t>(unsignedOperand())), {}};
-    return true;
-  case OffsetExtendedSigned:
-    Reg = unsignedOperand();
-    rule(Reg) = {RegisterRule::AtOffset, factored(signedOperand()), {}};
-    return true;
-  case NegativeOffset:
-    Reg = unsignedOperand();
-    rule(Reg) = {RegisterRule::AtOffset, -factored(static_cast<int64_t>(unsignedOperand())), {}};
-    return true;
-  case RestoreExtended:
-    Reg = unsignedOperand();
-    rule(Reg) = Reg < FrameRow::Registers ? Initial.Rules[Reg] : RegisterRule{};
-    return true;
-  case Undefined:
-    rule(unsignedOperand()) = {RegisterRule::Undefined, 0, {}};
-    return true;
-  case SameValue:
-    rule(unsignedOperand()) = {RegisterRule::SameValue, 0, {}};
-    return true;
-  case Register:
-    Reg = unsignedOperand();
-    rule(Reg) = {RegisterRule::InRegister, static_cast<int64_t>(unsignedOperand()), {}};
-    return true;
   case RememberState:
     if (States.size() >= MaxStates)
       throw std::runtime_error("too many remembered states");
@@ -388,6 +364,22 @@ bool CallFrames::Machine::step() {
     Row = States.back();
     States.pop_back();
     return true;
+  case WindowSave:
+    saveWindow();
+    return true;
+  case ArgsSize:
+    unsignedOperand();
+    return true;
+  default:
+    if (!setFrameAddress(Opcode))
+      setRule(Opcode);
+    return true;
+  }
+}
+
+/// Executes an instruction about the frame address; false if it is another one.
+bool CallFrames::Machine::setFrameAddress(uint8_t Opcode) {
+  switch (Opcode) {
   case DefCfa:
   case DefCfaSigned:
     Row.CfaRegister = unsignedOperand();
@@ -408,29 +400,44 @@ bool CallFrames::Machine::step() {
   case DefCfaExpression:
     Row.CfaExpression = block();
     return true;
-  case Expression:
-  case ValExpression:
-    Reg = unsignedOperand();
-    rule(Reg) = {Opcode == Expression ? RegisterRule::AtExpression : RegisterRule::IsExpression, 0,
-                 block()};
-    return true;
-  case ValOffset:
-    Reg = unsignedOperand();
-    rule(Reg) = {RegisterRule::IsOffset, factored(static_cast<int64_t>(unsignedOperand())), {}};
-    return true;
-  case ValOffsetSigned:
-    Reg = unsignedOperand();
-    rule(Reg) = {RegisterRule::IsOffset, factored(signedOperand()), {}};
-    return true;
-  case WindowSave:
-    saveWindow();
-    return true;
-  case ArgsSize:
-    unsignedOperand();
-    return true;
   default:
-    throw std::runtime_error("unknown call frame instruction");
+    return false;
   }
+}
+
+/// Executes an instruction about a register, which is its first operand.
+void CallFrames::Machine::setRule(uint8_t Opcode) {
+  const uint64_t Reg = unsignedOperand();
+  const auto number = [this] { return static_cast<int64_t>(unsignedOperand()); };
+  const auto ruleOf = [&]() -> RegisterRule {
+    switch (Opcode) {
+    case OffsetExtended:
+      return {RegisterRule::AtOffset, factored(number()), {}};
+    case OffsetExtendedSigned:
+      return {RegisterRule::AtOffset, factored(signedOperand()), {}};
+    case NegativeOffset:
+      return {RegisterRule::AtOffset, -factored(number()), {}};
+    case RestoreExtended:
+      return Reg < FrameRow::Registers ? Initial.Rules[Reg] : RegisterRule{};
+    case Undefined:
+      return {RegisterRule::Undefined, 0, {}};
+    case SameValue:
+      return {RegisterRule::SameValue, 0, {}};
+    case Register:
+      return {RegisterRule::InRegister, number(), {}};
+    case Expression:
+      return {RegisterRule::AtExpression, 0, block()};
+    case ValExpression:
+      return {RegisterRule::IsExpression, 0, block()};
+    case ValOffset:
+      return {RegisterRule::IsOffset, factored(number()), {}};
+    case ValOffsetSigned:
+      return {RegisterRule::IsOffset, factored(signedOperand()), {}};
+    default:
+      throw std::runtime_error("unknown call frame instruction");
+    }
+  };
+  rule(Reg) = ruleOf();
 }
 
 const std::optional<FrameRow> &CallFrames::rowAt(uint64_t Address) {

@@ -83,7 +83,9 @@ public:
   DebugInfoEntry *functionAt(uint64_t Address);
   /// The function and the inlined functions and blocks in it that cover an address, the innermost
   /// last; empty if none does.
-  const std::vector<DebugInfoEntry *> &scopesAt(uint64_t Address) { return knownAt(Address).Scopes; }
+  const std::vector<DebugInfoEntry *> &scopesAt(uint64_t Address) {
+    return knownAt(Address).Scopes;
+  }
   /// The variable or parameter of a name that the innermost function at an address sees; null if
   /// there is none.
   DebugInfoEntry *localAt(uint64_t Address, const std::string &Name);
