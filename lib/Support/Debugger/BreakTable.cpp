@@ -175,6 +175,8 @@ int BreakTable::handle(void *Space, uint32_t Kind, const orvy_MemTransaction &Mt
 int BreakTable::meet(void *Space, uint32_t Kind, const orvy_MemTransaction &Mt) {
   const Meeting InProgress(*this);
   int Action = ovBA_None;
+  if (IsFirstOnly && hasShownHit())
+    return Action;
   if (Kind == ovBK_Fetch) {
     for (auto [At, End] = Code.equal_range(Mt.Pa); At != End; ++At) {
       const auto &[Of, Place] = At->second;
@@ -220,8 +222,7 @@ int BreakTable::meetCode(UserBreak &Of, const BreakPlace &At, void *Cpu) {
   BreakHit Found{Of.Id, Of.Kind, nameOfObject(Cpu), At.Text, {}, {}};
   if (!Cpu || !counts(Of, Cpu, Found))
     return ovBA_Resume;
-  if (!Hit || !Of.IsHidden) // of two at one place the user's own is told
-    Hit = std::move(Found);
+  keep(std::move(Found));
   return ovBA_Stop;
 }
 
@@ -254,9 +255,20 @@ int BreakTable::meetData(UserBreak &Of, const BreakPlace &At, void *Space, uint3
   } else if (Mt.Initiator && orvy_classForObject(Mt.Initiator)) {
     Found.Detail += ", by " + nameOfObject(Mt.Initiator);
   }
-  Hit = std::move(Found);
+  keep(std::move(Found));
   const bool IsAsked = stopAfter(Cpu, IsWrite ? ovCER_BreakWrite : ovCER_BreakRead);
   return IsAsked ? int{ovBA_Resume} : int{ovBA_Stop};
+}
+
+/// The first hit is told, and of two at one place the user's own.
+void BreakTable::keep(BreakHit Found) {
+  if (!hasShownHit())
+    Hit = std::move(Found);
+}
+
+bool BreakTable::hasShownHit() const {
+  const auto Former = Hit ? Breaks.find(Hit->Id) : Breaks.end();
+  return Former != Breaks.end() && !Former->second->IsHidden;
 }
 
 std::optional<BreakHit> BreakTable::takeHit() {
@@ -314,7 +326,7 @@ bool BreakTable::poll(void *Cpu, uint64_t PcBefore) {
     Found.Detail = "old " + Old + ", new " + Now;
     if (Cpu)
       Found.Detail += ", after " + Found.Cpu + " at " + addressText(CpuView(Cpu), PcBefore);
-    Hit = std::move(Found);
+    keep(std::move(Found));
     Stops = true;
   }
   return Stops;

@@ -86,6 +86,9 @@ public:
   std::optional<BreakHit> takeHit();
   /// The hit that takeHit would return; null if there is none.
   const BreakHit *lastHit() const { return Hit ? &*Hit : nullptr; }
+  /// After a hit of the user's break points no other counts, while processors go on that a break does
+  /// not stop.
+  void takeFirstOnly(bool IsSo) { IsFirstOnly = IsSo; }
   /// Forgets a hit that no one has asked for, before a run begins.
   void begin();
 
@@ -106,6 +109,8 @@ private:
   int meetData(UserBreak &Of, const BreakPlace &At, void *Space, uint32_t Kind,
                const orvy_MemTransaction &Mt);
   bool counts(UserBreak &Of, void *Cpu, BreakHit &Hit);
+  bool hasShownHit() const;
+  void keep(BreakHit Found);
   void setHooks(const UserBreak &Of, bool IsSet);
   void index();
 
@@ -116,7 +121,7 @@ private:
   std::vector<UserBreak *> Polled;
   std::vector<std::unique_ptr<UserBreak>> Removed; ///< that an access in progress may still use
   unsigned Meetings = 0;                           ///< accesses in progress
-  bool IsIndexed = true;
+  bool IsIndexed = true, IsFirstOnly = false;
   std::optional<BreakHit> Hit;
   uint64_t LastId = 0, LastHidden = UINT64_MAX;
 };

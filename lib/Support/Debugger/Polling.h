@@ -25,8 +25,16 @@ public:
     if (!IsOn)
       return Go();
     const uint64_t Pc = Cpu ? CpuView(Cpu).pc() : 0;
-    const int Reason = Go();
+    const int Reason = withHits(Go);
     return BreakTable::get().poll(Cpu, Pc) && Reason == 0 ? int{ovCER_Break} : Reason;
+  }
+  /// Calls Go for a step, and returns its exit reason. While a processor is stepped the breaks of the
+  /// others do not end it: that they were met is told after it.
+  template <typename Advance> static int withHits(Advance Go) {
+    BreakTable::get().takeFirstOnly(true);
+    const int Reason = static_cast<int>(Go());
+    BreakTable::get().takeFirstOnly(false);
+    return Reason == 0 && BreakTable::get().lastHit() ? int{ovCER_Break} : Reason;
   }
 
 private:

@@ -71,7 +71,8 @@ int Stepper::stepSystem() {
     if (orvy_getProcessorCount() > 1) {
       const cl::Target<MachineIface> Sim(orvy_objectForName("sim"));
       const InterruptGuard Guard(Sim);
-      return static_cast<int>(Sim->step(Sim.Obj, static_cast<int>(indexOf(Cpu)), 1));
+      return Polling::withHits(
+          [&] { return Sim->step(Sim.Obj, static_cast<int>(indexOf(Cpu)), 1); });
     }
     const InterruptGuard Guard;
     const cl::Target<CpuIface> Iface(Cpu);
@@ -105,6 +106,8 @@ int Stepper::go() {
 }
 
 bool Stepper::runTo(const std::vector<uint64_t> &Addresses, uint64_t LowestStack) {
+  if (!Found && isHalted(Cpu)) // the others might run without an end
+    Found = Watch.conclude(ovCER_Halt, false);
   if (Found)
     return false;
   const orvy_Propref Ref = orvy_getPropref(Cpu, "memorySpace");

@@ -235,27 +235,26 @@ int finishFunction(Command &Cmd, Interpreter *) {
   return Result;
 }
 
-/// Runs to a place, or to the return from the selected frame.
+/// Runs to a place; to the first of several that a text means.
 int runToPlace(Command &Cmd, const std::string &Text) {
   void *Cpu = requireCpu(Cmd);
   if (!Cpu)
     return 1;
-  try {
+  return evaluating([&] {
     Stopped In(Cpu, selectedLevel(Cpu));
+    std::vector<uint64_t> Addresses;
     const std::vector<CodePlace> Places = placesOf(Text, In);
-    if (Places.size() > 1) {
-      errs() << "'" << Text << "' means several places:\n";
-      for (const CodePlace &Each : Places)
-        errs() << "  " << Each.Text << " @ 0x" << hexText(Each.Address, 8) << "\n";
-      return 1;
+    if (Places.size() > 1)
+      outs() << "running until one of " << Places.size() << " places:\n";
+    for (const CodePlace &Each : Places) {
+      Addresses.push_back(Each.Address);
+      if (Places.size() > 1)
+        outs() << "  " << Each.Text << " @ 0x" << hexText(Each.Address, 8) << "\n";
     }
     Stepper Step(Cpu);
-    Step.runTo({Places.front().Address}, 0);
+    Step.runTo(Addresses, 0);
     return finishStep(Step, Cmd);
-  } catch (const EvaluationError &Why) {
-    errs() << Why.what() << "\n";
-    return 1;
-  }
+  });
 }
 
 int runUntil(Command &Cmd, Interpreter *) {
