@@ -255,7 +255,8 @@ const Option OnlyCpu = {
     "The processor that counts, all if omitted; names are those of its program"};
 const Option Once = {"once", OK_Int, false, "Set to 1 to delete it when it has stopped a run"};
 const Option Ignore = {"ignore", OK_Int, false, "Hits that do not stop"};
-const Option Length = inBytes("length", "Bytes from the address on, 4 if omitted");
+const Option Length =
+    inBytes("length", "Bytes to watch at an address; a variable has a length of its own");
 
 } // namespace
 
@@ -294,8 +295,9 @@ static TextCommand
               {"condition"}, completeBreak);
 static TextCommand
     CommandsAtHit("break-commands", {}, setCommands,
-                  "Have commands run when a break point has stopped a run: its number and the "
-                  "commands, divided by ';'.",
+                  "Have commands run when a break point has stopped a run: its number and the\n"
+                  "commands, divided by ';'. After one that runs the system the rest gives way to\n"
+                  "the commands of the next stop: 'commands 3 bt; run' shows every hit.",
                   {"commands"}, completeBreak);
 static Command BreakList("break-list", listBreaks,
                          "List break and watch points with their places, hits and conditions.",

@@ -103,7 +103,11 @@ std::vector<CodePlace> orvy::debugger::placesOf(const std::string &Text, Stopped
     return {placeAt(In.frame().Pc, In)};
   if (Text[0] == '*') {
     const SourceExpression Expression(Text.substr(1), In);
-    return {placeAt(addressOf(Expression.evaluate(In), In), In)};
+    const uint64_t Address = addressOf(Expression.evaluate(In), In);
+    if (In.target().isSparc() && Address % 4 != 0)
+      fail("0x" + hexText(Address, 8) +
+           " is not the address of an instruction, which is a multiple of 4");
+    return {placeAt(Address, In)};
   }
   if (isNumber(Text)) {
     const auto [File, Line] = present(In);

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <deque>
+#include <utility>
 
 using namespace orvy;
 using namespace orvy::cl;
@@ -202,6 +204,25 @@ static void setVariables(const Stop &Found) {
   Var::setVariable("STOP_ID", std::to_string(Found.BreakId));
 }
 
+/// Runs the commands of the break point that stopped a run. Where one of them runs the system again,
+/// those of the next stop take the place of the rest: "commands 1 run" goes on for ever.
+static void runCommandsOf(const Stop &Found) {
+  static std::deque<std::string> Waiting;
+  static bool IsRunning = false;
+  const UserBreak *Of = BreakTable::get().find(Found.BreakId);
+  Waiting.clear();
+  if (Of)
+    Waiting.assign(Of->Commands.begin(), Of->Commands.end());
+  if (std::exchange(IsRunning, true))
+    return;
+  while (!Waiting.empty()) {
+    const std::string Next = std::move(Waiting.front());
+    Waiting.pop_front();
+    orvy_execCommand(Next.c_str());
+  }
+  IsRunning = false;
+}
+
 int RunWatch::tell(const Stop &Found, const Command &Cmd) {
   Last = Found;
   setVariables(Found);
@@ -212,11 +233,7 @@ int RunWatch::tell(const Stop &Found, const Command &Cmd) {
       selectCpu(Cpu);
   if (Found.Kind == StopKind::Interrupt)
     unwindScripts();
-  std::vector<std::string> Commands;
-  if (const UserBreak *Of = BreakTable::get().find(Found.BreakId))
-    Commands = Of->Commands;
-  for (const std::string &Text : Commands)
-    orvy_execCommand(Text.c_str());
+  runCommandsOf(Found);
   const auto Expected = given<const char *>(Cmd, "expect");
   if (!Expected || std::string(*Expected) == Found.word())
     return 0;

@@ -86,7 +86,9 @@ int showSymbol(Command &Cmd, Interpreter *) {
   return evaluating([&] {
     Stopped In(Cpu, selectedLevel(Cpu));
     const SourceExpression Expression(Text, In);
-    outs() << addressText(In.target(), Expression.address(In)) << "\n";
+    const uint64_t Address = Expression.address(In);
+    outs() << addressText(In.target(), Address)
+           << (programAt(In.target(), Address) ? "\n" : ": no program has code or data there\n");
     return 0;
   });
 }

@@ -162,8 +162,10 @@ int listCode(Command &Cmd, Interpreter *) {
 
 std::optional<uint64_t> NextDump;
 
-void dumpLine(const CpuView &At, uint64_t Address, uint64_t Length) {
+/// Returns whether all of it could be read.
+bool dumpLine(const CpuView &At, uint64_t Address, uint64_t Length) {
   constexpr uint64_t Width = 16;
+  bool IsRead = true;
   std::string Digits, Text;
   for (uint64_t Index = 0; Index < Width; ++Index) {
     if (Index % 4 == 0)
@@ -174,12 +176,14 @@ void dumpLine(const CpuView &At, uint64_t Address, uint64_t Length) {
     } else if (!At.read(Address + Index, &Byte, 1)) {
       Digits += "??";
       Text += "?";
+      IsRead = false;
     } else {
       Digits += hexText(Byte, 2);
       Text += Byte >= 32 && Byte < 127 ? static_cast<char>(Byte) : '.';
     }
   }
   outs() << "0x" << hexText(Address, 8) << " " << Digits << "  |" << Text << "|\n";
+  return IsRead;
 }
 
 int dumpMemory(Command &Cmd, Interpreter *) {
@@ -203,9 +207,15 @@ int dumpMemory(Command &Cmd, Interpreter *) {
       if (Length == 0 && Found.place() == Value::Place::Memory && Address == Found.address())
         Length = Found.type().size();
     }
-    Length = std::min(Length ? Length : DumpedBytes, MaxDumped);
+    constexpr uint64_t End = uint64_t{1} << 32;
+    if (Address >= End)
+      throw EvaluationError("0x" + hexText(Address, 8) + " is after the end of the address space");
+    Length = std::min({Length ? Length : DumpedBytes, MaxDumped, End - Address});
+    bool IsRead = true;
     for (uint64_t Done = 0; Done < Length && !ListingGuard::isInterrupted(); Done += 16)
-      dumpLine(In.target(), Address + Done, std::min<uint64_t>(Length - Done, 16));
+      IsRead &= dumpLine(In.target(), Address + Done, std::min<uint64_t>(Length - Done, 16));
+    if (!IsRead)
+      outs() << "(??: not mapped, or a device that cannot be read without an effect)\n";
     NextDump = Address + Length;
     return 0;
   });
