@@ -116,21 +116,6 @@ TEST(LexerDeathTest, GivesNoValueOfAnotherKind) {
   EXPECT_DEATH(firstOf("1").getStringValue(), "internal error");
 }
 
-TEST(Lexer, KnowsHowTightlyOperatorsBind) {
-  const std::pair<const char *, int> Operators[] = {
-      {".", 1},   {"*", 3},   {"/", 3},   {"%", 3},  {"+", 4},  {"-", 4},  {"<<", 5}, {">>", 5},
-      {"<", 6},   {">", 6},   {"<=", 6},  {">=", 6}, {"==", 6}, {"&", 8},  {"^", 9},  {"|", 10},
-      {"&&", 11}, {"^^", 12}, {"||", 13}, {"=", 14}, {"!", 15}, {"$", 15}, {":", 15}, {"?", 15},
-  };
-  for (const auto &[Text, Precedence] : Operators) {
-    EXPECT_EQ(firstOf(Text).getPrecedence(), Precedence) << Text;
-    EXPECT_TRUE(firstOf(Text).isBinOp()) << Text;
-  }
-  for (const char *Text :
-       {"(", ")", ",", ";", "[", "]", "{", "}", "~", "1", "1.5", "'a'", "a", "if", ""})
-    EXPECT_FALSE(firstOf(Text).isBinOp()) << Text;
-}
-
 TEST(Lexer, SaysWhetherTheTextIsCut) {
   const std::pair<const char *, bool> Cases[] = {
       {"", false},       {"a", false},     {"\"abc", true}, {"'", true},     {"'abc\"", true},
