@@ -1,7 +1,5 @@
 #include "Terminal.h"
 
-#include "Testing/TempDir.h"
-
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -13,65 +11,67 @@ using testing::Not;
 
 namespace {
 
-constexpr const char *Prompt = "orvy> ";
+using PromptTest = PromptFixture;
 
-/// The prompt in a directory of its own.
-class PromptTest : public testing::Test {
-protected:
-  TempDir Home;
+struct Completed {
+  const char *Typed;
+  const char *Seen;
 };
 
-TEST_F(PromptTest, RunsCommandsAndGoesOnAfterAFailure) {
-  Terminal User(Home.path());
-  User.expect(Prompt);
-  User.enter("nope 1");
-  User.expect("error: unknown command 'nope'\n");
-  User.expect(Prompt);
-  User.enter("# nope 2");
-  User.enter(" set var=a val='#1' # nope 3");
-  User.expect(Prompt);
-  User.enter("a.nope");
-  User.expect("error: unknown command 'a.nope'\n");
-  User.expect(Prompt);
-  User.enter("var-print var=a");
-  User.expect("\na=#1\n");
-  User.expect(Prompt);
+/// The front end at its first prompt.
+class AtPromptTest : public PromptFixture {
+protected:
+  AtPromptTest() { User.expect(Prompt); }
+
+  void expectOnTab(std::span<const Completed> Cases) {
+    for (const Completed &Each : Cases) {
+      User.type(Each.Typed);
+      User.press(Terminal::Tab);
+      User.expect(Each.Seen);
+      User.press(Terminal::CtrlC);
+      User.expect(Prompt);
+    }
+  }
+
+  Terminal User{Home.path()};
+};
+
+TEST_F(AtPromptTest, RunsCommandsAndGoesOnAfterAFailure) {
+  EXPECT_THAT(answerTo(User, "nope 1"), HasSubstr("error: unknown command 'nope'\n"));
+  answerTo(User, "# nope 2");
+  answerTo(User, " set var=a val='#1' # nope 3");
+  EXPECT_THAT(answerTo(User, "a.nope"), HasSubstr("error: unknown command 'a.nope'\n"));
+  EXPECT_THAT(answerTo(User, "var-print var=a"), HasSubstr("\na=#1\n"));
   User.enter("quit");
   EXPECT_EQ(User.waitForExit(), 0);
 }
 
-TEST_F(PromptTest, AsksForMoreWhileAQuoteIsOpenOrALineEndsInABackslash) {
-  Terminal User(Home.path());
-  User.expect(Prompt);
+TEST_F(AtPromptTest, AsksForMoreWhileAQuoteIsOpenOrALineEndsInABackslash) {
   User.enter("echo 'one");
   User.expect("... ");
   User.enter("two' thr\\");
   User.expect("... ");
-  User.enter("ee");
-  User.expect("\none\ntwo three \n");
-  User.expect(Prompt);
+  EXPECT_THAT(answerTo(User, "ee"), HasSubstr("\none\ntwo three \n"));
+  User.enter("echo 'open");
+  User.expect("... ");
+  EXPECT_EQ(User.leave(), 0) << "also inside a command";
 }
 
-TEST_F(PromptTest, HandsALineBehindAnExclamationMarkToTheScriptRunner) {
-  Terminal User(Home.path());
-  User.expect(Prompt);
-  User.enter("!  print('6' * 3) # 'x");
+TEST_F(AtPromptTest, RunsALineThatStartsWithAnExclamationMarkAsPython) {
 #ifdef ORVY_HAS_PYTHON
-  User.expect("\n666\n");
+  const char *Answer = "\n666\n";
 #else
-  User.expect("Attempted to run Python script");
+  const char *Answer = "Attempted to run Python script";
 #endif
-  User.expect(Prompt);
-  User.enter(" !print(1)");
-  User.expect("unknown command '!print(1)'");
+  EXPECT_THAT(answerTo(User, "!  print('6' * 3) # 'x"), HasSubstr(Answer));
+  EXPECT_THAT(answerTo(User, " !print(1)"), HasSubstr("unknown command '!print(1)'"));
 }
 
-TEST_F(PromptTest, KeepsItsHistoryForTheNextSession) {
+TEST_F(PromptTest, KeepsItsHistoryForTheNextStart) {
   for (const char *Value : {"first", "second"}) {
     Terminal User(Home.path());
     User.expect(Prompt);
-    User.enter("set var=a val=" + std::string(Value));
-    User.expect(Prompt);
+    answerTo(User, "set var=a val=" + std::string(Value));
     EXPECT_EQ(User.leave(), 0);
   }
   Terminal User(Home.path());
@@ -82,35 +82,20 @@ TEST_F(PromptTest, KeepsItsHistoryForTheNextSession) {
   User.expect("first");
   User.press(Terminal::Enter);
   User.expect(Prompt);
-  User.enter("var-print var=a");
-  User.expect("\na=first\n");
+  EXPECT_THAT(answerTo(User, "var-print var=a"), HasSubstr("\na=first\n"));
 }
 
-TEST_F(PromptTest, KeepsTheLastFiftyLinesAndARepetitionOnce) {
-  Terminal User(Home.path());
-  for (int Number = 0; Number < 60; ++Number) {
-    User.expect(Prompt);
-    User.enter("x=" + std::to_string(Number / 2 * 2));
-  }
-  for (int Number = 100; Number < 130; ++Number) {
-    User.expect(Prompt);
-    User.enter("x=" + std::to_string(Number));
-  }
-  User.expect(Prompt);
+TEST_F(AtPromptTest, KeepsTheLastFiftyLinesAndARepetitionOnce) {
+  for (int Number = 0; Number < 60; ++Number)
+    answerTo(User, "x=" + std::to_string(Number / 2 * 2));
+  for (int Number = 100; Number < 130; ++Number)
+    answerTo(User, "x=" + std::to_string(Number));
   EXPECT_EQ(User.leave(), 0);
   std::ifstream File(Home.path(".config/orvy/command-history"));
   const std::string Text{std::istreambuf_iterator<char>(File), {}};
   EXPECT_EQ(std::count(Text.begin(), Text.end(), '\n'), 51) << "with its head line";
   EXPECT_THAT(Text, Not(HasSubstr("x=18\\012")));
   EXPECT_THAT(Text, HasSubstr("x=20\\012"));
-}
-
-TEST_F(PromptTest, LeavesAtTheEndOfTheInputAlsoInsideACommand) {
-  Terminal User(Home.path());
-  User.expect(Prompt);
-  User.enter("echo 'open");
-  User.expect("... ");
-  EXPECT_EQ(User.leave(), 0);
 }
 
 TEST_F(PromptTest, RunsTheStartScriptsOfTheUserAndTheDirectory) {
@@ -133,22 +118,7 @@ TEST_F(PromptTest, ReportsStartScriptsThatAreNotThere) {
 
 // Tab.
 
-struct Completed {
-  const char *Typed;
-  const char *Seen;
-};
-
-void expectOnTab(Terminal &User, std::span<const Completed> Cases) {
-  for (const Completed &Each : Cases) {
-    User.expect(Prompt);
-    User.type(Each.Typed);
-    User.press(Terminal::Tab);
-    User.expect(Each.Seen);
-    User.press(Terminal::CtrlC);
-  }
-}
-
-TEST_F(PromptTest, TabInsertsTheOnlyCandidate) {
+TEST_F(AtPromptTest, TabInsertsTheOnlyCandidate) {
   Home.file("folder/file.elf");
   const Completed Cases[] = {
       {"notification-l", "notification-list"},
@@ -167,13 +137,11 @@ TEST_F(PromptTest, TabInsertsTheOnlyCandidate) {
       {"memory-load file=$FOLDER/f", "file=$FOLDER/file.elf"},
       {"exp-set-field reg=si", "reg=sim."},
   };
-  Terminal User(Home.path());
-  User.expect(Prompt);
-  User.enter("set var=FOLDER val=folder");
-  expectOnTab(User, Cases);
+  answerTo(User, "set var=FOLDER val=folder");
+  expectOnTab(Cases);
 }
 
-TEST_F(PromptTest, TabListsSeveralCandidates) {
+TEST_F(AtPromptTest, TabListsSeveralCandidates) {
   const Completed Cases[] = {
       {"object-p",
        "Completions:\n\tobject-print\n\tobject-prop-read\n\tobject-prop-write\norvy> object-pr"},
@@ -189,17 +157,12 @@ TEST_F(PromptTest, TabListsSeveralCandidates) {
   };
   Home.file("f/a.elf");
   Home.file("f/ab/c");
-  Terminal User(Home.path());
-  User.expect(Prompt);
-  User.enter("set var=LIST_ONE val=1");
-  User.expect(Prompt);
-  User.enter("set var=LIST_TWO val=2");
-  expectOnTab(User, Cases);
+  answerTo(User, "set var=LIST_ONE val=1");
+  answerTo(User, "set var=LIST_TWO val=2");
+  expectOnTab(Cases);
 }
 
-TEST_F(PromptTest, TabChangesNothingWithoutACandidate) {
-  Terminal User(Home.path());
-  User.expect(Prompt);
+TEST_F(AtPromptTest, TabChangesNothingWithoutACandidate) {
   for (const char *Typed : {"", "zzz", "nope ", "nope k", "echo a", "set var=x", "connect a=no."}) {
     User.type(Typed);
     User.press(Terminal::Tab);
@@ -211,9 +174,7 @@ TEST_F(PromptTest, TabChangesNothingWithoutACandidate) {
 
 // ^C.
 
-TEST_F(PromptTest, ControlCDropsTheLine) {
-  Terminal User(Home.path());
-  User.expect(Prompt);
+TEST_F(AtPromptTest, ControlCDropsTheLine) {
   User.type("set var=a");
   User.press(Terminal::CtrlC);
   User.expect(Prompt);
@@ -221,29 +182,23 @@ TEST_F(PromptTest, ControlCDropsTheLine) {
   User.expect("... ");
   User.press(Terminal::CtrlC);
   User.expect(Prompt);
-  User.enter("echo done");
-  User.expect("\ndone \n");
+  EXPECT_THAT(answerTo(User, "echo done"), HasSubstr("\ndone \n"));
 }
 
 #ifdef ORVY_HAS_PYTHON
-TEST_F(PromptTest, ControlCInterruptsPython) {
-  // The output tells that the text runs: an earlier ^C would drop the line, and one too many that of
-  // the next text.
+TEST_F(AtPromptTest, ControlCInterruptsPython) {
+  // The output tells that the text runs: an earlier ^C would drop the line.
   for (const char *Text : {R"(! print("be" "gun", flush=True); all(True for _ in iter(int, 1)))",
                            R"(! import orvy; print("be" "gun", flush=True); orvy.run(1e7))"}) {
-    Terminal User(Home.path());
-    User.expect(Prompt);
     User.enter(Text);
     User.expect("begun");
     User.pressUntil(Terminal::CtrlC, "KeyboardInterrupt");
-    User.pressUntil(Terminal::CtrlC, Prompt);
+    User.expect(Prompt);
   }
 }
 #endif
 
-TEST_F(PromptTest, ShowsTheLineAnewInAWindowThatWasResized) {
-  Terminal User(Home.path());
-  User.expect(Prompt);
+TEST_F(AtPromptTest, ShowsTheLineAnewInAWindowThatWasResized) {
   const std::string Line = "echo " + std::string(50, 'x');
   User.type(Line);
   User.expect(Line);
@@ -254,28 +209,22 @@ TEST_F(PromptTest, ShowsTheLineAnewInAWindowThatWasResized) {
   User.expect("\n" + std::string(50, 'x') + "y \n");
 }
 
-TEST_F(PromptTest, StopsWhereTheSourceSays) {
-  Terminal User(Home.path(), {"-i"});
-  for (const char *Line :
-       {"source board.orvy", "load obj=memory file=${ORVY_SHARE}/examples/hello.elf dwarf=1",
-        "experimental-debug-add-path path=${ORVY_SHARE}/examples", "cpu-reset",
-        "cpu-set-pc pc=0x40000000", "experimental-debug-break loc=main"}) {
-    User.expect(Prompt);
-    User.enter(Line);
-  }
-  User.expect("Breakpoint 1 set at main @ 0x");
-  User.enter("run");
-  User.expect("Breakpoint 1 hit at hello/hello.c:5 (main)");
-  User.expect(Prompt);
-  User.enter("experimental-debug-list-source cpu=cpu0 lines=1");
-  User.expect("*    5: int main(void) {");
-  User.enter("experimental-debug-break loc=+1 cpu=cpu0");
-  User.expect("Breakpoint 2 set at hello/hello.c:6 @ 0x");
-  User.enter("run");
-  User.expect("Breakpoint 2 hit at hello/hello.c:");
-  User.expect(Prompt);
-  User.enter("run");
-  User.expect("Hello");
+TEST_F(AtPromptTest, StopsWhereTheSourceSays) {
+  const std::pair<const char *, const char *> Steps[] = {
+      {"source board.orvy", ""},
+      {"load obj=memory file=${ORVY_SHARE}/examples/hello.elf dwarf=1", "start address = "},
+      {"experimental-debug-add-path path=${ORVY_SHARE}/examples", ""},
+      {"cpu-reset", ""},
+      {"cpu-set-pc pc=0x40000000", ""},
+      {"experimental-debug-break loc=main", "Breakpoint 1 set at main @ 0x"},
+      {"run", "Breakpoint 1 hit at hello/hello.c:5 (main)"},
+      {"experimental-debug-list-source cpu=cpu0 lines=1", "*    5: int main(void) {"},
+      {"experimental-debug-break loc=+1 cpu=cpu0", "Breakpoint 2 set at hello/hello.c:6 @ 0x"},
+      {"run", "Breakpoint 2 hit at hello/hello.c:"},
+      {"run", "Hello"},
+  };
+  for (const auto &[Line, Answer] : Steps)
+    EXPECT_THAT(answerTo(User, Line), HasSubstr(Answer));
 }
 
 TEST_F(PromptTest, TellsWhichTerminalAProgramTalksTo) {
@@ -286,35 +235,22 @@ TEST_F(PromptTest, TellsWhichTerminalAProgramTalksTo) {
   EXPECT_EQ(User.waitForExit(), 0);
 }
 
-class RunTest : public PromptTest, public testing::WithParamInterface<const char *> {};
-
-TEST_P(RunTest, ControlCStopsARunAndTheSignalIsThePromptsAgain) {
-  Home.file("board.orvy", R"(
-import Memory
-import SparcV8
-object-create class=Ram name=ram args=size:4096
-object-create class=MemorySpace name=mem
-object-create class=SparcV8 name=cpu0 args=freq:50000000
-object-create class=Clock name=clk args=freq:1000000
-memory-map space=mem addr=0x40000000 length=0x1000 device=ram
-connect a=cpu0.memorySpace b=mem:MemAccessIface
-memory-write obj=mem addr=0x40000000 length=4 data=0x10800000 # ba .
-memory-write obj=mem addr=0x40000004 length=4 data=0x01000000 # nop
-cpu-set-pc cpu=cpu0 pc=0x40000000
-)");
-  Terminal User(Home.path(), {"-i", "board.orvy"});
-  User.expect(Prompt);
-  for (int Round = 0; Round < 2; ++Round) {
-    User.enter(std::string("run obj=") + GetParam());
-    User.expect("\n");
-    User.pressUntil(Terminal::CtrlC, Prompt);
+TEST_F(AtPromptTest, ControlCStopsARunAndTheSignalIsThePromptsAgain) {
+  for (const char *Line :
+       {"source board.orvy", "load obj=memory file=${ORVY_SHARE}/examples/echo.elf",
+        "cpu-set-pc cpu=cpu0 pc=0x40000000", "object-create class=Clock name=clk args=freq:1000"})
+    answerTo(User, Line);
+  for (const std::string Runnable : {"cpu0", "sim", "clk"}) {
+    for (int Round = 0; Round < 2; ++Round) {
+      User.enter("run obj=" + Runnable);
+      User.expect("\n");
+      User.pressUntil(Terminal::CtrlC, Prompt);
+    }
+    User.enter("object-time obj=" + Runnable);
+    User.expect(Runnable + ": time = ");
+    User.expect(Prompt);
   }
-  User.enter("object-time obj=" + std::string(GetParam()));
-  User.expect(std::string(GetParam()) + ": time = ");
-  User.expect(Prompt);
   EXPECT_EQ(User.leave(), 0);
 }
-
-INSTANTIATE_TEST_SUITE_P(Of, RunTest, testing::Values("cpu0", "sim", "clk"));
 
 } // namespace

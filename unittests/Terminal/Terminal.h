@@ -3,6 +3,10 @@
 #ifndef ORVY_UNITTESTS_TERMINAL_H
 #define ORVY_UNITTESTS_TERMINAL_H
 
+#include "Testing/TempDir.h"
+
+#include <gtest/gtest.h>
+
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -54,6 +58,20 @@ private:
   std::string Unread; // what came and was not passed over
   std::string Passed; // by the last look
   bool Closed = false;
+};
+
+/// A directory for a front end, and the prompt.
+class PromptFixture : public ::testing::Test {
+protected:
+  static constexpr const char *Prompt = "orvy> ";
+
+  /// What the front end says to a line, up to the next prompt.
+  static std::string answerTo(Terminal &User, std::string_view Line) {
+    User.enter(Line);
+    return User.takeUntil(Prompt);
+  }
+
+  TempDir Home;
 };
 
 } // namespace orvy::testing
