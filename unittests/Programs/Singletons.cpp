@@ -1,6 +1,6 @@
-// Tells the order in which the singletons of the library die, and that streams and log work ahead
-// of their initialisers and behind their destructors. Built once from the library's objects and
-// once against the shared library, whose initialisers run ahead of this program's.
+// Tells the order in which the singletons of the library die, and that streams and log work before
+// their initialisers and after their destructors. Built once from the library's objects and once
+// against the shared library, whose initialisers run before this program's.
 
 #include "CommandLine/PythonInterpreter.h"
 #include "Logging/LoggingEngine.h"
@@ -58,7 +58,7 @@ template <typename Call> void build(Singleton &Which, Call FirstUse) {
   Which.IsAwaited = false;
 }
 
-// Set up ahead of the initialisers of the library's objects, and so destroyed behind them.
+// Set up before the initialisers of the library's objects, and so destroyed after them.
 struct Witness {
   Witness() { orvy::outs() << "first initialiser\n"; }
   ~Witness() {
@@ -96,7 +96,7 @@ int main() {
   build(Singletons[2], [] { orvy_objectForName("x"); });
   build(Singletons[3], [] { orvy_pluginPathRemove("x"); });
   build(Singletons[5], [] {
-    orvy_logSetLevel(ovLOG_Fatal); // there may be no Python, which is no matter here
+    orvy_logSetLevel(ovLOG_Fatal); // there may be no Python, which does not matter here
     orvy::scripting::run(orvy::scripting::SL_Python, "");
     orvy_logSetLevel(ovLOG_Debug);
   });

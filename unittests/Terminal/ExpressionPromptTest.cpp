@@ -75,14 +75,14 @@ TEST_F(ExpressionPromptTest, DropsWhatIsUnfinishedOnControlC) {
   EXPECT_EQ(User.leave(), 0);
 }
 
-TEST_F(ExpressionPromptTest, RemembersNothing) {
+TEST_F(ExpressionPromptTest, KeepsNoHistory) {
   answerTo("1 + 1");
   User.press(Terminal::CtrlP);
   EXPECT_THAT(answerTo("2 + 2"), EndsWith("result: 4\n"));
   EXPECT_EQ(User.leave(), 0);
 }
 
-TEST(ExpressionPrompt, LeavesScriptsToTheWords) {
+TEST(ExpressionPrompt, DoesNotApplyToScripts) {
   const TempDir Home;
   Home.file("a.orvy", "x=1+2\nvar-print var=x\n");
   Terminal User(Home.path(), {"a.orvy"}, {{"ORVY_NEW_CLI_PARSER", "1"}});

@@ -227,7 +227,7 @@ TEST_F(AtPromptTest, StopsWhereTheSourceSays) {
     EXPECT_THAT(answerTo(User, Line), HasSubstr(Answer));
 }
 
-TEST_F(PromptTest, TellsWhichTerminalAProgramTalksTo) {
+TEST_F(PromptTest, PrintsTheTerminalThatAProgramTalksTo) {
   Terminal User(Home.path(), {"-c", "source ${ORVY_SHARE}/examples/echo.orvy"});
   User.expect("/dev/pts/");
   const std::string Path = "/dev/pts/" + User.takeUntil("\n");
@@ -235,7 +235,7 @@ TEST_F(PromptTest, TellsWhichTerminalAProgramTalksTo) {
   EXPECT_EQ(User.waitForExit(), 0);
 }
 
-TEST_F(AtPromptTest, ControlCStopsARunAndTheSignalIsThePromptsAgain) {
+TEST_F(AtPromptTest, ControlCStopsRunsOfAllKinds) {
   for (const char *Line :
        {"source board.orvy", "load obj=memory file=${ORVY_SHARE}/examples/echo.elf",
         "cpu-set-pc cpu=cpu0 pc=0x40000000", "object-create class=Clock name=clk args=freq:1000"})

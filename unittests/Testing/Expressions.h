@@ -89,7 +89,7 @@ inline cl::OwnedExpr parseExpr(std::string_view Text) {
   return Input.parseExpr();
 }
 
-/// A value behind a letter for its kind: "u7", "i-1", "r3.500000", "b1", a text as it stands,
+/// A value after a letter for its kind: "u7", "i-1", "r3.500000", "b1", a text as it stands,
 /// "void".
 inline std::string show(const cl::ExprValue &Value) {
   switch (Value.Kind) {

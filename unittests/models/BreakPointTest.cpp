@@ -75,7 +75,7 @@ void PrintTo(const Watch &W, std::ostream *Out) {
 
 class WatchPoints : public BreakPoints, public testing::WithParamInterface<Watch> {};
 
-TEST_P(WatchPoints, StopAheadOfEachAccess) {
+TEST_P(WatchPoints, StopBeforeEachAccess) {
   context().Breaks.createHandler(GetParam().Kind, GetParam().Addr);
   for (uint32_t Turn = 0; Turn < 3; ++Turn) {
     ASSERT_EQ(run(), GetParam().Reason);
@@ -111,7 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Watch{BreakPoint::Read, Lock, ovCER_BreakWrite, SwapOfLock},
                     Watch{BreakPoint::Write, Lock, ovCER_BreakWrite, SwapOfLock}));
 
-TEST_F(BreakPoints, MeetPartsOfWhatTheyWatch) {
+TEST_F(BreakPoints, StopAccessesThatCoverTheAddressPartly) {
   context().Breaks.createHandler(BreakPoint::Write, Counter + 3);
   EXPECT_EQ(run(), ovCER_BreakWrite);
   EXPECT_EQ(pc(), StoreOfCounter);

@@ -324,7 +324,7 @@ TEST(Resumed, DISABLED_GoesOn) {
 /// A board whose state does not show in properties: processors in an order that is not that of
 /// their names, a gap before the first one in the controller, marked memory, and bytes that make no
 /// text.
-TEST(CheckpointOfModels, HasWhatPropertiesDoNotHold) {
+TEST(CheckpointOfModels, KeepsStateThatPropertiesDoNotHold) {
   TempDir Dir;
   loadModels();
   make("SparcV8", "cpu1", "freq", Board::Freq);

@@ -91,7 +91,7 @@ protected:
   Board B;
 };
 
-TEST_P(Devices, DoAsTheirRegistersSay) {
+TEST_P(Devices, FollowTheirRegisters) {
   run(GetParam().Script);
 }
 

@@ -196,7 +196,7 @@ TEST_F(MemoryModels, TakeANullSlotOfADeviceForAFailure) {
   EXPECT_EQ(Log.count("cannot map 'partial': it has no interface of type MemAccessIface"), 1);
 }
 
-TEST_F(MemoryModels, DoNotLieInThemselves) {
+TEST_F(MemoryModels, CannotBeMappedIntoThemselves) {
   void *B = make("MemorySpace", "b"), *C = make("MemorySpace", "c");
   EXPECT_EQ(orvy_memoryMap(Space, 0x50000000, 0x100, Space, 0), UINT32_MAX);
   EXPECT_EQ(orvy_memoryMapNamedIface(Space, 0x50000000, 0x100, Space, "MemAccessIface", 0),
@@ -301,7 +301,7 @@ TEST_F(MemoryModels, HandOutPagesAndTakeThemBack) {
   EXPECT_EQ(Last.Page, nullptr); // pages of the device are not pages of the space
 }
 
-TEST_F(MemoryModels, TellOfUpsetsOnceAndFailFaultyWords) {
+TEST_F(MemoryModels, NotifyOfUpsetsOnceAndFailFaultyWords) {
   static std::vector<uint64_t> Heard;
   Heard.clear();
   auto Note = [](void *, void *, void *Info) {

@@ -63,7 +63,7 @@ TEST_F(SparcV8Control, BranchesAndTrapsOnEveryConditionAndCode) {
       }
 }
 
-TEST_F(SparcV8Control, FollowsCouplesOfTransfers) {
+TEST_F(SparcV8Control, FollowsCouplesOfControlTransfers) {
   struct Case {
     const char *First, *Second;
     std::vector<uint32_t> Executed;

@@ -120,7 +120,7 @@ const Case Cases[] = {
 
 } // namespace
 
-TEST_F(SparcV8Cases, Operate) {
+TEST_F(SparcV8Cases, ComputeResultsAndCodes) {
   for (const Operation &Op : Operations)
     for (const std::string &Text : split(Op.Cases)) {
       const size_t Space = Text.find(' '), Equals = Text.find(" = ");
@@ -140,7 +140,7 @@ TEST_F(SparcV8Cases, ChangeOnlyWhatTheyName) {
   }
 }
 
-TEST_F(SparcV8Cases, GoRoundTheEightWindows) {
+TEST_F(SparcV8Cases, RotateThroughTheEightWindows) {
   for (uint32_t Window = 0; Window < 8; ++Window)
     for (const char *Name : {"save", "restore"}) {
       const std::string Code = std::string(Name) + " %i0, %o0, %l0";

@@ -134,7 +134,7 @@ TEST_F(UartLine, SaysWhatCannotBeJoined) {
   EXPECT_EQ(farEnd(), "");
 }
 
-TEST_F(UartLine, TheProcessorMayGoFirst) {
+TEST_F(UartLine, TheProcessorMayBeDisposedFirst) {
   join("pty");
   User U(farEnd());
   U.type("x");

@@ -89,7 +89,7 @@ struct PrefixedInt {
   const char *Text;
 };
 
-TEST_F(OutStreamTest, PutsAPrefixBehindAnInteger) {
+TEST_F(OutStreamTest, PutsAPrefixAfterAnInteger) {
   const PrefixedInt Cases[] = {
       {OutStream::Unity, 7, "7 "},
       {OutStream::Kilo, 1234, "1.234 k"},

@@ -146,7 +146,7 @@ TEST_F(Paths, LookUpsTakeTheFirstRootThatFits) {
                                                         "path-debug did not find wrapper dir\n");
 }
 
-TEST_F(Paths, AFruitlessSearchSaysSo) {
+TEST_F(Paths, ASearchThatFindsNothingSaysSo) {
   Environment Set("ORVY_DEBUG_PATH_DISCOVERY", "");
   testing::internal::CaptureStderr();
   getLibDir();

@@ -69,7 +69,7 @@ TEST(ParseInt, ReadsFourBasesWithSeparators) {
   }
 }
 
-TEST(ParseInt, LeavesTheValueAloneWhenTheTextIsNoInteger) {
+TEST(ParseInt, LeavesTheValueAloneWhenTheTextIsNotAnInteger) {
   const std::vector<std::string> Texts = {"",
                                           "  ",
                                           "\t",
@@ -135,7 +135,7 @@ TEST(ParseDouble, ReadsWhatTheCLibraryReads) {
   EXPECT_TRUE(std::isnan(Value));
 }
 
-TEST(ParseDouble, KeepsTheNumberInFrontOfOtherText) {
+TEST(ParseDouble, KeepsTheNumberBeforeOtherText) {
   for (const std::string &Text :
        {std::string("1.5x"), std::string("1.5 "), std::string("1.5_0"), std::string("1.5\0", 4)}) {
     double Value = 42;

@@ -386,7 +386,7 @@ TEST_F(Checkpoint, AFullDiskLeavesNoFileWhereNoneWas) {
   EXPECT_EQ(entries(), 1) << "no part is left either";
 }
 
-TEST_F(Checkpoint, WhatKilledSavesHaveLeftGoesWithTheNextOne) {
+TEST_F(Checkpoint, TheNextSaveRemovesTheFilesOfKilledOnes) {
   createModel("a");
   const std::string Path = Dir.path("file.json");
   pid_t Dead = fork();

@@ -126,7 +126,7 @@ TEST_F(Commands, FillARequiredOptionFromItsVariable) {
   Var::deleteVariable("DEFAULT_COUNT");
 }
 
-TEST_F(Commands, TakeTheObjectInFrontOfThem) {
+TEST_F(Commands, TakeTheObjectBeforeTheDot) {
   Model *Obj = createModel("model");
   const std::string Self = "model";
   EXPECT_EQ(Test.parseOptions({"model.test", "count=1"}, &Self), 0);

@@ -157,7 +157,7 @@ TEST(ExprValues, FollowTheKindsOfTheirOperands) {
     EXPECT_EQ(show(Cases[Index].first), Cases[Index].second) << "case " << Index;
 }
 
-TEST(ExprValues, AreVoidForOperandsThatAreNoNumbers) {
+TEST(ExprValues, AreVoidForOperandsThatAreNotNumbers) {
   const ExprValue Strange[] = {ExprValue(), ExprValue::ofText("1"), ExprValue::ofBool(true)};
   const Binary Operators[] = {
       orvy::cl::operator+,  orvy::cl::operator-,  orvy::cl::operator*,  orvy::cl::operator/,

@@ -170,7 +170,7 @@ TEST_F(Interpreters, FindScriptsInTheSearchPaths) {
   EXPECT_EQ(value("z"), "none");
 }
 
-TEST_F(Interpreters, TellAScriptThatCannotBeRead) {
+TEST_F(Interpreters, ReportAScriptThatCannotBeRead) {
   const char *Unmappable = "/sys/devices/system/cpu/online";
   if (!Interpreter::getPath(Unmappable))
     GTEST_SKIP() << "the system has no such file";
@@ -180,7 +180,7 @@ TEST_F(Interpreters, TellAScriptThatCannotBeRead) {
   EXPECT_EQ(runScript(Dir.file("empty.orvy", "").c_str()), ScriptResult::Succeeded);
 }
 
-TEST_F(Interpreters, KeepAScriptThatIsEditedWhileItRuns) {
+TEST_F(Interpreters, KeepTheTextOfAScriptThatIsEditedWhileItRuns) {
   BufferLineReader Script(Dir.file("s.orvy", "v=1\n").c_str());
   Dir.file("s.orvy", "");
   EXPECT_THAT(Script.readLine(), ElementsAre("v=1"));
@@ -220,7 +220,7 @@ TEST_F(Interpreters, KeepTheArgumentsOfACommandThatRunsInsideItself) {
   EXPECT_THAT(wordsOf("wrap-words c"), ElementsAre("c", "c", "none"));
 }
 
-TEST_F(Interpreters, TakeWhateverAScriptHolds) {
+TEST_F(Interpreters, RunScriptsOfAnySizeAndContent) {
   std::string Many;
   for (int Line = 0; Line < 100000; ++Line)
     Many += "note-words a\n";

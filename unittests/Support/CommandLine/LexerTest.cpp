@@ -67,7 +67,7 @@ TEST(Lexer, SplitsTexts) {
     EXPECT_EQ(tokensOf(Text), Tokens) << Text;
 }
 
-TEST(Lexer, GoesOnBehindABackslashThatMeansNothing) {
+TEST(Lexer, GoesOnAfterABackslashWithoutMeaning) {
   Lexer Input("\\# b\n\\c", Tracing::Off);
   std::vector<TokenKind> Kinds;
   for (int Count = 0; Count < 5; ++Count) {

@@ -208,7 +208,7 @@ TEST(ExprParser, RefusesWhatIsNestedTooDeeply) {
   expectComplaints({repeat("if 1 { ", 10000), "null", "Nested too deeply."}, /*WantsMore=*/false);
 }
 
-TEST(ExprParser, TakesAsManyBracketsAsAnybodyTypesAndSumsOfAnyLength) {
+TEST(ExprParser, Takes255BracketsAndSumsOfAnyLength) {
   EXPECT_EQ(parse(repeat("(", 255) + "1" + repeat(")", 255)).Tree, "[ 1 ]");
   EXPECT_EQ(valueOf(parseExpr("1" + repeat(" + 1", 100000)).get()), "u100001");
   EXPECT_EQ(parse("if 0 { }" + repeat(" elif 0 { }", 10000)).Complaints, Strings());

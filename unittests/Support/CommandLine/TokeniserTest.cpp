@@ -101,7 +101,7 @@ TEST(Tokeniser, GoesOnInTheNextText) {
   }
 }
 
-TEST(Tokeniser, DropsWordsButNoStateOnReset) {
+TEST(Tokeniser, DropsWordsAndKeepsItsStateOnReset) {
   Tokeniser Words;
   Words.tokString("one 'two");
   Words.reset();
@@ -115,7 +115,7 @@ TEST(Tokeniser, CountsLines) {
   EXPECT_EQ(Words.getLine(), 1u);
   EXPECT_EQ(Words.getStartLine(), 1u);
   Words.tokString("'a\nb' c\\\nd\ne\n");
-  EXPECT_EQ(Words.getLine(), 4u) << "what stands behind the end is not read";
+  EXPECT_EQ(Words.getLine(), 4u) << "what follows the end is not read";
   EXPECT_EQ(Words.getStartLine(), 1u);
   Words.reset();
   EXPECT_EQ(Words.getStartLine(), 4u);

@@ -178,7 +178,7 @@ TEST_F(RunCommands, RunThatOvershootsItsStrideGoesOnUntilStopped) {
   EXPECT_EQ(Cpu->Cycles, 5);
 }
 
-TEST_F(RunCommands, StepsThatNeverComeAreNotWaitedFor) {
+TEST_F(RunCommands, StepsEndWhenTheProcessorMakesNoProgress) {
   Cpu->stopAt(0, ovCER_Normal, true);
   outputOf("object-step obj=cpu steps=3");
   EXPECT_EQ(Cpu->Steps, 0);

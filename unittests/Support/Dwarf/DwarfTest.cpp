@@ -115,7 +115,7 @@ TEST_F(Dwarf, LoadsAbbreviationsAlone) {
   EXPECT_EQ(orvy_loadDebugInfo(Path.c_str(), nullptr), -1);
 }
 
-TEST_F(Dwarf, DamageCostsWhatItHitsAndNothingElse) {
+TEST_F(Dwarf, DamageAffectsOnlyWhatItHits) {
   const std::string Good = unit(named(1, "a.c", 0, 0) + bytes(0));
   auto Sectioned = [&](const char *Name, const std::string &Bytes) {
     std::map<std::string, std::string> Sections = {{".debug_abbrev", Abbrevs},
@@ -453,7 +453,7 @@ TEST_F(Dwarf, ListsStructures) {
   EXPECT_EQ(printed([&] { CLangPrinter().printType(unitAt(0).getUnitDIE()); }), "");
 }
 
-TEST_F(Dwarf, BearsDepthAndAbundance) {
+TEST_F(Dwarf, LoadsDeepTreesAndManyEntries) {
   const uint32_t Depth = 100'000;
   ASSERT_EQ(loadInfo(unit(named(1, "a.c", 0, 0) + std::string(Depth, '\3') +
                           std::string(Depth + 1, '\0'))),
@@ -471,7 +471,7 @@ TEST_F(Dwarf, BearsDepthAndAbundance) {
             -1);
 }
 
-TEST_F(Dwarf, OutlivesDamage) {
+TEST_F(Dwarf, SurvivesRandomDamage) {
   std::mt19937 Random(testSeed());
   Silence Quiet;
   orvy_logSetLevel(ovLOG_Fatal);

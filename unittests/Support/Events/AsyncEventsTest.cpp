@@ -440,7 +440,7 @@ void exitWithEntries(void *Holder, int Fd) {
   std::exit(7);
 }
 
-TEST_F(AsyncEvents, AProcessEndsWithEntriesLeft) {
+TEST_F(AsyncEvents, AProcessMayExitWithEntriesLeft) {
   GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process of its own, with the thread
   Pipe P;
   P.put();

@@ -132,7 +132,7 @@ TEST_F(EventQueue, ACyclicEventEndsWithTime) {
 }
 
 // More than one block of the table holds; owners' records lie between those of the library.
-TEST_F(EventQueue, IdsAndRecordsStandHoweverManyEventsArePublished) {
+TEST_F(EventQueue, IdsAndRecordsStayValidHoweverManyEventsArePublished) {
   constexpr int Count = 140000;
   static int64_t Sum;
   Sum = 0;

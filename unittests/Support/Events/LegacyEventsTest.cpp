@@ -187,7 +187,7 @@ TEST_F(LegacyEvents, FireWithoutTheirNamesAndIds) {
       << "though its old id is in use";
 }
 
-TEST_F(LegacyEvents, RegisteringIsGone) {
+TEST_F(LegacyEvents, RegisteringIsNoLongerSupported) {
   orvy_logSetFunc(nullptr);
   orvy_logSetDefaultFile(stderr);
   EXPECT_DEATH(orvy_registerEvent(Queue, "tick"),

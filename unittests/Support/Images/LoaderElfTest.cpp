@@ -93,7 +93,7 @@ TEST_F(Elf, EverySegmentGoesToItsPhysicalAddressFilledUpWithZeros) {
                   "0x00000010"));
 }
 
-TEST_F(Elf, ZerosOfThreadLocalStorageSpareWhatOthersBring) {
+TEST_F(Elf, ZerosOfThreadLocalStorageDoNotOverwriteOtherSegments) {
   const std::string Data = "tlsdata.arraysof";
   const struct {
     const char *What;
@@ -134,7 +134,7 @@ TEST_F(Elf, EmptyContentsMayLieAnywhere) {
 }
 
 /// Each lie in its own copy of a good file; none of them costs memory that the file does not fill.
-TEST_F(Elf, OnlyWhatTheLoaderNeedsIsLookedAtAndWhatItFindsIsTold) {
+TEST_F(Elf, OnlyWhatTheLoaderNeedsIsReadAndWhatItFindsIsReported) {
   const struct {
     const char *Error; ///< where it is opened
     int Result;
@@ -285,7 +285,7 @@ TEST_F(Elf, DebugInformationIsASectionOfThatName) {
   EXPECT_EQ(debugInformation(image(First.bytes())), "0");
 }
 
-TEST_F(Elf, SectionHeadersPastTheEndAreMetOnTheWayOnly) {
+TEST_F(Elf, SectionHeadersPastTheEndMatterOnlyOnceTheyAreReached) {
   ElfBuilder File = typical();
   File.Header.e_shnum = 0xffff;
   EXPECT_EQ(debugInformation(image(File.bytes())), "1") << "found before the end";

@@ -100,7 +100,7 @@ TEST(Network, UnknownHostsThrow) {
   EXPECT_THROW(TCPSocket().bind("no such host", 1), std::runtime_error);
 }
 
-TEST(Network, StreamsAreSetUpAndCarryNothing) {
+TEST(Network, StreamsConnectAndCarryNoData) {
   TCPSocket Server;
   EXPECT_FALSE(Server.listen(1));
   EXPECT_FALSE(Server.accept());

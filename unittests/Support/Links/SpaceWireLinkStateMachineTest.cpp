@@ -100,7 +100,7 @@ TEST(LinkStateMachine, TwoEndsComeUpOnceOneOfThemStarts) {
   EXPECT_EQ(L.settle(), "55");
 }
 
-TEST(LinkStateMachine, AnEndThatGoesTakesTheOtherWithIt) {
+TEST(LinkStateMachine, AnEndThatDisconnectsResetsTheOther) {
   Link L;
   L.A.Auto = L.A.Start = L.B.Auto = 1;
   L.settle();
@@ -112,7 +112,7 @@ TEST(LinkStateMachine, AnEndThatGoesTakesTheOtherWithIt) {
   EXPECT_EQ(L.settle(), "55 00");
 }
 
-TEST(LinkStateMachine, AnEndThatDoesNotStartHoldsTheOtherBack) {
+TEST(LinkStateMachine, AnEndThatDoesNotStartKeepsTheOtherFromConnecting) {
   Link L;
   L.A.Start = 1;
   EXPECT_EQ(L.settle(), "00 22 32");

@@ -189,7 +189,7 @@ TEST_F(TimeServer, SaysWhichHostsAndPortsAreWrong) {
   EXPECT_EQ(Log.count("cannot be enabled"), 1);
 }
 
-TEST_F(TimeServer, ABadHostTakesTheOldOneAway) {
+TEST_F(TimeServer, ABadHostClearsTheFormerOne) {
   setBytes(1, 0);
   start(1);
   setHost("no such host");
@@ -214,7 +214,7 @@ TEST_F(TimeServer, ServesOverTheNewerProtocolToo) {
   EXPECT_THAT(Newer.take(), Optional(ElementsAre(11, 1, 0xC0)));
 }
 
-TEST_F(TimeServer, GoesOnWhenNobodyHears) {
+TEST_F(TimeServer, GoesOnSendingWhenNobodyListens) {
   uint16_t Port;
   {
     UdpReceiver Gone;
@@ -227,7 +227,7 @@ TEST_F(TimeServer, GoesOnWhenNobodyHears) {
   EXPECT_TRUE(isWaiting());
 }
 
-TEST_F(TimeServer, MissesItsTimeSourceWhenThatIsGone) {
+TEST_F(TimeServer, CannotBeEnabledAfterItsTimeSourceIsDisposed) {
   start(1);
   orvy_disposeObject(Cpu);
   set("enable", u8(1));

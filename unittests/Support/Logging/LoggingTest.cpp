@@ -92,7 +92,7 @@ TEST_F(Logging, EveryFatalFunctionTellsAndAborts) {
                 Function.Line);
 }
 
-TEST_F(Logging, AFatalMessageReachesAFileAheadOfTheAbort) {
+TEST_F(Logging, AFatalMessageReachesAFileBeforeTheAbort) {
   TempDir Dir;
   const std::string Path = Dir.path("log");
   EXPECT_EXIT(

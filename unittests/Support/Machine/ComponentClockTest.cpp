@@ -252,7 +252,7 @@ protected:
   Rule R;
 };
 
-TEST_F(Schedules, AreThoseOfTheRule) {
+TEST_F(Schedules, FollowTheReferenceScheduler) {
   size_t Calls = 0;
   for (int Trial = 0; Trial < 300; ++Trial) {
     Group G(1 + upTo(4));
@@ -347,7 +347,7 @@ TEST(Groups, ForwardToTheFirstClockOrToAll) {
 }
 
 /// What a user or a checkpoint can do to the fields must not hang or crash a run.
-TEST(Groups, StandStillWhereTheyCannotRun) {
+TEST(Groups, DoNothingWhereTheyCannotRun) {
   Group None(0);
   EXPECT_EQ(None.Iface->advanceCycles(None.C, 100), 0);
   EXPECT_EQ(None.Iface->step(None.C, 100), 0);

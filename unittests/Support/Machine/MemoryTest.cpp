@@ -199,7 +199,7 @@ struct Watch {
   std::string Heard;
 };
 
-TEST(Pages, TellTheirWatchers) {
+TEST(Pages, NotifyTheirWatchers) {
   uint8_t Bytes[ORVY_PAGE_SIZE] = {};
   orvy_MemPage Page = {Bytes, nullptr, 0};
   auto Revoked = [](orvy_PageWatcher *W) { reinterpret_cast<Watch *>(W)->Heard += "revoked "; };

@@ -296,7 +296,7 @@ TEST_F(Simulation, RejectsARunFromInsideARun) {
     }
 }
 
-TEST_F(Simulation, WouldWaitForItselfToStop) {
+TEST_F(Simulation, RejectsWaitingForItselfToStop) {
   addCpu("a");
   post(5, [](orvy_Event *) { orvy_simStop(); });
   EXPECT_DEATH(orvy_simRunNanos(15), "internal error: .*orvy_simStop on the thread of the run.*"

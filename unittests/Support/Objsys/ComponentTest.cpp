@@ -97,7 +97,7 @@ TEST_F(Components, NameInnerObjectsUnderTheirOwnName) {
   EXPECT_THAT(Disposed, ElementsAre("own"));
 }
 
-TEST_F(Components, LoseAPartThatTakesThemOrItselfAway) {
+TEST_F(Components, LoseAPartThatDisposesOfThemOrItself) {
   static ObjectIface Table = {nullptr, nullptr, nullptr, orvy_disposeObject, nullptr};
   const auto Create = [](const char *Name, int, const orvy_CreateArg *) -> void * {
     orvy_disposeObject(orvy_objectForName("lost"));
@@ -316,7 +316,7 @@ TEST_F(Components, ComeBackWithWhatTheirCreationDoesNotMake) {
 }
 
 /// Otherwise nobody would dispose of it.
-TEST_F(Components, LetGoOfWhatACheckpointDoesNotList) {
+TEST_F(Components, GiveUpPartsThatACheckpointDoesNotList) {
   TempDir Dir;
   const Build MakePart = [](orvy_Component *C) { inner(C, "Part", "part"); };
   orvy_Component *C = make("box", MakePart);

@@ -255,7 +255,7 @@ TEST_F(Buffers, ShrinkToNothingAndNoFurther) {
   EXPECT_EQ(bytes(Buffer), "");
 }
 
-TEST(EmptyBuffers, AreBuffersToo) {
+TEST(EmptyBuffers, AreValid) {
   orvy_Buff None = orvy_buffCreate(0);
   orvy_Buff Copy = orvy_buffCopy(&None);
   orvy_buffWritableData(&Copy);

@@ -484,7 +484,7 @@ TEST_F(Objects, AndClassesAreForgottenByAClear) {
   EXPECT_NE(orvy_registerClass("Thing", create, dispose), nullptr);
 }
 
-TEST_F(Objects, ButTheSimulatorGoWithAClear) {
+TEST_F(Objects, AllButTheSimulatorAreDisposedByAClear) {
   orvy::sim::registerAndCreateSimulatorObject();
   void *Sim = orvy_objectForName("sim");
   orvy_Class *SimClass = orvy_classForObject(Sim);

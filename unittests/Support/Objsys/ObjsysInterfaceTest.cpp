@@ -224,7 +224,7 @@ TEST_F(Connections, RefusedByTheRequirementStillSucceed) {
                                       "implemented in 'Mute'"));
 }
 
-TEST_F(Connections, RefuseATableOfAnotherTypeOnEveryRoad) {
+TEST_F(Connections, RefuseATableOfAnotherTypeOnEveryRoute) {
   orvy_Class *Cls = orvy_classForObject(A);
   for (const char *Name : {"refs", "wires", "dynamic", "refvector"})
     orvy_requireInterface(Cls, Name, "EchoIface");
@@ -318,7 +318,7 @@ TEST_F(Connections, WriteWhatTheySeeOnTheGetRoute) {
   EXPECT_EQ(A->Refs[1].Obj, B);
 }
 
-TEST_F(Connections, EndWhenAWriterTakesTheirObjectsAway) {
+TEST_F(Connections, EndWhenAWriterDisposesOfTheirObjects) {
   constexpr orvy_PropWriter Writers[] = {
       [](void *, orvy_Propval Pv, int) { orvy_disposeObject(Pv.IfaceRef.Obj); },
       [](void *Obj, orvy_Propval, int) { orvy_disposeObject(Obj); },

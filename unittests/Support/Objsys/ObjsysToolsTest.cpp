@@ -107,7 +107,7 @@ TEST_F(ObjsysTools, AModelsOwnCheckCounts) {
   EXPECT_EQ(Log.count("a : checked at 2"), 1);
 }
 
-TEST_F(ObjsysTools, StandGettersThatTakeTheirObjectsAway) {
+TEST_F(ObjsysTools, SurviveGettersThatDisposeOfTheirObjects) {
   constexpr orvy_PropReader Getters[] = {
       [](void *Obj, int) {
         orvy_disposeObject(Obj);

@@ -74,7 +74,7 @@ TEST(PropvalTypes, HaveTheirTagsNamesWidthsAndKinds) {
   }
 }
 
-TEST(PropvalTypes, OutsideTheEnumerationAreNoTypes) {
+TEST(PropvalTypes, OutsideTheEnumerationAreUnknown) {
   for (uint32_t Tag : {22u, 255u, 0xffffffffu}) {
     auto Typ = static_cast<orvy_Type>(Tag);
     EXPECT_EQ(typeToSize(Typ), 0u);
@@ -127,7 +127,7 @@ TEST(PropvalConversions, AreDefinedForRealsThatFitNoInteger) {
   orvy_asUnsigned(real(std::nan("")));
 }
 
-TEST(PropvalConversions, EndTheProcessForWhatIsNoNumber) {
+TEST(PropvalConversions, EndTheProcessForValuesThatAreNotNumbers) {
   EXPECT_DEATH(orvy_asInteger(text("1")), "converting invalid property to integer");
   EXPECT_DEATH(orvy_asUnsigned({}), "converting invalid property to unsigned");
   EXPECT_DEATH(orvy_asDouble({}), "converting invalid property do double");
@@ -170,7 +170,7 @@ TEST(PropvalText, NamesObjectsAndInterfaces) {
   EXPECT_EQ(propAsString(ref(nullptr, &Echo)), "<null>:<null>");
 }
 
-TEST(IndexString, IsTheNumberBehindTheFirstBracket) {
+TEST(IndexString, IsTheNumberAfterTheFirstBracket) {
   struct {
     const char *Name;
     int Index;

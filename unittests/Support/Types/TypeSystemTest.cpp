@@ -173,11 +173,11 @@ template <typename... Ts> struct Triples {
   static void checkAll() { (checkAllSecond<Ts>(), ...); }
 };
 
-TEST(CompoundTypes, LieAndTravelAsTheCompilersDo) {
+TEST(CompoundTypes, AreLaidOutAndPassedAsTheCompilerDoes) {
   Triples<int8_t, uint16_t, int32_t, uint64_t, float, double, char *>::checkAll();
 }
 
-TEST(CompoundTypes, TravelInsideUnions) {
+TEST(CompoundTypes, ArePassedInsideUnions) {
   StructType Floats("Floats");
   for (const char *Name : {"First", "Second", "Third"})
     Floats.addField(Name, &RealType::s_FloatTy, "");
