@@ -91,8 +91,7 @@ TEST_F(AtPromptTest, KeepsTheLastFiftyLinesAndARepetitionOnce) {
   for (int Number = 100; Number < 130; ++Number)
     answerTo(User, "x=" + std::to_string(Number));
   EXPECT_EQ(User.leave(), 0);
-  std::ifstream File(Home.path(".config/orvy/command-history"));
-  const std::string Text{std::istreambuf_iterator<char>(File), {}};
+  const std::string Text = TempDir::contentsOf(Home.path(".config/orvy/command-history"));
   EXPECT_EQ(std::count(Text.begin(), Text.end(), '\n'), 51) << "with its head line";
   EXPECT_THAT(Text, Not(HasSubstr("x=18\\012")));
   EXPECT_THAT(Text, HasSubstr("x=20\\012"));

@@ -36,6 +36,11 @@ public:
     std::ofstream(Path, std::ios::binary) << Text;
     return Path;
   }
+  /// The bytes of a file anywhere; none if it is not there.
+  static std::string contentsOf(const std::string &Path) {
+    std::ifstream File(Path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(File), {}};
+  }
   std::string executable(std::string_view Below) const {
     const std::string Path = file(Below, "#!/bin/sh\n");
     std::filesystem::permissions(Path, std::filesystem::perms::owner_all);

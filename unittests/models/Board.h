@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,13 @@ inline void loadModels() {
     return;
   for (const char *Model : {"Memory", "SparcV8", "Devices", "Board"})
     EXPECT_EQ(orvy_loadPlugin(Model), 0) << Model;
+}
+
+/// Registers a class whose objects are zeros of a size, and nothing else is done to make one.
+template <size_t Size = sizeof(orvy_Object)> orvy_Class *registerPlainClass(const char *Name) {
+  return orvy_registerClass(
+      Name, [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, Size); },
+      std::free);
 }
 
 inline void *make(const char *Class, const std::string &Name, const char *Key = nullptr,

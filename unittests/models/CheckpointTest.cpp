@@ -40,10 +40,7 @@ void pass(void *Obj, orvy_MemTransaction *Mt) {
 void registerStopper() {
   static MemAccessIface Table = {pass<&MemAccessIface::fetch>, pass<&MemAccessIface::read>,
                                  pass<&MemAccessIface::write>, pass<&MemAccessIface::exchange>};
-  orvy_Class *Cls = orvy_registerClass(
-      "Stopper",
-      [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, sizeof(Stopper)); },
-      std::free);
+  orvy_Class *Cls = registerPlainClass<sizeof(Stopper)>("Stopper");
   orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &Table, 0, "");
   orvy_addProperty(Cls, "memory", offsetof(Stopper, Memory), ovTY_IfaceRef, 1, nullptr, nullptr,
                    "");
@@ -187,12 +184,6 @@ orvy_CpuExitReason take(const Step &S) {
   }
 }
 
-std::string contents(const std::string &Path) {
-  std::stringstream Text;
-  Text << std::ifstream(Path, std::ios::binary).rdbuf();
-  return Text.str();
-}
-
 /// Goes from after a step to the end and saves.
 void finish(const Scenario &S, size_t Done, const std::string &Path) {
   const std::vector<Step> Steps = stepsOf(S);
@@ -277,14 +268,14 @@ TEST_P(Checkpoints, GoOnInANewProcessAsIfNothingHadHappened) {
   EXPECT_GE(Seen.Midways, S.Midways);
   const size_t Last = stepsOf(S).size();
   EXPECT_EQ(Last, 20u);
-  std::string End = contents(Dir.path("end.json"));
+  std::string End = TempDir::contentsOf(Dir.path("end.json"));
   EXPECT_THAT(B.output(), ::testing::HasSubstr(S.Said));
 
   pid_t Former = startFrom(S, 0, Dir.path());
   for (size_t Point = 0; Point <= Last; ++Point) {
     pid_t Next = Point < Last ? startFrom(S, Point + 1, Dir.path()) : -1;
     EXPECT_TRUE(hasEnded(Former)) << Point;
-    compare(End, contents(endPath(Dir.path(), Point)), "the end from point", Point);
+    compare(End, TempDir::contentsOf(endPath(Dir.path(), Point)), "the end from point", Point);
     Former = Next;
   }
 }
@@ -316,7 +307,8 @@ TEST(Resumed, DISABLED_GoesOn) {
   ASSERT_EQ(orvy_deserialiseJSON(pointPath(Dir, Point).c_str()), 0);
   std::string Again = endPath(Dir, Point) + "-again";
   ASSERT_EQ(orvy_serialiseJSON(Again.c_str()), 0);
-  compare(contents(pointPath(Dir, Point)), contents(Again), "point saved again", Point);
+  compare(TempDir::contentsOf(pointPath(Dir, Point)), TempDir::contentsOf(Again),
+          "point saved again", Point);
   finish(S, Point, endPath(Dir, Point));
   orvy_objsysClearObjects();
 }
@@ -352,9 +344,10 @@ TEST(CheckpointOfModels, KeepsStateThatPropertiesDoNotHold) {
     orvy_memoryWritePhys32(B.Space, Board::UartBase, 'x'); // goes again from the file
   }
   ASSERT_EQ(orvy_deserialiseJSON(pointPath(Dir.path(), 1).c_str()), 0);
-  EXPECT_EQ(contents(Dir.path("output")), std::string("a\0\xFF\xC3\xA9", 5));
+  EXPECT_EQ(TempDir::contentsOf(Dir.path("output")), std::string("a\0\xFF\xC3\xA9", 5));
   ASSERT_EQ(orvy_serialiseJSON(pointPath(Dir.path(), 2).c_str()), 0);
-  compare(contents(pointPath(Dir.path(), 1)), contents(pointPath(Dir.path(), 2)), "point", 2);
+  compare(TempDir::contentsOf(pointPath(Dir.path(), 1)),
+          TempDir::contentsOf(pointPath(Dir.path(), 2)), "point", 2);
   EXPECT_STREQ(orvy_nameForObject(orvy_getProcessors()[0]), "cpu1");
   void *Irq = orvy_objectForName("irqctrl"), *Space = orvy_objectForName("memory");
   EXPECT_EQ(orvy_getValue(Irq, "cpus", 0).IfaceRef.Obj, nullptr);
@@ -367,7 +360,7 @@ TEST(CheckpointOfModels, KeepsStateThatPropertiesDoNotHold) {
   EXPECT_EQ(orvy_memoryReadPhys32(Space, 0x50000000, &Word), 0u);
   orvy_memoryWritePhys32(Space, Board::UartBase, 'y');
   orvy_objsysClearObjects();
-  EXPECT_EQ(contents(Dir.path("output")), std::string("a\0\xFF\xC3\xA9y", 6));
+  EXPECT_EQ(TempDir::contentsOf(Dir.path("output")), std::string("a\0\xFF\xC3\xA9y", 6));
 }
 
 } // namespace

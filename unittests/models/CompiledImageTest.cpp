@@ -81,11 +81,6 @@ protected:
     return Bytes;
   }
 
-  static std::string contents(const std::string &Path) {
-    std::ifstream File(Path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(File), {}};
-  }
-
   /// The kinds of data records in a file: "1", "23" and so on.
   static std::string kinds(const std::string &Srec) {
     std::string Digits;
@@ -103,8 +98,9 @@ protected:
 private:
   std::string make(const std::string &Command, const char *Name) {
     std::string Log = Files.path("log"), Result = Files.path(Name);
-    EXPECT_EQ(0, std::system((Command + Result + " >" + Log + " 2>&1").c_str())) << Command << '\n'
-                                                                                 << contents(Log);
+    EXPECT_EQ(0, std::system((Command + Result + " >" + Log + " 2>&1").c_str()))
+        << Command << '\n'
+        << TempDir::contentsOf(Log);
     return Result;
   }
 
@@ -124,7 +120,7 @@ TEST_P(CompiledImage, IsLoadedAsItsOwnToolsLayItOutFromEveryFormat) {
   for (const auto &[Origin, Records] : Rows) {
     SCOPED_TRACE(Origin);
     const std::string Elf = compile(Origin), Binary = convert(Elf, "-O binary", "program.bin");
-    const std::string Raw = contents(Binary);
+    const std::string Raw = TempDir::contentsOf(Binary);
     ASSERT_GT(Raw.size(), DataOffset);
     ASSERT_LT(Raw.size(), MemorySize - 2 * ClearedSize);
     uint64_t Start = 0;

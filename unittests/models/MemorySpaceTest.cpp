@@ -5,7 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <random>
@@ -160,10 +159,7 @@ TEST_F(MemoryModels, TakeANullSlotOfADeviceForAFailure) {
                               },
                               nullptr};
   static IrqCtrlIface Wrong = {};
-  orvy_Class *Cls = orvy_registerClass(
-      "Partial",
-      [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, sizeof(orvy_Object)); },
-      std::free);
+  orvy_Class *Cls = registerPlainClass("Partial");
   static MemAccessIface Array[2] = {{}, Access};
   orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &Access, 0, "");
   orvy_addInterface(Cls, "MemoryIface", "MemoryIface", &Block, 0, "");
@@ -353,12 +349,7 @@ TEST_F(MemoryModels, MayBeDisposedByWhatAnAccessReaches) {
       [](void *, void *, uint64_t, uint32_t Len, uint32_t) { return Blow(), Len; },
       [](void *, uint64_t, uint32_t Len, const void *, uint32_t) { return Blow(), Len; }};
   for (bool HasBlocks : {false, true}) {
-    orvy_Class *Cls = orvy_registerClass(
-        HasBlocks ? "BlockBomb" : "Bomb",
-        [](const char *, int, const orvy_CreateArg *) {
-          return std::calloc(1, sizeof(orvy_Object));
-        },
-        std::free);
+    orvy_Class *Cls = registerPlainClass(HasBlocks ? "BlockBomb" : "Bomb");
     orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &Access, 0, "");
     if (HasBlocks)
       orvy_addInterface(Cls, "MemoryIface", "MemoryIface", &Block, 0, "");

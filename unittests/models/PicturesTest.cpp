@@ -27,10 +27,7 @@ protected:
     EXPECT_EQ(std::system((Program + Arguments + " >/dev/null").c_str()), 0) << Arguments;
     return true;
   }
-  std::string read(const char *Name) const {
-    std::ifstream File(Files.path(Name));
-    return {std::istreambuf_iterator<char>(File), {}};
-  }
+  std::string read(const char *Name) const { return TempDir::contentsOf(Files.path(Name)); }
 
   TempDir Files;
 };

@@ -2,7 +2,6 @@
 
 #include "Board.h"
 
-#include <cstdlib>
 #include <functional>
 
 using namespace orvy::testing;
@@ -53,10 +52,7 @@ void *makeCharge() {
     Blow();
   };
   static MemAccessIface Access = {Serve, Serve, Serve, Serve};
-  orvy_Class *Cls = orvy_registerClass(
-      "Charge",
-      [](const char *, int, const orvy_CreateArg *) { return std::calloc(1, sizeof(orvy_Object)); },
-      std::free);
+  orvy_Class *Cls = registerPlainClass("Charge");
   orvy_addInterface(Cls, "MemAccessIface", "MemAccessIface", &Access, 0, "");
   return orvy_createObject("Charge", "bomb", nullptr);
 }

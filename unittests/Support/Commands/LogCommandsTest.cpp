@@ -7,18 +7,11 @@
 
 #include <fstream>
 #include <gmock/gmock.h>
-#include <sstream>
 
 using namespace orvy::testing;
 using testing::HasSubstr;
 
 namespace {
-
-std::string contentOf(const std::string &Path) {
-  std::ostringstream Text;
-  Text << std::ifstream(Path).rdbuf();
-  return Text.str();
-}
 
 TEST(LogCommands, FilesAreAppendedToOneAfterTheOther) {
   const TempDir Dir;
@@ -30,8 +23,8 @@ TEST(LogCommands, FilesAreAppendedToOneAfterTheOther) {
                              "\nlog-info two\nlog-set-file file=" + First +
                              "\nlog-info three\nlog-set-file file=<default>\n";
   EXPECT_EQ(orvy_execCommand(Script.c_str()), 0);
-  EXPECT_EQ(contentOf(First), "before\n:info:: one\n:info:: three\n");
-  EXPECT_EQ(contentOf(Second), ":info:: two\n");
+  EXPECT_EQ(TempDir::contentsOf(First), "before\n:info:: one\n:info:: three\n");
+  EXPECT_EQ(TempDir::contentsOf(Second), ":info:: two\n");
 }
 
 TEST(ExternalObjects, HaveNoLogLevelAndNoTimeSource) {
