@@ -10,7 +10,7 @@ def raises(*words):
     raise ValueError(words)
 
 
-for name, function in {
+functions = {
     "py-show": show,
     "py-none": lambda *words: None,
     "py-text": lambda *words: "text",
@@ -20,5 +20,5 @@ for name, function in {
     "py-wrapped": lambda *words: 1 << 32,
     "py-raises": raises,
     "memory-read": show,
-}.items():
-    print(name, orvybuiltin.addCommand(name, function, {"ignored": 1}))
+}
+print("added", *(orvybuiltin.addCommand(*each, {"ignored": 1}) for each in functions.items()))
