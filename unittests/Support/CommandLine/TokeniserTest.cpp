@@ -16,7 +16,7 @@ struct Case {
   Strings Words;
 };
 
-TEST(Tokeniser, SplitsAText) {
+TEST(Tokeniser, SplitsATextAndTakesQuotesAndBackslashes) {
   const Case Cases[] = {
       {"", 0, {}},
       {" \t ", 0, {}},
@@ -29,17 +29,6 @@ TEST(Tokeniser, SplitsAText) {
       {"a\r", 0, {"a\r"}},
       {"\r \v\f x", 0, {"x"}},
       {"it#s", 0, {"it#s"}},
-  };
-  for (const Case &Each : Cases) {
-    Tokeniser Words;
-    EXPECT_EQ(Words.tokString(Each.Text.data(), Each.Text.data() + Each.Text.size()), Each.Result)
-        << Each.Text;
-    EXPECT_EQ(Words.getTokens(), Each.Words) << Each.Text;
-  }
-}
-
-TEST(Tokeniser, TakesQuotesAndBackslashes) {
-  const Case Cases[] = {
       {R"('it''s')", 0, {"its"}},
       {R"(a'b c'd)", 0, {"ab cd"}},
       {R"(x="a b")", 0, {"x=a b"}},
