@@ -5,19 +5,21 @@
 //
 // Ends with status 0 if the memory of the process did not grow after the first third of the time.
 
-#include "orvy/Support/Orvy.h"
+#include "Testing/Model.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <random>
 #include <string>
 #include <unistd.h>
 #include <vector>
+
+using namespace orvy::testing;
 
 namespace {
 
@@ -32,26 +34,16 @@ size_t below(size_t Limit) {
   return Random() % Limit;
 }
 
-/// An object with events that it publishes and depublishes, and a port.
-struct Unit {
-  orvy_Object Super;
-  uint64_t Value;
-  char *Text;
-  orvy_IfaceRef Peer;
-  orvy_IfaceRefArray Peers;
-  std::vector<int64_t> *Events;
-};
-
-struct PeerIface {
-  void (*touch)(void *Obj);
-};
-PeerIface PeerTable = {[](void *Obj) { ++static_cast<Unit *>(Obj)->Value; }};
-
-std::vector<Unit *> Units;
+std::vector<Model *> Units;
+std::map<Model *, std::vector<int64_t>> Published;
 void *Clocks[ClockCount];
 
+void count(void *Obj, void *) {
+  ++static_cast<Model *>(Obj)->U64[0];
+}
+
 void fire(orvy_Event *Event) {
-  ++static_cast<Unit *>(Event->Obj)->Value;
+  count(Event->Obj, nullptr);
 }
 
 void hear(void *Arg, void *, void *) {
@@ -62,32 +54,7 @@ orvy_EventQueue *queueOf(void *Clock) {
   return *reinterpret_cast<orvy_EventQueue **>(static_cast<orvy_Object *>(Clock) + 1);
 }
 
-void *createUnit(const char *, int, const orvy_CreateArg *) {
-  auto *U = new Unit{};
-  U->Peers = orvy_ifaceRefArrayAlloc(4);
-  U->Events = new std::vector<int64_t>;
-  return U;
-}
-
-void disposeUnit(void *Obj) {
-  auto *U = static_cast<Unit *>(Obj);
-  orvy_ifaceRefArrayDispose(&U->Peers);
-  std::free(U->Text);
-  delete U->Events;
-  delete U;
-}
-
-void registerClasses() {
-  orvy_Class *Cls = orvy_registerClass("Unit", createUnit, disposeUnit);
-  orvy_addProperty(Cls, "value", offsetof(Unit, Value), ovTY_U64, 1, nullptr, nullptr, "");
-  orvy_addProperty(Cls, "text", offsetof(Unit, Text), ovTY_String, 1, nullptr, nullptr, "");
-  orvy_addProperty(Cls, "peer", offsetof(Unit, Peer), ovTY_IfaceRef, 1, nullptr, nullptr, "");
-  orvy_addProperty(Cls, "peers", offsetof(Unit, Peers), ovTY_IfaceRefArray, 1, nullptr, nullptr,
-                   "");
-  orvy_addInterface(Cls, "PeerIface", "PeerIface", &PeerTable, 0, "");
-}
-
-Unit *anyUnit() {
+Model *anyUnit() {
   return Units[below(Units.size())];
 }
 
@@ -101,13 +68,13 @@ void create() {
   if (Units.size() >= MostObjects)
     return;
   const std::string Name = "u" + std::to_string(Counts[0]++);
-  auto *U = static_cast<Unit *>(orvy_createObject("Unit", Name.c_str(), nullptr));
+  Model *U = createModel(Name.c_str());
   orvy_setTimeSource(U, anyClock());
   Units.push_back(U);
 }
 
 /// Subscribers stay when a source goes.
-void unsubscribe(Unit *U) {
+void unsubscribe(Model *U) {
   orvy_unsubscribeNotification("orvy.objectDisposed", U, hear);
 }
 
@@ -115,28 +82,27 @@ void dispose() {
   if (Units.size() < 2)
     return;
   std::swap(Units[below(Units.size())], Units.back());
-  Unit *Gone = Units.back();
+  Model *Gone = Units.back();
   Units.pop_back();
-  for (Unit *U : Units) // as a host must do that knows of references
-    if (U->Peer.Obj == Gone)
-      U->Peer = {};
+  for (Model *U : Units) // as a host must do that knows of references
+    if (U->Ref.Obj == Gone)
+      U->Ref = {};
   unsubscribe(Gone);
+  Published.erase(Gone);
   orvy_disposeObject(Gone);
 }
 
 void publish() {
-  Unit *U = anyUnit();
+  Model *U = anyUnit();
   const std::string Name =
       below(4) ? "e" + std::to_string(below(8)) : "once" + std::to_string(Counts[1]);
   ++Counts[1];
-  U->Events->push_back(below(3) ? orvy_eventPublish(Name.c_str(), U, fire)
-                                : orvy_eventPublishOldStyle(Name.c_str(), U, [](void *Obj, void *) {
-                                    ++static_cast<Unit *>(Obj)->Value;
-                                  }));
+  Published[U].push_back(below(3) ? orvy_eventPublish(Name.c_str(), U, fire)
+                                  : orvy_eventPublishOldStyle(Name.c_str(), U, count));
 }
 
 void depublish() {
-  std::vector<int64_t> &Events = *anyUnit()->Events;
+  std::vector<int64_t> &Events = Published[anyUnit()];
   if (Events.empty())
     return;
   orvy_eventDepublish(Events.back());
@@ -144,10 +110,11 @@ void depublish() {
 }
 
 void post() {
-  Unit *U = anyUnit();
-  if (U->Events->empty())
+  Model *U = anyUnit();
+  const std::vector<int64_t> &Events = Published[U];
+  if (Events.empty())
     return;
-  const int64_t Id = (*U->Events)[below(U->Events->size())];
+  const int64_t Id = Events[below(Events.size())];
   orvy_eventSetPeriodCycles(Id, below(4) ? 0 : 1 + static_cast<int64_t>(below(500)));
   if (orvy_eventIsScheduled(Id))
     orvy_eventDeschedule(Id);
@@ -174,7 +141,7 @@ void postCallback() {
 
 void notifyOne() {
   static uint64_t Heard;
-  Unit *U = anyUnit();
+  Model *U = anyUnit();
   const int64_t Id = orvy_publishNotification("soak.event", U);
   orvy_subscribeNotification("soak.event", U, &Heard, hear);
   orvy_subscribeNotification("orvy.objectDisposed", U, &Heard, hear);
@@ -183,24 +150,18 @@ void notifyOne() {
 }
 
 void connect() {
-  orvy_connect(anyUnit(), "peer[0]", anyUnit(), "PeerIface");
-  Unit *U = anyUnit();
-  if (orvy_ifaceRefArraySize(&U->Peers) < 20)
-    orvy_connect(U, "peers", U, "PeerIface");
+  orvy_connect(anyUnit(), "ref[0]", anyUnit(), "echo");
+  Model *U = anyUnit();
+  if (orvy_ifaceRefArraySize(&U->Dynamic) < 20)
+    orvy_connect(U, "dynamic", U, "echo");
 }
 
 void setProperties() {
-  Unit *U = anyUnit();
-  orvy_Propval Value = {};
-  Value.Typ = ovTY_U64;
-  Value.u64 = Random();
-  orvy_writeValue(U, "value", Value, -1);
-  Value = {};
-  Value.Typ = ovTY_String;
+  Model *U = anyUnit();
+  orvy_writeValue(U, "u64", u64(Random()), 0);
   const std::string Text(below(200), 'x');
-  Value.String = Text.c_str();
-  orvy_writeValue(U, "text", Value, -1);
-  if (orvy_readValue(U, "text", -1).String != Text)
+  orvy_writeValue(U, "string", text(Text.c_str()), -1);
+  if (orvy_readValue(U, "string", -1).String != Text)
     std::abort();
 }
 
@@ -218,12 +179,13 @@ void replaceClock() {
   orvy_disposeObject(Clocks[Index]);
   const std::string Name = "c" + std::to_string(Counts[0]++);
   Clocks[Index] = orvy_createObject("Clock", Name.c_str(), nullptr);
-  for (Unit *U : Units)
+  for (Model *U : Units)
     orvy_setTimeSource(U, anyClock());
 }
 
 void begin() {
   Units.clear();
+  Published.clear();
   for (void *&Clock : Clocks)
     Clock = orvy_createObject("Clock", ("c" + std::to_string(Counts[0]++)).c_str(), nullptr);
   create();
@@ -253,7 +215,6 @@ int main(int argc, char **argv) {
   orvy_initConfigDirs();
   orvy_initSupportLib();
   orvy_logSetLevel(ovLOG_Error);
-  registerClasses();
   begin();
   void (*const Operations[])() = {
       create, create,       dispose,   publish, publish,       depublish, post,         post,
