@@ -33,6 +33,17 @@ TEST(SparcV8Board, TrapsOnFaultyWords) {
   EXPECT_EQ(Ram + 0x1004, orvy_cpuGetPc(Cpu));
 }
 
+TEST(SparcV8Board, RunsWhatItHasStoredInRam) {
+  Board B;
+  void *Cpu = B.Cpus[0];
+  B.assemble(0, Ram, {"nop", "add %g3, 1, %g3", "st %g2, [%g1 + 4]", "ba .-0xc", "nop"});
+  orvy_cpuSetReg(Cpu, 1, Ram);
+  orvy_cpuSetReg(Cpu, 2, orvy_assemble(Cpu, "add %g5, 1, %g5"));
+  orvy_cpuStep(Cpu, 50);
+  EXPECT_EQ(orvy_cpuGetReg(Cpu, 3), 1u);
+  EXPECT_EQ(orvy_cpuGetReg(Cpu, 5), 9u);
+}
+
 std::function<void()> Blow;
 
 void *makeCharge() {

@@ -117,10 +117,11 @@ TEST_F(SparcV8Control, RunsOnAcrossPages) {
 }
 
 TEST_F(SparcV8Control, RunsWhatItHasJustStored) {
-  // The store changes the next instruction, which was decoded by an earlier pass.
+  // The second store changes the next instruction, which was decoded by an earlier pass; the first
+  // one made the page known, so that the second goes straight to it.
   set("g1", Origin + 8);
   set("g2", orvy_assemble(Cpu, "add %g3, 100, %g3"));
-  program({"nop", "nop", "add %g3, 1, %g3", "ba .-0xc", "nop"});
+  program({"st %g0, [%g1 + 64]", "nop", "add %g3, 1, %g3", "ba .-0xc", "nop"});
   step(5);
   EXPECT_EQ(1u, get("g3"));
   place(Origin + 4, {"st %g2, [%g1]"});
