@@ -29,6 +29,7 @@ protected:
       User.press(Terminal::Tab);
       User.expect(Each.Seen);
       User.press(Terminal::CtrlC);
+      EXPECT_THAT(User.takeUntil("^C\n"), testing::AnyOf("", " ")) << Each.Typed;
       User.expect(Prompt);
     }
   }
@@ -146,8 +147,9 @@ TEST_F(AtPromptTest, TabListsSeveralCandidates) {
        "Completions:\n\tobject-print\n\tobject-prop-read\n\tobject-prop-write\norvy> object-pr"},
       {"var-p", "Completions:\n\tvar-print\n\tvar-print-all\norvy> var-print"},
       {"object-create ", "Completions:\n\targs=\n\tclass=\n\tname=\norvy> object-create "},
-      {"connect a=sim.", "Completions:\n\tsim."},
-      {"connect b=sim:", "Completions:\n\tsim:MachineIface\n\tsim:ObjectIface\norvy> "},
+      {"connect a=sim.", "\n\tsim.time\n\tsim.timeDistributionInterval\norvy> connect a=sim."},
+      {"connect b=sim:",
+       "Completions:\n\tsim:MachineIface\n\tsim:ObjectIface\norvy> connect b=sim:"},
       {"class-info class=", "Completions:\n\tClock\n\tSimulator\norvy> class-info class="},
       {"memory-load file=${LI",
        "Completions:\n\t${LIST_ONE}\n\t${LIST_TWO}\norvy> memory-load file=${LIST_"},
