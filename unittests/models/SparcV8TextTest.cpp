@@ -138,10 +138,9 @@ TEST_F(SparcV8Text, IsRejectedIfItNamesNoInstruction) {
       "frobnicate %g1; add %g1, %g2; add %g1, 4096, %g2; add %g1, -4097, %g2; "
       "add %g1, %g2, %g3 %g4; add %g8, %g2, %g3; add %f1, %f2, %f3; sll %g1, 32, %g2; "
       "ld [%g1, %g2; ld [%g1], %fq; ldub [%g1], %f1; lda [%g1 + 4] 0xb, %g3; "
-      "lda [%g1] 0x100, %g3; sta %f1, [%g1] 1; be .+0x2; be .+0x800000; be 0x10; ba,b .+0x10; call "
-      ".+0x80000000; "
-      "ta 128; sethi %lo(4), %g1; sethi 0x400000, %g1; rd %g1, %g2; rd %asr32, %g2; "
-      "rd %asr99999999999999999999, %g2; wr %g1, 5, %fsr; fadds %f1, %f2; "
+      "lda [%g1] 0x100, %g3; sta %f1, [%g1] 1; be .+0x2; be .+0x800000; be 0x10; ba,b .+0x10; "
+      "call .+0x80000000; ta 128; sethi %lo(4), %g1; sethi 0x400000, %g1; rd %g1, %g2; "
+      "rd %asr32, %g2; rd %asr99999999999999999999, %g2; wr %g1, 5, %fsr; fadds %f1, %f2; "
       "cpop1 0x200, %c1, %c2, %c3; mov 99999999999999999999999, %g1; unimp; %; [";
   for (const std::string &Text : split(Texts))
     EXPECT_EQ(0u, orvy_assemble(Cpu, Text.c_str())) << Text;
