@@ -52,7 +52,7 @@ struct CommandTexts final : Words {
     setShortName('c');
     setValueName("text");
     TakesValue = true;
-    setDescription("Run the commands of a text, behind the scripts; may come several times");
+    setDescription("Run the commands of a text, after the scripts; may come several times");
   }
 } Texts;
 
@@ -158,7 +158,8 @@ ExitStatus finish(ExitStatus Status) {
 int main(int argc, char **argv) {
   // Before the library is started, which uses some of the values.
   if (orvy_parseCommandLineOptions(argc, const_cast<const char **>(argv)) != 0) {
-    errs() << "orvy: '" << getWrongWord() << "' is no option, or its value is missing or wrong\n\n";
+    errs() << "orvy: '" << getWrongWord()
+           << "' is not an option, or its value is missing or wrong\n\n";
     orvy_printCommandLineHelp();
     return UsageError;
   }

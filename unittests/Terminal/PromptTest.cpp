@@ -187,14 +187,17 @@ TEST_F(AtPromptTest, ControlCDropsTheLine) {
 }
 
 #ifdef ORVY_HAS_PYTHON
-TEST_F(AtPromptTest, ControlCInterruptsPython) {
-  // The output tells that the text runs: an earlier ^C would drop the line.
+TEST_F(PromptTest, ControlCInterruptsPython) {
+  // The output tells that the text runs: an earlier ^C would drop the line, and one too many that of
+  // the next text.
   for (const char *Text : {R"(! print("be" "gun", flush=True); all(True for _ in iter(int, 1)))",
                            R"(! import orvy; print("be" "gun", flush=True); orvy.run(1e7))"}) {
+    Terminal User(Home.path());
+    User.expect(Prompt);
     User.enter(Text);
     User.expect("begun");
     User.pressUntil(Terminal::CtrlC, "KeyboardInterrupt");
-    User.expect(Prompt);
+    User.pressUntil(Terminal::CtrlC, Prompt);
   }
 }
 #endif
